@@ -1,0 +1,26 @@
+# One interface target carries the flags of everything built here.
+find_program(VELMORA_CCACHE ccache)
+if(VELMORA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${VELMORA_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${VELMORA_CCACHE})
+endif()
+
+add_library(velmora_flags INTERFACE)
+# No contraction: the same input gives the same bits on every machine, so a product and a sum are
+# fused only where the code says std::fma.
+target_compile_options(velmora_flags INTERFACE -ffp-contract=off)
+target_compile_options(velmora_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wcast-align>)
+if(VELMORA_WERROR)
+  target_compile_options(velmora_flags INTERFACE -Werror)
+endif()
+if(VELMORA_SANITIZE)
+  target_compile_options(velmora_flags INTERFACE -fsanitize=${VELMORA_SANITIZE}
+    -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(velmora_flags INTERFACE -fsanitize=${VELMORA_SANITIZE})
+endif()
+if(VELMORA_COVERAGE)
+  target_compile_options(velmora_flags INTERFACE --coverage)
+  target_link_options(velmora_flags INTERFACE --coverage)
+endif()

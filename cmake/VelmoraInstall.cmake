@@ -1,0 +1,5 @@
+# What `cmake --install` lays down.
+install(TARGETS velmora_sr EXPORT velmora_srTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/velmora_sr DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -1,0 +1,173 @@
+/* libvelmora_sr: one or two 8-bit YUV 4:2:0 frames in, one larger frame out.
+ *
+ * The three entry points of the library and the records that cross them. C99 and C++.
+ *
+ *   create   VELMORA_SR_Create    one handle for a fixed input size and scene
+ *   process  VELMORA_SR_Process   one frame set in, one frame out, any number of times
+ *   destroy  VELMORA_SR_Destroy   ends the handle
+ *
+ * Threads: the three calls are synchronous and not re-entrant. Kernel tables, configuration and the
+ * worker threads are shared by the whole process, so keep one live handle at a time and serialise
+ * the calls; they may come from different threads.
+ *
+ * Frames: a frame is one block of width * height luma bytes followed by its chroma, 4:2:0, 8 bits,
+ * no row padding: width * height * 3 / 2 bytes for even sizes. Chroma is interleaved (NV12, NV21)
+ * or two planes (planar), see Velmora_SR_InputFrames::format. Chroma rows hold 2 * (width / 2)
+ * bytes and there are height / 2 of them: an odd last column or row has no chroma of its own.
+ *
+ * Geometry: sample (0, 0) is the centre of the top-left pixel. The valid region is stretched onto
+ * the whole output so that its first and last columns and rows land on the first and last output
+ * columns and rows. Chroma is resampled on its own half-size grid by the same rule.
+ */
+#ifndef VELMORA_SR_VELMORA_SR_H
+#define VELMORA_SR_VELMORA_SR_H
+
+#include <stdint.h>
+
+#include "velmora_sr/export.h"
+#include "velmora_sr/version.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Length of the path buffers in the handle; a longer path is cut at 2047 bytes there (the file
+ * itself is opened through the caller's own pointer, whatever its length). */
+#define VELMORA_SR_PATH_SIZE 2048
+
+/* Scene codes (Velmora_SR_CreateParams::srScene). */
+enum {
+  VELMORA_SR_SCENE_SINGLE = 0, /* "singleFrameZoom": leftData alone, no registration */
+  VELMORA_SR_SCENE_LEFT_RIGHT =
+      1,                         /* "doubleFrame_leftRight": leftData and rightData, two cameras */
+  VELMORA_SR_SCENE_LEFT_LEFT = 2 /* "doubleFrame_leftLeft": leftData and leftData2, one camera */
+};
+
+/* Image format codes. All frames of a call share one; the output uses the input's. */
+enum {
+  VELMORA_SR_FORMAT_PLANAR = 0, /* luma, U plane, V plane; scene 0 only */
+  VELMORA_SR_FORMAT_NV12 = 4,   /* luma, pairs U V */
+  VELMORA_SR_FORMAT_NV21 = 5    /* luma, pairs V U */
+};
+
+/* Allocator of the caller: size in bytes, a tag (always "SR_Process"), reserved (always 0). Returns
+ * a block aligned like malloc's, or null, which the library survives. Called on the thread of the
+ * process call. */
+typedef void* (*SR_AllocFxn)(uint32_t size, const char* tag, int32_t reserved);
+
+/* Release function: takes back each block of SR_AllocFxn exactly once, before the process call that
+ * took it returns, with the same tag and reserved value. */
+typedef void (*SR_FreeFxn)(void* ptr, const char* tag, int32_t reserved);
+
+/* Internal result codes, see GetRetInfo in records.h for their texts. VELMORA_SR_Create may pass
+ * 2..5 on (reserved: the configuration steps substitute defaults instead of failing). */
+#ifdef __cplusplus
+enum Velmora_SR_ESR_RET : int32_t {
+#else
+typedef int32_t Velmora_SR_ESR_RET;
+enum {
+#endif
+  SR_RET_SUCCEED = 0,
+  SR_RET_LOAD_CONFIG_FAILED = 2,
+  SR_RET_ALLOC_FAILED = 3,
+  SR_RET_PARAMS_OUT_OF_RANGE = 4,
+  SR_RET_ODD_EVEN_INCONSISTENT = 5
+};
+
+/* What VELMORA_SR_Create needs to know; read once, the strings are copied. */
+typedef struct Velmora_SR_CreateParams {
+  int32_t inImageWidth;  /* input width in pixels, >= 1 */
+  int32_t inImageHeight; /* input height in pixels, >= 1 */
+  int32_t srScene;       /* scene code; a code outside 0..2 is refused at process time */
+  SR_AllocFxn alloc; /* with free: where every buffer of a process call comes from. The two are */
+  SR_FreeFxn free;   /* kept only as a pair; without them no process call can work */
+  const char* configFileName; /* XML configuration; null or unreadable: built-in thresholds */
+  const char* kernelFileName; /* kernel file; null or not openable: built-in kernels */
+} Velmora_SR_CreateParams;
+
+/* The handle. Made and released by the library; read it, do not write it. */
+typedef struct SR_ParamsPublic {
+  int32_t srImageWidth;  /* output width of the last process call */
+  int32_t srImageHeight; /* output height of the last process call */
+  uint32_t memSize;      /* size of memBuffer in bytes, 0 in this design */
+  void* memBuffer;       /* shared working block, null in this design */
+  uint32_t reserved;     /* 0 */
+  int32_t state;         /* 0 empty, 1 being filled, 2 created */
+  int32_t inImageWidth;  /* from the creation parameters */
+  int32_t inImageHeight;
+  int32_t vrStartW; /* valid region of the last process call in input pixels, ends inclusive */
+  int32_t vrStartH;
+  int32_t vrEndW;
+  int32_t vrEndH;
+  int32_t srScene;
+  SR_AllocFxn alloc; /* both set or both null */
+  SR_FreeFxn free;
+  const char* configFileNamePtr; /* the caller's pointers, used during creation only */
+  const char* kernelFileNamePtr;
+  char configFileName[VELMORA_SR_PATH_SIZE]; /* the library's copies, cut at 2047 bytes */
+  char kernelFileName[VELMORA_SR_PATH_SIZE];
+} SR_ParamsPublic;
+
+/* The frames of one process call. The library never frees a frame. In scenes 1 and 2 it changes
+ * leftData in place where de-ghosting replaces samples; the second frame's bytes never change. */
+typedef struct Velmora_SR_InputFrames {
+  int32_t width;     /* must equal the creation width */
+  int32_t height;    /* must equal the creation height */
+  int32_t format;    /* image format code of all frames */
+  uint8_t* leftData; /* first frame, the reference of every scene */
+  uint32_t reserved5;
+  uint8_t* rightData; /* second frame of scene 1 */
+  uint32_t reserved7;
+  int32_t vrDepthStartW; /* region to enlarge, in input pixels: first column, */
+  int32_t vrDepthStartH; /* first row, */
+  int32_t vrDepthEndW;   /* last column (inclusive, below width), */
+  int32_t vrDepthEndH;   /* last row (inclusive, below height); at least 100 x 100 pixels */
+  uint32_t reserved12;
+  uint32_t reserved13;
+  uint32_t reserved14;
+  uint8_t* leftData2; /* second frame of scene 2 */
+} Velmora_SR_InputFrames;
+
+/* Where one process call puts its result. */
+typedef struct Velmora_SR_OutputFrame {
+  int32_t width;  /* output width in pixels, >= 1 */
+  int32_t height; /* output height in pixels, >= 1 */
+  int32_t format; /* used in the name of the debug dump only; the samples have the input's format */
+  uint8_t* data;  /* width * height * 3 / 2 bytes of the caller, written by the library */
+  int32_t vrStartW; /* written: the valid region that was enlarged, in input pixels */
+  int32_t vrStartH;
+  int32_t vrEndW;
+  int32_t vrEndH;
+} Velmora_SR_OutputFrame;
+
+/* Creates a handle: reads the configuration and the kernel file, starts the worker threads.
+ *   params     not null; read during the call only
+ *   handleOut  not null; set to null first, then to the new handle, which VELMORA_SR_Destroy ends
+ * Returns 0; -1 for a null argument, when the handle cannot be allocated (*handleOut stays null) or
+ * when the worker threads fail to start (*handleOut is set all the same, and must be destroyed). */
+VELMORA_API int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params,
+                                      SR_ParamsPublic** handleOut);
+
+/* Turns one frame set into one output frame.
+ *   handle      from VELMORA_SR_Create
+ *   input       not null; frames and region, read during the call only (leftData may be changed)
+ *   frameCount  number of frames supplied, >= 1; at least 2 for scene 2
+ *   output      not null; its data is written, then its valid region
+ * Returns 0 when done, also when a stage failed and the output was left untouched (the log says
+ * so); -1 for a null argument or frameCount < 1; -2 when the handle is not a created one; -3 when a
+ * frame that the scene needs is missing; -4 for an unknown scene.
+ * Scenes 1 and 2 with an output of the input size copy the first frame. Frames that cannot be
+ * registered are not an error: the first frame is enlarged alone. */
+VELMORA_API int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames* input,
+                                       int32_t frameCount, Velmora_SR_OutputFrame* output);
+
+/* Ends a handle and sets *handle to null. The process-wide tables and one reference to the worker
+ * threads are released even when *handle turns out to be null or not a created handle.
+ * Returns 0, or -1 for a null or unusable handle. */
+VELMORA_API int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* VELMORA_SR_VELMORA_SR_H */

