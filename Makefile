@@ -1,0 +1,46 @@
+# The front door: every target calls scripts/check or the built tool; nothing is decided here.
+.DEFAULT_GOAL := help
+.PHONY: help deps build demo test asan tsan bench lint format coverage install clean
+
+PREFIX ?= /usr/local
+DEMO_DIR ?= demo
+
+help: ## list the targets
+	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|' 2>/dev/null \
+	  || sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1   \2/p' $(MAKEFILE_LIST)
+
+deps: ## install the Debian packages that are missing (apt)
+	@scripts/check deps
+
+build: ## build library, tool and tests (preset release)
+	@scripts/check build
+
+demo: ## build, render a scene, enlarge it, compare with bicubic: pictures in demo/
+	@scripts/check demo "$(DEMO_DIR)"
+
+test: ## everything that continuous integration runs
+	@scripts/check all
+
+asan: ## unit and tool tests under the address and undefined-behaviour sanitizers
+	@scripts/check asan
+
+tsan: ## unit tests under the thread sanitizer
+	@scripts/check tsan
+
+bench: ## build and run the benchmarks
+	@scripts/check bench
+
+lint: ## shellcheck and clang-tidy
+	@scripts/check lint tidy
+
+format: ## rewrite the sources with clang-format
+	@scripts/check reformat
+
+coverage: ## line coverage of the tests: build/coverage/report/index.html
+	@scripts/check coverage
+
+install: ## build and install to PREFIX (default /usr/local)
+	@scripts/check install "$(PREFIX)"
+
+clean: ## remove what was built
+	rm -rf build out demo

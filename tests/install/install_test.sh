@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# Tests of the install; ctest passes one name, and the build's settings by the environment.
+set -euo pipefail
+
+prefix=$SCRATCH/installed
+work=$SCRATCH/$1
+
+fail() {
+  printf 'FAILED: %s\n' "$*" >&2
+  exit 1
+}
+
+# A flat frame stays flat at every size, which a program that wrote nothing would not deliver.
+check_enlarge() {
+  head -c $((160 * 120 * 3 / 2)) /dev/zero | tr '\0' 'A' >"$work/in.nv12"
+  "$1" "$work/in.nv12" 160 120 2 "$work/out.nv12"
+  head -c $((320 * 240 * 3 / 2)) /dev/zero | tr '\0' 'A' | cmp - "$work/out.nv12" ||
+    fail "$1: a flat frame did not come out flat"
+}
+
+build_examples_with_cmake() {
+  "$CMAKE" -S "$SOURCE_DIR/examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$1" >"$work/log" ||
+    { cat "$work/log"; fail "find_package"; }
+  "$CMAKE" --build "$work/build"
+  check_enlarge "$work/build/enlarge"
+}
+
+rm -rf "$work"
+mkdir -p "$work"
+case $1 in
+  prefix)
+    rm -rf "$prefix"
+    "$CMAKE" --install "$BUILD_DIR" --prefix "$prefix" >"$work/log"
+    for file in "$LIBDIR/libvelmora_sr.so" "$LIBDIR/libvelmora_sr.so.${VERSION%%.*}" \
+      "$LIBDIR/libvelmora_sr.so.$VERSION" "$LIBDIR/pkgconfig/velmora_sr.pc" \
+      "$LIBDIR/cmake/velmora_sr/velmora_srConfig.cmake" include/velmora_sr/velmora_sr.h \
+      share/velmora_sr/zelk.xml; do
+      [[ -e $prefix/$file ]] || fail "not installed: $file"
+    done
+    # Every public header, and nothing else.
+    diff <(cd "$SOURCE_DIR/include" && find velmora_sr -type f | sort) \
+      <(cd "$prefix/include" && find velmora_sr -type f | sort) || fail "installed headers"
+    if [[ -e $prefix/bin/velmora-sr ]]; then
+      [[ -s $prefix/share/man/man1/velmora-sr.1 ]] || fail "the tool came without its manual page"
+      "$prefix/bin/velmora-sr" --version | grep -F "$VERSION" || fail "installed tool"
+    fi
+    # No file may remember where it was built.
+    ! grep -rlF "$BUILD_DIR" "$prefix/$LIBDIR/cmake" "$prefix/$LIBDIR/pkgconfig" ||
+      fail "a path of the build tree was installed"
+    ;;
+  find_package)
+    build_examples_with_cmake "$prefix"
+    [[ $("$work/build/read_configuration" "$prefix/share/velmora_sr/zelk.xml") == \
+      $'LowThr 1\nHighThr 5' ]] || fail "the installed zelk.xml"
+    sed 's/>1</>3</; s/>5</>9</' "$prefix/share/velmora_sr/zelk.xml" >"$work/changed.xml"
+    [[ $("$work/build/read_configuration" "$work/changed.xml") == \
+      $'LowThr 3\nHighThr 9' ]] || fail "thresholds of a changed zelk.xml"
+    # The next major version must be refused.
+    sed "s/find_package(velmora_sr [0-9.]*/find_package(velmora_sr $((${VERSION%%.*} + 1)).0/" \
+      "$SOURCE_DIR/examples/CMakeLists.txt" >"$work/CMakeLists.txt"
+    cp "$SOURCE_DIR"/examples/*.c "$SOURCE_DIR"/examples/*.cpp "$work"
+    ! "$CMAKE" -S "$work" -B "$work/next" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" 2>&1 ||
+      fail "another major version was accepted"
+    ;;
+  pkg_config)
+    export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+    [[ $(pkg-config --modversion velmora_sr) == "$VERSION" ]] || fail "version of velmora_sr.pc"
+    read -ra flags <<<"$(pkg-config --cflags --libs velmora_sr)"
+    "$CC" -std=c99 -pedantic-errors -Wall -Wextra -Werror "$SOURCE_DIR/examples/enlarge.c" \
+      "${flags[@]}" -o "$work/enlarge"
+    LD_LIBRARY_PATH=$prefix/$LIBDIR check_enlarge "$work/enlarge"
+    ;;
+  # An installed tree works wherever it is moved to.
+  moved_prefix)
+    cp -a "$prefix" "$work/elsewhere"
+    build_examples_with_cmake "$work/elsewhere"
+    [[ $(PKG_CONFIG_PATH=$work/elsewhere/$LIBDIR/pkgconfig pkg-config --libs-only-L velmora_sr) == \
+      *elsewhere* ]] || fail "velmora_sr.pc points at the old prefix"
+    ;;
+  add_subdirectory)
+    "$CMAKE" -S "$SOURCE_DIR/tests/install/subproject" -B "$work/build" \
+      -DVELMORA_SOURCE_DIR="$SOURCE_DIR" >"$work/log" || { cat "$work/log"; fail "configure"; }
+    "$CMAKE" --build "$work/build" --target enlarge
+    check_enlarge "$work/build/enlarge"
+    ;;
+  *) fail "no such test: $1" ;;
+esac
