@@ -1,13 +1,13 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test asan tsan bench lint format coverage install clean
+.PHONY: help deps build demo test test-arm asan tsan bench lint format coverage install clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
 
 help: ## list the targets
-	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|' 2>/dev/null \
-	  || sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1   \2/p' $(MAKEFILE_LIST)
+	@sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1|\2/p' $(MAKEFILE_LIST) | column -t -s '|' 2>/dev/null \
+	  || sed -n 's/^\([a-z-]*\):.*## \(.*\)/  make \1   \2/p' $(MAKEFILE_LIST)
 
 deps: ## install the Debian packages that are missing (apt)
 	@scripts/check deps
@@ -26,6 +26,9 @@ asan: ## unit and tool tests under the address and undefined-behaviour sanitizer
 
 tsan: ## unit tests under the thread sanitizer
 	@scripts/check tsan
+
+test-arm: ## unit tests of the ARM builds (32-bit with and without NEON, 64-bit) under emulation
+	@scripts/check arm
 
 bench: ## build and run the benchmarks
 	@scripts/check bench

@@ -7,6 +7,10 @@
 namespace velmora {
 
 void installScalarKernels(InterpolationKernels& table);
+// Each overwrites the entries that its set speeds up; built where the target can have the set.
+void installNeonKernels(InterpolationKernels& table);
+void installAvx2Kernels(InterpolationKernels& table);
+void installAvx512Kernels(InterpolationKernels& table);
 
 }  // namespace velmora
 

@@ -6,6 +6,18 @@
 #include <utility>
 #include <vector>
 
+// The build says which sets it holds.
+#ifndef VELMORA_HAVE_NEON
+#define VELMORA_HAVE_NEON 0
+#endif
+#ifndef VELMORA_HAVE_AVX2
+#define VELMORA_HAVE_AVX2 0
+#endif
+
+#if VELMORA_HAVE_NEON && !defined(__aarch64__)
+#include <sys/auxv.h>
+#endif
+
 namespace velmora {
 namespace {
 
@@ -17,7 +29,23 @@ constexpr std::array<std::pair<KernelSet, std::string_view>, 4> kNames = {{
 }};
 
 std::vector<KernelSet> detect() {
-  return {KernelSet::scalar};
+  std::vector<KernelSet> sets = {KernelSet::scalar};
+#if VELMORA_HAVE_NEON && defined(__aarch64__)
+  sets.push_back(KernelSet::neon);
+#elif VELMORA_HAVE_NEON
+  // HWCAP_NEON of 32-bit ARM Linux; the value is part of the kernel's interface.
+  if ((getauxval(AT_HWCAP) & (1ul << 12)) != 0) sets.push_back(KernelSet::neon);
+#endif
+#if VELMORA_HAVE_AVX2
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
+    sets.push_back(KernelSet::avx2);
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq")) {
+      sets.push_back(KernelSet::avx512);
+    }
+  }
+#endif
+  return sets;
 }
 
 }  // namespace

@@ -7,6 +7,10 @@
 namespace velmora {
 
 void installScalarKernels(RegistrationKernels& table);
+// Each overwrites the entries that its set speeds up; built where the target can have the set.
+void installNeonKernels(RegistrationKernels& table);
+void installAvx2Kernels(RegistrationKernels& table);
+void installAvx512Kernels(RegistrationKernels& table);
 
 }  // namespace velmora
 

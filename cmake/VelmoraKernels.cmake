@@ -1,0 +1,36 @@
+# Vector kernels: which sets this target can have, and how their files are compiled.
+#
+# A set's flags sit on its own files only, and the set is chosen at run time, so the library also runs
+# on a CPU without it. Such a file holds intrinsics and static functions, nothing else: an inline
+# function of a header compiled with a set's flags could be the copy that the linker keeps for all.
+set(VELMORA_KERNEL_SETS "")
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+  if(VELMORA_NEON)
+    list(APPEND VELMORA_KERNEL_SETS neon)
+    set(VELMORA_FLAGS_neon "")
+  endif()
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  if(VELMORA_NEON)
+    list(APPEND VELMORA_KERNEL_SETS neon)
+    set(VELMORA_FLAGS_neon -mfpu=neon)
+  endif()
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 8)
+  if(VELMORA_X86_SIMD)
+    list(APPEND VELMORA_KERNEL_SETS avx2 avx512)
+    set(VELMORA_FLAGS_avx2 -mavx2 -mfma)
+    set(VELMORA_FLAGS_avx512 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mfma)
+  endif()
+endif()
+foreach(set IN LISTS VELMORA_KERNEL_SETS)
+  string(TOUPPER ${set} upper)
+  target_compile_definitions(velmora_flags INTERFACE VELMORA_HAVE_${upper}=1)
+endforeach()
+
+# velmora_kernel_sources(<set> <files>...): adds the files if the target can have the set.
+function(velmora_kernel_sources set)
+  if(set IN_LIST VELMORA_KERNEL_SETS)
+    target_sources(velmora_objects PRIVATE ${ARGN})
+    set_source_files_properties(${ARGN} TARGET_DIRECTORY velmora_objects
+                                PROPERTIES COMPILE_OPTIONS "${VELMORA_FLAGS_${set}}")
+  endif()
+endfunction()
