@@ -1,0 +1,104 @@
+#include "common/valid_region.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <ostream>
+
+#include "support/log_capture.h"
+
+namespace velmora {
+
+void PrintTo(const ValidRegion& region, std::ostream* out) {
+  *out << "[" << region.startW << ", " << region.startH << ", " << region.endW << ", "
+       << region.endH << "]";
+}
+
+namespace {
+
+TEST(ValidRegion, IntersectionTakesTheInnerOfEachSide) {
+  const ValidRegion asked = {10, 20, 500, 600};
+  EXPECT_EQ(intersection(asked, {0, 0, 639, 639}), asked);
+  EXPECT_EQ(intersection(asked, {12, 0, 639, 333}), (ValidRegion{12, 20, 500, 333}));
+  EXPECT_EQ(intersection(asked, {0, 25, 490, 639}), (ValidRegion{10, 25, 490, 600}));
+  EXPECT_EQ(intersection(asked, {501, 0, 639, 19}), (ValidRegion{501, 20, 500, 19}));
+}
+
+TEST(ValidRegion, MadeEvenMovesInwardsExceptBelowZero) {
+  const struct {
+    ValidRegion region, even;
+  } cases[] = {
+      {{0, 2, 4, 6}, {0, 2, 4, 6}},
+      {{1, 3, 1001, 999}, {2, 4, 1000, 998}},
+      {{151, 150, 1001, 1001}, {152, 150, 1000, 1000}},
+      {{-1, -3, -1, -5}, {-2, -4, 0, -4}},
+      {{-2, INT_MIN, INT_MAX, INT_MIN}, {-2, INT_MIN, INT_MAX - 1, INT_MIN}},
+      {{INT_MAX, INT_MAX - 1, INT_MIN + 1, 0}, {INT_MIN, INT_MAX - 1, INT_MIN + 2, 0}},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(madeEven(c.region), c.even);
+}
+
+TEST(ValidRegion, UsableMeansInsideAndAtLeastAHundredPixelsWide) {
+  const struct {
+    ValidRegion region;
+    int32_t width, height;
+    bool usable;
+  } cases[] = {
+      {{0, 0, 99, 99}, 100, 100, true},
+      {{0, 0, 98, 99}, 100, 100, false},
+      {{0, 0, 99, 98}, 100, 100, false},
+      {{1, 0, 100, 99}, 100, 100, false},
+      {{0, 1, 99, 100}, 100, 100, false},
+      {{1, 1, 100, 100}, 101, 101, true},
+      {{-1, 0, 99, 99}, 100, 100, false},
+      {{0, -1, 99, 99}, 100, 100, false},
+      {{20, 10, 118, 300}, 640, 480, false},
+      {{20, 10, 119, 109}, 640, 480, true},
+      {{500, 10, 20, 300}, 640, 480, false},
+      {{0, 0, 639, 479}, 640, 480, true},
+      // The span does not wrap around.
+      {{INT_MAX, 0, INT_MIN, 479}, 640, 480, false},
+      {{5, 5, INT_MIN, INT_MIN}, 640, 480, false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(isUsable(c.region, c.width, c.height), c.usable)
+        << testing::PrintToString(c.region) << " in " << c.width << "x" << c.height;
+  }
+}
+
+TEST(ValidRegion, DefaultKeepsItsMarginAndLowersOddEnds) {
+  EXPECT_EQ(defaultRegion(4000, 3000), (ValidRegion{150, 150, 3848, 2848}));
+  EXPECT_EQ(defaultRegion(4001, 3001), (ValidRegion{150, 150, 3850, 2850}));
+  EXPECT_EQ(defaultRegion(100, 101), (ValidRegion{150, 150, -52, -50}));
+  EXPECT_EQ(defaultRegion(1, 2), (ValidRegion{150, 150, -150, -150}));
+}
+
+TEST(ValidRegion, ReplacementIsLoggedWithBothRegions) {
+  test::LogCapture log;
+  EXPECT_EQ(usableOrDefault({0, 0, 639, 479}, 640, 480), (ValidRegion{0, 0, 639, 479}));
+  EXPECT_TRUE(log.take().empty());
+
+  EXPECT_EQ(usableOrDefault({-2, 3, 640, 480}, 640, 480), (ValidRegion{150, 150, 488, 328}));
+  EXPECT_EQ(log.take(),
+            (std::vector<test::LogLine>{
+                {6, "NB7UO_ZELK",
+                 "NB7UO_ZELK: invalid valid region params: [vrStartW = -2, vrStartH = 3, vrEndW = "
+                 "640, vrEndH = 480].\n"},
+                {6, "NB7UO_ZELK",
+                 "NB7UO_ZELK: use default valid region params: [vrStartW = 150, vrStartH = 150, "
+                 "vrEndW = 488, vrEndH = 328].\n"}}));
+}
+
+TEST(ValidRegion, GoesIntoAHandleAndBack) {
+  SR_ParamsPublic handle = {};
+  setRegion(handle, {1, 2, 3, 4});
+  EXPECT_EQ(handle.vrStartW, 1);
+  EXPECT_EQ(handle.vrStartH, 2);
+  EXPECT_EQ(handle.vrEndW, 3);
+  EXPECT_EQ(handle.vrEndH, 4);
+  EXPECT_EQ(regionOf(handle), (ValidRegion{1, 2, 3, 4}));
+}
+
+}  // namespace
+}  // namespace velmora
