@@ -1,4 +1,4 @@
-// Installers of the interpolation kernels, one per set.
+// Installers of the interpolation kernels, one per set, and the scalar kernels themselves.
 #ifndef VELMORA_SRC_INTERPOLATION_KERNELS_H
 #define VELMORA_SRC_INTERPOLATION_KERNELS_H
 
@@ -11,6 +11,14 @@ void installScalarKernels(InterpolationKernels& table);
 void installNeonKernels(InterpolationKernels& table);
 void installAvx2Kernels(InterpolationKernels& table);
 void installAvx512Kernels(InterpolationKernels& table);
+
+/// What the table's entries mean. Vector variants hand them the columns that fill no vector.
+namespace scalar {
+
+void splitPairs(const uint8_t* pairs, uint8_t* even, uint8_t* odd, int32_t count);
+void mergePairs(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t count);
+
+}  // namespace scalar
 
 }  // namespace velmora
 

@@ -4,7 +4,10 @@
 namespace velmora {
 
 void installScalarKernels(InterpolationKernels& table) {
-  table = {};
+  table = {
+      .splitPairs = scalar::splitPairs,
+      .mergePairs = scalar::mergePairs,
+  };
 }
 
 }  // namespace velmora
