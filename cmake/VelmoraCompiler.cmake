@@ -21,6 +21,7 @@ if(VELMORA_SANITIZE)
   target_link_options(velmora_flags INTERFACE -fsanitize=${VELMORA_SANITIZE})
 endif()
 if(VELMORA_COVERAGE)
-  target_compile_options(velmora_flags INTERFACE --coverage)
+  # Atomic counters: the worker threads would lose counts.
+  target_compile_options(velmora_flags INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(velmora_flags INTERFACE --coverage)
 endif()

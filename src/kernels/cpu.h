@@ -13,7 +13,7 @@ enum class KernelSet { scalar, neon, avx2, avx512 };
 
 /// The set's name, as users write it: "scalar", "neon", "avx2", "avx512".
 std::string_view name(KernelSet set);
-std::optional<KernelSet> kernelSetByName(std::string_view name);
+std::optional<KernelSet> kernelSetByName(std::string_view wanted);
 
 /// The sets that this build holds and this CPU runs, in order of preference, scalar first.
 std::span<const KernelSet> availableKernelSets();
