@@ -2,8 +2,9 @@
 #include <cstdio>
 #include <memory>
 
-#include "logging/direct_log.h"
+#include "common/failure_line.h"
 #include "velmora_sr/logging.h"
+#include "velmora_sr/platform.h"
 
 namespace {
 

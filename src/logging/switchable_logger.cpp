@@ -3,8 +3,9 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "logging/direct_log.h"
+#include "common/failure_line.h"
 #include "velmora_sr/logging.h"
+#include "velmora_sr/platform.h"
 
 namespace {
 
