@@ -83,5 +83,24 @@ case $1 in
     "$CMAKE" --build "$work/build" --target enlarge
     check_enlarge "$work/build/enlarge"
     ;;
+  # The manual page knows every option of the tool's help, and no other.
+  man_page)
+    tool=$prefix/bin/velmora-sr
+    options() { grep -oE -- '--[a-z][a-z-]*[a-z]' | LC_ALL=C sort -u; }
+    mapfile -t commands < <("$tool" --help |
+      sed -n '/^Subcommands:/,/^$/ s/^  \([a-z][a-z-]*\) .*/\1/p')
+    ((${#commands[@]} > 0)) || fail "no commands in the help of the tool"
+    {
+      "$tool" --help
+      for command in "${commands[@]}"; do
+        "$tool" "$command" --help
+      done
+    } | options >"$work/help"
+    sed 's/\\-/-/g' "$prefix/share/man/man1/velmora-sr.1" >"$work/page"
+    options <"$work/page" | diff "$work/help" - || fail "options: help <, manual page >"
+    for command in "${commands[@]}"; do
+      grep -q "^\.SS Of $command\|^\.B $command\b" "$work/page" || fail "not in the page: $command"
+    done
+    ;;
   *) fail "no such test: $1" ;;
 esac
