@@ -17,7 +17,12 @@
  *
  * Geometry: sample (0, 0) is the centre of the top-left pixel. The valid region is stretched onto
  * the whole output so that its first and last columns and rows land on the first and last output
- * columns and rows. Chroma is resampled on its own half-size grid by the same rule.
+ * columns and rows. Chroma is resampled on its own half-size grid by the same rule. Both axes scale
+ * on their own: proportions are the caller's to keep.
+ *
+ * Log: everything that happens is told to the system log under the tag "NB7UO_ZELK" (platform.h
+ * says where that is outside Android); registration and the worker threads also print progress to
+ * standard output.
  */
 #ifndef VELMORA_SR_VELMORA_SR_H
 #define VELMORA_SR_VELMORA_SR_H
@@ -37,10 +42,12 @@ extern "C" {
 
 /* Scene codes (Velmora_SR_CreateParams::srScene). */
 enum {
-  VELMORA_SR_SCENE_SINGLE = 0, /* "singleFrameZoom": leftData alone, no registration */
-  VELMORA_SR_SCENE_LEFT_RIGHT =
-      1,                         /* "doubleFrame_leftRight": leftData and rightData, two cameras */
-  VELMORA_SR_SCENE_LEFT_LEFT = 2 /* "doubleFrame_leftLeft": leftData and leftData2, one camera */
+  /* "singleFrameZoom": leftData alone, no registration. */
+  VELMORA_SR_SCENE_SINGLE = 0,
+  /* "doubleFrame_leftRight": leftData and rightData, the frames of two cameras. */
+  VELMORA_SR_SCENE_LEFT_RIGHT = 1,
+  /* "doubleFrame_leftLeft": leftData and leftData2, two frames of one camera. */
+  VELMORA_SR_SCENE_LEFT_LEFT = 2
 };
 
 /* Image format codes. All frames of a call share one; the output uses the input's. */
@@ -112,57 +119,73 @@ typedef struct SR_ParamsPublic {
  * leftData in place where de-ghosting replaces samples; the second frame's bytes never change. */
 typedef struct Velmora_SR_InputFrames {
   int32_t width;     /* must equal the creation width */
-  int32_t height;    /* must equal the creation height */
+  int32_t height;    /* must equal the creation height; width * height * 3 / 2 below 2^31 */
   int32_t format;    /* image format code of all frames */
   uint8_t* leftData; /* first frame, the reference of every scene */
   uint32_t reserved5;
-  uint8_t* rightData; /* second frame of scene 1 */
+  uint8_t* rightData; /* second frame of scene 1, otherwise not read */
   uint32_t reserved7;
   int32_t vrDepthStartW; /* region to enlarge, in input pixels: first column, */
   int32_t vrDepthStartH; /* first row, */
   int32_t vrDepthEndW;   /* last column (inclusive, below width), */
-  int32_t vrDepthEndH;   /* last row (inclusive, below height); at least 100 x 100 pixels */
+  int32_t vrDepthEndH;   /* last row (inclusive, below height); see VELMORA_SR_Process */
   uint32_t reserved12;
   uint32_t reserved13;
   uint32_t reserved14;
-  uint8_t* leftData2; /* second frame of scene 2 */
+  uint8_t* leftData2; /* second frame of scene 2, otherwise not read */
 } Velmora_SR_InputFrames;
 
 /* Where one process call puts its result. */
 typedef struct Velmora_SR_OutputFrame {
   int32_t width;  /* output width in pixels, >= 1 */
-  int32_t height; /* output height in pixels, >= 1 */
+  int32_t height; /* output height in pixels, >= 1; width * height * 3 / 2 below 2^31 */
   int32_t format; /* used in the name of the debug dump only; the samples have the input's format */
-  uint8_t* data;  /* width * height * 3 / 2 bytes of the caller, written by the library */
-  int32_t vrStartW; /* written: the valid region that was enlarged, in input pixels */
+  uint8_t* data;  /* width * height * 3 / 2 bytes of the caller, apart from the input frames */
+  int32_t vrStartW; /* written: the valid region, in input pixels; see VELMORA_SR_Process */
   int32_t vrStartH;
   int32_t vrEndW;
   int32_t vrEndH;
 } Velmora_SR_OutputFrame;
 
-/* Creates a handle: reads the configuration and the kernel file, starts the worker threads.
+/* Creates a handle: reads the configuration and the kernel file, starts the worker threads. What
+ * cannot be read is replaced by what is built in; the log says so.
  *   params     not null; read during the call only
  *   handleOut  not null; set to null first, then to the new handle, which VELMORA_SR_Destroy ends
- * Returns 0; -1 for a null argument, when the handle cannot be allocated (*handleOut stays null) or
- * when the worker threads fail to start (*handleOut is set all the same, and must be destroyed). */
+ * Returns 0; -1 for a null argument, when the handle cannot be allocated (*handleOut stays null),
+ * or when the worker threads or the configuration fail for want of resources (*handleOut is set all
+ * the same, works, and must be destroyed). */
 VELMORA_API int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params,
                                       SR_ParamsPublic** handleOut);
 
 /* Turns one frame set into one output frame.
  *   handle      from VELMORA_SR_Create
- *   input       not null; frames and region, read during the call only (leftData may be changed)
+ *   input       not null; read during the call only (scenes 1 and 2 may change the first frame)
  *   frameCount  number of frames supplied, >= 1; at least 2 for scene 2
  *   output      not null; its data is written, then its valid region
  * Returns 0 when done, also when a stage failed and the output was left untouched (the log says
- * so); -1 for a null argument or frameCount < 1; -2 when the handle is not a created one; -3 when a
- * frame that the scene needs is missing; -4 for an unknown scene.
- * Scenes 1 and 2 with an output of the input size copy the first frame. Frames that cannot be
- * registered are not an error: the first frame is enlarged alone. */
+ * so); -1 for a null argument, frameCount < 1, an impossible size or null output data; -2 when the
+ * handle is not a created one; -3 when a frame that the scene needs is missing; -4 for an unknown
+ * scene. Memory that runs out, missing kernel tables, missing allocator functions and a format that
+ * the scene does not know are failures of a stage.
+ *
+ * Region: it has to lie inside the frame and to span at least 100 columns and rows; otherwise the
+ * frame without a margin of 150 pixels takes its place. Scene 0 reports the caller's region as it
+ * was given. Scenes 1 and 2 narrow it to what both frames show, then to even values, and report
+ * what they used.
+ *
+ * Scenes 1 and 2: the second frame is registered onto the first, which takes frames rich in detail
+ * and of at least 400 pixels each way. Frames that cannot be registered are no error: the first one
+ * is enlarged alone. An output of the input's size is a plain copy of the first frame, which it may
+ * overlap; the region is then reported as 0, 0, width, height.
+ *
+ * Memory: all working buffers come from the handle's allocator and are back before the return;
+ * calls with the same sizes and the same outcome take the same blocks. No thread is started. */
 VELMORA_API int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames* input,
                                        int32_t frameCount, Velmora_SR_OutputFrame* output);
 
-/* Ends a handle and sets *handle to null. The process-wide tables and one reference to the worker
- * threads are released even when *handle turns out to be null or not a created handle.
+/* Ends a handle and sets *handle to null. Kernel tables and one reference to the worker threads are
+ * released before the handle is looked at, so also when *handle turns out to be null or not a
+ * created handle; a null argument releases nothing.
  * Returns 0, or -1 for a null or unusable handle. */
 VELMORA_API int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle);
 
