@@ -1,0 +1,97 @@
+// Homographies from pairs of points: the Levenberg-Marquardt minimiser and the refinement built on
+// it.
+//
+// A homography is 9 floats, row-major, mapping reference coordinates (x, y, 1) to coordinates of
+// the registered picture, in pixels.
+//
+// Common rules: pointers are not null and belong to the caller unless a line says otherwise,
+// nothing is kept after a call, and no function allocates or uses threads or shared state (the
+// ones that print write to standard output). All arithmetic is in single precision in a fixed
+// order: the same input gives the same bits on every machine.
+#ifndef VELMORA_SR_HOMOGRAPHY_H
+#define VELMORA_SR_HOMOGRAPHY_H
+
+#include <cstdint>
+
+#include "velmora_sr/export.h"
+#include "velmora_sr/matching.h"
+
+/// What LM_Minimize is asked to do, and how it ended.
+struct lm_control_type {
+  float ftol;       ///< relative tolerance on the sum of squares, >= 0
+  float xtol;       ///< relative tolerance on the parameters, >= 0
+  float gtol;       ///< bound on the cosine between residuals and Jacobian columns, >= 0
+  float epsilon;    ///< relative error of the residuals; sqrt(epsilon) is the difference step
+  float stepbound;  ///< first step bound, in units of the scaled start point, > 0; usually 0.1..100
+  float fnorm;      ///< written: norm of the residuals at the returned parameters
+  int32_t maxcall;  ///< evaluations allowed: maxcall * (n + 1), tested after every step
+  int32_t nfev;     ///< written: evaluations done
+  int32_t info;     ///< written: the status, an index into lm_shortmsg
+};
+
+/// Status texts, indexed by lm_control_type::info.
+VELMORA_API extern const char* const lm_shortmsg[11];
+/// Long texts. The entries for 4 and 5 are one text, so from 5 on an entry stands one place before
+/// its status, and there is none for 10. Hosts index the table as it is.
+VELMORA_API extern const char* const lm_infmsg[10];
+
+/// Computes the residuals.
+///  - par: the parameters; m: number of residuals; fvec: m values to write.
+///  - data: the pointer given to LM_Minimize.
+///  - info: 0 on entry; a negative value ends the run.
+using lm_evaluate_ftype = void (*)(float* par, int32_t m, float* fvec, void* data, int32_t* info);
+
+/// Watches a run.
+///  - iflag: 0 after the evaluation at the start, 1 when an iteration begins, 2 after a trial step
+///    (par and fvec are the trial's), -1 at the end.
+///  - iter: iteration, from 1; nfev: evaluations so far.
+using lm_print_ftype = void (*)(int32_t n, float* par, int32_t m, float* fvec, void* data,
+                                int32_t iflag, int32_t iter, int32_t nfev);
+
+/// Minimises the sum of squares of m residuals over n parameters: the Levenberg-Marquardt method of
+/// MINPACK (More, "The Levenberg-Marquardt algorithm: implementation and theory", 1978) with a
+/// forward-difference Jacobian, in single precision.
+///  - m, n: m >= n >= 1.
+///  - par: n values, the start point on entry, the best parameters found on return.
+///  - evaluate: called with par-sized and m-sized arrays; never null.
+///  - printout: may be null.
+///  - data: passed on; may be null.
+///  - control: see the record. Its info becomes 0 for refused input, 1 when the sum of squares
+///    converged, 2 when the parameters did, 3 when both did, 4 when the residuals are orthogonal to
+///    the Jacobian (or zero), 5 when the calls are used up, 6, 7, 8 when ftol, xtol, gtol ask for
+///    more than the precision holds, 10 when the evaluation asked for the end.
+///  - scratch: 4 * (n * m + 2 * m + 6 * n) bytes, aligned to 4; not read on entry.
+VELMORA_API void LM_Minimize(int32_t m, int32_t n, float* par, lm_evaluate_ftype evaluate,
+                             lm_print_ftype printout, void* data, lm_control_type* control,
+                             unsigned char* scratch);
+
+/// The residuals of a homography: 2 * count values, the x and y error of each pair.
+///  - par: 9 values; m is not read.
+///  - data: a tagST_MATCH_PAIRS.
+///  - info: not written.
+VELMORA_API void LM_Evaluate(float* par, int32_t m, float* fvec, void* data, int32_t* info);
+
+/// Fits one homography to all pairs: normalised direct linear transform, then Levenberg-Marquardt
+/// on the reprojection errors.
+///  - pairs: count >= 5 for a useful result; with four the linear fit stands as it is.
+///  - homography: 9 values, last one 1; untouched when there is no pair or the points of a picture
+///    share one x or one y. May hold values that are not finite for other degenerate pairs.
+///  - scratch: (44 * count + 56) * 4 bytes, aligned to 4.
+VELMORA_API void RefineHomography(tagST_MATCH_PAIRS* pairs, float* homography,
+                                  unsigned char* scratch);
+
+/// RansacEstimation and RefineHomography in one call, with a report of the mean reprojection error
+/// on standard output ("project error after lmmin:"; 0 without pairs).
+///  - pairs: compacted to the inliers.
+///  - homography: 9 values, read for the report even where neither step writes it.
+///  - scratch: the larger of 80 * count and (44 * count + 56) * 4 bytes, aligned to 4.
+/// Returns 0.
+VELMORA_API int32_t HomographyEstimation(tagST_MATCH_PAIRS* pairs, float* homography,
+                                         tagRANSAC_PARAMS* params, unsigned char* scratch);
+
+/// Inverse of a 3 x 3 matrix by cofactors; prints "det: %f\n".
+///  - m: 9 values, row-major. A singular matrix gives values that are not finite.
+///  - inverse: 9 values; may be m.
+VELMORA_API void MatInverse_3x3(float* m, float* inverse);
+
+#endif  // VELMORA_SR_HOMOGRAPHY_H

@@ -1,0 +1,119 @@
+// From two feature sets to pairs of points: nearest neighbours, ratio test, RANSAC.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "common/heap_buffer.h"
+#include "velmora_sr/logging.h"
+#include "velmora_sr/matching.h"
+
+namespace {
+
+using velmora::HeapBuffer;
+
+constexpr const char* kLogSource = "src/registration/source/matcher";
+constexpr int32_t kAllocationFailed = -1000;
+constexpr int32_t kTooFewMatches = 2;
+constexpr int32_t kMinMatches = 5;
+
+std::size_t asSize(int32_t count) {
+  return static_cast<std::size_t>(std::max(count, 0));
+}
+
+/// A key point coordinate (6 fraction bits, reduced picture) in whole pixels of the full picture.
+float fullSizePixel(int32_t coordinate, int32_t scale) {
+  const uint32_t scaled = static_cast<uint32_t>(coordinate) * static_cast<uint32_t>(scale);
+  return static_cast<float>(static_cast<int32_t>(scaled + 32u) >> 6);
+}
+
+void storePoint(const ST_KEYPOINT& keypoint, int32_t scale, float* point) {
+  point[0] = fullSizePixel(keypoint.x, scale);
+  point[1] = fullSizePixel(keypoint.y, scale);
+}
+
+/// Matches the sets and writes the accepted pairs; the KNN block lives in here only.
+int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
+                     ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale, float ratio) {
+  const std::size_t queries = asSize(matchFeatures->count);
+  const HeapBuffer<int32_t> block(5 * queries);
+  if (!block) {
+    LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
+    return kAllocationFailed;
+  }
+  tagMATCHESINFO matches = {};
+  matches.distances = block.data();
+  matches.neighbours = matches.distances + 2 * queries;
+  matches.queries = matches.neighbours + 2 * queries;
+  const int32_t error = KnnMatcher(matchFeatures, refFeatures, trees, &matches, ratio);
+  if (error != 0) return error;
+
+  std::printf("KnnMatcher find matched num %d\n", matches.matchCount);
+  if (matches.matchCount < kMinMatches) return kTooFewMatches;
+  pairs->count = matches.matchCount;
+  for (ptrdiff_t j = 0; j < matches.matchCount; ++j) {
+    storePoint(refFeatures->keypoints[matches.neighbours[j]], scale, pairs->refPoints + 2 * j);
+    storePoint(matchFeatures->keypoints[matches.queries[j]], scale, pairs->matchPoints + 2 * j);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int32_t KnnMatch(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, tagKNN_RESULT* result,
+                 ST_NODE** trees) {
+  const std::size_t count = asSize(ref->count);
+  const HeapBuffer<int32_t*> points(count);
+  if (!points) {
+    LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
+    return kAllocationFailed;
+  }
+  for (std::size_t i = 0; i < count; ++i)
+    points.data()[i] = ref->descriptors + i * static_cast<std::size_t>(kDescriptorLength);
+  return KnnSearch(query->descriptors, result, query->count, trees, static_cast<uint32_t>(count),
+                   points.data());
+}
+
+int32_t KnnMatcher(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, ST_NODE** trees,
+                   tagMATCHESINFO* matches, float ratio) {
+  tagKNN_RESULT found = {matches->queries, matches->neighbours, matches->distances, 0};
+  const int32_t error = KnnMatch(query, ref, &found, trees);
+  if (error != 0) return error;
+
+  // A query that met a single point only is compared against the largest distance and usually
+  // passes; one that met none (an empty reference set) must not name a neighbour.
+  const int32_t queries = ref->count < 1 ? 0 : query->count;
+  const float squaredRatio = ratio * ratio;
+  int32_t accepted = 0;
+  for (int32_t q = 0; q < queries; ++q) {
+    const auto nearest = static_cast<float>(found.distances[2 * q + 1]);
+    const auto second = static_cast<float>(found.distances[2 * q]);
+    if (!(nearest < second * squaredRatio)) continue;
+    matches->queries[accepted] = q;
+    matches->neighbours[accepted] = found.neighbours[2 * q + 1];
+    ++accepted;
+  }
+  matches->matchCount = accepted;
+  std::printf("searchCount %d matchNum %d\n", query->count, accepted);
+  return 0;
+}
+
+int32_t FeatureMatcher(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
+                       ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale, float ratio) {
+  std::printf("input refImg points %d matchImg points number %d\n", refFeatures->count,
+              matchFeatures->count);
+  const int32_t error = collectPairs(refFeatures, matchFeatures, trees, pairs, scale, ratio);
+  if (error != 0) return error;
+
+  const HeapBuffer<unsigned char> scratch(80 * asSize(pairs->count));
+  if (!scratch) {
+    LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
+    return kAllocationFailed;
+  }
+  // The homography only serves to tell inliers from outliers: the final one is fitted to all
+  // inliers. Without a valid sample the pairs stay unfiltered, and the area test decides.
+  tagRANSAC_PARAMS params = {100, 12.0f, 0.9995f};
+  float homography[9] = {};
+  RansacEstimation(pairs, homography, &params, scratch.data());
+  return 0;
+}
