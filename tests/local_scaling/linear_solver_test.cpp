@@ -1,0 +1,147 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "support/random.h"
+#include "velmora_sr/local_scaling.h"
+
+namespace {
+
+using testing::ElementsAre;
+using velmora::test::Random;
+
+using Matrix = std::array<float, 9>;
+using Vector = std::array<float, 3>;
+
+constexpr Vector kUntouched = {-7.0f, -8.0f, -9.0f};
+
+struct Result {
+  int solved;
+  Vector x;
+};
+
+Result solve(Matrix a, Vector b) {
+  Result result = {0, kUntouched};
+  result.solved = Solve(a.data(), b.data(), result.x.data(), 3, 0, -1);
+  return result;
+}
+
+TEST(Solve, TheIdentityReturnsTheRightSide) {
+  const Result result = solve({1, 0, 0, 0, 1, 0, 0, 0, 1}, {0.1f, -3e30f, 7e-40f});
+  EXPECT_EQ(result.solved, 1);
+  EXPECT_THAT(result.x, ElementsAre(0.1f, -3e30f, 7e-40f));
+}
+
+TEST(Solve, SolvesByHand) {
+  // x = 1, y = 2, z = 3; the determinant is 2 (16 - 1) - 1 (4 - 0) + 0 = 26.
+  const Result result = solve({2, 1, 0, 1, 4, 1, 0, 1, 4}, {4, 12, 14});
+  EXPECT_EQ(result.solved, 1);
+  EXPECT_THAT(result.x, ElementsAre(1, 2, 3));
+  // A permutation: every cofactor's sign shows.
+  EXPECT_THAT(solve({0, 2, 0, 0, 0, 4, 8, 0, 0}, {2, 8, 32}).x, ElementsAre(4, 1, 2));
+}
+
+TEST(Solve, ASingularMatrixLeavesTheSolutionUntouched) {
+  const Result result = solve({1, 2, 3, 4, 5, 6, 7, 8, 9}, {1, 2, 3});
+  EXPECT_EQ(result.solved, 0);
+  EXPECT_EQ(result.x, kUntouched);
+  EXPECT_EQ(solve({}, {1, 2, 3}).solved, 0);
+}
+
+TEST(Solve, ANearlySingularMatrixGivesLargeValues) {
+  const Result result = solve({1, 2, 3, 4, 5, 6, 7, 8, std::nextafter(9.0f, 10.0f)}, {1, 2, 4});
+  EXPECT_EQ(result.solved, 1);
+  EXPECT_GT(std::abs(result.x[0]), 1e5f);
+}
+
+// Cases in which rounding every product, fusing the other one, or summing in another order gives
+// other bits. E is the last bit of 1 + E: (1 + E)^2 is 1 + 2E + E^2, which rounds to 1 + 2E.
+TEST(Solve, FusesTheFirstProductAndRoundsTheSecond) {
+  constexpr float e = 0x1p-23f;
+  constexpr float one = 1.0f + e;
+  // c0 = (1 + E)(1 + E) - rounded (1 + E)(1 + E) = E^2, the determinant; P0 = c0 b0.
+  const Result result = solve({1, 0, 0, 0, one, one, 0, one, one}, {3, 0, 0});
+  EXPECT_EQ(result.solved, 1);  // 0 if both products were rounded or exact
+  EXPECT_THAT(result.x, ElementsAre(3, 0, 0));
+}
+
+/// The same arithmetic by the general formula of a cofactor.
+Result reference(const Matrix& a, const Vector& b) {
+  const auto cofactor = [&a](int row, int column) {
+    const auto at = [&](int r, int c) { return a[static_cast<std::size_t>((r % 3) * 3 + c % 3)]; };
+    // Cyclic indices carry the sign of the cofactor.
+    const float second = at(row + 1, column + 2) * at(row + 2, column + 1);
+    return std::fma(at(row + 1, column + 1), at(row + 2, column + 2), -second);
+  };
+  const auto determinant = [&](int column, const Vector& values) {
+    return std::fma(cofactor(0, column), values[0],
+                    std::fma(cofactor(1, column), values[1], cofactor(2, column) * values[2]));
+  };
+  const float whole =
+      std::fma(cofactor(0, 0), a[0], std::fma(cofactor(0, 1), a[1], cofactor(0, 2) * a[2]));
+  if (whole == 0.0f) return {0, kUntouched};
+  Result result = {1, {}};
+  for (int i = 0; i < 3; ++i) {
+    result.x[static_cast<std::size_t>(i)] = static_cast<float>(
+        1.0 / static_cast<double>(whole) * static_cast<double>(determinant(i, b)));
+  }
+  return result;
+}
+
+TEST(Solve, EqualsTheCofactorFormulaOnRandomSystems) {
+  Random random(6);
+  int solved = 0;
+  for (int round = 0; round < 2000; ++round) {
+    Matrix a;
+    Vector b;
+    // Small whole numbers make singular matrices, too.
+    const bool whole = round % 4 == 0;
+    const auto value = [&] {
+      return whole ? static_cast<float>(random.range(-1, 1))
+                   : static_cast<float>(random.unit() * 200.0 - 100.0);
+    };
+    for (float& entry : a)
+      entry = value();
+    for (float& entry : b)
+      entry = value();
+    const Result expected = reference(a, b);
+    const Result actual = solve(a, b);
+    ASSERT_EQ(actual.solved, expected.solved);
+    ASSERT_EQ(actual.x, expected.x);
+    solved += actual.solved;
+    // And it solves the system; random matrices are rarely worse conditioned than this.
+    if (actual.solved == 0 || whole) continue;
+    double residual = 0;
+    double size = 1;
+    for (std::size_t r = 0; r < 3; ++r) {
+      double sum = -static_cast<double>(b[r]);
+      for (std::size_t c = 0; c < 3; ++c) {
+        sum += static_cast<double>(a[3 * r + c]) * static_cast<double>(actual.x[c]);
+        size = std::max(size, std::abs(static_cast<double>(actual.x[c])));
+      }
+      residual = std::max(residual, std::abs(sum));
+    }
+    EXPECT_LT(residual, 0.01 * size) << round;
+  }
+  EXPECT_GT(solved, 1500);
+  EXPECT_LT(solved, 2000);
+}
+
+TEST(Solve, MayWriteOverTheRightSide) {
+  Matrix a = {2, 1, 0, 1, 4, 1, 0, 1, 4};
+  Vector b = {4, 12, 14};
+  EXPECT_EQ(Solve(a.data(), b.data(), b.data(), 0, 0, 0), 1);
+  EXPECT_THAT(b, ElementsAre(1, 2, 3));
+}
+
+TEST(Solve, NullPointersSolveNothing) {
+  Matrix a = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  Vector b = {1, 2, 3};
+  EXPECT_EQ(Solve(nullptr, b.data(), b.data(), 0, 0, 0), 0);
+  EXPECT_EQ(Solve(a.data(), nullptr, b.data(), 0, 0, 0), 0);
+  EXPECT_EQ(Solve(a.data(), b.data(), nullptr, 0, 0, 0), 0);
+}
+
+}  // namespace
