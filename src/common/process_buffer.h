@@ -48,6 +48,11 @@ class ProcessBuffer {
     data_ = nullptr;
     count_ = 0;
   }
+  /// Hands the block over to whoever returns it to the allocator by hand.
+  [[nodiscard]] T* release() {
+    count_ = 0;
+    return std::exchange(data_, nullptr);
+  }
   [[nodiscard]] T* data() const { return data_; }
   [[nodiscard]] std::size_t size() const { return count_; }
   [[nodiscard]] std::span<T> span() const { return {data_, count_}; }
