@@ -1,5 +1,6 @@
 // Shrinking of depth, image and mask planes.
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -61,7 +62,8 @@ void shrinkBilinear(const Sample* src, Sample* dst, int inW, int inH, int outW, 
 /// Step of the mask's positions, 12 fraction bits; the quotient is single precision, the rest
 /// double.
 int64_t fixedStepOf(int inSize, int outSize) {
-  return static_cast<int64_t>(static_cast<double>(stepOf(inSize, outSize)) * 4096.0 + 0.5);
+  const double scaled = static_cast<double>(stepOf(inSize, outSize)) * 4096.0;
+  return static_cast<int64_t>(std::floor(scaled + 0.5));
 }
 
 }  // namespace

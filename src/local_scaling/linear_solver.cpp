@@ -22,6 +22,8 @@ float expand(const Column& cofactors, const float* column) {
 
 }  // namespace
 
+// The interface has the matrix and the right side as plain pointers.
+// NOLINTNEXTLINE(readability-non-const-parameter)
 int Solve(float* A, float* b, float* x, int, int, int) {
   if (A == nullptr || b == nullptr || x == nullptr) return 0;
   const float* a = A;

@@ -171,7 +171,11 @@ TEST(ShrinkBWImage, RoundsItsStepAndStaysInsideThePlane) {
 TEST(Shrink, SingleRowsAndColumnsDoNotReadTheirNeighbours) {
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
   EXPECT_THAT(shrinkDepth({kInfinity}, {1, 1}, {2, 2}), Each(kInfinity));
-  EXPECT_THAT(shrinkDepth({3}, {1, 1}, {2, 2}), Each(6));
+  // What lies behind the plane must not matter, not even with a weight of 0.
+  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_THAT(shrinkDepth({3, kNan, kNan}, {1, 1}, {2, 2}), Each(6));
+  EXPECT_THAT(shrinkDepth({3, 5, kNan, kNan}, {2, 1}, {2, 2}), ElementsAre(3, 4, 3, 4));
+  EXPECT_THAT(shrinkDepth({3, 5, kNan}, {1, 2}, {1, 2}), ElementsAre(3, 4));
   EXPECT_THAT(shrinkImage({200}, {1, 1}, {3, 2}), Each(200));
   EXPECT_THAT(shrinkMask({200}, {1, 1}, {3, 2}), Each(200));
 }

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -34,17 +34,27 @@ std::vector<int> levelsHeardIn(int mode) {
   return heard;
 }
 
-TEST(LogMsgDeathTest, IsSilentUntilInstalled) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own: nothing installed yet
-  const auto linesBeforeAndAfter = [] {
+/// Logs before the first test runs: what is installed once stays installed.
+class BeforeAllTests : public testing::Environment {
+ public:
+  void SetUp() override {
+    if (lines >= 0) return;  // a repeated run
     LogCapture log;
     LogMsg("f.cpp", 1, 0, "early");
-    const auto early = static_cast<int>(log.take().size());
-    InitLogParams(nullptr, 0);
-    LogMsg("f.cpp", 1, 0, "late");
-    std::exit(10 * early + static_cast<int>(log.take().size()));
-  };
-  EXPECT_EXIT(linesBeforeAndAfter(), testing::ExitedWithCode(1), "");
+    lines = static_cast<int>(log.take().size());
+  }
+  static inline int lines = -1;
+};
+
+[[maybe_unused]] const auto* const registered =
+    testing::AddGlobalTestEnvironment(new BeforeAllTests);
+
+TEST(LogMsg, IsSilentUntilInstalled) {
+  EXPECT_EQ(BeforeAllTests::lines, 0);
+  InitLogParams(nullptr, 0);
+  LogCapture log;
+  LogMsg("f.cpp", 1, 0, "late");
+  EXPECT_THAT(log.take(), ElementsAre(systemLine(">>BRISOLE2[error][f.cpp][1] : late\n")));
 }
 
 TEST(LogMsg, PrefixesByLevel) {
