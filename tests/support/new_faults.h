@@ -1,0 +1,31 @@
+// Fails chosen requests made by operator new. Programs that use it compile new_faults.cpp, which
+// takes the place of operator new.
+#ifndef VELMORA_TESTS_SUPPORT_NEW_FAULTS_H
+#define VELMORA_TESTS_SUPPORT_NEW_FAULTS_H
+
+#include <cstddef>
+
+namespace velmora::test {
+
+/// While it lives, the n-th request of this thread (0: the next) and all later ones fail: null from
+/// the nothrow forms of new, std::bad_alloc from the others. Requests are counted from
+/// construction.
+class NewFaults {
+ public:
+  explicit NewFaults(std::ptrdiff_t failFrom);
+  ~NewFaults();
+  NewFaults(const NewFaults&) = delete;
+  NewFaults& operator=(const NewFaults&) = delete;
+
+  /// Requests so far, failed ones included.
+  [[nodiscard]] static std::ptrdiff_t requests();
+  /// Lets only the n-th request fail and later ones succeed again.
+  void once();
+};
+
+/// Blocks of the C++ heap that are live in this program.
+std::ptrdiff_t liveNewBlocks();
+
+}  // namespace velmora::test
+
+#endif  // VELMORA_TESTS_SUPPORT_NEW_FAULTS_H
