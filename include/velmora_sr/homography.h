@@ -36,62 +36,68 @@ VELMORA_API extern const char* const lm_shortmsg[11];
 VELMORA_API extern const char* const lm_infmsg[10];
 
 /// Computes the residuals.
-///  - par: the parameters; m: number of residuals; fvec: m values to write.
-///  - data: the pointer given to LM_Minimize.
-///  - info: 0 on entry; a negative value ends the run.
+/// @param par   the parameters
+/// @param m     number of residuals
+/// @param fvec  m values to write
+/// @param data  the pointer given to LM_Minimize
+/// @param info  0 on entry; a negative value ends the run
 using lm_evaluate_ftype = void (*)(float* par, int32_t m, float* fvec, void* data, int32_t* info);
 
 /// Watches a run.
-///  - iflag: 0 after the evaluation at the start, 1 when an iteration begins, 2 after a trial step
-///    (par and fvec are the trial's), -1 at the end.
-///  - iter: iteration, from 1; nfev: evaluations so far.
+/// @param iflag  0 after the evaluation at the start, 1 when an iteration begins, 2 after a trial
+///               step (par and fvec are the trial's), -1 at the end
+/// @param iter   iteration, from 1
+/// @param nfev   evaluations so far
 using lm_print_ftype = void (*)(int32_t n, float* par, int32_t m, float* fvec, void* data,
                                 int32_t iflag, int32_t iter, int32_t nfev);
 
 /// Minimises the sum of squares of m residuals over n parameters: the Levenberg-Marquardt method of
 /// MINPACK (More, "The Levenberg-Marquardt algorithm: implementation and theory", 1978) with a
 /// forward-difference Jacobian, in single precision.
-///  - m, n: m >= n >= 1.
-///  - par: n values, the start point on entry, the best parameters found on return.
-///  - evaluate: called with par-sized and m-sized arrays; never null.
-///  - printout: may be null.
-///  - data: passed on; may be null.
-///  - control: see the record. Its info becomes 0 for refused input, 1 when the sum of squares
-///    converged, 2 when the parameters did, 3 when both did, 4 when the residuals are orthogonal to
-///    the Jacobian (or zero), 5 when the calls are used up, 6, 7, 8 when ftol, xtol, gtol ask for
-///    more than the precision holds, 10 when the evaluation asked for the end.
-///  - scratch: 4 * (n * m + 2 * m + 6 * n) bytes, aligned to 4; not read on entry.
+/// @param m,n       m >= n >= 1
+/// @param par       n values, the start point on entry, the best parameters found on return
+/// @param evaluate  called with par-sized and m-sized arrays; never null
+/// @param printout  may be null
+/// @param data      passed on; may be null
+/// @param control   see the record. Its info becomes 0 for refused input, 1 when the sum of squares
+///                  converged, 2 when the parameters did, 3 when both did, 4 when the residuals are
+///                  orthogonal to the Jacobian (or zero), 5 when the calls are used up, 6, 7, 8
+///                  when ftol, xtol, gtol ask for more than the precision holds, 10 when the
+///                  evaluation asked for the end
+/// @param scratch   4 * (n * m + 2 * m + 6 * n) bytes, aligned to 4; not read on entry
 VELMORA_API void LM_Minimize(int32_t m, int32_t n, float* par, lm_evaluate_ftype evaluate,
                              lm_print_ftype printout, void* data, lm_control_type* control,
                              unsigned char* scratch);
 
 /// The residuals of a homography: 2 * count values, the x and y error of each pair.
-///  - par: 9 values; m is not read.
-///  - data: a tagST_MATCH_PAIRS.
-///  - info: not written.
+/// @param par   9 values
+/// @param m     not read
+/// @param data  a tagST_MATCH_PAIRS
+/// @param info  not written
 VELMORA_API void LM_Evaluate(float* par, int32_t m, float* fvec, void* data, int32_t* info);
 
 /// Fits one homography to all pairs: normalised direct linear transform, then Levenberg-Marquardt
 /// on the reprojection errors.
-///  - pairs: count >= 5 for a useful result; with four the linear fit stands as it is.
-///  - homography: 9 values, last one 1; untouched when there is no pair or the points of a picture
-///    share one x or one y. May hold values that are not finite for other degenerate pairs.
-///  - scratch: (44 * count + 56) * 4 bytes, aligned to 4.
+/// @param pairs       count >= 5 for a useful result; with four the linear fit stands as it is
+/// @param homography  9 values, last one 1; untouched when there is no pair or the points of a
+///                    picture share one x or one y. May hold values that are not finite for other
+///                    degenerate pairs
+/// @param scratch     (44 * count + 56) * 4 bytes, aligned to 4
 VELMORA_API void RefineHomography(tagST_MATCH_PAIRS* pairs, float* homography,
                                   unsigned char* scratch);
 
 /// RansacEstimation and RefineHomography in one call, with a report of the mean reprojection error
 /// on standard output ("project error after lmmin:"; 0 without pairs).
-///  - pairs: compacted to the inliers.
-///  - homography: 9 values, read for the report even where neither step writes it.
-///  - scratch: the larger of 80 * count and (44 * count + 56) * 4 bytes, aligned to 4.
-/// Returns 0.
+/// @param pairs       compacted to the inliers
+/// @param homography  9 values, read for the report even where neither step writes it
+/// @param scratch     the larger of 80 * count and (44 * count + 56) * 4 bytes, aligned to 4
+/// @return 0
 VELMORA_API int32_t HomographyEstimation(tagST_MATCH_PAIRS* pairs, float* homography,
                                          tagRANSAC_PARAMS* params, unsigned char* scratch);
 
 /// Inverse of a 3 x 3 matrix by cofactors; prints "det: %f\n".
-///  - m: 9 values, row-major. A singular matrix gives values that are not finite.
-///  - inverse: 9 values; may be m.
+/// @param m        9 values, row-major. A singular matrix gives values that are not finite
+/// @param inverse  9 values; may be m
 VELMORA_API void MatInverse_3x3(float* m, float* inverse);
 
 #endif  // VELMORA_SR_HOMOGRAPHY_H

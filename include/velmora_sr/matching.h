@@ -82,35 +82,36 @@ struct tagRANSAC_PARAMS {
 // --- Building the trees ---
 
 /// Indexes the descriptors of `ref` in a forest of four trees.
-///  - ref: count >= 0 points with their descriptors, which must outlive the trees' use.
-///  - trees: room for kKdTreeCount roots; null roots for an empty set.
-///  - nodePool: room for 4 * (2 * count - 1) ST_NODE, aligned for them.
-/// Returns 0, or -1000 when a working allocation fails (logged; trees untouched).
+/// @param ref       count >= 0 points with their descriptors, which must outlive the trees' use
+/// @param trees     room for kKdTreeCount roots; null roots for an empty set
+/// @param nodePool  room for 4 * (2 * count - 1) ST_NODE, aligned for them
+/// @return 0, or -1000 when a working allocation fails (logged; trees untouched)
 VELMORA_API int32_t BuildKDTreeIndices(ST_IMAGEFEATURES* ref, ST_NODE** trees,
                                        unsigned char* nodePool);
 
 /// Builds the four trees over the points named by an index list.
-///  - indices: the numbers 0..count-1 in any order; left in another order.
-///  - points: count descriptors.
+/// @param indices  the numbers 0..count-1 in any order; left in another order
+/// @param points   count descriptors
 /// Every tree takes exactly 2 * count - 1 nodes from the pool, in pre-order, tree after tree; the
-/// shuffle of each tree starts from the order that the one before it left. Returns the last root.
+/// shuffle of each tree starts from the order that the one before it left.
+/// @return the last root
 VELMORA_API ST_NODE* BuildIndex(ST_NODE** trees, int32_t* indices, int32_t count, int32_t** points,
                                 unsigned char* nodePool);
 
 /// Shuffles an index list (forward Fisher-Yates with a multiply-with-carry generator).
-///  - state: the generator's state, advanced count - 1 times; nothing happens for count below 2.
+/// @param state  the generator's state, advanced count - 1 times; nothing happens for count below 2
 VELMORA_API void RandomShuffle(int32_t* indices, int32_t count, unsigned long long* state);
 
 /// Builds one tree over a list of count >= 1 points and reorders the list by its splits.
-///  - poolCursor: advanced over the 2 * count - 1 nodes of the tree.
-/// Returns the root, or null for count below 1.
+/// @param poolCursor  advanced over the 2 * count - 1 nodes of the tree
+/// @return the root, or null for count below 1
 VELMORA_API ST_NODE* DivideTree(int32_t* indices, int32_t count, int32_t** points,
                                 unsigned char** poolCursor);
 
 /// Chooses the split of a list of count >= 2 points and partitions the list by it.
-///  - splitIndex: set to the number of entries of the low side, 1..count-1.
-///  - cutDim, cutValue: set to the dimension of largest variance among the first 101 points and the
-///    mean of these points in it.
+/// @param splitIndex       set to the number of entries of the low side, 1..count-1
+/// @param cutDim,cutValue  set to the dimension of largest variance among the first 101 points and
+///                         the mean of these points in it
 VELMORA_API void MeanSplit(int32_t* indices, int32_t count, int32_t* splitIndex, int32_t* cutDim,
                            int32_t* cutValue, int32_t** points);
 
@@ -118,7 +119,8 @@ VELMORA_API void MeanSplit(int32_t* indices, int32_t count, int32_t* splitIndex,
 VELMORA_API int32_t SelectDivision(int32_t* variances);
 
 /// Partitions a list in place: values below the cut, then equal to it, then above.
-///  - lim1: set to the number of values below the cut; lim2: to those below or equal.
+/// @param lim1  set to the number of values below the cut
+/// @param lim2  set to the number of those below or equal
 VELMORA_API void PlaneSplit(int32_t* indices, int32_t count, int32_t cutDim, int32_t cutValue,
                             int32_t* lim1, int32_t* lim2, int32_t** points);
 
@@ -135,68 +137,70 @@ VELMORA_API void AddPoint(int32_t* neighbourPair, int32_t* distancePair, int32_t
                           int32_t pointIndex);
 
 /// Descends from params->node to a leaf, notes the branches passed by, compares the leaf's point.
-///  - checks: points compared for this query so far; at most 32 are.
-///  - branches: the list to note branches in; those beyond its capacity are dropped.
+/// @param checks    points compared for this query so far; at most 32 are
+/// @param branches  the list to note branches in; those beyond its capacity are dropped
 VELMORA_API void SearchLevel(tagSEARCHLEL_PARAMS* params, int32_t* checks,
                              tagBranchStruct* branches);
 
 /// Finds the two nearest points of one query (approximately: at most 32 points are compared).
-///  - neighbourPair, distancePair: the query's entries, set to 0 and 0x7FFFFFFF by the caller.
-///  - trees: the four roots, built over the refCount points; a null root is an empty tree.
-///  - scratch: 2 * refCount * (sizeof(ST_NODE*) + 4) + 4 * (refCount / 32 + 1) + 16 bytes, aligned
-///    to 4 bytes.
+/// @param neighbourPair,distancePair  the query's entries, set to 0 and 0x7FFFFFFF by the caller
+/// @param trees                       the four roots, built over the refCount points; a null root
+///                                    is an empty tree
+/// @param scratch                     2 * refCount * (sizeof(ST_NODE*) + 4) + 4 * (refCount / 32 +
+///                                    1) + 16 bytes, aligned to 4 bytes
 VELMORA_API void FindNeighbors(int32_t* neighbourPair, int32_t* distancePair, int32_t* query,
                                ST_NODE** trees, int32_t refCount, int32_t** points, void* scratch);
 
 /// Finds the two nearest points of every query.
-///  - queryDescriptors: queryCount rows of 64 values.
-///  - result: neighbours and distances are written, the rest is not touched.
-/// Returns 0, or -1000 when the scratch block cannot be allocated (logged).
+/// @param queryDescriptors  queryCount rows of 64 values
+/// @param result            neighbours and distances are written, the rest is not touched
+/// @return 0, or -1000 when the scratch block cannot be allocated (logged)
 VELMORA_API int32_t KnnSearch(int32_t* queryDescriptors, tagKNN_RESULT* result, int32_t queryCount,
                               ST_NODE** trees, uint32_t refCount, int32_t** points);
 
 /// KnnSearch of one feature set in another, on whose descriptors the trees were built.
-/// Returns 0, or -1000 when an allocation fails (logged).
+/// @return 0, or -1000 when an allocation fails (logged)
 VELMORA_API int32_t KnnMatch(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, tagKNN_RESULT* result,
                              ST_NODE** trees);
 
-/// KnnMatch and the ratio test: a query is accepted when its nearest distance is below
-/// ratio * ratio times the second (distances are squared).
-///  - matches: arrays sized by query->count; see the record.
-///  - ratio: usually 0.4 or 0.45; smaller is stricter.
-/// Prints the counts to standard output. Returns 0 or the error of KnnMatch.
+/// KnnMatch and the ratio test: a query is accepted when its nearest distance is below ratio *
+/// ratio times the second (distances are squared).
+/// @param matches  arrays sized by query->count; see the record
+/// @param ratio    usually 0.4 or 0.45; smaller is stricter
+/// Prints the counts to standard output.
+/// @return 0 or the error of KnnMatch
 VELMORA_API int32_t KnnMatcher(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, ST_NODE** trees,
                                tagMATCHESINFO* matches, float ratio);
 
 // --- From matches to consistent pairs ---
 
 /// Matches two feature sets and keeps the pairs that agree with one homography.
-///  - refFeatures: the reference picture, on whose descriptors the trees were built.
-///  - matchFeatures: the picture being registered.
-///  - pairs: arrays with room for matchFeatures->count points each; coordinates are rounded to
-///  whole
-///    pixels of the full-size picture.
-///  - scale: factor by which the analysed pictures were reduced.
-///  - ratio: bound of the ratio test.
-/// Prints its progress to standard output. Returns 0, also when RANSAC found no valid sample (the
-/// pairs are unfiltered then); 2 when fewer than 5 matches pass the ratio test (pairs untouched);
-/// -1000 when an allocation fails (logged).
+/// @param refFeatures    the reference picture, on whose descriptors the trees were built
+/// @param matchFeatures  the picture being registered
+/// @param pairs          arrays with room for matchFeatures->count points each; coordinates are
+///                       rounded to whole pixels of the full-size picture
+/// @param scale          factor by which the analysed pictures were reduced
+/// @param ratio          bound of the ratio test
+/// Prints its progress to standard output.
+/// @return 0, also when RANSAC found no valid sample (the pairs are unfiltered then); 2 when fewer
+///         than 5 matches pass the ratio test (pairs untouched); -1000 when an allocation fails
+///         (logged)
 VELMORA_API int32_t FeatureMatcher(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
                                    ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale,
                                    float ratio);
 
 /// Finds the homography that most pairs agree with, from samples of four, and drops the others.
-///  - pairs: compacted in place to the inliers, in their order. When no model has more than four
-///    inliers, the first four pairs (all, if there are fewer) remain.
-///  - homography: 9 values, row-major, reference to registered picture, last value 1; written only
-///    when a model with more than four inliers is found.
-///  - params: see the record. The sample draws are the same in every call.
-///  - scratch: 80 * pairs->count bytes.
+/// @param pairs       compacted in place to the inliers, in their order. When no model has more
+///                    than four inliers, the first four pairs (all, if there are fewer) remain
+/// @param homography  9 values, row-major, reference to registered picture, last value 1; written
+///                    only when a model with more than four inliers is found
+/// @param params      see the record. The sample draws are the same in every call
+/// @param scratch     80 * pairs->count bytes
 /// A sample's pairs must lie at least sqrt(20000) pixels apart, compared across the pictures (the
 /// point of one against the registered point of the other), which assumes that the two roughly
 /// overlap, and no three of its points may be collinear. Prints the iterations and inliers to
-/// standard output. Returns 0, or -1 when 100 draws in a row give no valid sample (pairs
-/// untouched).
+/// standard output.
+/// @return 0, or -1 when 100 draws in a row give no valid sample (pairs untouched)
 VELMORA_API int32_t RansacEstimation(tagST_MATCH_PAIRS* pairs, float* homography,
                                      tagRANSAC_PARAMS* params, unsigned char* scratch);
 
