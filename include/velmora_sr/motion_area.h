@@ -18,41 +18,52 @@ struct tagST_REGISTRATION_AREA {
   int32_t realH;   ///< height
 };
 
-/// Finds the rectangle of first-frame pixels that the second frame covers.
-///  - homography: 9 entries. width, height: of both frames, pixels.
-///  - left, top, right, bottom: the rectangle, ends inclusive; written when step-by-step shrinking
-///    came to an end, also when the rectangle found then fails the last test; else untouched.
-/// Returns 0; 2 (logged through LogMsg) when the corners fold, when more than 300 pixels of a
-/// dimension would be lost, or when the rectangle leaves the frame. Reentrant.
+/// Finds the rectangle of first-frame pixels that the second frame covers, shrunk until its corners
+/// map into the second frame. On frames of 300 pixels and less nothing bounds the loss: the
+/// rectangle may come out empty (ends before starts).
+/// @param homography    9 entries
+/// @param width,height  of both frames, pixels
+/// @param left,top,right,bottom  the rectangle, ends inclusive; untouched on a rejection
+/// @return 0; 2 (logged) when the corners fold, when the frames do not overlap, when more than 300
+///         pixels of a dimension would be lost, or when shrinking comes to no end
+/// Any thread.
 VELMORA_API int32_t MatrixEstimation(float* homography, int32_t width, int32_t height,
                                      int32_t& left, int32_t& top, int32_t& right, int32_t& bottom);
 
 /// The same, printing "MotionEstimation" first and describing the rectangle by start and size.
-///  - area: not null; written as the rectangle of MatrixEstimation is. Returns 0 or 2.
+/// @param area  not null; untouched on a rejection
+/// @return 0 or 2
 VELMORA_API int32_t MotionEstimation(float* homography, int32_t width, int32_t height,
                                      tagST_REGISTRATION_AREA* area);
 
 /// Paints everything outside a rectangle: luma 255, chroma 128. Rows are handled in pairs from row
 /// 0 on, so an odd startY or end reaches one row into the pair.
-///  - pic: width, height, data, and two chroma planes of width / 2 bytes for each of height / 2 row
-///    pairs (chroma1, chroma2); null planes are skipped. Nothing is written outside the planes.
-///  - startX, startY, realW, realH: the rectangle, in luma pixels; may reach outside the picture.
+/// @param pic            width, height, data, and two chroma planes (chroma1, chroma2) of width / 2
+///                       bytes for each of height / 2 row pairs; null planes are skipped. Nothing
+///                       is written outside the planes
+/// @param startX,startY  first column and row of the rectangle, in luma pixels
+/// @param realW,realH    its size; the rectangle may reach outside the picture
 VELMORA_API void FillBlank2(tagST_PIC* pic, int32_t startX, int32_t startY, int32_t realW,
                             int32_t realH);
 
 /// Copies everything outside a rectangle from src to dst, rows in pairs as in FillBlank2.
-///  - dst, src: luma in data, one interleaved chroma plane of width bytes for each of height / 2
-///  row
-///    pairs in chroma1; null planes are skipped. What lies outside either picture is left alone.
+/// @param dst,src  luma in data, one interleaved chroma plane of width bytes for each of height / 2
+///                 row pairs in chroma1; null planes are skipped. Pictures of different widths are
+///                 left alone; of the rows those are copied that both have
+/// @param startX,startY,realW,realH  the rectangle, as in FillBlank2
 VELMORA_API void FillBlank(tagST_PIC* dst, tagST_PIC* src, int32_t startX, int32_t startY,
                            int32_t realW, int32_t realH);
 
 /// Warps src onto the rectangle of dst, bilinear in luma (one projection for each 2 x 2 block),
 /// nearest in chroma, after painting the outside with FillBlank2. Prints two progress lines.
-///  - reference: its width bounds the columns that are written. src, dst: luma in data, interleaved
-///    chroma in chroma1, as in FillBlank. Source positions outside src are clamped to its edge.
-///  - homography: 9 entries. area: the rectangle. scratch: not used.
-/// Returns 0.
+/// @param reference   its width bounds the columns that are written
+/// @param src,dst     luma in data, interleaved chroma in chroma1, as in FillBlank. Source
+/// positions
+///                    outside src are clamped to its edge
+/// @param homography  9 entries, dst to src
+/// @param area        the rectangle of dst
+/// @param scratch     not used, may be null
+/// @return 0
 VELMORA_API int32_t AffineTransform(tagST_PIC* reference, tagST_PIC* src, tagST_PIC* dst,
                                     float* homography, tagST_REGISTRATION_AREA* area,
                                     unsigned char* scratch);

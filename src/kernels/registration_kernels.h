@@ -69,6 +69,16 @@ struct RegistrationKernels {
                             int32_t count, const int32_t* means, int32_t* spreads);
   /// Index of the first of the smallest of count >= 1 values.
   int32_t (*firstSmallest)(const int32_t* values, int32_t count);
+
+  // --- Position maps ---
+
+  /// Positions of row y, 16.16: posX[x] and posY[x], x < count, are the image of (x, y) under the
+  /// homography (9 values, the last taken as 1), in float: w = 1 / ((h7 y + 1) + h6 x), then
+  /// ((h2 + y h1) + x h0) * 65536 * w and ((h5 + y h4) + x h3) * 65536 * w, nothing fused, cut
+  /// toward zero. Beyond 32 bits they saturate; what is not a number becomes the smallest value.
+  /// 0 <= y, count <= 2^24, so that both are exact in float.
+  void (*positionRow)(const float* homography, int32_t y, int32_t* posX, int32_t* posY,
+                      int32_t count);
 };
 
 }  // namespace velmora

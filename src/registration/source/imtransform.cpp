@@ -172,11 +172,11 @@ int32_t MatrixEstimation(float* homography, int32_t width, int32_t height, int32
 int32_t MotionEstimation(float* homography, int32_t width, int32_t height,
                          tagST_REGISTRATION_AREA* area) {
   std::printf("MotionEstimation");
-  int32_t left = area->startX;
-  int32_t top = area->startY;
-  int32_t right = area->startX + area->realW - 1;
-  int32_t bottom = area->startY + area->realH - 1;
+  int32_t left = 0;
+  int32_t top = 0;
+  int32_t right = 0;
+  int32_t bottom = 0;
   const int32_t result = MatrixEstimation(homography, width, height, left, top, right, bottom);
-  *area = {left, top, right - left + 1, bottom - top + 1};
+  if (result == 0) *area = {left, top, right - left + 1, bottom - top + 1};
   return result;
 }

@@ -24,7 +24,6 @@ using velmora::kRandomSeed;
 using velmora::nextRandom;
 
 constexpr const char* kLogSource = "src/registration/source/kdtrree_index";
-constexpr int32_t kAllocationFailed = -1000;
 
 /// The cut is placed by this many points at most.
 constexpr int32_t kSampleSize = 101;
@@ -153,7 +152,7 @@ int32_t BuildKDTreeIndices(ST_IMAGEFEATURES* ref, ST_NODE** trees, unsigned char
   const HeapBuffer<int32_t> indices(static_cast<std::size_t>(count));
   if (!points || !indices) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kAllocationFailed;
+    return kStageAllocFailed;
   }
   for (int32_t i = 0; i < count; ++i) {
     points.data()[i] = ref->descriptors + static_cast<ptrdiff_t>(i) * kDescriptorLength;
@@ -284,7 +283,7 @@ int32_t KnnSearch(int32_t* queryDescriptors, tagKNN_RESULT* result, int32_t quer
   const HeapBuffer<unsigned char> scratch(SearchScratch::size(refCount));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kAllocationFailed;
+    return kStageAllocFailed;
   }
   for (ptrdiff_t q = 0; q < queryCount; ++q) {
     int32_t* neighbourPair = result->neighbours + 2 * q;

@@ -13,8 +13,6 @@ namespace {
 using velmora::HeapBuffer;
 
 constexpr const char* kLogSource = "src/registration/source/matcher";
-constexpr int32_t kAllocationFailed = -1000;
-constexpr int32_t kTooFewMatches = 2;
 constexpr int32_t kMinMatches = 5;
 
 std::size_t asSize(int32_t count) {
@@ -39,7 +37,7 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
   const HeapBuffer<int32_t> block(5 * queries);
   if (!block) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kAllocationFailed;
+    return kStageAllocFailed;
   }
   tagMATCHESINFO matches = {};
   matches.distances = block.data();
@@ -49,7 +47,7 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
   if (error != 0) return error;
 
   std::printf("KnnMatcher find matched num %d\n", matches.matchCount);
-  if (matches.matchCount < kMinMatches) return kTooFewMatches;
+  if (matches.matchCount < kMinMatches) return kStageTooFewPoints;
   pairs->count = matches.matchCount;
   for (ptrdiff_t j = 0; j < matches.matchCount; ++j) {
     storePoint(refFeatures->keypoints[matches.neighbours[j]], scale, pairs->refPoints + 2 * j);
@@ -66,7 +64,7 @@ int32_t KnnMatch(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, tagKNN_RESULT* 
   const HeapBuffer<int32_t*> points(count);
   if (!points) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kAllocationFailed;
+    return kStageAllocFailed;
   }
   for (std::size_t i = 0; i < count; ++i)
     points.data()[i] = ref->descriptors + i * static_cast<std::size_t>(kDescriptorLength);
@@ -108,7 +106,7 @@ int32_t FeatureMatcher(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFea
   const HeapBuffer<unsigned char> scratch(80 * asSize(pairs->count));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kAllocationFailed;
+    return kStageAllocFailed;
   }
   // The homography only serves to tell inliers from outliers: the final one is fitted to all
   // inliers. Without a valid sample the pairs stay unfiltered, and the area test decides.

@@ -2,6 +2,7 @@
 #include "registration/source/feature_kernels.h"
 #include "registration/source/kernels.h"
 #include "registration/source/matching_kernels.h"
+#include "registration/source/position_kernels.h"
 
 namespace velmora {
 
@@ -22,6 +23,9 @@ void installScalarKernels(RegistrationKernels& table) {
   table.descriptorSums = scalar::descriptorSums;
   table.descriptorSpreads = scalar::descriptorSpreads;
   table.firstSmallest = scalar::firstSmallest;
+
+  // position maps
+  table.positionRow = scalar::positionRow;
 }
 
 }  // namespace velmora

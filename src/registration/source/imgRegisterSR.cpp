@@ -1,0 +1,102 @@
+// The driver's entry to registration, and the position maps made from its homography.
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "common/failure_line.h"
+#include "common/process_buffer.h"
+#include "kernels/kernel_table.h"
+#include "thread_pool/slot_group.h"
+#include "velmora_sr/platform.h"
+#include "velmora_sr/registration.h"
+
+namespace {
+
+using velmora::ProcessBuffer;
+
+constexpr const char* kLogSource = "src/registration/source/imgRegisterSR";
+constexpr int32_t kNullArgument = 6;
+/// The last band of the position maps runs on the caller under this number.
+constexpr int32_t kCallerIndex = 15;
+
+void logFailure(const char* message, int line, const char* function) {
+  __android_log_print(velmora::kLogError, velmora::kLogTag,
+                      "%s msg: %s in Line: %d, in Function: %s, in File: %s\n", velmora::kLogTag,
+                      message, line, function, kLogSource);
+}
+
+bool hasFrame(uint8_t* const* frames) {
+  return frames != nullptr && frames[0] != nullptr;
+}
+
+_YUVIM frameRecord(uint8_t* frame, _WIDTHHEIGHT size) {
+  return {0, frame, frame + static_cast<ptrdiff_t>(size.width) * size.height};
+}
+
+}  // namespace
+
+int32_t Query_GlobalRegistration(Velmora_SR_CInputImage*, SR_ParamsPublic*, uint32_t& size) {
+  size = 0;
+  return 0;
+}
+
+int32_t RegisterImgOnePlane(Velmora_SR_CInputImage* input, SR_ParamsPrivate* priv, int32_t* posX,
+                            int32_t* posY, int32_t& left, int32_t& top, int32_t& right,
+                            int32_t& bottom) {
+  if (priv != nullptr) priv->registFailed = 1;
+  if (priv == nullptr || input == nullptr || posX == nullptr || posY == nullptr ||
+      !hasFrame(input->leftData) || !hasFrame(input->rightData)) {
+    logFailure("input para pointer is null!!\n", __LINE__, __func__);
+    return kNullArgument;
+  }
+  if (priv->pub == nullptr) {
+    logFailure("depth data pointer is null!!\n", __LINE__, __func__);
+    return kNullArgument;
+  }
+  const ProcessBuffer<float*> holder(priv->pub->alloc, priv->pub->free, 1);
+  const ProcessBuffer<float> homography(priv->pub->alloc, priv->pub->free, 9);
+  if (!holder || !homography) {
+    logFailure(GetRetInfo(SR_RET_ALLOC_FAILED), __LINE__, __func__);
+    return 0;
+  }
+  holder.data()[0] = homography.data();
+
+  const _WIDTHHEIGHT size = {input->width, input->height};
+  _YUVIM first = frameRecord(input->leftData[0], size);
+  _YUVIM second = frameRecord(input->rightData[0], size);
+  const int32_t result = HomographyRegistration(&second, &first, size, holder.data(), left, top,
+                                                right, bottom, nullptr, 0);
+  if (result != 0) {
+    std::printf("homography register failed!retVal %d\n", result);
+    return 0;
+  }
+  GetSubPixelPositionGlobalRegist(homography.data(), posY, posX, size.width, size.height);
+  priv->registFailed = 0;
+  return 0;
+}
+
+void GetSubPixelPositionGlobalRegist(float* homography, int32_t* posY, int32_t* posX, int32_t width,
+                                     int32_t height) {
+  constexpr std::array<int32_t, 3> kSlots = {12, 13, 14};
+  if (width < 1 || height < 1) return;
+  const int32_t quarter = height / 4;
+  std::array<PositionBandJob, 4> bands;
+  std::array<void*, 4> args{};
+  for (int32_t i = 0; i < 4; ++i) {
+    const auto index = static_cast<std::size_t>(i);
+    const int32_t endRow = i == 3 ? height : (i + 1) * quarter;
+    bands[index] = {homography, posY, posX, width, i * quarter, endRow};
+    args[index] = &bands[index];
+  }
+  velmora::runOnSlots(kSlots, GetPosThreadFunc, args, kCallerIndex);
+}
+
+void GetPosThreadFunc(void* bandContext, int32_t /*threadIndex*/) {
+  const auto& band = *static_cast<const PositionBandJob*>(bandContext);
+  const auto positionRow = velmora::kernels().registration.positionRow;
+  for (int32_t y = band.firstRow; y < band.endRow; ++y) {
+    const ptrdiff_t start = static_cast<ptrdiff_t>(y) * band.width;
+    positionRow(band.homography, y, band.posX + start, band.posY + start, band.width);
+  }
+}

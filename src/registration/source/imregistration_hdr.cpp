@@ -1,0 +1,229 @@
+// The registration of two frames: features of both, then a homography for each part of the first.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "common/process_buffer.h"
+#include "registration/source/call_memory.h"
+#include "velmora_sr/features.h"
+#include "velmora_sr/logging.h"
+#include "velmora_sr/matching.h"
+#include "velmora_sr/registration.h"
+
+namespace velmora {
+namespace {
+
+constexpr const char* kLogSource = "src/registration/source/imregistration_hdr";
+constexpr int32_t kReduction = 4;
+constexpr int32_t kMinKeypoints = 5;
+/// Nodes of the pool. A tree over the most points that a frame can have takes 23,997 of its share.
+constexpr std::size_t kPoolNodes = kKdTreeCount * 36000;
+
+/// Cuts typed arrays off a block.
+class Carver {
+ public:
+  explicit Carver(unsigned char* block) : next_(block) {}
+  template <typename T>
+  T* take(std::size_t count) {
+    void* place = next_;
+    next_ += count * sizeof(T);
+    return static_cast<T*>(place);
+  }
+  ST_IMAGEFEATURES takeFeatures() {
+    auto* keypoints = take<ST_KEYPOINT>(kMaxKeypoints);
+    return {keypoints, take<int32_t>(std::size_t{kMaxKeypoints} * kDescriptorLength), 0};
+  }
+
+ private:
+  unsigned char* next_;
+};
+
+/// The work memory of one registration: correspondences and three feature sets, for the most key
+/// points that a frame can have. The rest of the block, of which the two queries give the size, is
+/// reserved.
+struct WorkBlock {
+  ProcessBuffer<unsigned char> memory;
+  ST_IMAGEFEATURES first = {};
+  ST_IMAGEFEATURES second = {};
+  ST_IMAGEFEATURES subset = {};
+  tagST_MATCH_PAIRS pairs = {};
+
+  explicit WorkBlock(_WIDTHHEIGHT size) : memory(takeFromCall<unsigned char>(bytes(size))) {
+    if (!memory) return;
+    Carver carver(memory.data());
+    pairs.refPoints = carver.take<float>(2 * kMaxKeypoints);
+    pairs.matchPoints = carver.take<float>(2 * kMaxKeypoints);
+    first = carver.takeFeatures();
+    second = carver.takeFeatures();
+    subset = carver.takeFeatures();
+  }
+
+ private:
+  static uint64_t bytes(_WIDTHHEIGHT size) {
+    int32_t features = 0;
+    int32_t registration = 0;
+    int32_t unused = 0;
+    GetFeatureSurf_Query(&features, &unused, size.width, size.height);
+    ImgRegistration_Query(&registration, &unused, size.width, size.height);
+    return static_cast<uint64_t>(features) + static_cast<uint64_t>(registration);
+  }
+};
+
+/// Which part of the first frame a key point belongs to.
+struct PartMap {
+  const uint8_t* map;
+  int32_t parts;
+  _WIDTHHEIGHT size;
+
+  [[nodiscard]] bool holds(const ST_KEYPOINT& keypoint, int32_t part) const {
+    if (parts == 1) return true;  // one part needs no map
+    const int64_t column = fullSizePixel(keypoint.x);
+    const int64_t row = fullSizePixel(keypoint.y);
+    if (column < 0 || row < 0 || column >= size.width || row >= size.height) return false;
+    return map[row * size.width + column] == part;
+  }
+
+ private:
+  /// Q6 of the reduced picture to whole pixels of the frame.
+  static int64_t fullSizePixel(int32_t coordinate) {
+    return (int64_t{coordinate} * kReduction + 32) >> 6;
+  }
+};
+
+struct Rectangle {
+  int32_t left;
+  int32_t top;
+  int32_t right;
+  int32_t bottom;
+};
+
+class Registration {
+ public:
+  Registration(_WIDTHHEIGHT size, WorkBlock& work, const PartMap& partMap)
+      : size_(size), work_(work), partMap_(partMap) {}
+
+  int32_t extractFeatures(const _YUVIM& first, const _YUVIM& second) {
+    request_.first.width = request_.second.width = size_.width;
+    request_.first.height = request_.second.height = size_.height;
+    request_.first.data = first.luma;
+    request_.second.data = second.luma;
+    request_.extractFirst = 1;
+    request_.scaleFactor = kReduction;
+    std::printf("at surf detection downscaleTime is %d\n", kReduction);
+    return GetFeatureSurf(&request_, &work_.first, &work_.second, surf_);
+  }
+
+  /// Takes the memory of the trees; false when there is none.
+  bool takeTrees() {
+    roots_ = takeFromCall<ST_NODE*>(kKdTreeCount);
+    pool_ = takeFromCall<ST_NODE>(kPoolNodes);
+    return roots_ && pool_;
+  }
+
+  /// True when the part has a homography; the area is written then.
+  bool registerPart(int32_t part, float* homography, Rectangle& area) {
+    std::printf("start to get matrix for %d parts\n", part);
+    std::fill_n(homography, 9, 0.0f);
+    ST_IMAGEFEATURES features = featuresOf(part);
+    std::printf("-----------------*************** at splitedParts(%d/%d) find keyPoints %d\n", part,
+                partMap_.parts, features.count);
+    if (features.count < kMinKeypoints) {
+      std::printf("feature points pairs num is too small!!");
+      return false;
+    }
+    return match(features) && estimate(homography, area);
+  }
+
+ private:
+  /// The key points of the first frame that lie in a part, in their order.
+  ST_IMAGEFEATURES featuresOf(int32_t part) {
+    if (partMap_.parts == 1) return work_.first;
+    ST_IMAGEFEATURES& subset = work_.subset;
+    subset.count = 0;
+    for (ptrdiff_t i = 0; i < work_.first.count; ++i) {
+      if (!partMap_.holds(work_.first.keypoints[i], part)) continue;
+      subset.keypoints[subset.count] = work_.first.keypoints[i];
+      std::copy_n(work_.first.descriptors + i * kDescriptorLength, kDescriptorLength,
+                  subset.descriptors + static_cast<ptrdiff_t>(subset.count) * kDescriptorLength);
+      ++subset.count;
+    }
+    return subset;
+  }
+
+  bool match(ST_IMAGEFEATURES& features) {
+    void* pool = pool_.data();
+    if (BuildKDTreeIndices(&features, roots_.data(), static_cast<unsigned char*>(pool)) != 0) {
+      std::printf("BuildKDTreeIndices error!!");
+      return false;
+    }
+    work_.pairs.count = 0;
+    if (FeatureMatcher(&features, &work_.second, roots_.data(), &work_.pairs, kReduction,
+                       surf_.matchRatio) != 0) {
+      LogMsg(kLogSource, __LINE__, 0, "GetFeature Error!");
+      std::printf("FeatureMatcher error!!");
+      return false;
+    }
+    return true;
+  }
+
+  bool estimate(float* homography, Rectangle& area) {
+    tagST_IMGREGISTRATION_PARAMS_IN in = {size_.width, size_.height, request_, work_.pairs};
+    tagST_IMGREGISTRATION_PARAMS_OUT out = {request_.first, request_.second};
+    if (ImgRegistration(&in, &out, homography, area.left, area.top, area.right, area.bottom) != 0) {
+      LogMsg(kLogSource, __LINE__, 0, "ImgRegistration Error!");
+      std::printf("ImgRegistration error!!");
+      return false;
+    }
+    return true;
+  }
+
+  _WIDTHHEIGHT size_;
+  WorkBlock& work_;
+  PartMap partMap_;
+  ProcessBuffer<ST_NODE*> roots_;
+  ProcessBuffer<ST_NODE> pool_;
+  tagST_GETFEATURE_PARAMS_IN request_ = {};
+  tagSURFParams surf_ = {};
+};
+
+int32_t fail(int32_t line, const char* message) {
+  LogMsg(kLogSource, line, 0, "%s", message);
+  return kRegistrationFailed;
+}
+
+int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap& partMap,
+                       float** homographies, Rectangle& area) {
+  WorkBlock work(partMap.size);
+  if (!work.memory) return fail(__LINE__, "RegImg_surf Malloc Error!");
+  Registration registration(partMap.size, work, partMap);
+  if (const int32_t error = registration.extractFeatures(first, second); error != 0) {
+    std::printf("get surf feature points failed!ret %d\n", error);
+    return fail(__LINE__, "RegImg_surf bim to mim failed!");
+  }
+  if (!registration.takeTrees()) return fail(__LINE__, "RegImg_surf Malloc Error!");
+
+  // The last part decides: what failed before it is forgotten, what succeeded before it too.
+  bool registered = false;
+  for (int32_t part = 0; part < partMap.parts; ++part)
+    registered = registration.registerPart(part, homographies[part], area);
+  return registered ? 0 : fail(__LINE__, "RegImg_surf bim to mim failed!");
+}
+
+}  // namespace
+}  // namespace velmora
+
+int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTHHEIGHT size,
+                               float** homographies, int32_t& left, int32_t& top, int32_t& right,
+                               int32_t& bottom, uint8_t* partMap, int32_t parts) {
+  const bool split = partMap != nullptr && parts > 1;
+  velmora::Rectangle area = {};
+  const int32_t result = velmora::registerFrames(
+      *second, *first, {partMap, split ? parts : 1, size}, homographies, area);
+  if (result != 0) return result;
+  left = area.left;
+  top = area.top;
+  right = area.right;
+  bottom = area.bottom;
+  return 0;
+}
