@@ -1,0 +1,28 @@
+// How the tool ends when it cannot do its job.
+#ifndef VELMORA_TOOL_ERRORS_H
+#define VELMORA_TOOL_ERRORS_H
+
+#include <stdexcept>
+#include <string>
+
+namespace velmora::tool {
+
+/// The job could not be done: exit status 1. The text names the file and what was expected of it.
+struct Failure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The call itself is wrong: exit status 2. The text names the option, its value and what it should
+/// be.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The user or the system asked the tool to stop: no output is left, the tool ends by the signal.
+struct Interrupted {
+  int signal;
+};
+
+}  // namespace velmora::tool
+
+#endif  // VELMORA_TOOL_ERRORS_H

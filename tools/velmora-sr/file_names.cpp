@@ -1,0 +1,110 @@
+#include "file_names.h"
+
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <string>
+#include <utility>
+
+#include "size_limits.h"
+
+namespace velmora::tool {
+namespace {
+
+constexpr std::array<std::pair<std::string_view, FileFormat>, 7> kExtensions = {{
+    {"png", FileFormat::png},
+    {"jpg", FileFormat::jpeg},
+    {"jpeg", FileFormat::jpeg},
+    {"y4m", FileFormat::y4m},
+    {"nv12", FileFormat::nv12},
+    {"nv21", FileFormat::nv21},
+    {"i420", FileFormat::i420},
+}};
+
+std::string extension(std::string_view path) {
+  const auto slash = path.find_last_of('/');
+  if (slash != std::string_view::npos) path.remove_prefix(slash + 1);
+  const auto dot = path.find_last_of('.');
+  std::string lower(dot == std::string_view::npos ? "" : path.substr(dot + 1));
+  for (char& c : lower)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return lower;
+}
+
+// Takes "<prefix><number>" off the end of `text`.
+std::optional<int> takeNumber(std::string_view& text, std::string_view prefix) {
+  std::size_t begin = text.size();
+  while (begin > 0 && text[begin - 1] >= '0' && text[begin - 1] <= '9')
+    --begin;
+  int value = 0;
+  const auto [end, error] = std::from_chars(text.data() + begin, text.data() + text.size(), value);
+  if (error != std::errc{} || !text.substr(0, begin).ends_with(prefix)) return std::nullopt;
+  text = text.substr(0, begin - prefix.size());
+  return value;
+}
+
+}  // namespace
+
+const char* name(FileFormat format) {
+  switch (format) {
+    case FileFormat::png:
+      return "PNG";
+    case FileFormat::jpeg:
+      return "JPEG";
+    case FileFormat::y4m:
+      return "Y4M";
+    case FileFormat::nv12:
+      return "NV12";
+    case FileFormat::nv21:
+      return "NV21";
+    case FileFormat::i420:
+      return "I420";
+  }
+  return "?";
+}
+
+bool isPictureFormat(FileFormat format) {
+  return format == FileFormat::png || format == FileFormat::jpeg;
+}
+
+bool isRawFormat(FileFormat format) {
+  return !isPictureFormat(format) && format != FileFormat::y4m;
+}
+
+std::optional<DumpName> parseDumpName(std::string_view path) {
+  if (!path.ends_with(".yuv")) return std::nullopt;
+  path.remove_suffix(4);
+  const auto code = takeNumber(path, "_f");
+  const auto height = takeNumber(path, "_h");
+  const auto width = takeNumber(path, "_w");
+  if (!code || !height || !width) return std::nullopt;
+  const Size size{*width, *height};
+  if (!isAcceptable(size)) return std::nullopt;
+  switch (*code) {
+    case 0:
+      return DumpName{size, FileFormat::i420};
+    case 4:
+      return DumpName{size, FileFormat::nv12};
+    case 5:
+      return DumpName{size, FileFormat::nv21};
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<FileFormat> formatByExtension(std::string_view path) {
+  return formatByName(extension(path));
+}
+
+std::optional<FileFormat> formatByName(std::string_view wanted) {
+  for (const auto& [text, format] : kExtensions) {
+    if (text == wanted) return format;
+  }
+  return std::nullopt;
+}
+
+bool hasYuvExtension(std::string_view path) {
+  return extension(path) == "yuv";
+}
+
+}  // namespace velmora::tool

@@ -1,0 +1,116 @@
+#include "formats/exif.h"
+
+#include <libyuv.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+namespace velmora::tool {
+namespace {
+
+constexpr int kOrientationTag = 0x0112;
+
+// Big- or little-endian numbers of a TIFF block; nothing past its end.
+class Tiff {
+ public:
+  explicit Tiff(std::span<const uint8_t> bytes) : bytes_(bytes) {
+    valid_ = bytes.size() >= 8 && bytes[0] == bytes[1] && (bytes[0] == 'I' || bytes[0] == 'M');
+    big_ = valid_ && bytes[0] == 'M';
+  }
+  [[nodiscard]] std::optional<uint32_t> number(std::size_t at, int count) const {
+    if (!valid_ || at > bytes_.size() || bytes_.size() - at < static_cast<std::size_t>(count)) {
+      return std::nullopt;
+    }
+    uint32_t value = 0;
+    for (int i = 0; i < count; ++i) {
+      const int shift = 8 * (big_ ? count - 1 - i : i);
+      value |= uint32_t{bytes_[at + static_cast<std::size_t>(i)]} << shift;
+    }
+    return value;
+  }
+
+ private:
+  std::span<const uint8_t> bytes_;
+  bool valid_ = false;
+  bool big_ = false;
+};
+
+int orientationOf(const Tiff& tiff) {
+  const auto directory = tiff.number(4, 4);
+  if (!directory) return 1;
+  const auto count = tiff.number(*directory, 2);
+  for (uint32_t i = 0; i < count.value_or(0); ++i) {
+    const std::size_t entry = std::size_t{*directory} + 2 + std::size_t{12} * i;
+    const auto tag = tiff.number(entry, 2);
+    if (!tag) break;
+    if (*tag != kOrientationTag) continue;
+    const auto value = tiff.number(entry + 8, 2);
+    return value && *value >= 1 && *value <= 8 ? static_cast<int>(*value) : 1;
+  }
+  return 1;
+}
+
+void turn(Plane& plane, bool mirror, libyuv::RotationMode rotation) {
+  const Size size = plane.size;
+  const bool swaps = rotation == libyuv::kRotate90 || rotation == libyuv::kRotate270;
+  if (mirror) {
+    Plane mirrored(size);
+    libyuv::MirrorPlane(plane.row(0), size.width, mirrored.row(0), size.width, size.width,
+                        size.height);
+    plane = std::move(mirrored);
+  }
+  if (rotation == libyuv::kRotate0) return;
+  Plane turned(swaps ? Size{size.height, size.width} : size);
+  libyuv::RotatePlane(plane.row(0), size.width, turned.row(0), turned.size.width, size.width,
+                      size.height, rotation);
+  plane = std::move(turned);
+}
+
+}  // namespace
+
+int exifOrientation(std::span<const uint8_t> jpeg) {
+  constexpr std::array<uint8_t, 6> kExif = {'E', 'x', 'i', 'f', 0, 0};
+  std::size_t at = 2;
+  // Segments: 0xFF, marker, 16-bit length that counts itself. The picture data (SOS) ends the list.
+  while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != 0xDA) {
+    if (jpeg[at + 1] == 0xFF) {
+      ++at;
+      continue;
+    }
+    const std::size_t length = std::size_t{jpeg[at + 2]} * 256 + jpeg[at + 3];
+    if (length < 2 || at + 2 + length > jpeg.size()) break;
+    const auto body = jpeg.subspan(at + 4, length - 2);
+    if (jpeg[at + 1] == 0xE1 && body.size() > kExif.size() &&
+        std::equal(kExif.begin(), kExif.end(), body.begin())) {
+      return orientationOf(Tiff(body.subspan(kExif.size())));
+    }
+    at += 2 + length;
+  }
+  return 1;
+}
+
+void turnUpright(Picture& picture, int orientation) {
+  // Each orientation is a mirror image or not, then a clockwise turn.
+  struct Turn {
+    bool mirror;
+    libyuv::RotationMode rotation;
+  };
+  constexpr std::array<Turn, 8> kTurns = {{{false, libyuv::kRotate0},
+                                           {true, libyuv::kRotate0},
+                                           {false, libyuv::kRotate180},
+                                           {true, libyuv::kRotate180},
+                                           {true, libyuv::kRotate270},
+                                           {false, libyuv::kRotate90},
+                                           {true, libyuv::kRotate90},
+                                           {false, libyuv::kRotate270}}};
+  if (orientation < 2 || orientation > 8) return;
+  const Turn& how = kTurns[static_cast<std::size_t>(orientation - 1)];
+  turn(picture.y, how.mirror, how.rotation);
+  turn(picture.u, how.mirror, how.rotation);
+  turn(picture.v, how.mirror, how.rotation);
+}
+
+}  // namespace velmora::tool

@@ -1,0 +1,101 @@
+// Chooses the format of an input by its content and of an output by its name.
+#include <utility>
+
+#include "errors.h"
+#include "file_names.h"
+#include "formats/jpeg.h"
+#include "formats/png.h"
+#include "formats/raw.h"
+#include "formats/y4m.h"
+#include "frame_io.h"
+#include "size_limits.h"
+
+namespace velmora::tool {
+namespace {
+
+std::string quoted(const std::string& text) {
+  return '"' + text + '"';
+}
+
+// The layout of a raw input; nothing when neither the options nor the name say that it is one.
+std::optional<RawLayout> rawLayoutOf(const InputRequest& request) {
+  const auto dump = parseDumpName(request.path);
+  auto format = request.rawFormat;
+  if (!format) {
+    const auto named = formatByExtension(request.path);
+    if (named && isRawFormat(*named)) format = named;
+    if (!format && dump) format = dump->format;
+  }
+  if (request.rawSize) {
+    if (!format) {
+      throw UsageError(
+          "--input-size: also give --input-format nv12, nv21 or i420, since the name " +
+          quoted(request.path) + " does not tell");
+    }
+    const bool asDump = dump && dump->size == *request.rawSize;
+    return RawLayout{*request.rawSize, *format, asDump};
+  }
+  if (dump && format) return RawLayout{dump->size, *format, true};
+  if (format) {
+    throw UsageError(quoted(request.path) +
+                     " is read as raw frames, whose size must be given: --input-size WIDTHxHEIGHT "
+                     "(or a name that ends in _wWIDTH_hHEIGHT_fCODE.yuv)");
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::unique_ptr<FrameReader> openInput(const InputRequest& request) {
+  const auto layout = rawLayoutOf(request);
+  auto source = std::make_unique<ByteSource>(request.path);
+  if (layout) return openRaw(std::move(source), *layout);
+
+  const auto start = source->peek(kY4mMagic.size());
+  if (isPng(start)) return openPng(std::move(source));
+  if (isJpeg(start)) return openJpeg(std::move(source));
+  if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size()) == kY4mMagic) {
+    return openY4m(std::move(source));
+  }
+  if (start.empty()) throw Failure(source->name() + ": is empty");
+  throw Failure(source->name() +
+                ": is no PNG, JPEG or Y4M; for raw frames give --input-size and --input-format");
+}
+
+FileFormat outputFormat(const OutputRequest& request, FileFormat input) {
+  if (request.format) return *request.format;
+  if (request.path == "-") return FileFormat::y4m;
+  if (const auto format = formatByExtension(request.path)) return *format;
+  if (hasYuvExtension(request.path)) {
+    if (const auto dump = parseDumpName(request.path)) return dump->format;
+    if (isRawFormat(input)) return input;
+  }
+  throw UsageError("-o: the name " + quoted(request.path) +
+                   " does not tell a format: end it in .png, .jpg, .y4m, .nv12, .nv21 or .i420, or "
+                   "give --output-format");
+}
+
+std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat format,
+                                        const StreamInfo& info) {
+  switch (format) {
+    case FileFormat::png:
+      return createPng(request.path);
+    case FileFormat::jpeg:
+      return createJpeg(request.path, request.jpegQuality);
+    case FileFormat::y4m:
+      return createY4m(request.path, info.size, info.range,
+                       info.y4mParameters.empty() ? kY4mStillParameters : info.y4mParameters);
+    case FileFormat::nv12:
+    case FileFormat::nv21:
+    case FileFormat::i420:
+      break;
+  }
+  const auto dump = parseDumpName(request.path);
+  if (dump && dump->size != info.size) {
+    throw UsageError("-o: the name " + quoted(request.path) + " says " + text(dump->size) +
+                     ", but the output is " + text(info.size));
+  }
+  return createRaw(request.path, {info.size, format, dump.has_value()});
+}
+
+}  // namespace velmora::tool

@@ -1,0 +1,179 @@
+#include "formats/y4m.h"
+
+#include <array>
+#include <charconv>
+#include <sstream>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "errors.h"
+#include "formats/raw.h"
+#include "output_file.h"
+#include "size_limits.h"
+
+namespace velmora::tool {
+namespace {
+
+constexpr std::size_t kMaxHeader = 4096;
+constexpr std::string_view kRangePrefix = "XCOLORRANGE=";
+
+// 8-bit 4:2:0; the names differ in where chroma lies, which is passed on.
+constexpr std::array<std::string_view, 4> kColourSpaces = {"420", "420jpeg", "420mpeg2",
+                                                           "420paldv"};
+
+std::string quoted(std::string_view text) {
+  return '"' + std::string(text) + '"';
+}
+
+int parseSide(std::string_view field) {
+  const std::string_view digits = field.substr(1);
+  int value = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (error != std::errc{} || end != digits.data() + digits.size() || value < 1) {
+    throw Failure("the Y4M header holds " + quoted(field) + " where a size in pixels should be");
+  }
+  return value;
+}
+
+class Y4mReader final : public FrameReader {
+ public:
+  explicit Y4mReader(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
+    const auto line = source_->readLine(kMaxHeader);
+    Y4mHeader header;
+    try {
+      header = parseY4mHeader(line.value_or(""));
+    } catch (const Failure& failure) {
+      throw Failure(source_->name() + ": " + failure.what());
+    }
+    info_.size = header.size;
+    info_.format = FileFormat::y4m;
+    info_.range = header.range;
+    info_.y4mParameters = std::move(header.parameters);
+    layout_ = {header.size, FileFormat::i420, false};
+    frame_.resize(layout_.frameBytes());
+    if (const auto length = source_->length()) {
+      // Frame headers are "FRAME\n" unless they carry parameters, which nobody writes.
+      const uint64_t body = *length - std::min<uint64_t>(*length, line->size() + 1);
+      info_.frames = static_cast<long>(body / (frame_.size() + 6));
+    }
+  }
+
+  const std::string& name() const override { return source_->name(); }
+
+  bool next(Picture& picture) override {
+    const auto line = source_->readLine(kMaxHeader);
+    if (!line) {
+      if (count_ == 0) throw Failure(source_->name() + ": holds no frame");
+      return false;
+    }
+    if (*line != "FRAME" && !line->starts_with("FRAME ")) {
+      throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) +
+                    " does not begin with \"FRAME\"");
+    }
+    const std::size_t got = source_->read(frame_);
+    if (got != frame_.size()) {
+      throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
+                    std::to_string(got) + " of " + std::to_string(frame_.size()) + " bytes");
+    }
+    unpackRaw(layout_, frame_.data(), picture);
+    picture.range = info_.range;
+    ++count_;
+    return true;
+  }
+
+ private:
+  std::unique_ptr<ByteSource> source_;
+  RawLayout layout_;
+  std::vector<uint8_t> frame_;
+  long count_ = 0;
+};
+
+class Y4mWriter final : public FrameWriter {
+ public:
+  Y4mWriter(const std::string& path, Size size, Range range, const std::string& parameters)
+      : file_(path), layout_{size, FileFormat::i420, false}, frame_(layout_.frameBytes()) {
+    std::string header(kY4mMagic);
+    header += " W" + std::to_string(size.width) + " H" + std::to_string(size.height);
+    if (!parameters.empty()) header.append(" ").append(parameters);
+    if (range == Range::full && parameters.find(kRangePrefix) == std::string::npos) {
+      header.append(" ").append(kRangePrefix).append("FULL");
+    }
+    file_.write(header + "\n");
+  }
+
+  void write(const Picture& picture) override {
+    file_.write("FRAME\n");
+    packRaw(layout_, picture, frame_.data());
+    file_.write(frame_);
+  }
+  void finish() override { file_.commit(); }
+
+ private:
+  OutputFile file_;
+  RawLayout layout_;
+  std::vector<uint8_t> frame_;
+};
+
+}  // namespace
+
+Y4mHeader parseY4mHeader(const std::string& line) {
+  std::istringstream fields(line);
+  std::string field;
+  fields >> field;
+  if (field != kY4mMagic) throw Failure("does not begin with " + quoted(kY4mMagic));
+  Y4mHeader header;
+  while (fields >> field) {
+    switch (field[0]) {
+      case 'W':
+        header.size.width = parseSide(field);
+        continue;
+      case 'H':
+        header.size.height = parseSide(field);
+        continue;
+      case 'C': {
+        const std::string_view space = std::string_view(field).substr(1);
+        bool known = false;
+        for (const auto& candidate : kColourSpaces)
+          known = known || candidate == space;
+        if (!known) {
+          throw Failure("colour space " + quoted(space) +
+                        " is not handled: convert to 8-bit 4:2:0 (420, 420jpeg, 420mpeg2 or "
+                        "420paldv; with ffmpeg: -pix_fmt yuv420p)");
+        }
+        break;
+      }
+      case 'I':
+        if (field != "Ip" && field != "I?") {
+          throw Failure("the clip is interlaced (" + quoted(field) +
+                        "): deinterlace it first, so that every frame shows one moment");
+        }
+        break;
+      case 'X':
+        if (field == std::string(kRangePrefix) + "FULL") header.range = Range::full;
+        break;
+      default:
+        break;
+    }
+    if (!header.parameters.empty()) header.parameters += ' ';
+    header.parameters += field;
+  }
+  if (header.size.width == 0 || header.size.height == 0) {
+    throw Failure("the Y4M header gives no width or no height");
+  }
+  if (!isAcceptable(header.size)) {
+    throw Failure("a frame of " + text(header.size) + " is too large");
+  }
+  return header;
+}
+
+std::unique_ptr<FrameReader> openY4m(std::unique_ptr<ByteSource> source) {
+  return std::make_unique<Y4mReader>(std::move(source));
+}
+
+std::unique_ptr<FrameWriter> createY4m(const std::string& path, Size size, Range range,
+                                       const std::string& parameters) {
+  return std::make_unique<Y4mWriter>(path, size, range, parameters);
+}
+
+}  // namespace velmora::tool

@@ -1,0 +1,81 @@
+// Frames in and frames out, whatever the file format: the formats implement these two interfaces.
+#ifndef VELMORA_TOOL_FRAME_IO_H
+#define VELMORA_TOOL_FRAME_IO_H
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "picture.h"
+
+namespace velmora::tool {
+
+enum class FileFormat { png, jpeg, y4m, nv12, nv21, i420 };
+
+/// The name users know a format by: "PNG", "JPEG", "Y4M", "NV12", ...
+const char* name(FileFormat format);
+/// A format that holds one picture rather than a row of frames.
+bool isPictureFormat(FileFormat format);
+bool isRawFormat(FileFormat format);
+
+/// What a reader knows before the first frame.
+struct StreamInfo {
+  Size size;
+  FileFormat format = FileFormat::png;
+  Range range = Range::full;
+  bool grey = false;
+  std::optional<long> frames;  ///< where the file tells
+  std::string y4mParameters;   ///< Y4M: the header's fields besides size, separated by blanks
+};
+
+class FrameReader {
+ public:
+  virtual ~FrameReader() = default;
+  [[nodiscard]] const StreamInfo& info() const { return info_; }
+  /// The name of the file for messages.
+  [[nodiscard]] virtual const std::string& name() const = 0;
+  /// Reads the next frame; false at the end. Throws Failure for damaged data.
+  virtual bool next(Picture& picture) = 0;
+
+ protected:
+  StreamInfo info_;
+};
+
+class FrameWriter {
+ public:
+  virtual ~FrameWriter() = default;
+  /// All frames of one writer have one size.
+  virtual void write(const Picture& picture) = 0;
+  /// Puts the finished file in place; without this nothing is left.
+  virtual void finish() = 0;
+};
+
+/// Where frames come from, as the options say.
+struct InputRequest {
+  std::string path;                     ///< "-" for standard input
+  std::optional<Size> rawSize;          ///< --input-size
+  std::optional<FileFormat> rawFormat;  ///< --input-format
+};
+
+/// Opens a file by its content (PNG, JPEG, Y4M), or as raw frames when the request or the file's
+/// name says so.
+std::unique_ptr<FrameReader> openInput(const InputRequest& request);
+
+/// Where frames go, as the options say.
+struct OutputRequest {
+  std::string path;                  ///< "-" for standard output
+  std::optional<FileFormat> format;  ///< --output-format
+  int jpegQuality = 95;
+};
+
+/// The format an output gets: the one asked for, else the one the name's extension tells, else Y4M
+/// for "-"; ".yuv" keeps the layout of a raw input. Throws UsageError when nothing tells.
+FileFormat outputFormat(const OutputRequest& request, FileFormat input);
+
+/// Opens an output; `info` describes the frames to come (size, range, Y4M parameters).
+std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat format,
+                                        const StreamInfo& info);
+
+}  // namespace velmora::tool
+
+#endif  // VELMORA_TOOL_FRAME_IO_H

@@ -1,0 +1,28 @@
+// Signals that ask the tool to stop: noticed between pieces of work, so that nothing half-written
+// stays behind.
+#ifndef VELMORA_TOOL_INTERRUPT_H
+#define VELMORA_TOOL_INTERRUPT_H
+
+#include <string>
+
+namespace velmora::tool::interrupt {
+
+/// Lets SIGINT, SIGTERM and SIGHUP set a flag instead of ending the process; blocking reads and
+/// writes return early. A second signal removes the unfinished file and ends the process at once.
+void install();
+
+/// The signal that arrived, or 0.
+int pending();
+
+/// Throws Interrupted when a signal has arrived.
+void check();
+
+/// The unfinished file that a second signal removes; an empty path when there is none.
+void setUnfinishedFile(const std::string& path);
+
+/// Ends the process by the signal, as if it had not been caught.
+[[noreturn]] void die(int signal);
+
+}  // namespace velmora::tool::interrupt
+
+#endif  // VELMORA_TOOL_INTERRUPT_H

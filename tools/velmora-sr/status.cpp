@@ -1,0 +1,75 @@
+#include "status.h"
+
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace velmora::tool {
+
+Status& status() {
+  static Status instance;
+  return instance;
+}
+
+void Status::line(const std::string& text) {
+  endProgress();
+  std::fprintf(stderr, "velmora-sr: %s\n", text.c_str());
+}
+
+void Status::note(const std::string& text) {
+  if (!quiet()) line(text);
+}
+
+void Status::warn(const std::string& text) {
+  if (!quiet()) line("warning: " + text);
+}
+
+void Status::error(const std::string& text) {
+  line("error: " + text);
+}
+
+void Status::progress(long done, std::optional<long> total) {
+  if (quiet()) return;
+  static const bool terminal = isatty(STDERR_FILENO) != 0;
+  const auto now = Clock::now();
+  const auto pause = terminal ? std::chrono::milliseconds(200) : std::chrono::milliseconds(5000);
+  if (now - lastProgress_.value_or(start_) < pause) return;
+  lastProgress_ = now;
+
+  const double seconds = std::chrono::duration<double>(now - start_).count();
+  const double rate = static_cast<double>(done) / seconds;
+  std::string text = "frame " + std::to_string(done);
+  if (total) text += " of " + std::to_string(*total);
+  text += format(", %.1f frames/s", rate);
+  if (total && done > 0) {
+    const long left = static_cast<long>(static_cast<double>(*total - done) / rate + 0.5);
+    text += format(", %ld:%02ld left", left / 60, left % 60);
+  }
+  if (terminal) {
+    std::fprintf(stderr, "\rvelmora-sr: %s\033[K", text.c_str());
+    progressShown_ = true;
+  } else {
+    std::fprintf(stderr, "velmora-sr: %s\n", text.c_str());
+  }
+}
+
+void Status::endProgress() {
+  if (progressShown_) std::fputs("\r\033[K", stderr);
+  progressShown_ = false;
+}
+
+std::string format(const char* pattern, ...) {
+  va_list arguments;
+  va_start(arguments, pattern);
+  va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, pattern, arguments);
+  va_end(arguments);
+  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+  std::vsnprintf(text.data(), text.size() + 1, pattern, again);
+  va_end(again);
+  return text;
+}
+
+}  // namespace velmora::tool

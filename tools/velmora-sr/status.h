@@ -1,0 +1,49 @@
+// What the tool says to its user: on standard error only, nothing but errors with --quiet.
+#ifndef VELMORA_TOOL_STATUS_H
+#define VELMORA_TOOL_STATUS_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace velmora::tool {
+
+class Status {
+ public:
+  enum class Level { quiet, normal, verbose };
+
+  void setLevel(Level level) { level_ = level; }
+  [[nodiscard]] bool quiet() const { return level_ == Level::quiet; }
+
+  /// One line of information.
+  void note(const std::string& text);
+  /// One line that deserves attention; begins with "warning: ".
+  void warn(const std::string& text);
+  /// One line about what went wrong, shown with --quiet too; begins with "error: ".
+  void error(const std::string& text);
+
+  /// Progress of a long job: `done` frames, of `total` where that is known. On a terminal one line
+  /// is rewritten, elsewhere a line appears every few seconds; short jobs show nothing.
+  void progress(long done, std::optional<long> total);
+  /// Clears the progress line.
+  void endProgress();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void line(const std::string& text);
+
+  Level level_ = Level::normal;
+  bool progressShown_ = false;
+  Clock::time_point start_ = Clock::now();
+  std::optional<Clock::time_point> lastProgress_;
+};
+
+/// The one of the tool.
+Status& status();
+
+/// printf into a string.
+std::string format(const char* pattern, ...) __attribute__((format(printf, 1, 2)));
+
+}  // namespace velmora::tool
+
+#endif  // VELMORA_TOOL_STATUS_H
