@@ -1,0 +1,32 @@
+// The subcommands: each adds itself to the command line and runs when it was called.
+#ifndef VELMORA_TOOL_COMMANDS_COMMANDS_H
+#define VELMORA_TOOL_COMMANDS_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "arguments.h"
+
+namespace velmora::tool {
+
+/// Adds the options that tell where frames come from and what becomes of them.
+void addInputOptions(CLI::App& command, FrameOptions& options);
+void addOutputOptions(CLI::App& command, FrameOptions& options);
+void addGeometryOptions(CLI::App& command, FrameOptions& options);
+void addTuningOptions(CLI::App& command, FrameOptions& options);
+
+// Each registers one subcommand. Its work runs as the subcommand's callback, by exceptions of
+// errors.h when it cannot be done.
+void addUpscale(CLI::App& app);
+void addDemo(CLI::App& app);
+void addKernels(CLI::App& app);
+
+/// What --version prints.
+std::string versionText();
+
+/// Takes the kernel set that --cpu names; throws UsageError for one that this machine has not.
+void chooseKernelSet(const std::string& name);
+
+}  // namespace velmora::tool
+
+#endif  // VELMORA_TOOL_COMMANDS_COMMANDS_H
