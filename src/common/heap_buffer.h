@@ -17,6 +17,7 @@ class HeapBuffer {
   static_assert(std::is_trivial_v<T>);
 
  public:
+  HeapBuffer() = default;
   explicit HeapBuffer(std::size_t count) {
     if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) return;
     const std::size_t bytes = count == 0 ? sizeof(T) : count * sizeof(T);

@@ -7,6 +7,9 @@ void installScalarKernels(InterpolationKernels& table) {
   table = {
       .splitPairs = scalar::splitPairs,
       .mergePairs = scalar::mergePairs,
+      .filterColumns = scalar::filterColumns,
+      .filterRows = scalar::filterRows,
+      .fuseRow = scalar::fuseRow,
   };
 }
 

@@ -1,4 +1,4 @@
-// Kernels of plane conversion, interpolation and de-ghosting. All pointers are row pointers of
+// Kernels of plane conversion and interpolation. All pointers are row pointers of
 // non-overlapping buffers unless an entry says otherwise.
 #ifndef VELMORA_SRC_KERNELS_INTERPOLATION_KERNELS_H
 #define VELMORA_SRC_KERNELS_INTERPOLATION_KERNELS_H
@@ -7,11 +7,65 @@
 
 namespace velmora {
 
+/// Where the output columns of a plane come from; the same for all its rows.
+struct ColumnPlan {
+  int32_t count;         ///< output columns
+  int32_t sourceWidth;   ///< samples in a padded source row, at least 4
+  int32_t insideBegin;   ///< the columns whose four source samples all lie in the row
+  int32_t insideEnd;     ///< (before and after them indices are clamped to the row)
+  const int32_t* first;  ///< [count] padded column of the first tap, -4 .. sourceWidth, monotonic
+  const int16_t* taps;   ///< [4 * count] four Q12 taps per column
+};
+
+/// Where the output columns of a fused plane come from; the same for all its rows.
+struct FusionColumns {
+  int32_t count;         ///< output columns
+  int32_t insideBegin;   ///< the columns whose four first-frame samples all lie in the row
+  int32_t insideEnd;     ///< (before and after them indices are clamped to the row)
+  const int32_t* first;  ///< [count] padded column of the first tap, -4 .. sourceWidth, monotonic
+  const int32_t* mapColumn;  ///< [count] column of the position maps, 0 .. width - 1
+  const int32_t* fraction;   ///< [count] fraction of the position, 0 .. 65535
+  const int32_t* phase;      ///< [count] its phase, 0 .. phases - 1
+};
+
+/// The inputs of one fused output row.
+struct FusionRow {
+  const uint8_t* rows[4];       ///< padded first-frame rows of the four vertical taps
+  const int16_t* const* taps;   ///< 2D table rows of the row's vertical phase, [horizontal phase]
+  const int32_t* mapX;          ///< row of the position maps, 16.16, any values
+  const int32_t* mapY;          ///< likewise
+  int32_t fraction;             ///< fraction of the row's vertical position, 0 .. 65535
+  const uint8_t* second;        ///< padded second frame: its border is at least 2, so that the
+  int32_t sourceWidth;          ///< taps of a position inside the image lie inside the plane;
+                                ///< samples per padded row, of both frames
+  int32_t width;                ///< image size, of both frames
+  int32_t height;               //
+  const int16_t* const* table;  ///< whole 2D table, [vertical phase * phases + horizontal phase],
+  int32_t phases;               ///< 16 Q12 taps and their sum
+};
+
 struct InterpolationKernels {
   /// Splits a row of pairs: even[j] = pairs[2j], odd[j] = pairs[2j + 1] for j in [0, count).
   void (*splitPairs)(const uint8_t* pairs, uint8_t* even, uint8_t* odd, int32_t count);
   /// The inverse: pairs[2j] = even[j], pairs[2j + 1] = odd[j] for j in [0, count).
   void (*mergePairs)(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t count);
+
+  /// Horizontal filter of columns [begin, end) of one padded row: out[j] is the sum of four samples
+  /// times taps, (sum + 2048) >> 12, not clamped. Any 16-bit taps: at most 8160 in magnitude.
+  void (*filterColumns)(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
+                        int16_t* out);
+  /// Vertical filter of one output row: out[j] is rows[0..3][j] times taps[0..3], summed,
+  /// (sum + 2048) >> 12, clamped to 0..255, for j in [0, count). Rows hold results of filterColumns
+  /// and may coincide.
+  void (*filterRows)(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count);
+
+  /// Columns [begin, end) of one output row fused from two frames. Per column, S is the sum of 4 x
+  /// 4 first-frame samples times taps and W the 17th value of their table row; where the mapped
+  /// position (mapX + horizontal fraction, mapY + vertical fraction, wrapping) lies inside the
+  /// second image, its 4 x 4 samples and weight are added. out = (S + (W >> 1)) / W, truncated
+  /// towards zero and clamped to 0..255; 0 for W = 0. Any 16-bit table.
+  void (*fuseRow)(const FusionRow& row, const FusionColumns& columns, int32_t begin, int32_t end,
+                  uint8_t* out);
 };
 
 }  // namespace velmora

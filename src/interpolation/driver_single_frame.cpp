@@ -1,0 +1,18 @@
+// The driver for requests with one frame.
+#include "interpolation/driver.h"
+#include "interpolation/failure_log.h"
+#include "velmora_sr/interpolation.h"
+
+int32_t SRInterpolation_Single(Velmora_SR_CInputImage* input, Velmora_SR_COutPutImage* output,
+                               SR_ParamsPrivate* priv) {
+  velmora::ReconstructionJob job;
+  if (!velmora::readJob(input, output, priv, job)) {
+    return velmora::logged(SR_RET_PARAMS_OUT_OF_RANGE, __func__);
+  }
+  // The handle keeps the caller's region: only the job's copy is replaced.
+  job.region = velmora::usableOrDefault(job.region, job.in.width, job.in.height);
+  const int32_t result = velmora::enlargeFirstFrame(job);
+  // An unknown format is the caller's code to read, not a line in the log.
+  if (result == velmora::kUnsupportedFormat) return result;
+  return velmora::logged(static_cast<Velmora_SR_ESR_RET>(result), __func__);
+}

@@ -1,0 +1,63 @@
+// Frames to padded planes and planes to frames, on four bands of the thread pool.
+#ifndef VELMORA_SRC_INTERPOLATION_FRAME_PLANES_H
+#define VELMORA_SRC_INTERPOLATION_FRAME_PLANES_H
+
+#include <cstddef>
+
+#include "interpolation/allocation.h"
+
+namespace velmora {
+
+/// A 4:2:0 frame without row padding: width * height luma samples, then height / 2 chroma rows of
+/// 2 * (width / 2) bytes, or two planes of width / 2 by height / 2. An odd last column or row has
+/// no chroma.
+struct FrameShape {
+  int32_t width;
+  int32_t height;
+  int32_t format;  ///< VELMORA_SR_FORMAT_...
+
+  [[nodiscard]] int32_t chromaWidth() const { return width / 2; }
+  [[nodiscard]] int32_t chromaHeight() const { return height / 2; }
+  [[nodiscard]] std::size_t lumaSize() const {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  }
+  /// Samples of one chroma plane.
+  [[nodiscard]] std::size_t chromaSize() const {
+    return static_cast<std::size_t>(chromaWidth()) * static_cast<std::size_t>(chromaHeight());
+  }
+};
+
+/// The padded planes of one input frame.
+struct PaddedFrame {
+  ProcessBuffer<uint8_t> y, u, v;
+
+  /// Takes the planes, in this order; false when one cannot be had.
+  bool take(const Allocator& allocator, const FrameShape& shape, int32_t border);
+};
+
+/// The chroma planes of the output frame, without padding.
+struct OutputChroma {
+  ProcessBuffer<uint8_t> u, v;
+
+  bool take(const Allocator& allocator, const FrameShape& shape);
+};
+
+/// One or two frames of the same shape and the planes they go to.
+struct FramesToLoad {
+  const uint8_t* frame1;
+  const PaddedFrame& planes1;
+  const uint8_t* frame2;       ///< null: one frame only
+  const PaddedFrame* planes2;  ///< not null with frame2
+};
+
+/// Copies luma and chroma into the planes and mirrors their borders. A frame without chroma (one
+/// sample wide or high) gets neutral planes. The format is one of the three codes; two frames are
+/// not planar.
+void loadFrames(const FrameShape& shape, const FramesToLoad& frames, int32_t border);
+
+/// Writes the chroma planes behind the luma of the output frame.
+void storeChroma(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame);
+
+}  // namespace velmora
+
+#endif  // VELMORA_SRC_INTERPOLATION_FRAME_PLANES_H

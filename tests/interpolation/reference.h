@@ -1,0 +1,78 @@
+// Plain versions of the interpolation, sample by sample from the formulas: every value is computed
+// from the unpadded image through one mirroring access function. They share nothing with the
+// library.
+#ifndef VELMORA_TESTS_INTERPOLATION_REFERENCE_H
+#define VELMORA_TESTS_INTERPOLATION_REFERENCE_H
+
+#include <cstdint>
+#include <vector>
+
+namespace velmora::test {
+
+using Bytes = std::vector<uint8_t>;
+
+/// A set of kernel tables that is installed in the library's globals while it lives.
+class Kernels {
+ public:
+  /// Lanczos tables of order 2, plain and sharpened.
+  static Kernels lanczos(int phases);
+  /// Any 16-bit taps, extremes among them.
+  static Kernels random(int phases, uint64_t seed);
+
+  Kernels(Kernels&&) = delete;
+  Kernels& operator=(Kernels&&) = delete;
+  ~Kernels();
+
+  int phases;
+  std::vector<std::vector<int16_t>> plain;    // [phase] of 4
+  std::vector<std::vector<int16_t>> sharp;    // [phase] of 4
+  std::vector<std::vector<int16_t>> sharp2D;  // [vertical phase * phases + horizontal phase] of 17
+
+ private:
+  Kernels(int phaseCount, std::vector<std::vector<int16_t>> plainRows,
+          std::vector<std::vector<int16_t>> sharpRows, std::vector<std::vector<int16_t>> rows2D);
+  std::vector<int16_t*> plainPointers_, sharpPointers_, sharp2DPointers_;
+};
+
+/// What an axis of the output grid covers in the input.
+struct Span {
+  int from, to, out;
+};
+
+/// An 8-bit image without padding.
+struct Image {
+  int w, h;
+  Bytes data;
+
+  /// The sample at any position: the image is continued by two mirrored samples on each side, and
+  /// by the outermost of these beyond.
+  int operator()(int64_t y, int64_t x) const;
+};
+
+Image randomImage(int w, int h, uint64_t seed);
+
+/// The plane padded by `border` that the library reads.
+Bytes padded(const Image& image, int border = 2);
+
+/// One-frame interpolation of one plane, packed rows.
+Bytes interpolated(const Image& image, const std::vector<std::vector<int16_t>>& table, Span columns,
+                   Span rows);
+
+/// Where each sample of a first frame lies in the second, 16.16.
+struct Maps {
+  std::vector<int32_t> x, y;
+};
+
+/// Two-frame luma.
+Bytes fused(const Image& first, const Image& second, const Maps& maps, const Kernels& kernels,
+            Span columns, Span rows);
+
+/// A 4:2:0 frame of any of the three formats taken apart and enlarged: the whole one-frame path.
+/// With a second frame (format 4 or 5 then) luma is fused.
+Bytes enlargedFrame(const Bytes& frame, int w, int h, int format, const Kernels& kernels,
+                    Span columns, Span rows, const Bytes* secondFrame = nullptr,
+                    const Maps* maps = nullptr);
+
+}  // namespace velmora::test
+
+#endif  // VELMORA_TESTS_INTERPOLATION_REFERENCE_H

@@ -1,0 +1,356 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "interpolation/destination.h"
+#include "interpolation/handle.h"
+#include "interpolation/reference.h"
+#include "support/heap_faults.h"
+#include "support/log_capture.h"
+#include "velmora_sr/interpolation.h"
+#include "velmora_sr/kernel_tables.h"
+#include "velmora_sr/thread_pool.h"
+
+namespace {
+
+using namespace velmora::test;
+
+Bytes lumaOf(const Image& image, Span columns, Span rows) {
+  Destination destination(columns.out, rows.out);
+  EXPECT_EQ(ShiftInvariantIntepolationSeparateY1FrameLUTFix(
+                padded(image).data(), destination.data(), 4, -1, image.w, image.h, columns.out,
+                rows.out, columns.from, rows.from, columns.to, rows.to),
+            0);
+  EXPECT_EQ(Handle::leftovers(), "");
+  return destination.packed();
+}
+
+struct Planes {
+  Bytes u, v;
+};
+
+Planes chromaOf(const Image& u, const Image& v, Span columns, Span rows) {
+  Destination uDestination(columns.out, rows.out);
+  Destination vDestination(columns.out, rows.out);
+  EXPECT_EQ(ShiftInvariantIntepolationSeparateUV1FrameLUTFix(
+                padded(u).data(), padded(v).data(), uDestination.data(), vDestination.data(), 4, -1,
+                u.w, u.h, columns.out, rows.out, columns.from, rows.from, columns.to, rows.to),
+            0);
+  EXPECT_EQ(Handle::leftovers(), "");
+  return {uDestination.packed(), vDestination.packed()};
+}
+
+std::string describe(const Image& image, Span columns, Span rows) {
+  std::string text = std::to_string(image.w) + "x" + std::to_string(image.h);
+  for (const Span span : {columns, rows}) {
+    text += " [" + std::to_string(span.from) + ", " + std::to_string(span.to) + "] to " +
+            std::to_string(span.out);
+  }
+  return text;
+}
+
+struct Case {
+  int w, h;
+  Span columns, rows;
+};
+
+// Whole images, inner regions, widths around blocks of 8, 16 and 32, enlarging and shrinking, fewer
+// rows than bands, axes of one sample, and regions that leave the image or run backwards.
+constexpr Case kCases[] = {
+    {40, 30, {0, 39, 80}, {0, 29, 60}},
+    {40, 30, {0, 39, 40}, {0, 29, 30}},
+    {40, 30, {4, 35, 63}, {2, 27, 51}},
+    {33, 17, {0, 32, 71}, {0, 16, 37}},
+    {31, 19, {1, 30, 65}, {3, 15, 16}},
+    {64, 9, {0, 63, 17}, {0, 8, 3}},
+    {17, 64, {0, 16, 9}, {0, 63, 129}},
+    {5, 5, {0, 4, 7}, {0, 4, 7}},
+    {3, 2, {0, 2, 15}, {0, 1, 5}},
+    {2, 2, {0, 1, 8}, {0, 1, 8}},
+    {1, 1, {0, 0, 4}, {0, 0, 3}},
+    {20, 20, {5, 15, 1}, {5, 15, 1}},
+    {20, 20, {5, 15, 2}, {5, 15, 1}},
+    {20, 20, {-9, 28, 50}, {-7, 40, 50}},
+    {20, 20, {18, 3, 31}, {19, 0, 33}},
+    {20, 20, {150, -72, 40}, {150, -80, 41}},
+    {20, 20, {-2147483647, 2147483647, 23}, {2147483647, -2147483647, 9}},
+};
+
+TEST(SingleFrame, EqualsThePlainComputation) {
+  Handle handle;
+  for (const int phases : {50, 1, 3, 64}) {
+    for (const bool extreme : {false, true}) {
+      const Kernels kernels = extreme ? Kernels::random(phases, 7) : Kernels::lanczos(phases);
+      for (const Case& c : kCases) {
+        const Image image = randomImage(c.w, c.h, 1);
+        const Image second = randomImage(c.w, c.h, 2);
+        const std::string what = describe(image, c.columns, c.rows) +
+                                 (extreme ? " extreme taps, phases " : " phases ") +
+                                 std::to_string(kernels.phases);
+        ASSERT_EQ(lumaOf(image, c.columns, c.rows),
+                  interpolated(image, kernels.sharp, c.columns, c.rows))
+            << what;
+        const Planes chroma = chromaOf(image, second, c.columns, c.rows);
+        ASSERT_EQ(chroma.u, interpolated(image, kernels.plain, c.columns, c.rows)) << what;
+        ASSERT_EQ(chroma.v, interpolated(second, kernels.plain, c.columns, c.rows)) << what;
+      }
+    }
+  }
+}
+
+TEST(SingleFrame, UsesAllPhasesOfALargeTable) {
+  Handle handle;
+  // 2D tables of 1024 phases are not needed here and take a million rows.
+  const Kernels kernels = Kernels::lanczos(8);
+  std::vector<std::vector<int16_t>> rows;
+  for (int p = 0; p < 1024; ++p)
+    rows.push_back({static_cast<int16_t>(p), static_cast<int16_t>(4096 - p), 0, 0});
+  std::vector<int16_t*> pointers;
+  for (auto& row : rows)
+    pointers.push_back(row.data());
+  G_QUANTIZATION = 1024;
+  Lanczos1D_4_2_Fix_sharp = pointers.data();
+  const Image image = randomImage(9, 9, 3);
+  const Span span = {0, 8, 4097};
+  const Span few = {0, 8, 3};
+  EXPECT_EQ(lumaOf(image, span, few), interpolated(image, rows, span, few));
+}
+
+TEST(SingleFrame, HalvesTheGeometryForChroma) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  const struct {
+    int w, h;
+    Span columns, rows;
+  } cases[] = {{41, 27, {3, 39, 77}, {1, 26, 53}}, {40, 26, {0, 39, 80}, {0, 25, 52}}};
+  for (const auto& c : cases) {
+    const Image y = randomImage(c.w, c.h, 4);
+    const Image u = randomImage(c.w / 2, c.h / 2, 5);
+    const Image v = randomImage(c.w / 2, c.h / 2, 6);
+    Destination yOut(c.columns.out, c.rows.out);
+    Destination uOut(c.columns.out / 2, c.rows.out / 2);
+    Destination vOut(c.columns.out / 2, c.rows.out / 2);
+    ASSERT_EQ(ShiftInvariantIntepolation1Frame(padded(y).data(), padded(u).data(), padded(v).data(),
+                                               yOut.data(), uOut.data(), vOut.data(), 4, 0, c.w,
+                                               c.h, c.columns.out, c.rows.out, c.columns.from,
+                                               c.rows.from, c.columns.to, c.rows.to),
+              0);
+    const Span columns = {c.columns.from / 2, c.columns.to / 2, c.columns.out / 2};
+    const Span rows = {c.rows.from / 2, c.rows.to / 2, c.rows.out / 2};
+    EXPECT_EQ(yOut.packed(), interpolated(y, kernels.sharp, c.columns, c.rows));
+    EXPECT_EQ(uOut.packed(), interpolated(u, kernels.plain, columns, rows));
+    EXPECT_EQ(vOut.packed(), interpolated(v, kernels.plain, columns, rows));
+  }
+}
+
+TEST(SingleFrame, KeepsConstantPlanesConstant) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  const Span columns = {0, 18, 50};
+  const Span rows = {0, 12, 40};
+  for (const int value : {0, 1, 127, 128, 254, 255}) {
+    const Image image = {19, 13, Bytes(19 * 13, static_cast<uint8_t>(value))};
+    const Bytes expected(50 * 40, static_cast<uint8_t>(value));
+    EXPECT_EQ(lumaOf(image, columns, rows), expected);
+    EXPECT_EQ(chromaOf(image, image, columns, rows).u, expected);
+  }
+}
+
+TEST(SingleFrame, CopiesChromaWhereTheGridsCoincide) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  const Image u = randomImage(23, 14, 8);
+  const Image v = randomImage(23, 14, 9);
+  const Planes chroma = chromaOf(u, v, {0, 22, 23}, {0, 13, 14});
+  EXPECT_EQ(chroma.u, u.data);
+  EXPECT_EQ(chroma.v, v.data);
+  // The sharp table sharpens there as well.
+  EXPECT_NE(lumaOf(u, {0, 22, 23}, {0, 13, 14}), u.data);
+}
+
+TEST(SingleFrame, MirroredInputGivesMirroredOutput) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  // Doubling: the phases are 0 and 25, and both rows of the plain table are symmetric.
+  const Image image = randomImage(16, 12, 10);
+  Image flipped = image;
+  for (int y = 0; y < image.h; ++y)
+    std::reverse(flipped.data.begin() + y * image.w, flipped.data.begin() + (y + 1) * image.w);
+  Planes straight = chromaOf(image, flipped, {0, 15, 31}, {0, 11, 23});
+  for (int y = 0; y < 23; ++y)
+    std::reverse(straight.v.begin() + y * 31, straight.v.begin() + (y + 1) * 31);
+  EXPECT_EQ(straight.u, straight.v);
+}
+
+TEST(SingleFrame, BandsOfAPassNeedNoOrderAndNoPlan) {
+  Handle handle;
+  const Kernels kernels = Kernels::random(50, 11);
+  const Image image = randomImage(29, 21, 12);
+  const Image second = randomImage(29, 21, 13);
+  const Span columns = {1, 28, 53};
+  for (const int outH : {2, 3, 47}) {
+    const Span rows = {0, 20, outH};
+    const Bytes plane = padded(image);
+    const Bytes plane2 = padded(second);
+    Destination luma(53, outH);
+    Destination u(53, outH);
+    Destination v(53, outH);
+    std::vector<int16_t> intermediate(25 * 53);
+    std::vector<int16_t> intermediate2(25 * 53);
+    SR_LumaInterpolationBands y = {
+        plane.data(), luma.data(),         4, 29,     21, 53, outH, 1, 0, 28,
+        20,           intermediate.data(), 0, nullptr};
+    for (const int index : {15, 11, 12, 16, 14, 13})
+      InterPolationY1Frame_H_ThreadFunc(&y, index);
+    for (const int index : {13, 12, 15, 14, -1})
+      InterPolationY1Frame_V_ThreadFunc(&y, index);
+    EXPECT_EQ(luma.packed(), interpolated(image, kernels.sharp, columns, rows));
+
+    SR_ChromaInterpolationBands uv = {plane.data(),
+                                      plane2.data(),
+                                      u.data(),
+                                      v.data(),
+                                      4,
+                                      29,
+                                      21,
+                                      53,
+                                      outH,
+                                      1,
+                                      0,
+                                      28,
+                                      20,
+                                      intermediate.data(),
+                                      intermediate2.data(),
+                                      0,
+                                      nullptr};
+    for (const int index : {15, 14, 13, 12})
+      InterPolationUV1Frame_H_ThreadFunc(&uv, index);
+    for (const int index : {14, 15, 12, 13})
+      InterPolationUV1Frame_V_ThreadFunc(&uv, index);
+    EXPECT_EQ(u.packed(), interpolated(image, kernels.plain, columns, rows));
+    EXPECT_EQ(v.packed(), interpolated(second, kernels.plain, columns, rows));
+  }
+}
+
+TEST(SingleFrame, GivesTheSameOnRunningThreads) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  const Image image = randomImage(61, 47, 14);
+  const Span columns = {0, 60, 130};
+  const Span rows = {0, 46, 99};
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(MultiThread_Init(16), 0);
+  const Bytes onThreads = lumaOf(image, columns, rows);
+  MultiThread_destory();
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(onThreads, interpolated(image, kernels.sharp, columns, rows));
+}
+
+/// Calls ShiftInvariantIntepolation1Frame on one small image; its result and whether it wrote.
+struct Outcome {
+  int result;
+  bool wrote;
+  std::vector<std::string> log;
+};
+
+Outcome enlargeSmall(int pad, int inW, int outW, bool withPlanes = true) {
+  const Image y = randomImage(16, 16, 15);
+  const Image uv = randomImage(8, 8, 16);
+  Destination yOut(24, 24);
+  Destination uOut(12, 12);
+  Destination vOut(12, 12);
+  const Bytes u = padded(uv);
+  LogCapture log;
+  const int result = ShiftInvariantIntepolation1Frame(
+      padded(y).data(), u.data(), withPlanes ? u.data() : nullptr, yOut.data(), uOut.data(),
+      vOut.data(), pad, 0, inW, 16, outW, 24, 0, 0, 15, 15);
+  return {result, !(yOut.untouched() && uOut.untouched() && vOut.untouched()), log.takeTexts()};
+}
+
+std::vector<std::string> errorLine(const char* text) {
+  return {std::string("NB7UO_ZELK: ShiftInvariantIntepolation1Frame: ") + text + "\n"};
+}
+
+TEST(SingleFrame, WritesNothingWhereItCannotFinish) {
+  Handle handle;
+  {
+    const Outcome outcome = enlargeSmall(4, 16, 24);
+    EXPECT_EQ(outcome.result, SR_RET_LOAD_CONFIG_FAILED) << "no tables are installed";
+    EXPECT_FALSE(outcome.wrote);
+    EXPECT_EQ(outcome.log, errorLine("load config file failed."));
+  }
+  const Kernels kernels = Kernels::lanczos(50);
+  EXPECT_TRUE(enlargeSmall(4, 16, 24).wrote);
+  const struct {
+    int pad, inW, outW;
+    bool withPlanes;
+  } refused[] = {{3, 16, 24, true},  {-4, 16, 24, true}, {4, -1, 24, true},
+                 {4, 16, -24, true}, {4, 16, 24, false}, {4, 2147483647, 24, true}};
+  for (const auto& c : refused) {
+    const Outcome outcome = enlargeSmall(c.pad, c.inW, c.outW, c.withPlanes);
+    EXPECT_EQ(outcome.result, SR_RET_PARAMS_OUT_OF_RANGE) << c.pad << " " << c.inW << " " << c.outW;
+    EXPECT_FALSE(outcome.wrote);
+    EXPECT_EQ(outcome.log, errorLine("params out of range."));
+  }
+  G_QUANTIZATION = 1025;
+  EXPECT_EQ(enlargeSmall(4, 16, 24).result, SR_RET_LOAD_CONFIG_FAILED);
+  G_QUANTIZATION = 0;
+  EXPECT_EQ(enlargeSmall(4, 16, 24).result, SR_RET_LOAD_CONFIG_FAILED);
+  EXPECT_EQ(Handle::leftovers(), "");
+}
+
+TEST(SingleFrame, ReturnsAllBlocksWhenAnyOneIsMissing) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  // Intermediate planes: outW columns of 16 bits, as many rows as the padded plane.
+  enlargeSmall(4, 16, 24);
+  EXPECT_EQ(TestAllocator::requests(),
+            (std::vector<uint32_t>{24 * 20 * 2, 12 * 12 * 2, 12 * 12 * 2}));
+  for (int n = 0; n < 3; ++n) {
+    TestAllocator::failRequest(n);
+    const Outcome outcome = enlargeSmall(4, 16, 24);
+    EXPECT_EQ(outcome.result, SR_RET_ALLOC_FAILED) << n;
+    EXPECT_FALSE(outcome.wrote) << n;
+    EXPECT_EQ(outcome.log, errorLine("alloc memory failed.")) << n;
+    EXPECT_EQ(Handle::leftovers(), "") << n;
+  }
+  zelkParamPrivate.pub = nullptr;
+  EXPECT_EQ(enlargeSmall(4, 16, 24).result, SR_RET_ALLOC_FAILED);
+}
+
+/// An allocator that leaves the C heap alone.
+struct Arena {
+  static inline std::array<uint8_t, 1 << 13> bytes;
+  static inline std::size_t used;
+  static void* alloc(uint32_t size, const char*, int32_t) {
+    return &bytes.at(std::exchange(used, used + size));
+  }
+  static void free(void*, const char*, int32_t) {}
+};
+
+TEST(SingleFrame, WritesNothingWithoutMemoryForItsColumnPlans) {
+  Handle handle;
+  handle.pub.alloc = Arena::alloc;
+  handle.pub.free = Arena::free;
+  const Kernels kernels = Kernels::lanczos(50);
+  const Bytes plane = padded(randomImage(16, 16, 15));
+  // Two requests for the positions and taps of luma, two for those of chroma.
+  for (int n = 0; n <= 4; ++n) {
+    Destination luma(24, 24);
+    Destination u(12, 12);
+    Destination v(12, 12);
+    Arena::used = 0;
+    const HeapFaults faults(n);
+    const int result =
+        ShiftInvariantIntepolation1Frame(plane.data(), plane.data(), plane.data(), luma.data(),
+                                         u.data(), v.data(), 4, 0, 16, 16, 24, 24, 0, 0, 15, 15);
+    EXPECT_EQ(result, n < 4 ? SR_RET_ALLOC_FAILED : 0) << n;
+    EXPECT_EQ(luma.untouched() && u.untouched() && v.untouched(), n < 4) << n;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,270 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "interpolation/destination.h"
+#include "interpolation/handle.h"
+#include "interpolation/reference.h"
+#include "support/heap_faults.h"
+#include "support/log_capture.h"
+#include "support/random.h"
+#include "velmora_sr/interpolation.h"
+#include "velmora_sr/kernel_tables.h"
+#include "velmora_sr/thread_pool.h"
+
+namespace {
+
+using namespace velmora::test;
+
+enum class Field { identity, shifted, scattered, outside, wild };
+
+/// Position maps of a w x h frame.
+Maps mapsOf(int w, int h, Field field) {
+  Random random(21);
+  Maps maps;
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      int64_t px = int64_t{x} << 16;
+      int64_t py = int64_t{y} << 16;
+      switch (field) {
+        case Field::identity:
+          break;
+        case Field::shifted:  // leaves the frame on two sides
+          px += 3 * 65536 + 12345;
+          py -= 2 * 65536 + 54321;
+          break;
+        case Field::scattered:  // about half of it outside, on all sides
+          px = random.range(-(int64_t{w} << 15), int64_t{w} << 17);
+          py = random.range(-(int64_t{h} << 15), int64_t{h} << 17);
+          break;
+        case Field::outside:
+          px = random.range(0, 1) == 0 ? -65536 : int64_t{w} << 16;
+          py = random.range(0, 1) == 0 ? -65536 : int64_t{h} << 16;
+          break;
+        case Field::wild:
+          px = random.range(0, 1) == 0 ? std::numeric_limits<int32_t>::max()
+                                       : std::numeric_limits<int32_t>::min();
+          py = random.range(std::numeric_limits<int32_t>::min(),
+                            std::numeric_limits<int32_t>::max());
+          break;
+      }
+      maps.x.push_back(static_cast<int32_t>(px));
+      maps.y.push_back(static_cast<int32_t>(py));
+    }
+  }
+  return maps;
+}
+
+Bytes fusedBy(const Image& first, const Image& second, const Maps& maps, Span columns, Span rows) {
+  Destination destination(columns.out, rows.out, columns.out);
+  EXPECT_EQ(ShiftInvariantIntepolationHighPerformanceFastY2FrameLUTFix(
+                padded(first).data(), padded(second).data(), destination.data(), 4, 0, first.w,
+                first.h, columns.out, rows.out, 1.5f, maps.x.data(), maps.y.data(), columns.from,
+                rows.from, columns.to, rows.to),
+            0);
+  return destination.packed();
+}
+
+TEST(TwoFrame, EqualsThePlainComputation) {
+  const struct {
+    int w, h;
+    Span columns, rows;
+  } cases[] = {
+      {40, 30, {0, 39, 80}, {0, 29, 60}}, {33, 17, {0, 32, 67}, {0, 16, 35}},
+      {31, 19, {3, 27, 49}, {2, 17, 31}}, {64, 9, {0, 63, 17}, {0, 8, 3}},
+      {3, 2, {0, 2, 15}, {0, 1, 5}},      {1, 1, {0, 0, 4}, {0, 0, 3}},
+      {20, 20, {5, 15, 1}, {5, 15, 1}},   {20, 20, {-9, 28, 50}, {-7, 40, 50}},
+      {20, 20, {18, 3, 31}, {19, 0, 33}},
+  };
+  for (const int phases : {50, 1, 7}) {
+    for (const bool extreme : {false, true}) {
+      const Kernels kernels = extreme ? Kernels::random(phases, 22) : Kernels::lanczos(phases);
+      for (const auto& c : cases) {
+        const Image first = randomImage(c.w, c.h, 23);
+        const Image second = randomImage(c.w, c.h, 24);
+        for (const Field field :
+             {Field::identity, Field::shifted, Field::scattered, Field::outside, Field::wild}) {
+          const Maps maps = mapsOf(c.w, c.h, field);
+          ASSERT_EQ(fusedBy(first, second, maps, c.columns, c.rows),
+                    fused(first, second, maps, kernels, c.columns, c.rows))
+              << c.w << "x" << c.h << " phases " << phases << " extreme " << extreme << " field "
+              << static_cast<int>(field);
+        }
+      }
+    }
+  }
+}
+
+TEST(TwoFrame, PositionsOutsideTheSecondFrameLeaveTheFirstAlone) {
+  const Kernels kernels = Kernels::lanczos(50);
+  const Image first = randomImage(24, 18, 25);
+  const Span columns = {0, 23, 50};
+  const Span rows = {0, 17, 40};
+  // What the second frame holds makes no difference.
+  const Maps maps = mapsOf(24, 18, Field::outside);
+  const Bytes one = fusedBy(first, randomImage(24, 18, 26), maps, columns, rows);
+  EXPECT_EQ(one, fusedBy(first, randomImage(24, 18, 27), maps, columns, rows));
+  EXPECT_NE(
+      one, fusedBy(first, randomImage(24, 18, 26), mapsOf(24, 18, Field::identity), columns, rows));
+}
+
+TEST(TwoFrame, IdenticalFramesGiveWhatOneGives) {
+  const Kernels kernels = Kernels::lanczos(50);
+  const Image image = randomImage(24, 18, 28);
+  const Span columns = {0, 23, 50};
+  const Span rows = {0, 17, 40};
+  const Bytes both = fusedBy(image, image, mapsOf(24, 18, Field::identity), columns, rows);
+  const Bytes one = fusedBy(image, image, mapsOf(24, 18, Field::outside), columns, rows);
+  ASSERT_EQ(both.size(), one.size());
+  for (std::size_t i = 0; i < one.size(); ++i)
+    ASSERT_LE(std::abs(both[i] - one[i]), 1) << i;
+}
+
+TEST(TwoFrame, KeepsConstantPlanesConstant) {
+  const Kernels kernels = Kernels::lanczos(50);
+  for (const int value : {0, 1, 128, 255}) {
+    const Image image = {15, 11, Bytes(15 * 11, static_cast<uint8_t>(value))};
+    EXPECT_EQ(fusedBy(image, image, mapsOf(15, 11, Field::scattered), {0, 14, 33}, {0, 10, 21}),
+              Bytes(33 * 21, static_cast<uint8_t>(value)));
+  }
+}
+
+TEST(TwoFrame, AWeightOfZeroGivesZero) {
+  Kernels kernels = Kernels::lanczos(2);
+  for (auto& row : kernels.sharp2D)
+    row[16] = 0;
+  const Image image = randomImage(9, 9, 29);
+  EXPECT_EQ(fusedBy(image, image, mapsOf(9, 9, Field::identity), {0, 8, 9}, {0, 8, 9}),
+            Bytes(81, 0));
+}
+
+TEST(TwoFrame, HalvesNegativeWeightsDownwards) {
+  Kernels kernels = Kernels::lanczos(1);
+  kernels.sharp2D[0] = {0, 0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3};
+  const Image image = {5, 1, {0, 1, 2, 3, 254}};
+  // (-x - 2) / -3, the half of -3 being -2.
+  EXPECT_EQ(fusedBy(image, image, mapsOf(5, 1, Field::outside), {0, 4, 5}, {0, 0, 1}),
+            (Bytes{0, 1, 1, 1, 85}));
+}
+
+TEST(TwoFrame, BandsNeedNoOrderAndNoPlan) {
+  const Kernels kernels = Kernels::lanczos(50);
+  const Image first = randomImage(29, 21, 30);
+  const Image second = randomImage(29, 21, 31);
+  const Maps maps = mapsOf(29, 21, Field::shifted);
+  const Bytes plane1 = padded(first);
+  const Bytes plane2 = padded(second);
+  for (const int outH : {1, 3, 46}) {
+    Destination destination(53, outH, 53);
+    SR_FusionBands bands = {plane1.data(),
+                            plane2.data(),
+                            destination.data(),
+                            29,
+                            21,
+                            53,
+                            outH,
+                            maps.x.data(),
+                            maps.y.data(),
+                            4,
+                            1,
+                            0,
+                            28,
+                            20,
+                            nullptr};
+    for (const int index : {15, 11, 13, 12, 16, 14})
+      InterPolationY_ThreadFunc(&bands, index);
+    EXPECT_EQ(destination.packed(),
+              fused(first, second, maps, kernels, {1, 28, 53}, {0, 20, outH}));
+  }
+}
+
+struct Outcome {
+  int result;
+  bool wrote;
+  std::vector<std::string> log;
+};
+
+Outcome fuseSmall(int inW, bool withMap = true) {
+  const Bytes y = padded(randomImage(16, 16, 32));
+  const Bytes uv = padded(randomImage(8, 8, 33));
+  const Maps maps = mapsOf(16, 16, Field::identity);
+  Destination yOut(22, 22, 22);
+  Destination uOut(11, 11);
+  Destination vOut(11, 11);
+  LogCapture log;
+  const int result = ShiftInvariantIntepolation2Frame(
+      y.data(), uv.data(), uv.data(), y.data(), nullptr, nullptr, yOut.data(), uOut.data(),
+      vOut.data(), 4, 0, inW, 16, 22, 22, 0.f, maps.x.data(), withMap ? maps.y.data() : nullptr, 0,
+      0, 15, 15);
+  return {result, !(yOut.untouched() && uOut.untouched() && vOut.untouched()), log.takeTexts()};
+}
+
+TEST(TwoFrame, TakesChromaFromTheFirstFrame) {
+  Handle handle;
+  const Kernels kernels = Kernels::lanczos(50);
+  const Image y1 = randomImage(27, 19, 34);
+  const Image y2 = randomImage(27, 19, 35);
+  const Image u = randomImage(13, 9, 36);
+  const Image v = randomImage(13, 9, 37);
+  const Maps maps = mapsOf(27, 19, Field::shifted);
+  Destination yOut(53, 41, 53);
+  Destination uOut(26, 20);
+  Destination vOut(26, 20);
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(MultiThread_Init(16), 0);
+  EXPECT_EQ(ShiftInvariantIntepolation2Frame(padded(y1).data(), padded(u).data(), padded(v).data(),
+                                             padded(y2).data(), nullptr, nullptr, yOut.data(),
+                                             uOut.data(), vOut.data(), 4, 0, 27, 19, 53, 41, 0.f,
+                                             maps.x.data(), maps.y.data(), 3, 1, 26, 17),
+            0);
+  MultiThread_destory();
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(yOut.packed(), fused(y1, y2, maps, kernels, {3, 26, 53}, {1, 17, 41}));
+  EXPECT_EQ(uOut.packed(), interpolated(u, kernels.plain, {1, 13, 26}, {0, 8, 20}));
+  EXPECT_EQ(vOut.packed(), interpolated(v, kernels.plain, {1, 13, 26}, {0, 8, 20}));
+  EXPECT_EQ(Handle::leftovers(), "");
+}
+
+TEST(TwoFrame, WritesNothingWhereItCannotFinish) {
+  Handle handle;
+  const auto line = [](const char* text) {
+    return std::vector<std::string>{std::string("NB7UO_ZELK: ShiftInvariantIntepolation2Frame: ") +
+                                    text + "\n"};
+  };
+  Outcome outcome = fuseSmall(16);
+  EXPECT_EQ(outcome.result, SR_RET_LOAD_CONFIG_FAILED);
+  EXPECT_FALSE(outcome.wrote);
+  EXPECT_EQ(outcome.log, line("load config file failed."));
+  const Kernels kernels = Kernels::lanczos(50);
+  for (const bool emptyFrame : {false, true}) {
+    outcome = emptyFrame ? fuseSmall(0) : fuseSmall(16, false);
+    EXPECT_EQ(outcome.result, SR_RET_PARAMS_OUT_OF_RANGE);
+    EXPECT_FALSE(outcome.wrote);
+    EXPECT_EQ(outcome.log, line("params out of range."));
+  }
+  for (int n = 0; n < 2; ++n) {
+    TestAllocator::failRequest(n);
+    outcome = fuseSmall(16);
+    EXPECT_EQ(outcome.result, SR_RET_ALLOC_FAILED);
+    EXPECT_FALSE(outcome.wrote);
+    EXPECT_EQ(outcome.log, line("alloc memory failed."));
+  }
+  EXPECT_TRUE(fuseSmall(16).wrote);
+  {
+    const Bytes y = padded(randomImage(16, 16, 32));
+    const Maps maps = mapsOf(16, 16, Field::identity);
+    Destination out(22, 22, 22);
+    const HeapFaults faults(0);
+    EXPECT_EQ(ShiftInvariantIntepolationHighPerformanceFastY2FrameLUTFix(
+                  y.data(), y.data(), out.data(), 4, 0, 16, 16, 22, 22, 0.f, maps.x.data(),
+                  maps.y.data(), 0, 0, 15, 15),
+              SR_RET_ALLOC_FAILED);
+    EXPECT_TRUE(out.untouched());
+  }
+  EXPECT_EQ(Handle::leftovers(), "");
+}
+
+}  // namespace
