@@ -23,6 +23,7 @@ void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, in
 void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count);
 void fuseRow(const FusionRow& row, const FusionColumns& columns, int32_t begin, int32_t end,
              uint8_t* out);
+void deghostBlocks(const DeghostRow& row, int32_t begin, int32_t end);
 
 }  // namespace scalar
 

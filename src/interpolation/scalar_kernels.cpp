@@ -10,6 +10,7 @@ void installScalarKernels(InterpolationKernels& table) {
       .filterColumns = scalar::filterColumns,
       .filterRows = scalar::filterRows,
       .fuseRow = scalar::fuseRow,
+      .deghostBlocks = scalar::deghostBlocks,
   };
 }
 

@@ -1,4 +1,4 @@
-// Kernels of plane conversion and interpolation. All pointers are row pointers of
+// Kernels of plane conversion, interpolation and de-ghosting. All pointers are row pointers of
 // non-overlapping buffers unless an entry says otherwise.
 #ifndef VELMORA_SRC_KERNELS_INTERPOLATION_KERNELS_H
 #define VELMORA_SRC_KERNELS_INTERPOLATION_KERNELS_H
@@ -44,6 +44,23 @@ struct FusionRow {
   int32_t phases;               ///< 16 Q12 taps and their sum
 };
 
+/// One row of 4 x 4 blocks to be de-ghosted. Luma planes have pitch `width`; chroma planes hold
+/// height / 2 rows of 2 * (width / 2) bytes, in pairs. All planes are given by their first sample.
+struct DeghostRow {
+  const uint8_t* guideLuma;  ///< second frame
+  const uint8_t* guideChroma;
+  uint8_t* luma;          ///< first frame, changed in place
+  const uint8_t* chroma;  ///< first frame, unchanged
+  uint8_t* newChroma;     ///< takes the chroma pairs of the block row's even rows
+  int32_t width;
+  int32_t height;
+  int32_t firstRow;        ///< first row of the blocks
+  int32_t rows;            ///< 1 .. 4: blocks are clipped to their band
+  const int32_t* mapX;     ///< row `firstRow` of the position maps, 16.16, any values
+  const int32_t* mapY;     //
+  const int16_t* weights;  ///< [256] Q12 weight of the first frame by difference
+};
+
 struct InterpolationKernels {
   /// Splits a row of pairs: even[j] = pairs[2j], odd[j] = pairs[2j + 1] for j in [0, count).
   void (*splitPairs)(const uint8_t* pairs, uint8_t* even, uint8_t* odd, int32_t count);
@@ -66,6 +83,14 @@ struct InterpolationKernels {
   /// towards zero and clamped to 0..255; 0 for W = 0. Any 16-bit table.
   void (*fuseRow)(const FusionRow& row, const FusionColumns& columns, int32_t begin, int32_t end,
                   uint8_t* out);
+
+  /// De-ghosts columns [begin, end) of a row of blocks; begin is a multiple of 4, end too unless it
+  /// is the width. Per block, the maps at its top left give the guide position of that sample, the
+  /// others lie beside it. A sample whose guide position is inside [0, height - 1) x
+  /// [0, width - 1) becomes the blend of itself and the bilinear guide value, its chroma pair (for
+  /// even rows and columns) that of itself and the guide's pair at the position below, by the
+  /// weight of the largest difference of Y, U and V; others keep luma and chroma.
+  void (*deghostBlocks)(const DeghostRow& row, int32_t begin, int32_t end);
 };
 
 }  // namespace velmora
