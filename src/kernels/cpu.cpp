@@ -40,7 +40,8 @@ std::vector<KernelSet> detect() {
   if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
     sets.push_back(KernelSet::avx2);
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq")) {
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vnni")) {
       sets.push_back(KernelSet::avx512);
     }
   }
