@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "kernels/kernel_table.h"
@@ -18,6 +20,7 @@
 
 namespace {
 
+using velmora::test::blockNoise;
 using velmora::test::CallInProgress;
 using velmora::test::draw;
 using velmora::test::Frame;
@@ -239,6 +242,206 @@ TEST(RegisterImgOnePlane, FindsKnownMotions) {
     EXPECT_EQ(TestAllocator::faults(), "");
     EXPECT_EQ(first.data, reference.data);
   }
+}
+
+/// The registration of a pair fails, says so, writes no map and leaves nothing behind.
+void expectFailure(const Registered& r) {
+  EXPECT_EQ(r.result, 0);
+  EXPECT_TRUE(r.failed);
+  EXPECT_THAT(r.area, testing::Each(Registered::kUnset));
+  for (const auto* map : {&r.posX, &r.posY}) {
+    EXPECT_EQ(std::count(map->begin(), map->end(), Registered::kUnset),
+              static_cast<std::ptrdiff_t>(map->size()));
+  }
+  EXPECT_EQ(TestAllocator::live(), 0u);
+  EXPECT_EQ(TestAllocator::faults(), "");
+}
+
+TEST(RegisterImgOnePlane, FailsSafelyAndSaysWhy) {
+  constexpr int32_t kWidth = 800;
+  constexpr int32_t kHeight = 600;
+  InitLogParams(nullptr, 2);
+  const char* gaveUp = "homography register failed!retVal 2147483647\n";
+  const struct {
+    const char* name;
+    Frame first, second;
+    std::vector<std::string> logged, printed;
+  } cases[] = {
+      {"flat",
+       Frame(kWidth, kHeight),
+       Frame(kWidth, kHeight),
+       {"GETFEATURE_SURF: wrong input image for first frame!", "RegImg_surf bim to mim failed!"},
+       {"get surf feature points failed!ret 2\n"}},
+      {"flat second",
+       draw(Scene(1), kWidth, kHeight, shift(0, 0)),
+       Frame(kWidth, kHeight),
+       {"GETFEATURE_SURF: not enough keypoints!", "RegImg_surf bim to mim failed!"},
+       {"get surf feature points failed!ret 2\n"}},
+      {"noise against noise",
+       blockNoise(kWidth, kHeight, 1),
+       blockNoise(kWidth, kHeight, 2),
+       {"GetFeature Error!", "RegImg_surf bim to mim failed!"},
+       {"KnnMatcher find matched num ", "FeatureMatcher error!!"}},
+      {"unrelated textures",
+       draw(Scene(1), kWidth, kHeight, shift(0, 0)),
+       draw(Scene(2), kWidth, kHeight, shift(0, 0)),
+       {"GetFeature Error!", "RegImg_surf bim to mim failed!"},
+       {"KnnMatcher find matched num ", "FeatureMatcher error!!"}},
+      {"too far apart",
+       draw(Scene(1), kWidth, kHeight, shift(0, 0)),
+       draw(Scene(1), kWidth, kHeight, shift(-304, 0)),
+       {"IMG_REGISTRATION: the global motion between two frames is too large!",
+        "IMG_REGISTRATION: matrix is not OK!", "ImgRegistration Error!",
+        "RegImg_surf bim to mim failed!"},
+       {"find candidate number ", "IMG_REGISTRATION: matrix is not OK!!ImgRegistration error!!"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const CallInProgress call;
+    LogCapture log;
+    Frame first = c.first;
+    Frame second = c.second;
+    const Registered r = registerFrames(first, second);
+    expectFailure(r);
+    std::vector<std::string> errors;
+    for (const std::string& line : log.takeTexts()) {
+      if (line.find("[info]") == std::string::npos) {
+        errors.push_back(line.substr(line.find(" : ") + 3));
+        errors.back().pop_back();
+      }
+    }
+    EXPECT_EQ(errors, c.logged);
+    for (const std::string& text : c.printed)
+      EXPECT_THAT(r.printed, testing::HasSubstr(text));
+    EXPECT_THAT(r.printed, testing::EndsWith(gaveUp));
+  }
+}
+
+TEST(RegisterImgOnePlane, TakesFramesOfAnySize) {
+  for (const auto& [width, height] :
+       {std::pair{1, 1}, {3, 2}, {16, 400}, {401, 20}, {399, 399}, {400, 400}}) {
+    SCOPED_TRACE(testing::Message() << width << " x " << height);
+    const CallInProgress call;
+    Frame first = blockNoise(width, height, 1);
+    Frame second = blockNoise(width, height, 2);
+    registerFrames(first, second);  // what it gives is a matter of chance
+    EXPECT_EQ(TestAllocator::live(), 0u);
+    EXPECT_EQ(TestAllocator::faults(), "");
+  }
+}
+
+/// A pair that registers and is small, drawn once.
+std::pair<Frame, Frame>& smallPair() {
+  static std::pair<Frame, Frame> pair = {draw(Scene(7), 420, 404, shift(0, 0)),
+                                         draw(Scene(7), 420, 404, shift(-8, 4))};
+  return pair;
+}
+
+TEST(RegisterImgOnePlane, SurvivesEachFailedAllocation) {
+  auto& [first, second] = smallPair();
+  for (int n = 0;; ++n) {
+    SCOPED_TRACE(n);
+    const CallInProgress call;
+    TestAllocator::failRequest(n);
+    const Registered r = registerFrames(first, second);
+    if (TestAllocator::requests().size() <= static_cast<std::size_t>(n)) {
+      EXPECT_FALSE(r.failed) << r.printed;
+      EXPECT_GE(n, 7);  // holder, homography, work block, roots, pool, features
+      break;
+    }
+    expectFailure(r);
+  }
+}
+
+TEST(RegisterImgOnePlane, SurvivesEachFailedHeapRequest) {
+  auto& [first, second] = smallPair();
+  int n = 0;
+  for (;; ++n) {
+    SCOPED_TRACE(n);
+    const CallInProgress call;
+    const HeapFaults heap(n);
+    const Registered r = registerFrames(first, second);
+    if (!r.failed) break;
+    expectFailure(r);
+    ASSERT_LT(n, 100);
+  }
+  EXPECT_GE(n, 6);  // trees 2, matcher 4, refinement 1, descriptors
+}
+
+TEST(RegisterImgOnePlane, GivesTheSameBitsEveryTime) {
+  auto& [first, second] = smallPair();
+  const CallInProgress call;
+  const Registered serial = registerFrames(first, second);
+  ASSERT_FALSE(serial.failed);
+  const RunningPool pool;
+  for (int round = 0; round < 3; ++round) {
+    const Registered again = registerFrames(first, second);
+    EXPECT_EQ(again.posX, serial.posX);
+    EXPECT_EQ(again.posY, serial.posY);
+    EXPECT_EQ(again.area, serial.area);
+  }
+}
+
+TEST(RegisterImgOnePlane, RefusesNullArguments) {
+  const CallInProgress call;
+  uint8_t luma[6] = {};
+  uint8_t* frame = luma;
+  uint8_t* none = nullptr;
+  int32_t map = 5;
+  Velmora_SR_CInputImage input = {&frame, &frame, 1, 1, 2, 2, 4};
+  Velmora_SR_CInputImage noFirst = input, noSecond = input, emptyFirst = input, emptySecond = input;
+  noFirst.leftData = nullptr;
+  noSecond.rightData = nullptr;
+  emptyFirst.leftData = &none;
+  emptySecond.rightData = &none;
+  SR_ParamsPrivate record = zelkParamPrivate;
+  SR_ParamsPrivate noHandle = {};
+  const char* input0 = "input para pointer is null!!\n";
+  const struct {
+    Velmora_SR_CInputImage* input;
+    SR_ParamsPrivate* priv;
+    int32_t* posX;
+    int32_t* posY;
+    const char* text;
+  } cases[] = {
+      {nullptr, &record, &map, &map, input0},
+      {&input, nullptr, &map, &map, input0},
+      {&input, &record, nullptr, &map, input0},
+      {&input, &record, &map, nullptr, input0},
+      {&noFirst, &record, &map, &map, input0},
+      {&noSecond, &record, &map, &map, input0},
+      {&emptyFirst, &record, &map, &map, input0},
+      {&emptySecond, &record, &map, &map, input0},
+      {&input, &noHandle, &map, &map, "depth data pointer is null!!\n"},
+  };
+  for (const auto& c : cases) {
+    LogCapture log;
+    int32_t area[4] = {1, 2, 3, 4};
+    record.registFailed = noHandle.registFailed = 0;
+    EXPECT_EQ(
+        RegisterImgOnePlane(c.input, c.priv, c.posX, c.posY, area[0], area[1], area[2], area[3]),
+        6);
+    EXPECT_THAT(area, testing::ElementsAre(1, 2, 3, 4));
+    if (c.priv != nullptr) {
+      EXPECT_EQ(c.priv->registFailed, 1);
+    }
+    const auto lines = log.take();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].priority, 6);
+    EXPECT_EQ(lines[0].tag, "NB7UO_ZELK");
+    EXPECT_THAT(
+        lines[0].text,
+        testing::AllOf(testing::StartsWith(std::string("NB7UO_ZELK msg: ") + c.text + " in Line: "),
+                       testing::EndsWith(", in Function: RegisterImgOnePlane, in File: "
+                                         "src/registration/source/imgRegisterSR\n")));
+  }
+  EXPECT_EQ(map, 5);
+}
+
+TEST(QueryGlobalRegistration, AsksForNothing) {
+  uint32_t size = 9;
+  EXPECT_EQ(Query_GlobalRegistration(nullptr, nullptr, size), 0);
+  EXPECT_EQ(size, 0u);
 }
 
 }  // namespace

@@ -83,6 +83,21 @@ inline Frame draw(const Scene& scene, int32_t width, int32_t height, const Motio
   return frame;
 }
 
+/// Random blocks of 8 x 8 pixels: key points everywhere, and nothing that two frames share.
+inline Frame blockNoise(int32_t width, int32_t height, uint64_t seed) {
+  constexpr int32_t kSide = 8;
+  Frame frame(width, height);
+  const int32_t columns = width / kSide + 1;
+  const auto grey = Random(seed).bytes(static_cast<std::size_t>(columns) * (height / kSide + 1));
+  for (int32_t y = 0; y < height; ++y) {
+    for (int32_t x = 0; x < width; ++x) {
+      frame.data[static_cast<std::size_t>(y) * width + x] =
+          grey[static_cast<std::size_t>(y / kSide) * columns + x / kSide];
+    }
+  }
+  return frame;
+}
+
 /// The inverse of a motion.
 inline Motion inverse(const Motion& m) {
   const auto& h = m.h;
