@@ -10,18 +10,27 @@ namespace {
 thread_local std::ptrdiff_t failIndex = -1;
 thread_local std::ptrdiff_t requestCount = 0;
 thread_local bool failOnce = false;
+thread_local NewFaults::Forms failForms = NewFaults::Forms::kAll;
 std::atomic<std::ptrdiff_t> liveBlocks{0};
 
-void* request(std::size_t size) {
+bool refused() {
   const std::ptrdiff_t index = requestCount++;
-  if (failIndex >= 0 && (failOnce ? index == failIndex : index >= failIndex)) return nullptr;
+  return failIndex >= 0 && (failOnce ? index == failIndex : index >= failIndex);
+}
+
+void* take(std::size_t size) {
   void* block = std::malloc(size == 0 ? 1 : size);
   if (block != nullptr) ++liveBlocks;
   return block;
 }
 
+void* request(std::size_t size) {
+  return refused() ? nullptr : take(size);
+}
+
 void* requestOrThrow(std::size_t size) {
-  void* block = request(size);
+  const bool fails = failForms == NewFaults::Forms::kAll && refused();
+  void* block = fails ? nullptr : take(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
@@ -33,16 +42,14 @@ void giveBack(void* block) {
 
 }  // namespace
 
-NewFaults::NewFaults(std::ptrdiff_t failFrom) {
+NewFaults::NewFaults(std::ptrdiff_t failFrom, Forms forms) {
   requestCount = 0;
+  failForms = forms;
   failOnce = false;
   failIndex = failFrom;
 }
 NewFaults::~NewFaults() {
   failIndex = -1;
-}
-std::ptrdiff_t NewFaults::requests() {
-  return requestCount;
 }
 void NewFaults::once() {
   failOnce = true;

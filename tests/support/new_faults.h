@@ -12,13 +12,14 @@ namespace velmora::test {
 /// construction.
 class NewFaults {
  public:
-  explicit NewFaults(std::ptrdiff_t failFrom);
+  /// Which forms of new count and fail.
+  enum class Forms { kAll, kNothrow };
+
+  explicit NewFaults(std::ptrdiff_t failFrom, Forms forms = Forms::kAll);
   ~NewFaults();
   NewFaults(const NewFaults&) = delete;
   NewFaults& operator=(const NewFaults&) = delete;
 
-  /// Requests so far, failed ones included.
-  [[nodiscard]] static std::ptrdiff_t requests();
   /// Lets only the n-th request fail and later ones succeed again.
   void once();
 };
