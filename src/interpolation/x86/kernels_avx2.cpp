@@ -1,8 +1,163 @@
-// Puts the kernels of this set into the interpolation family.
+// AVX2 kernels of the interpolation family. Intrinsics and static functions only: see
+// cmake/VelmoraKernels.cmake.
+#include <immintrin.h>
+
 #include "interpolation/kernels.h"
+#include "interpolation/x86/tails.h"
 
 namespace velmora {
+namespace {
 
-void installAvx2Kernels([[maybe_unused]] InterpolationKernels& table) {}
+__m256i load(const void* from) {
+  return _mm256_loadu_si256(static_cast<const __m256i*>(from));
+}
+void store(void* to, __m256i value) {
+  _mm256_storeu_si256(static_cast<__m256i*>(to), value);
+}
+__m128i load128(const void* from) {
+  return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+void store128(void* to, __m128i value) {
+  _mm_storeu_si128(static_cast<__m128i*>(to), value);
+}
+
+// A 16-byte block in both halves, so that byte shuffles reach it from either.
+__m256i loadTwice(const void* from) {
+  return _mm256_broadcastsi128_si256(load128(from));
+}
+
+// 64-bit quarters 0 2 1 3: in-lane packing and unpacking leave the middle ones exchanged.
+__m256i exchangeMiddle(__m256i v) {
+  return _mm256_permute4x64_epi64(v, 0xD8);
+}
+
+void splitPairs(const uint8_t* pairs, uint8_t* even, uint8_t* odd, int32_t count) {
+  const __m256i low = _mm256_set1_epi16(0xFF);
+  int32_t j = 0;
+  for (; j + 32 <= count; j += 32) {
+    const __m256i a = load(pairs + 2 * j);
+    const __m256i b = load(pairs + 2 * j + 32);
+    store(even + j,
+          exchangeMiddle(_mm256_packus_epi16(_mm256_and_si256(a, low), _mm256_and_si256(b, low))));
+    store(odd + j,
+          exchangeMiddle(_mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8))));
+  }
+  for (; j < count; ++j) {
+    even[j] = pairs[2 * j];
+    odd[j] = pairs[2 * j + 1];
+  }
+}
+
+void mergePairs(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t count) {
+  int32_t j = 0;
+  for (; j + 32 <= count; j += 32) {
+    const __m256i a = load(even + j);
+    const __m256i b = load(odd + j);
+    const __m256i low = _mm256_unpacklo_epi8(a, b);
+    const __m256i high = _mm256_unpackhi_epi8(a, b);
+    store(pairs + 2 * j, _mm256_permute2x128_si256(low, high, 0x20));
+    store(pairs + 2 * j + 32, _mm256_permute2x128_si256(low, high, 0x31));
+  }
+  for (; j < count; ++j) {
+    pairs[2 * j] = even[j];
+    pairs[2 * j + 1] = odd[j];
+  }
+}
+
+// Eight columns from j on; their samples lie within the 16 bytes at row + base. The samples come
+// out of the shuffle as 16-bit pairs, outer tap pairs apart, in the column order 0 1 4 5 2 3 6 7
+// that the taps have after their own shuffle.
+void filterEight(const uint8_t* row, const ColumnPlan& plan, int32_t j, int32_t base,
+                 int16_t* out) {
+  const __m256i samples = loadTwice(row + base);
+  const __m256i offsets =
+      _mm256_sub_epi32(exchangeMiddle(load(plan.first + j)), _mm256_set1_epi32(base));
+  // Per column the bytes (offset, none, offset + 1, none); none selects zero.
+  const __m256i first = _mm256_add_epi32(_mm256_or_si256(offsets, _mm256_slli_epi32(offsets, 16)),
+                                         _mm256_set1_epi32(static_cast<int>(0x80018000u)));
+  const __m256i second = _mm256_add_epi32(first, _mm256_set1_epi32(0x00020002));
+  const __m256 tapsLow = _mm256_castsi256_ps(load(plan.taps + 4 * j));
+  const __m256 tapsHigh = _mm256_castsi256_ps(load(plan.taps + 4 * j + 16));
+  const __m256i taps01 = _mm256_castps_si256(_mm256_shuffle_ps(tapsLow, tapsHigh, 0x88));
+  const __m256i taps23 = _mm256_castps_si256(_mm256_shuffle_ps(tapsLow, tapsHigh, 0xDD));
+  __m256i sum = _mm256_madd_epi16(_mm256_shuffle_epi8(samples, first), taps01);
+  sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_shuffle_epi8(samples, second), taps23));
+  sum = _mm256_srai_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(2048)), 12);
+  sum = exchangeMiddle(sum);
+  store128(out + j, _mm_packs_epi32(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1)));
+}
+
+void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
+                   int16_t* out) {
+  const int32_t insideBegin = plan.insideBegin > begin ? plan.insideBegin : begin;
+  const int32_t insideEnd = plan.insideEnd < end ? plan.insideEnd : end;
+  int32_t j = begin;
+  for (; j < end && j < insideBegin; ++j)
+    filterOne(row, plan, j, out);
+  while (j < end) {
+    int32_t from = j;
+    // The last group reaches back over columns that are done already.
+    if (from + 8 > insideEnd && insideEnd - 8 >= insideBegin && from < insideEnd)
+      from = insideEnd - 8;
+    const int32_t lastBase = plan.sourceWidth - 16;
+    if (from + 8 <= insideEnd && lastBase >= 0) {
+      const int32_t base = plan.first[from] < lastBase ? plan.first[from] : lastBase;
+      if (plan.first[from + 7] + 3 - base <= 15) {
+        filterEight(row, plan, from, base, out);
+        j = from + 8;
+        continue;
+      }
+    }
+    filterOne(row, plan, j, out);
+    ++j;
+  }
+}
+
+// 16 samples of one output row, before the clamp.
+__m256i filterSixteen(const int16_t* const* rows, int32_t j, __m256i taps01, __m256i taps23) {
+  const __m256i r0 = load(rows[0] + j);
+  const __m256i r1 = load(rows[1] + j);
+  const __m256i r2 = load(rows[2] + j);
+  const __m256i r3 = load(rows[3] + j);
+  const __m256i round = _mm256_set1_epi32(2048);
+  __m256i low = _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(r0, r1), taps01),
+                                 _mm256_madd_epi16(_mm256_unpacklo_epi16(r2, r3), taps23));
+  __m256i high = _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi16(r0, r1), taps01),
+                                  _mm256_madd_epi16(_mm256_unpackhi_epi16(r2, r3), taps23));
+  low = _mm256_srai_epi32(_mm256_add_epi32(low, round), 12);
+  high = _mm256_srai_epi32(_mm256_add_epi32(high, round), 12);
+  return _mm256_packs_epi32(low, high);
+}
+
+void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count) {
+  const __m256i taps01 = _mm256_set1_epi32(tapPair(taps));
+  const __m256i taps23 = _mm256_set1_epi32(tapPair(taps + 2));
+  int32_t j = 0;
+  for (; j + 32 <= count; j += 32) {
+    store(out + j,
+          exchangeMiddle(_mm256_packus_epi16(filterSixteen(rows, j, taps01, taps23),
+                                             filterSixteen(rows, j + 16, taps01, taps23))));
+  }
+  for (; j + 16 <= count; j += 16) {
+    const __m256i v = filterSixteen(rows, j, taps01, taps23);
+    store128(out + j, _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
+  }
+  for (; j < count; ++j) {
+    int32_t sum = 2048;
+    for (int32_t t = 0; t < 4; ++t)
+      sum += rows[t][j] * taps[t];
+    sum >>= 12;
+    out[j] = static_cast<uint8_t>(sum < 0 ? 0 : sum > 255 ? 255 : sum);
+  }
+}
+
+}  // namespace
+
+void installAvx2Kernels(InterpolationKernels& table) {
+  table.splitPairs = splitPairs;
+  table.mergePairs = mergePairs;
+  table.filterColumns = filterColumns;
+  table.filterRows = filterRows;
+}
 
 }  // namespace velmora

@@ -1,8 +1,120 @@
-// Puts the kernels of this set into the interpolation family.
+// AVX-512 kernels of the interpolation family (with byte permutes and 16-bit dot products).
+// Intrinsics and static functions only: see cmake/VelmoraKernels.cmake.
+#include <immintrin.h>
+
 #include "interpolation/kernels.h"
+#include "interpolation/x86/tails.h"
 
 namespace velmora {
+namespace {
 
-void installAvx512Kernels([[maybe_unused]] InterpolationKernels& table) {}
+constexpr __mmask64 kEvenBytes = 0x5555555555555555u;
+
+// The first `count` of 16 or 64 lanes; 0..16 and 0..64.
+__mmask16 first16(int32_t count) {
+  return static_cast<__mmask16>((1u << count) - 1u);
+}
+__mmask64 first64(int32_t count) {
+  return count >= 64 ? ~__mmask64{0} : (__mmask64{1} << count) - 1;
+}
+
+// Sixteen columns from j on; their samples lie within the 64 bytes of `samples`, which begin at
+// column `base` of the row.
+__m256i filterSixteen(__m512i samples, int32_t base, __m512i first, __m512i tapsLow,
+                      __m512i tapsHigh) {
+  const __m512i offsets = _mm512_sub_epi32(first, _mm512_set1_epi32(base));
+  // Per column the bytes offset and offset + 1, widened to 16 bits by leaving out every second
+  // byte.
+  const __m512i pair01 = _mm512_add_epi32(_mm512_or_si512(offsets, _mm512_slli_epi32(offsets, 16)),
+                                          _mm512_set1_epi32(0x00010000));
+  const __m512i pair23 = _mm512_add_epi32(pair01, _mm512_set1_epi32(0x00020002));
+  const __m512i samples01 = _mm512_maskz_permutexvar_epi8(kEvenBytes, pair01, samples);
+  const __m512i samples23 = _mm512_maskz_permutexvar_epi8(kEvenBytes, pair23, samples);
+  // The taps 0 1 and 2 3 of a column are two 32-bit lanes side by side.
+  const __m512i evens = _mm512_set_epi32(30, 28, 26, 24, 22, 20, 18, 16, 14, 12, 10, 8, 6, 4, 2, 0);
+  const __m512i odds = _mm512_add_epi32(evens, _mm512_set1_epi32(1));
+  const __m512i taps01 = _mm512_permutex2var_epi32(tapsLow, evens, tapsHigh);
+  const __m512i taps23 = _mm512_permutex2var_epi32(tapsLow, odds, tapsHigh);
+  const __m512i sum = _mm512_dpwssd_epi32(_mm512_set1_epi32(2048), samples01, taps01);
+  return _mm512_cvtepi32_epi16(_mm512_srai_epi32(_mm512_dpwssd_epi32(sum, samples23, taps23), 12));
+}
+
+// The same for the first `count` columns, touching nothing beyond them or the end of the row.
+void filterUpToSixteen(const uint8_t* row, const ColumnPlan& plan, int32_t j, int32_t count,
+                       int16_t* out) {
+  const int32_t base = plan.first[j];
+  const int32_t lanes = 2 * count;
+  const int16_t* taps = plan.taps + int64_t{4} * j;
+  const __m256i result =
+      filterSixteen(_mm512_maskz_loadu_epi8(first64(plan.sourceWidth - base), row + base), base,
+                    _mm512_maskz_loadu_epi32(first16(count), plan.first + j),
+                    _mm512_maskz_loadu_epi32(first16(lanes < 16 ? lanes : 16), taps),
+                    _mm512_maskz_loadu_epi32(first16(lanes > 16 ? lanes - 16 : 0), taps + 32));
+  _mm256_mask_storeu_epi16(out + j, first16(count), result);
+}
+
+void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
+                   int16_t* out) {
+  const int32_t insideEnd = plan.insideEnd < end ? plan.insideEnd : end;
+  int32_t j = begin;
+  for (; j < end && j < plan.insideBegin; ++j)
+    filterOne(row, plan, j, out);
+  while (j < insideEnd) {
+    const int32_t base = plan.first[j];
+    if (j + 16 <= insideEnd && base + 64 <= plan.sourceWidth && plan.first[j + 15] - base <= 60) {
+      const int16_t* taps = plan.taps + int64_t{4} * j;
+      const __m256i result =
+          filterSixteen(_mm512_loadu_si512(row + base), base, _mm512_loadu_si512(plan.first + j),
+                        _mm512_loadu_si512(taps), _mm512_loadu_si512(taps + 32));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + j), result);
+      j += 16;
+      continue;
+    }
+    const int32_t count = insideEnd - j < 16 ? insideEnd - j : 16;
+    if (plan.first[j + count - 1] - base <= 60) {
+      filterUpToSixteen(row, plan, j, count, out);
+      j += count;
+    } else {
+      filterOne(row, plan, j++, out);
+    }
+  }
+  for (; j < end; ++j)
+    filterOne(row, plan, j, out);
+}
+
+// 32 samples of one output row, the first ones of `wanted`, before the clamp.
+__m512i filterThirtyTwo(const int16_t* const* rows, int32_t j, __mmask32 wanted, __m512i taps01,
+                        __m512i taps23) {
+  const __m512i r0 = _mm512_maskz_loadu_epi16(wanted, rows[0] + j);
+  const __m512i r1 = _mm512_maskz_loadu_epi16(wanted, rows[1] + j);
+  const __m512i r2 = _mm512_maskz_loadu_epi16(wanted, rows[2] + j);
+  const __m512i r3 = _mm512_maskz_loadu_epi16(wanted, rows[3] + j);
+  const __m512i round = _mm512_set1_epi32(2048);
+  __m512i low = _mm512_dpwssd_epi32(round, _mm512_unpacklo_epi16(r0, r1), taps01);
+  __m512i high = _mm512_dpwssd_epi32(round, _mm512_unpackhi_epi16(r0, r1), taps01);
+  low = _mm512_dpwssd_epi32(low, _mm512_unpacklo_epi16(r2, r3), taps23);
+  high = _mm512_dpwssd_epi32(high, _mm512_unpackhi_epi16(r2, r3), taps23);
+  return _mm512_packs_epi32(_mm512_srai_epi32(low, 12), _mm512_srai_epi32(high, 12));
+}
+
+void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count) {
+  const __m512i taps01 = _mm512_set1_epi32(tapPair(taps));
+  const __m512i taps23 = _mm512_set1_epi32(tapPair(taps + 2));
+  const __m512i zero = _mm512_setzero_si512();
+  for (int32_t j = 0; j < count; j += 32) {
+    const int32_t left = count - j;
+    const __mmask32 wanted = left >= 32 ? ~__mmask32{0} : (__mmask32{1} << left) - 1;
+    const __m512i v = _mm512_max_epi16(filterThirtyTwo(rows, j, wanted, taps01, taps23), zero);
+    // The unsigned saturation of the narrowing is the upper clamp.
+    _mm256_mask_storeu_epi8(out + j, wanted, _mm512_cvtusepi16_epi8(v));
+  }
+}
+
+}  // namespace
+
+void installAvx512Kernels(InterpolationKernels& table) {
+  table.filterColumns = filterColumns;
+  table.filterRows = filterRows;
+}
 
 }  // namespace velmora
