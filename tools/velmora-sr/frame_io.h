@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "picture.h"
 
@@ -24,8 +25,9 @@ struct StreamInfo {
   FileFormat format = FileFormat::png;
   Range range = Range::full;
   bool grey = false;
-  std::optional<long> frames;  ///< where the file tells
-  std::string y4mParameters;   ///< Y4M: the header's fields besides size, separated by blanks
+  std::optional<long> frames;       ///< where the file tells
+  std::vector<uint8_t> iccProfile;  ///< PNG, JPEG: colour profile, empty for none
+  std::string y4mParameters;        ///< Y4M: the header's fields besides size, separated by blanks
 };
 
 class FrameReader {

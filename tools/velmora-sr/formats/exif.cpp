@@ -8,10 +8,13 @@
 #include <optional>
 #include <utility>
 
+#include "formats/jpeg_segments.h"
+
 namespace velmora::tool {
 namespace {
 
-constexpr int kOrientationTag = 0x0112;
+constexpr uint8_t kApp1 = 0xE1;
+constexpr uint32_t kOrientationTag = 0x0112;
 
 // Big- or little-endian numbers of a TIFF block; nothing past its end.
 class Tiff {
@@ -73,21 +76,13 @@ void turn(Plane& plane, bool mirror, libyuv::RotationMode rotation) {
 
 int exifOrientation(std::span<const uint8_t> jpeg) {
   constexpr std::array<uint8_t, 6> kExif = {'E', 'x', 'i', 'f', 0, 0};
-  std::size_t at = 2;
-  // Segments: 0xFF, marker, 16-bit length that counts itself. The picture data (SOS) ends the list.
-  while (at + 4 <= jpeg.size() && jpeg[at] == 0xFF && jpeg[at + 1] != 0xDA) {
-    if (jpeg[at + 1] == 0xFF) {
-      ++at;
-      continue;
-    }
-    const std::size_t length = std::size_t{jpeg[at + 2]} * 256 + jpeg[at + 3];
-    if (length < 2 || at + 2 + length > jpeg.size()) break;
-    const auto body = jpeg.subspan(at + 4, length - 2);
-    if (jpeg[at + 1] == 0xE1 && body.size() > kExif.size() &&
+  JpegSegments segments(jpeg);
+  while (const auto segment = segments.next()) {
+    const auto body = segment->body;
+    if (segment->marker == kApp1 && body.size() > kExif.size() &&
         std::equal(kExif.begin(), kExif.end(), body.begin())) {
       return orientationOf(Tiff(body.subspan(kExif.size())));
     }
-    at += 2 + length;
   }
   return 1;
 }

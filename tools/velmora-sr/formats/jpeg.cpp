@@ -13,6 +13,7 @@
 #include "colour.h"
 #include "errors.h"
 #include "formats/exif.h"
+#include "formats/icc.h"
 #include "output_file.h"
 #include "size_limits.h"
 #include "status.h"
@@ -80,6 +81,7 @@ class JpegReader final : public FrameReader {
       readRgb(handle, bytes);
     }
     picture_->grey = info_.grey;
+    info_.iccProfile = jpegProfile(bytes);
     const int orientation = exifOrientation(bytes);
     turnUpright(*picture_, orientation);
     info_.size = picture_->size();
@@ -160,7 +162,8 @@ class JpegReader final : public FrameReader {
 
 class JpegWriter final : public FrameWriter {
  public:
-  JpegWriter(const std::string& path, int quality) : file_(path), quality_(quality) {}
+  JpegWriter(const std::string& path, int quality, std::vector<uint8_t> iccProfile)
+      : file_(path), quality_(quality), iccProfile_(std::move(iccProfile)) {}
 
   void write(const Picture& original) override {
     Picture converted;
@@ -199,13 +202,18 @@ class JpegWriter final : public FrameWriter {
     if (result != 0) {
       throw Failure(file_.name() + ": cannot write the JPEG: " + tjGetErrorStr2(handle.get()));
     }
-    file_.write({buffer, length});
+    const std::span<const uint8_t> jpeg(buffer, length);
+    const std::size_t split = jpegProfilePosition(jpeg);
+    file_.write(jpeg.first(split));
+    file_.write(jpegProfileSegments(iccProfile_));
+    file_.write(jpeg.subspan(split));
   }
   void finish() override { file_.commit(); }
 
  private:
   OutputFile file_;
   int quality_;
+  std::vector<uint8_t> iccProfile_;
 };
 
 }  // namespace
@@ -218,8 +226,9 @@ std::unique_ptr<FrameReader> openJpeg(std::unique_ptr<ByteSource> source) {
   return std::make_unique<JpegReader>(std::move(source));
 }
 
-std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality) {
-  return std::make_unique<JpegWriter>(path, quality);
+std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality,
+                                        std::vector<uint8_t> iccProfile) {
+  return std::make_unique<JpegWriter>(path, quality, std::move(iccProfile));
 }
 
 }  // namespace velmora::tool

@@ -17,8 +17,9 @@ bool isJpeg(std::span<const uint8_t> start);
 /// camera's orientation note is carried out.
 std::unique_ptr<FrameReader> openJpeg(std::unique_ptr<ByteSource> source);
 
-/// One picture, 4:2:0 or grey. `quality` 1..100.
-std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality);
+/// One picture, 4:2:0 or grey. `quality` 1..100; `iccProfile` is written along, unless empty.
+std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality,
+                                        std::vector<uint8_t> iccProfile = {});
 
 }  // namespace velmora::tool
 

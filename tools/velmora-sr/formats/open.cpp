@@ -79,9 +79,9 @@ std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat
                                         const StreamInfo& info) {
   switch (format) {
     case FileFormat::png:
-      return createPng(request.path);
+      return createPng(request.path, info.iccProfile);
     case FileFormat::jpeg:
-      return createJpeg(request.path, request.jpegQuality);
+      return createJpeg(request.path, request.jpegQuality, info.iccProfile);
     case FileFormat::y4m:
       return createY4m(request.path, info.size, info.range,
                        info.y4mParameters.empty() ? kY4mStillParameters : info.y4mParameters);

@@ -21,6 +21,53 @@ namespace {
 // Rows converted at a time; even, so that each strip begins with a chroma row of its own.
 constexpr int kStripRows = 64;
 
+// Reads the header of a PNG for its profile. An error inside libpng is a long jump, so nothing with
+// a destructor lives here; the profile is copied out by `take` while libpng still owns it.
+struct ProfileJob {
+  std::span<const uint8_t> rest;
+  std::vector<uint8_t> profile;
+};
+
+void onProfileError(png_structp png, png_const_charp) {
+  png_longjmp(png, 1);
+}
+
+void onProfileWarning(png_structp, png_const_charp) {}
+
+void onProfileRead(png_structp png, png_bytep data, std::size_t count) {
+  auto& job = *static_cast<ProfileJob*>(png_get_io_ptr(png));
+  if (count > job.rest.size()) png_error(png, "the file ends");
+  std::copy_n(job.rest.data(), count, data);
+  job.rest = job.rest.subspan(count);
+}
+
+void take(png_structp png, png_infop info, ProfileJob& job) {
+  png_charp name = nullptr;
+  int method = 0;
+  png_bytep profile = nullptr;
+  png_uint_32 length = 0;
+  if (png_get_iCCP(png, info, &name, &method, &profile, &length) != 0) {
+    job.profile.assign(profile, profile + length);
+  }
+}
+
+void readProfile(png_structp png, png_infop info, ProfileJob& job) {
+  if (setjmp(png_jmpbuf(png)) != 0) return;
+  png_set_read_fn(png, &job, onProfileRead);
+  png_read_info(png, info);
+  take(png, info, job);
+}
+
+std::vector<uint8_t> profileOf(std::span<const uint8_t> bytes) {
+  ProfileJob job{bytes, {}};
+  png_structp png =
+      png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, onProfileError, onProfileWarning);
+  png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+  if (info != nullptr) readProfile(png, info, job);
+  png_destroy_read_struct(&png, &info, nullptr);
+  return std::move(job.profile);
+}
+
 class PngReader final : public FrameReader {
  public:
   explicit PngReader(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
@@ -44,6 +91,8 @@ class PngReader final : public FrameReader {
       png_image_free(&image);
       throw;
     }
+    // 16-bit files that do not tell their gamma are as sRGB as 8-bit ones.
+    image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
     info_.grey = (image.format & PNG_FORMAT_FLAG_COLOR) == 0;
     image.format = info_.grey ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
 
@@ -59,6 +108,7 @@ class PngReader final : public FrameReader {
     } else {
       picture_ = fromRgb(info_.size, samples);
     }
+    info_.iccProfile = profileOf(bytes);
   }
 
   const std::string& name() const override { return source_->name(); }
@@ -87,6 +137,7 @@ struct WriteJob {
   OutputFile* file = nullptr;
   Size size;
   bool grey = false;
+  std::span<const uint8_t> iccProfile;
   std::function<void(int firstRow, int rows, uint8_t* target)> rows;
   std::vector<uint8_t> strip;
   std::string message;
@@ -138,6 +189,10 @@ bool encode(png_structp png, png_infop info, WriteJob& job) {
                static_cast<png_uint_32>(job.size.height), 8,
                job.grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (!job.iccProfile.empty()) {
+    png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, job.iccProfile.data(),
+                 static_cast<png_uint_32>(job.iccProfile.size()));
+  }
   png_write_info(png, info);
   const std::size_t pitch = std::size_t(job.size.width) * (job.grey ? 1 : 3);
   for (int first = 0; first < job.size.height; first += kStripRows) {
@@ -162,13 +217,15 @@ void writePng(WriteJob& job) {
 
 class PngWriter final : public FrameWriter {
  public:
-  explicit PngWriter(const std::string& path) : file_(path) {}
+  PngWriter(const std::string& path, std::vector<uint8_t> iccProfile)
+      : file_(path), iccProfile_(std::move(iccProfile)) {}
 
   void write(const Picture& picture) override {
     WriteJob job;
     job.file = &file_;
     job.size = picture.size();
     job.grey = picture.grey;
+    job.iccProfile = iccProfile_;
     if (picture.grey) {
       Picture full;
       const Picture* source = &picture;
@@ -192,6 +249,7 @@ class PngWriter final : public FrameWriter {
 
  private:
   OutputFile file_;
+  std::vector<uint8_t> iccProfile_;
 };
 
 }  // namespace
@@ -204,8 +262,8 @@ std::unique_ptr<FrameReader> openPng(std::unique_ptr<ByteSource> source) {
   return std::make_unique<PngReader>(std::move(source));
 }
 
-std::unique_ptr<FrameWriter> createPng(const std::string& path) {
-  return std::make_unique<PngWriter>(path);
+std::unique_ptr<FrameWriter> createPng(const std::string& path, std::vector<uint8_t> iccProfile) {
+  return std::make_unique<PngWriter>(path, std::move(iccProfile));
 }
 
 void writeRgbPng(const std::string& path, Size size, std::span<const uint8_t> rgb) {

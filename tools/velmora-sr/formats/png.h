@@ -17,8 +17,9 @@ bool isPng(std::span<const uint8_t> start);
 /// grey pictures stay grey.
 std::unique_ptr<FrameReader> openPng(std::unique_ptr<ByteSource> source);
 
-/// One 8-bit picture, RGB or grey.
-std::unique_ptr<FrameWriter> createPng(const std::string& path);
+/// One 8-bit picture, RGB or grey; `iccProfile` is written along, unless empty.
+std::unique_ptr<FrameWriter> createPng(const std::string& path,
+                                       std::vector<uint8_t> iccProfile = {});
 
 /// Writes packed R, G, B bytes as they are.
 void writeRgbPng(const std::string& path, Size size, std::span<const uint8_t> rgb);
