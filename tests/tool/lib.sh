@@ -1,0 +1,66 @@
+# Shared by the tool's tests: each gets the tool's path as its first argument and works in a folder
+# of its own.
+# shellcheck shell=bash
+set -u
+
+tool=$1
+work=$(mktemp -d "${TMPDIR:-/tmp}/velmora-tool-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+
+fail() {
+  echo "FAIL: $*" >&2
+  failures=$((failures + 1))
+}
+
+# ok COMMAND...: must succeed.
+ok() {
+  "$@" 2>messages || fail "exit $? of: $* : $(cat messages)"
+}
+
+# refused CODE TEXT ARGUMENTS...: the tool must exit with CODE, say TEXT on standard error, and write
+# nothing to standard output.
+refused() {
+  local code=$1 text=$2 got
+  shift 2
+  "$tool" "$@" >data 2>messages </dev/null
+  got=$?
+  [ "$got" = "$code" ] || fail "exit $got instead of $code of: $*"
+  grep -qF -- "$text" messages || fail "\"$text\" is missing for: $* : $(cat messages)"
+  [ ! -s data ] || fail "standard output is not empty for: $*"
+}
+
+same() {
+  cmp -s "$1" "$2" || fail "$1 and $2 differ${3:+ ($3)}"
+}
+
+# bytes FILE: its length.
+bytes() {
+  wc -c <"$1" | tr -d ' '
+}
+
+# hex FILE SKIP COUNT: bytes as hexadecimal digits.
+hex() {
+  od -An -v -tx1 -j"$2" -N"$3" "$1" | tr -d ' \n'
+}
+
+# png_size FILE: WxH of a PNG, from its header.
+png_size() {
+  echo "$((16#$(hex "$1" 16 4)))x$((16#$(hex "$1" 20 4)))"
+}
+
+# raw_noise FILE COUNT: reproducible bytes without pattern.
+raw_noise() {
+  awk -v n="$2" 'BEGIN {
+    x = 12345
+    for (i = 0; i < n; i++) { x = (x * 1103515245 + 12345) % 2147483648; printf "%02x", int(x / 65536) % 256 }
+  }' | sed 's/../\\x&/g' >hexdump
+  # shellcheck disable=SC2059
+  printf "$(cat hexdump)" >"$1"
+}
+
+finish() {
+  [ "$failures" = 0 ] || { echo "$failures checks failed" >&2; exit 1; }
+  echo "all checks passed"
+}
