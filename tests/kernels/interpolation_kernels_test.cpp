@@ -49,7 +49,7 @@ TEST(MergePairs, EqualsScalar) {
   });
 }
 
-// A plan as stages build it: monotonic first taps at a given step, clamped columns at both ends.
+// A plan as stages build it: rising or falling first taps, clamped columns at both ends.
 struct Plan {
   Plan(int32_t count, int32_t sourceWidth, double start, double step, Random& random, int mode)
       : first(static_cast<std::size_t>(count)), taps(4 * static_cast<std::size_t>(count)) {
@@ -59,13 +59,12 @@ struct Plan {
       const auto column = static_cast<int32_t>(std::floor(start + step * j));
       first[static_cast<std::size_t>(j)] = std::clamp(column, -4, sourceWidth);
     }
+    const auto inside = [&](int32_t c) { return c >= 0 && c + 4 <= sourceWidth; };
     const auto begin = first.span().begin();
     const auto end = first.span().end();
-    plan.insideBegin =
-        static_cast<int32_t>(std::find_if(begin, end, [](int32_t c) { return c >= 0; }) - begin);
-    plan.insideEnd = static_cast<int32_t>(
-        std::find_if(begin, end, [&](int32_t c) { return c + 4 > sourceWidth; }) - begin);
-    plan.insideBegin = std::min(plan.insideBegin, plan.insideEnd);
+    const auto insideBegin = std::find_if(begin, end, inside);
+    plan.insideBegin = static_cast<int32_t>(insideBegin - begin);
+    plan.insideEnd = static_cast<int32_t>(std::find_if_not(insideBegin, end, inside) - begin);
   }
   PageBuffer<int32_t> first;
   PageBuffer<int16_t> taps;
@@ -76,10 +75,10 @@ TEST(FilterColumns, EqualsScalar) {
   forEachInterpolationVariant(&InterpolationKernels::filterColumns, [](auto scalar, auto variant) {
     Random random(3);
     for (const int32_t count : kCounts) {
-      for (const double step : {0.0, 0.11, 0.5, 0.6667, 1.0, 1.4, 2.3, 9.0}) {
-        for (const double start : {1.0, -6.5, 40.0}) {
+      for (const double step : {0.0, 0.11, 0.5, 0.6667, 1.0, 1.4, 2.3, 9.0, -0.5, -1.0, -3.0}) {
+        for (const double start : {1.0, -6.5, 40.0, 300.0}) {
           const int32_t sourceWidth = 4 + static_cast<int32_t>(random.range(0, 6)) +
-                                      static_cast<int32_t>(std::max(0.0, step * count * 0.95));
+                                      static_cast<int32_t>(std::abs(step) * count * 0.95);
           const int mode = static_cast<int>(random.range(0, kFillModes - 1));
           const Plan plan(count, sourceWidth, start, step, random, mode);
           Sources row(static_cast<std::size_t>(sourceWidth));

@@ -101,8 +101,9 @@ void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, in
       from = insideEnd - 8;
     const int32_t lastBase = plan.sourceWidth - 16;
     if (from + 8 <= insideEnd && lastBase >= 0) {
-      const int32_t base = plan.first[from] < lastBase ? plan.first[from] : lastBase;
-      if (plan.first[from + 7] + 3 - base <= 15) {
+      const auto [low, high] = span(plan, from, 8);
+      const int32_t base = low < lastBase ? low : lastBase;
+      if (high + 3 - base <= 15) {
         filterEight(row, plan, from, base, out);
         j = from + 8;
         continue;

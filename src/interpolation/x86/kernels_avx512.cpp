@@ -42,7 +42,7 @@ __m256i filterSixteen(__m512i samples, int32_t base, __m512i first, __m512i taps
 // The same for the first `count` columns, touching nothing beyond them or the end of the row.
 void filterUpToSixteen(const uint8_t* row, const ColumnPlan& plan, int32_t j, int32_t count,
                        int16_t* out) {
-  const int32_t base = plan.first[j];
+  const int32_t base = span(plan, j, count).low;
   const int32_t lanes = 2 * count;
   const int16_t* taps = plan.taps + int64_t{4} * j;
   const __m256i result =
@@ -60,8 +60,9 @@ void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, in
   for (; j < end && j < plan.insideBegin; ++j)
     filterOne(row, plan, j, out);
   while (j < insideEnd) {
-    const int32_t base = plan.first[j];
-    if (j + 16 <= insideEnd && base + 64 <= plan.sourceWidth && plan.first[j + 15] - base <= 60) {
+    const int32_t count = insideEnd - j < 16 ? insideEnd - j : 16;
+    const auto [base, high] = span(plan, j, count);
+    if (count == 16 && base + 64 <= plan.sourceWidth && high - base <= 60) {
       const int16_t* taps = plan.taps + int64_t{4} * j;
       const __m256i result =
           filterSixteen(_mm512_loadu_si512(row + base), base, _mm512_loadu_si512(plan.first + j),
@@ -70,8 +71,7 @@ void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, in
       j += 16;
       continue;
     }
-    const int32_t count = insideEnd - j < 16 ? insideEnd - j : 16;
-    if (plan.first[j + count - 1] - base <= 60) {
+    if (high - base <= 60) {
       filterUpToSixteen(row, plan, j, count, out);
       j += count;
     } else {

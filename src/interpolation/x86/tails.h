@@ -23,6 +23,18 @@ namespace {
   out[j] = static_cast<int16_t>(sum >> 12);
 }
 
+/// The first and last source columns that `count` columns from j on begin at. Plans rise, or fall
+/// where a region is mirrored.
+struct Span {
+  int32_t low;
+  int32_t high;
+};
+[[maybe_unused]] Span span(const ColumnPlan& plan, int32_t j, int32_t count) {
+  const int32_t a = plan.first[j];
+  const int32_t b = plan.first[j + count - 1];
+  return a < b ? Span{a, b} : Span{b, a};
+}
+
 /// Two neighbouring taps as the 32-bit pattern that a multiply-add of pairs wants.
 [[maybe_unused]] int tapPair(const int16_t* taps) {
   return static_cast<int>(static_cast<uint16_t>(taps[0]) |
