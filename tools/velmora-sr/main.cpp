@@ -71,6 +71,7 @@ int run(int argc, char** argv) {
   addUpscale(app);
   addDemo(app);
   addKernels(app);
+  addRegister(app);
 
   const auto hint = [&] {
     const auto called = app.get_subcommands();
@@ -83,7 +84,7 @@ int run(int argc, char** argv) {
       printData(versionText());
       requireMatchingLibrary();
     } else if (app.get_subcommands().empty()) {
-      return usage("say what to do: upscale, demo or kernels", hint());
+      return usage("say what to do: upscale, register, demo or kernels", hint());
     }
     return kDone;
   } catch (const CLI::CallForHelp&) {

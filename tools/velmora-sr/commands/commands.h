@@ -20,6 +20,7 @@ void addTuningOptions(CLI::App& command, FrameOptions& options);
 void addUpscale(CLI::App& app);
 void addDemo(CLI::App& app);
 void addKernels(CLI::App& app);
+void addRegister(CLI::App& app);
 
 /// What --version prints.
 std::string versionText();
