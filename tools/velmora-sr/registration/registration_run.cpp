@@ -178,10 +178,11 @@ class Run {
       report_.keypoints[index].push_back({keypoint.x * scale, keypoint.y * scale});
     }
     if (features.count >= kFewestPoints) return true;
-    return fail(Stage::detector,
-                format("the %s frame has %d key points, at least %d are needed: it is too flat or "
-                       "too blurred",
-                       kOrdinals[index], features.count, kFewestPoints));
+    return fail(
+        Stage::detector,
+        format("the %s frame has too few key points (%d, at least %d are needed): it is too flat "
+               "or too blurred",
+               kOrdinals[index], features.count, kFewestPoints));
   }
 
   /// BuildKDTreeIndices and KnnMatcher; the trees are those of the first frame.
@@ -204,10 +205,11 @@ class Run {
                                  static_cast<std::size_t>(found.queries[i]), false});
     }
     if (found.matchCount >= kFewestPoints) return true;
-    return fail(Stage::search,
-                format("%d key points of the second frame find a partner in the first that is "
-                       "clearly the nearest (ratio %.2f), at least %d are needed",
-                       found.matchCount, static_cast<double>(surf_.matchRatio), kFewestPoints));
+    return fail(
+        Stage::search,
+        format("too few key points of the second frame have a clearly nearest partner in the "
+               "first (%d, at least %d are needed)",
+               found.matchCount, kFewestPoints));
   }
 
   /// The key point in whole pixels of the frame. The library multiplies by the reduction even where

@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Registration of pictures with a known motion, its report in all forms, and pairs that fail.
+# shellcheck source=lib.sh
+. "$(dirname "$0")/lib.sh"
+
+# Two windows of the scene, 9 columns and 6 rows apart.
+"$tool" --quiet demo scene || fail "demo"
+ok "$tool" upscale scene/truth.png --region 100,80,1099,779 --scale 1 -o first.png
+ok "$tool" upscale scene/truth.png --region 109,74,1108,773 --scale 1 -o second.png
+
+# number KEY: the value behind a key of the JSON.
+number() {
+  sed -n "s/.*\"$1\":\([-0-9.e+]*\).*/\1/p" pair.json
+}
+
+# The homography leads from the first picture to the second: what stood at x stands at x - 9.
+"$tool" register first.png second.png --json pair.json --picture pair.png >report 2>messages ||
+  fail "register: $(cat messages)"
+[ ! -s messages ] || fail "register writes messages: $(cat messages)"
+grep -q 'first.png, second.png: 1000x700, registered$' report || fail "status: $(head -1 report)"
+for word in 'key points' matches inliers homography rectangle 'top left' 'RANSAC' 'position maps'; do
+  grep -q "$word" report || fail "\"$word\" is missing in the report"
+done
+if command -v python3 >/dev/null; then
+  python3 -m json.tool pair.json >/dev/null || fail "pair.json is no JSON"
+fi
+[ "$(wc -l <pair.json)" -eq 1 ] || fail "the object is not one line"
+[ "$(number left)" -ge 9 ] || fail "left edge $(number left)"
+[ "$(number left)" -le 11 ] || fail "left edge $(number left)"
+[ "$(number bottom)" -le 693 ] || fail "bottom edge $(number bottom)"
+for corner in top_left top_right bottom_left bottom_right; do
+  sed -n "s/.*\"$corner\":\[\([^]]*\)\].*/\1/p" pair.json | awk -F, -v c="$corner" '
+    { dx = $1 + 9; dy = $2 - 6; if (dx * dx + dy * dy > 0.25) { print c ": " $0; exit 1 } found = 1 }
+    END { exit !found }' || fail "motion of the corner $corner"
+done
+awk -v i="$(number inliers)" -v m="$(number matches)" 'BEGIN { exit !(i >= 20 && i <= m) }' ||
+  fail "$(number inliers) inliers of $(number matches) matches"
+[ "$(png_size pair.png)" = 2036x804 ] || fail "pair.png is $(png_size pair.png)"
+
+# JSON alone on standard output, the same but for the times; nothing with --quiet.
+"$tool" register first.png second.png --json - >again.json 2>messages || fail "JSON to a pipe"
+sed 's/,"milliseconds.*//' pair.json >a
+sed 's/,"milliseconds.*//' again.json >b
+same a b "two runs"
+"$tool" --quiet register first.png second.png >data 2>messages || fail "quiet register"
+if [ -s data ] || [ -s messages ]; then fail "--quiet says something"; fi
+"$tool" register - second.png <first.png >data 2>messages || fail "first picture from a pipe"
+cmp -s <(sed -n '2,$p' report | grep -v ' ms$') <(sed -n '2,$p' data | grep -v ' ms$') ||
+  fail "a picture from a pipe gives another result"
+
+# failing STAGE REASON FIRST SECOND: exit status 1, and a report that names stage and reason.
+failing() {
+  local stage=$1 reason=$2
+  shift 2
+  "$tool" register "$@" --json pair.json --picture failed.png >report 2>messages
+  [ $? -eq 1 ] || fail "exit status of: $*"
+  grep -q 'NOT registered' report || fail "status of: $* : $(head -1 report)"
+  grep -q "\"failure\":{\"stage\":\"$stage\",\"reason\":\".*$reason" pair.json ||
+    fail "stage and reason of $* : $(cat pair.json)"
+  grep -q "$reason" messages || fail "message for: $* : $(cat messages)"
+  [ -s failed.png ] || fail "no picture of: $*"
+  rm -f failed.png
+}
+head -c 960000 /dev/zero | tr '\0' '\200' >flat.i420  # 800x800
+ok "$tool" upscale flat.i420 --input-size 800x800 --scale 1 -o flat.png
+ok "$tool" upscale scene/truth.png --region 0,0,639,479 --scale 1 -o corner.png
+ok "$tool" upscale scene/truth.png --region 640,480,1279,959 --scale 1 -o opposite.png
+ok "$tool" upscale scene/truth.png --region 0,0,899,899 --scale 1 -o left.png
+ok "$tool" upscale scene/truth.png --region 340,0,1239,899 --scale 1 -o right.png
+failing detector 'the first frame has too few key points (0,' flat.png flat.png
+ok "$tool" upscale left.png --region 0,0,799,799 --scale 1 -o left800.i420
+failing detector 'the second frame has too few key points (0,' --input-size 800x800 left800.i420 flat.i420
+failing '[a-z]*' '.' corner.png opposite.png
+failing area 'the global motion between two frames is too large' left.png right.png
+
+# Small pictures are registered by chance at most, and the tool says so.
+ok "$tool" upscale first.png --region 0,0,299,299 --scale 1 -o small.png
+"$tool" register small.png small.png >report 2>messages
+grep -q 'meant for frames of at least 400x400, these are 300x300' messages || fail "no word on small pictures"
+
+# Bad calls.
+refused 1 'differ in size: first.png is 1000x700, small.png is 300x300' register first.png small.png
+refused 1 'missing.png: cannot open' register first.png missing.png
+refused 1 'no/such/folder/a.json: cannot create' register first.png second.png --json no/such/folder/a.json
+refused 2 'SECOND is required' register first.png
+refused 2 'only one of the two' register - -
+refused 2 '--picture: "a.jpg" should end in .png' register first.png second.png --picture a.jpg
+finish
