@@ -1,0 +1,30 @@
+// What each peer offers; a peer that is not built has no functions.
+#ifndef VELMORA_BENCH_PEERS_PEERS_H
+#define VELMORA_BENCH_PEERS_PEERS_H
+
+#include <functional>
+
+#include "scene.h"
+
+namespace velmora::bench {
+
+/// NV12 to NV12 with Lanczos of order 2; I420 on both sides when `planar` (then the frame's chroma
+/// is taken as it would be after de-interleaving, outside the timed part).
+std::function<void()> zimgResize(const Nv12Frame& frame, int outWidth, int outHeight, int threads);
+std::function<void()> swscaleResize(const Nv12Frame& frame, int outWidth, int outHeight,
+                                    int threads, bool planar);
+
+enum class Detector { akaze, orb };
+/// Registers second onto first on quarter-size luma (features, brute-force matching with ratio
+/// test, RANSAC homography), warps its luma onto the output grid (cubic), averages it with the
+/// enlarged first luma, enlarges the first chroma (cubic).
+std::function<void()> opencvTwoFrames(const Nv12Frame& first, const Nv12Frame& second, int outWidth,
+                                      int outHeight, Detector detector, int threads);
+/// SIFT key points and descriptors of two luma planes.
+std::function<void()> opencvSift(const Nv12Frame& first, const Nv12Frame& second, int threads);
+/// SURF key points and descriptors of two luma planes.
+std::function<void()> dlibSurf(const Nv12Frame& first, const Nv12Frame& second);
+
+}  // namespace velmora::bench
+
+#endif  // VELMORA_BENCH_PEERS_PEERS_H
