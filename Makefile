@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test test-arm asan tsan bench lint format coverage install clean
+.PHONY: help deps build demo test test-arm asan tsan bench bench-peers lint format coverage install clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -32,6 +32,9 @@ test-arm: ## unit tests of the ARM builds (32-bit with and without NEON, 64-bit)
 
 bench: ## build and run the benchmarks
 	@scripts/check bench
+
+bench-peers: ## run the same jobs by other libraries and print the ratios
+	@scripts/check bench-peers
 
 lint: ## shellcheck and clang-tidy
 	@scripts/check lint tidy

@@ -54,6 +54,7 @@ class VELMORA_API XmlConfig {
   ///              among them, and elements that are not there give the empty node
   [[nodiscard]] XMLNode SearchNode(const char* path) const;
 
+  /// The number at the head of the element's text, saturated; the default when there is none.
   [[nodiscard]] int GetInteger(const char* path, int defaultValue) const;
   [[nodiscard]] float GetFloat(const char* path, float defaultValue) const;
   /// The element's first text, which lives until the next LoadConfig, or the default itself.

@@ -41,6 +41,7 @@ VELMORA_API extern int16_t** Lanczos2D_4_2_Fix_Sharp;
 // 50 phases, 4 taps, order 2, sharpened at strength 0.2: what the generators below make with these
 // parameters. Row p of a 1D table is row 50 - p reversed.
 
+/// The compiled-in tables: plain, sharpened and two-dimensional.
 VELMORA_API extern const std::array<std::array<int16_t, 4>, 50> D_Lanczos1D_4_2_Fix;
 VELMORA_API extern const std::array<std::array<int16_t, 4>, 50> D_Lanczos1D_4_2_Fix_sharp;
 VELMORA_API extern const std::array<std::array<int16_t, 17>, 2500> D_Lanczos2D_4_2_Fix_Sharp;

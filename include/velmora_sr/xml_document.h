@@ -92,6 +92,7 @@ class VELMORA_API XMLNode {
   ~XMLNode();
 
   static const XMLNode emptyXMLNode;
+  /// The empty node.
   static XMLNode emptyNode() noexcept;
 
   // ---- Parsing ----
@@ -142,6 +143,7 @@ class VELMORA_API XMLNode {
 
   // ---- Looking at a node ----
 
+  /// True for the empty node.
   [[nodiscard]] bool isEmpty() const noexcept { return record_ == nullptr; }
   /// True for <?...?>.
   [[nodiscard]] bool isDeclaration() const noexcept;
@@ -222,6 +224,7 @@ class VELMORA_API ToXMLStringTool {
 // default, and so does a text that does not begin with such a thing, white space apart. Numbers are
 // decimal and saturate; the decimal mark is a point in every locale.
 
+/// The number at the head of a text.
 VELMORA_API int xmltoi(const char* text, int defaultValue = 0) noexcept;
 VELMORA_API long xmltol(const char* text, long defaultValue = 0) noexcept;
 VELMORA_API double xmltof(const char* text, double defaultValue = 0.0) noexcept;
