@@ -36,9 +36,9 @@ VELMORA_API void CreateDeGhostLUTOnline(int16_t* table, int32_t low, int32_t hig
 ///                  any values: samples mapped outside the guide stay as they are
 /// One scratch block of the size of the chroma comes from priv's allocator and goes back. If it
 /// cannot be had, or an argument is missing or out of range, an error is logged and both frames
-/// stay untouched: the reconstruction then works on frames that were not de-ghosted. Called by one
-/// thread at a time; runs on slots 12, 13 and 14 of the thread pool and on the caller. Each sample
-/// is read and written by one band, so results do not depend on their timing.
+/// stay untouched; a process call then ends with its output untouched. Called by one thread at a
+/// time; runs on slots 12, 13 and 14 of the thread pool and on the caller. Each sample is read and
+/// written by one band, so results do not depend on their timing.
 VELMORA_API void DeGhost(const uint8_t* guideImage, uint8_t* outputImage, SR_ParamsPrivate* priv,
                          int32_t width, int32_t height, const int32_t* mapX, const int32_t* mapY);
 

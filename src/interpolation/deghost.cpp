@@ -1,4 +1,6 @@
 // De-ghosting of the first frame against the warped second one, on four bands of rows.
+#include "interpolation/deghost.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -53,18 +55,19 @@ void DeGhostThreadFunc(void* band, int32_t /*threadIndex*/) {
   }
 }
 
-void DeGhost(const uint8_t* guideImage, uint8_t* outputImage, SR_ParamsPrivate* priv, int32_t width,
-             int32_t height, const int32_t* mapX, const int32_t* mapY) {
+namespace velmora {
+
+Velmora_SR_ESR_RET deghostFrame(const uint8_t* guideImage, uint8_t* outputImage,
+                                SR_ParamsPrivate* priv, int32_t width, int32_t height,
+                                const int32_t* mapX, const int32_t* mapY) {
   if (!validArguments(guideImage, outputImage, priv, width, height, mapX, mapY)) {
-    velmora::logged(SR_RET_PARAMS_OUT_OF_RANGE, __func__);
-    return;
+    return logged(SR_RET_PARAMS_OUT_OF_RANGE, "DeGhost");
   }
-  const velmora::FrameShape shape = {width, height, VELMORA_SR_FORMAT_NV12};
-  const auto allocator = velmora::Allocator::of(priv->pub);
+  const FrameShape shape = {width, height, VELMORA_SR_FORMAT_NV12};
+  const auto allocator = Allocator::of(priv->pub);
   const auto newChroma = allocator.plane<uint8_t>(2 * shape.chromaWidth(), shape.chromaHeight());
   if (!newChroma) {
-    velmora::logged(SR_RET_ALLOC_FAILED, __func__);
-    return;
+    return logged(SR_RET_ALLOC_FAILED, "DeGhost");
   }
 
   std::array<int16_t, 256> weights;
@@ -74,12 +77,20 @@ void DeGhost(const uint8_t* guideImage, uint8_t* outputImage, SR_ParamsPrivate* 
   }
   std::array<SR_DeGhostBand, 4> bands;
   for (int32_t i = 0; i < 4; ++i) {
-    const velmora::RowBand rows = velmora::quarterBand(height, i);
+    const RowBand rows = quarterBand(height, i);
     bands[static_cast<std::size_t>(i)] = {
         guideImage, outputImage, width, height,           rows.first,
         rows.end,   mapX,        mapY,  newChroma.data(), readyMade ? Degost_LUT : weights.data()};
   }
-  velmora::runOnSlots(velmora::kDeghostSlots, DeGhostThreadFunc,
-                      {bands.data(), &bands[1], &bands[2], &bands[3]}, velmora::kDeghostCaller);
+  runOnSlots(kDeghostSlots, DeGhostThreadFunc, {bands.data(), &bands[1], &bands[2], &bands[3]},
+             kDeghostCaller);
   std::memcpy(outputImage + shape.lumaSize(), newChroma.data(), 2 * shape.chromaSize());
+  return SR_RET_SUCCEED;
+}
+
+}  // namespace velmora
+
+void DeGhost(const uint8_t* guideImage, uint8_t* outputImage, SR_ParamsPrivate* priv, int32_t width,
+             int32_t height, const int32_t* mapX, const int32_t* mapY) {
+  velmora::deghostFrame(guideImage, outputImage, priv, width, height, mapX, mapY);
 }
