@@ -173,10 +173,11 @@ VELMORA_API int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params,
  * was given. Scenes 1 and 2 narrow it to what both frames show, then to even values, and report
  * what they used.
  *
- * Scenes 1 and 2: the second frame is registered onto the first, which takes frames rich in detail
- * and of at least 400 pixels each way. Frames that cannot be registered are no error: the first one
- * is enlarged alone. An output of the input's size is a plain copy of the first frame, which it may
- * overlap; the region is then reported as 0, 0, width, height.
+ * Scenes 1 and 2: the second frame is registered onto the first. That takes frames rich in detail;
+ * frames of less than 400 pixels either way are too small for it and belong in scene 0. Frames that
+ * cannot be registered are no error: the first one is enlarged alone. An output of the input's size
+ * is a plain copy of the first frame, which it may overlap; the region is then reported as 0, 0,
+ * width, height.
  *
  * Memory: all working buffers come from the handle's allocator and are back before the return;
  * calls with the same sizes and the same outcome take the same blocks. No thread is started. */

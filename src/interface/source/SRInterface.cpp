@@ -1,0 +1,282 @@
+// The entry points, and the steps of creation and destruction behind them.
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <type_traits>
+
+#include "common/failure_line.h"
+#include "common/valid_region.h"
+#include "interface/source/parameter_lines.h"
+#include "interface/source/process_driver.h"
+#include "interface/source/scenes.h"
+#include "interface/source/version_banner.h"
+#include "interface/source/working_memory.h"
+#include "interpolation/kernel_tables.h"
+#include "velmora_sr/configuration.h"
+#include "velmora_sr/interface.h"
+#include "velmora_sr/platform.h"
+#include "velmora_sr/registration.h"
+#include "velmora_sr/thread_pool.h"
+
+namespace velmora {
+namespace {
+
+// Handle states (SR_ParamsPublic::state); 0 is an empty one.
+constexpr int32_t kBeingFilled = 1;
+constexpr int32_t kCreated = 2;
+
+constexpr int32_t kDefaultLowThreshold = 1;
+constexpr int32_t kDefaultHighThreshold = 5;
+constexpr int32_t kLargestThreshold = 255;
+
+constexpr auto kFailed = static_cast<Velmora_SR_ESR_RET>(-1);
+
+/// Lines that consist of the tag and one fixed text.
+void logInfo(const char* text) {
+  __android_log_print(kLogInfo, kLogTag, "%s: %s\n", kLogTag, text);
+}
+void logError(const char* text) {
+  __android_log_print(kLogError, kLogTag, "%s: %s\n", kLogTag, text);
+}
+
+/// Runs a step of an entry point. No exception crosses the C boundary: it ends here, in an error
+/// line, and what the step would have done from there on is left undone.
+template <typename Step>
+void runGuarded(const char* entryPoint, const Step& step) noexcept {
+  try {
+    step();
+  } catch (const std::exception& exception) {
+    __android_log_print(kLogError, kLogTag, "%s: %s stopped: %s\n", kLogTag, entryPoint,
+                        exception.what());
+  } catch (...) {
+    __android_log_print(kLogError, kLogTag, "%s: %s stopped: unknown exception\n", kLogTag,
+                        entryPoint);
+  }
+}
+
+/// Keeps a copy of a path in the handle, cut where it does not fit; null becomes the empty path.
+void copyPath(char (&copy)[VELMORA_SR_PATH_SIZE], const char* path) {
+  if (path != nullptr) std::snprintf(copy, sizeof copy, "%s", path);
+}
+
+void fill(SR_ParamsPublic& handle, const Velmora_SR_CreateParams& params) {
+  handle = {};
+  handle.state = kBeingFilled;
+  handle.inImageWidth = params.inImageWidth;
+  handle.inImageHeight = params.inImageHeight;
+  handle.srScene = params.srScene;
+  handle.configFileNamePtr = params.configFileName;
+  handle.kernelFileNamePtr = params.kernelFileName;
+  copyPath(handle.configFileName, params.configFileName);
+  copyPath(handle.kernelFileName, params.kernelFileName);
+  if (params.alloc != nullptr && params.free != nullptr) {
+    handle.alloc = params.alloc;
+    handle.free = params.free;
+  }
+  handle.state = kCreated;
+}
+
+/// Processor time between two readings of the clock, in milliseconds: it counts microseconds. The
+/// difference is right across one wrap of a 32-bit clock.
+double elapsedMilliseconds(std::clock_t start, std::clock_t end) {
+  using Ticks = std::make_unsigned_t<std::clock_t>;
+  const auto ticks = static_cast<std::clock_t>(static_cast<Ticks>(end) - static_cast<Ticks>(start));
+  return static_cast<double>(static_cast<float>(ticks)) * 0.001;
+}
+
+bool sizesAndDataUsable(const Velmora_SR_InputFrames& input, const Velmora_SR_OutputFrame& output) {
+  if (isFrameSize(input.width, input.height) && isFrameSize(output.width, output.height) &&
+      output.data != nullptr) {
+    return true;
+  }
+  __android_log_print(kLogError, kLogTag,
+                      "%s: impossible frame size or null output data: [inWidth = %d, inHeight = "
+                      "%d, outWidth = %d, outHeight = %d, outData = %s].\n",
+                      kLogTag, input.width, input.height, output.width, output.height,
+                      output.data == nullptr ? "null" : "given");
+  return false;
+}
+
+void reportRegion(Velmora_SR_OutputFrame& output, const ValidRegion& region) {
+  output.vrStartW = region.startW;
+  output.vrStartH = region.startH;
+  output.vrEndW = region.endW;
+  output.vrEndH = region.endH;
+}
+
+/// With two frames and nothing to enlarge the first frame is the result.
+void copyFirstFrame(const Velmora_SR_InputFrames& input, const Velmora_SR_OutputFrame& output) {
+  __android_log_print(kLogInfo, kLogTag,
+                      "%s: output size == input size.\n"
+                      "[inWidth = %d, outWidth = %d, inHeight = %d, outHeight = %d]\n"
+                      "Use left data as output.\n",
+                      kLogTag, input.width, input.width, input.height, input.height);
+  // A move, not a copy: the caller may have the result put over the frame.
+  const auto samples =
+      static_cast<std::size_t>(input.width) * static_cast<std::size_t>(input.height);
+  std::memmove(output.data, input.leftData, samples * 3 / 2);
+}
+
+}  // namespace
+}  // namespace velmora
+
+using namespace velmora;
+
+int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params, SR_ParamsPublic** handleOut) {
+  if (handleOut != nullptr) *handleOut = nullptr;
+  // The tables of a handle that was never destroyed would be lost with the pointers to them.
+  if (params != nullptr && handleOut != nullptr) releaseKernelTables();
+  logVersionBanner();
+  logInfo("VELMORA_SR_Create Start.");
+  if (params == nullptr || handleOut == nullptr) {
+    logError("some input paras is NULL!!");
+    return -1;
+  }
+  auto* const handle = static_cast<SR_ParamsPublic*>(std::malloc(sizeof(SR_ParamsPublic)));
+  if (handle == nullptr) {
+    logError("VELMORA_SR_Create Failed!!");
+    return -1;
+  }
+  fill(*handle, *params);
+  Velmora_SR_ESR_RET result = kFailed;
+  runGuarded("VELMORA_SR_Create", [&] { result = SR_Initializtion(handle); });
+  // Whatever the result, the caller gets the handle: it works with what was set up, and ends it.
+  *handleOut = handle;
+  logCreationParameters(*handle);
+  logInfo("VELMORA_SR_Create Finish.");
+  return result;
+}
+
+int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames* input,
+                           int32_t frameCount, Velmora_SR_OutputFrame* output) {
+  const std::clock_t start = std::clock();
+  logInfo("VELMORA_SR_Process Start.");
+  if (input == nullptr || handle == nullptr || output == nullptr || frameCount <= 0) {
+    logError("some input paras is NULL!!");
+    return -1;
+  }
+  if (handle->state != kCreated) {
+    logError("input handle is not initialized!!");
+    return -2;
+  }
+  handle->srImageWidth = output->width;
+  handle->srImageHeight = output->height;
+  setRegion(*handle,
+            {input->vrDepthStartW, input->vrDepthStartH, input->vrDepthEndW, input->vrDepthEndH});
+  logVersionBanner();
+  logProcessParameters(*handle);
+  reportRegion(*output, {0, 0, output->width, output->height});
+
+  const Scene* const scene = findScene(handle->srScene);
+  if (scene == nullptr) {
+    __android_log_print(kLogError, kLogTag, "%s: input srScene: %d is not supported!!\n", kLogTag,
+                        handle->srScene);
+    return -4;
+  }
+  if (!suppliesFrames(*scene, *input, frameCount)) return -3;
+  if (!sizesAndDataUsable(*input, *output)) return -1;
+  if (scene->hasTwoFrames() && output->width == input->width && output->height == input->height) {
+    copyFirstFrame(*input, *output);
+    return 0;
+  }
+
+  runGuarded("VELMORA_SR_Process", [&] { processFrames(*scene, *handle, *input, *output); });
+
+  const std::clock_t end = std::clock();
+  reportRegion(*output, regionOf(*handle));
+  logInfo("VELMORA_SR_Process Finish.");
+  __android_log_print(kLogInfo, kLogTag, "%s: Dual Camera Super Resolution time: %f ms.\n", kLogTag,
+                      elapsedMilliseconds(start, end));
+  return 0;
+}
+
+int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle) {
+  logInfo("VELMORA_SR_Destroy Start.");
+  if (handle != nullptr) {
+    // What the handles share goes first, before this one is looked at: a caller that has lost its
+    // handle can still stop the workers.
+    runGuarded("VELMORA_SR_Destroy", [] { SR_Uninitializtion(); });
+    zelkParamPrivate.pub = nullptr;
+    zelkParamPrivate.posMap1 = nullptr;
+    zelkParamPrivate.posMap2 = nullptr;
+    if (*handle != nullptr && (*handle)->state == kCreated) {
+      std::free(*handle);
+      *handle = nullptr;
+      logInfo("VELMORA_SR_Destroy Finish.");
+      return 0;
+    }
+  }
+  __android_log_print(kLogError, kLogTag, "%s",
+                      "VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n");
+  return -1;
+}
+
+Velmora_SR_ESR_RET SR_Initializtion(SR_ParamsPublic* handle) {
+  if (handle == nullptr) {
+    logError("some input paras is NULL!!");
+    return kFailed;
+  }
+  // The configuration steps put defaults in place of what they cannot read, and never fail.
+  const Velmora_SR_ESR_RET parsed =
+      ParseConfigFile(handle->configFileNamePtr, handle->kernelFileNamePtr);
+  if (parsed != SR_RET_SUCCEED) logFailureLine(kLogInfo, parsed, 332, "SR_Initializtion");
+  const Velmora_SR_ESR_RET checked = CheckParams();
+  if (checked != SR_RET_SUCCEED) {
+    logFailureLine(kLogError, checked, 340, "SR_Initializtion");
+    return checked;
+  }
+  // The pool has sixteen workers whatever is asked for.
+  if (MultiThread_Init(4) != 0) {
+    logFailureLine(kLogError, kFailed, 352, "SR_Initializtion");
+    return kFailed;
+  }
+  return SR_RET_SUCCEED;
+}
+
+Velmora_SR_ESR_RET CheckParams() {
+  int32_t& low = zelkParamPrivate.ghostLowThr;
+  int32_t& high = zelkParamPrivate.ghostHighThr;
+  if (low < 0 || low > high || high > kLargestThreshold) {
+    low = kDefaultLowThreshold;
+    high = kDefaultHighThreshold;
+  }
+  return SR_RET_SUCCEED;
+}
+
+int32_t SR_Query(Velmora_SR_CInputImage* input, SR_ParamsPublic* pub) {
+  // Only registration is asked: interpolation takes its memory in each call.
+  uint32_t need = 0;
+  Query_GlobalRegistration(input, pub, need);
+  workingMemory.size = need;
+  return 0;
+}
+
+Velmora_SR_ESR_RET SR_MemManagement(Velmora_SR_CInputImage* input, SR_ParamsPublic* pub) {
+  if (pub == nullptr) {
+    logError("some input paras is NULL!!");
+    return SR_RET_PARAMS_OUT_OF_RANGE;
+  }
+  SR_Query(input, pub);
+  // At least one byte: a request for nothing may be answered with null, which is no failure.
+  workingMemory.block.reset(std::malloc(std::max(workingMemory.size, 1u)));
+  if (workingMemory.block == nullptr) {
+    logFailureLine(kLogError, SR_RET_ALLOC_FAILED, 91, "SR_MemManagement");
+    pub->memSize = 0;
+    pub->memBuffer = nullptr;
+    return SR_RET_ALLOC_FAILED;
+  }
+  pub->memSize = workingMemory.size;
+  pub->memBuffer = workingMemory.block.get();
+  return SR_RET_SUCCEED;
+}
+
+int32_t SR_Uninitializtion() {
+  workingMemory.block.reset();
+  releaseKernelTables();
+  MultiThread_destory();
+  return 0;
+}

@@ -1,0 +1,197 @@
+// The process driver: frame records and dumps around the stages of a scene, and the two-frame flow.
+#include "interface/source/process_driver.h"
+
+#include <ctime>
+#include <limits>
+
+#include "common/failure_line.h"
+#include "common/process_buffer.h"
+#include "common/valid_region.h"
+#include "interface/source/debug_dump.h"
+#include "interface/source/working_memory.h"
+#include "interpolation/deghost.h"
+#include "velmora_sr/interface.h"
+#include "velmora_sr/interpolation.h"
+#include "velmora_sr/kernel_tables.h"
+#include "velmora_sr/platform.h"
+#include "velmora_sr/registration.h"
+
+namespace velmora {
+namespace {
+
+/// Reports a process call that cannot go on; the entry point still returns 0.
+void logNothingWritten(const char* reason) {
+  __android_log_print(kLogError, kLogTag, "%s: %s The output is left untouched.\n", kLogTag,
+                      reason);
+}
+
+/// Tables are missing after a kernel file too short for its phase count, and when another handle's
+/// end has released them.
+bool kernelTablesInstalled() {
+  return Lanczos1D_4_2_Fix != nullptr && Lanczos1D_4_2_Fix_sharp != nullptr &&
+         Lanczos2D_4_2_Fix_Sharp != nullptr;
+}
+
+/// The two position maps of a two-frame call. The stages also reach them through zelkParamPrivate;
+/// these pointers end with the memory behind them.
+class PositionMaps {
+ public:
+  PositionMaps(const SR_ParamsPublic& handle, std::size_t size)
+      : horizontal_(handle.alloc, handle.free, size) {
+    if (horizontal_) vertical_ = {handle.alloc, handle.free, size};
+    if (!vertical_) horizontal_.reset();
+  }
+  ~PositionMaps() {
+    zelkParamPrivate.posMap1 = nullptr;
+    zelkParamPrivate.posMap2 = nullptr;
+  }
+  PositionMaps(const PositionMaps&) = delete;
+  PositionMaps& operator=(const PositionMaps&) = delete;
+
+  void publish() const {
+    zelkParamPrivate.posMap1 = horizontal();
+    zelkParamPrivate.posMap2 = vertical();
+  }
+  [[nodiscard]] int32_t* horizontal() const { return horizontal_.data(); }
+  [[nodiscard]] int32_t* vertical() const { return vertical_.data(); }
+  explicit operator bool() const { return static_cast<bool>(vertical_); }
+
+ private:
+  ProcessBuffer<int32_t> horizontal_;
+  ProcessBuffer<int32_t> vertical_;
+};
+
+/// Registers the second frame onto the first and returns the area of the first that the second
+/// covers; registFailed tells whether that worked. Without maps it counts as failed.
+ValidRegion registerFrames(Velmora_SR_CInputImage& in, const PositionMaps& maps) {
+  ValidRegion registered = {0, 0, 0, 0};
+  zelkParamPrivate.registFailed = 1;
+  if (maps) {
+    RegisterImgOnePlane(&in, &zelkParamPrivate, maps.horizontal(), maps.vertical(),
+                        registered.startW, registered.startH, registered.endW, registered.endH);
+  } else {
+    __android_log_print(kLogError, kLogTag, "%s: %s No position maps, no registration.\n", kLogTag,
+                        GetRetInfo(SR_RET_ALLOC_FAILED));
+  }
+  return registered;
+}
+
+bool holdsFrame(uint8_t* const* frames) {
+  return frames != nullptr && frames[0] != nullptr;
+}
+
+/// The input dump: all frames of the scene under one time stamp.
+void dumpInput(const Scene& scene, const Velmora_SR_InputFrames& input) {
+  if (!dumpsWanted()) return;
+  const std::tm time = dumpTime();
+  for (const Scene::Frame& frame : {scene.first, scene.second}) {
+    if (frame.data == nullptr) continue;
+    dump({frame.dumpKind, input.*frame.data, input.width, input.height, input.format}, time);
+  }
+}
+
+void dumpResult(const Velmora_SR_OutputFrame& output) {
+  if (!dumpsWanted()) return;
+  dump({"result", output.data, output.width, output.height, output.format}, dumpTime());
+}
+
+}  // namespace
+
+bool isFrameSize(int32_t width, int32_t height) {
+  constexpr int64_t kMostSamples = std::numeric_limits<int32_t>::max() / 3 * 2;
+  return width >= 1 && height >= 1 && int64_t{width} * height <= kMostSamples;
+}
+
+void processFrames(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_InputFrames& input,
+                   const Velmora_SR_OutputFrame& output) {
+  if (handle.alloc == nullptr || handle.free == nullptr) {
+    logNothingWritten("no allocator functions.");
+    return;
+  }
+  if (!kernelTablesInstalled()) {
+    logNothingWritten("no kernel tables.");
+    return;
+  }
+  const ProcessBuffer<uint8_t*> first(handle.alloc, handle.free, 1);
+  ProcessBuffer<uint8_t*> second;
+  if (first && scene.hasTwoFrames()) second = {handle.alloc, handle.free, 1};
+  if (!first || (scene.hasTwoFrames() && !second)) {
+    logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
+    return;
+  }
+
+  Velmora_SR_CInputImage in = {};
+  in.width = input.width;
+  in.height = input.height;
+  in.format = input.format;
+  in.leftNum = 1;
+  in.leftData = first.data();
+  in.leftData[0] = input.*scene.first.data;
+  if (scene.hasTwoFrames()) {
+    in.rightNum = 1;
+    in.rightData = second.data();
+    in.rightData[0] = input.*scene.second.data;
+  }
+  Velmora_SR_COutPutImage out = {output.data};
+
+  dumpInput(scene, input);
+  // The stages log their failures; the caller of the entry point gets 0 whatever they return.
+  if (scene.hasTwoFrames()) {
+    SR_Process(&in, &out, &handle);
+  } else {
+    zelkParamPrivate.registFailed = 1;
+    zelkParamPrivate.pub = &handle;
+    SRInterpolation_Single(&in, &out, &zelkParamPrivate);
+  }
+  dumpResult(output);
+}
+
+}  // namespace velmora
+
+int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_ParamsPublic* pub) {
+  using namespace velmora;
+  if (in == nullptr || out == nullptr || pub == nullptr || !holdsFrame(in->leftData) ||
+      !holdsFrame(in->rightData) || !isFrameSize(in->width, in->height)) {
+    logNothingWritten("null argument or frame, or impossible frame size.");
+    return -1;
+  }
+  const int32_t width = in->width;
+  const int32_t height = in->height;
+  zelkParamPrivate.pub = pub;
+  const PositionMaps maps(*pub, static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  uint8_t* const secondFrame = in->rightData[0];
+
+  ValidRegion region = regionOf(*pub);
+  const ValidRegion registered = registerFrames(*in, maps);
+  if (zelkParamPrivate.registFailed != 0) {
+    __android_log_print(kLogInfo, kLogTag,
+                        "%s: Registration Failed. Enter Single SR Mode.\n"
+                        "\t\t\tvrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
+                        kLogTag, registered.startW, registered.startH, registered.endW,
+                        registered.endH);
+  } else {
+    region = intersection(region, registered);
+    __android_log_print(
+        kLogInfo, kLogTag, "%s: vrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
+        kLogTag, registered.startW, registered.startH, registered.endW, registered.endH);
+    setRegion(*pub, region);
+    // Frames that disagree must not be fused as they are.
+    const Velmora_SR_ESR_RET deghosted =
+        deghostFrame(secondFrame, in->leftData[0], &zelkParamPrivate, width, height,
+                     maps.horizontal(), maps.vertical());
+    if (deghosted != SR_RET_SUCCEED) return deghosted;
+  }
+
+  region = madeEven(region);
+  __android_log_print(kLogInfo, kLogTag,
+                      "%s: vrStartW = %d, vrStartH = %d, vrEndW = %d, vrEndH = %d\n", kLogTag,
+                      region.startW, region.startH, region.endW, region.endH);
+  setRegion(*pub, usableOrDefault(region, width, height));
+
+  pub->memSize = workingMemory.size;
+  pub->memBuffer = workingMemory.block.get();
+  maps.publish();
+  const int32_t result = SRInterpolation(in, out, &zelkParamPrivate);
+  in->rightData[0] = secondFrame;
+  return result;
+}

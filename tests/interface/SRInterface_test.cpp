@@ -1,0 +1,519 @@
+// Life of a handle, and the argument checks of the entry points.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "interface/interposers.h"
+#include "interface/session.h"
+#include "support/heap_faults.h"
+#include "support/scratch_directory.h"
+#include "support/test_allocator.h"
+#include "velmora_sr/interface.h"
+#include "velmora_sr/kernel_tables.h"
+#include "velmora_sr/thread_pool.h"
+
+namespace velmora::test {
+namespace {
+
+const LogLine kDefaultThresholds = error(
+    "NB7UO_ZELK: succeed. in Line: 176, in Function: ParseConfigFile, in File: "
+    "src/interface/source/SRInterface\n");
+const LogLine kDefaultKernels = error(
+    "NB7UO_ZELK: Load kernel file failed.Use  default kernel file. in Line: 130, in Function: "
+    "LoadDefaultKernelFile, in File: src/interface/source/SRInterface\n");
+
+std::string thresholdsXml(const std::string& low, const std::string& high) {
+  return "<?xml version=\"1.0\"?><Config><GhostCorrection><LowThr>" + low + "</LowThr><HighThr>" +
+         high + "</HighThr></GhostCorrection></Config>";
+}
+
+// --- creation
+
+TEST(Create, TranscriptWithoutPaths) {
+  LogCapture log;
+  const Session session(640, 480, 2);
+  ASSERT_NE(session.handle(), nullptr);
+  EXPECT_THAT(log.take(),
+              testing::ElementsAreArray(
+                  bannerLines() +
+                  std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
+                                       kDefaultThresholds, kDefaultKernels,
+                                       info("NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
+                                            "inImageWidth = 640, inImageHeight = 480\n"
+                                            "\t\tsrImageWidth = 0, srImageHeight = 0\n"
+                                            "\t\tsrScene = 2\n"
+                                            "\t\tzelkConfigFileName = (null)\n"
+                                            "\t\tzelkKernelFileName = (null)\n"
+                                            "\t\t"),
+                                       info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")}));
+}
+
+TEST(Create, TranscriptWithAConfiguration) {
+  const ScratchDirectory scratch;
+  const std::string config = scratch.path("percent_%s_%n.xml");
+  writeFile(config, thresholdsXml("7", "90"));
+  Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  params.configFileName = config.c_str();
+  params.kernelFileName = "/nowhere/%d%s/kernel";
+  LogCapture log;
+  const Session session(params);
+  EXPECT_THAT(
+      log.take(),
+      testing::ElementsAreArray(
+          bannerLines() +
+          std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
+                               error("NB7UO_ZELK: Load Config File Succeed.  <" + config + ">\n"),
+                               kDefaultKernels,
+                               info("NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
+                                    "inImageWidth = 64, inImageHeight = 48\n"
+                                    "\t\tsrImageWidth = 0, srImageHeight = 0\n"
+                                    "\t\tsrScene = 0\n"
+                                    "\t\tzelkConfigFileName = " +
+                                    config +
+                                    "\n"
+                                    "\t\tzelkKernelFileName = /nowhere/%d%s/kernel\n"
+                                    "\t\t"),
+                               info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")}));
+  EXPECT_EQ(zelkParamPrivate.ghostLowThr, 7);
+  EXPECT_EQ(zelkParamPrivate.ghostHighThr, 90);
+}
+
+TEST(Create, FillsTheHandle) {
+  Velmora_SR_CreateParams params = parameters(1280, 720, 1);
+  const std::string config = "/nowhere/zelk.xml", kernel = "/nowhere/zelk_kernel";
+  params.configFileName = config.c_str();
+  params.kernelFileName = kernel.c_str();
+  const Session session(params);
+  const SR_ParamsPublic& handle = *session.handle();
+  EXPECT_EQ(handle.state, 2);
+  EXPECT_EQ(handle.inImageWidth, 1280);
+  EXPECT_EQ(handle.inImageHeight, 720);
+  EXPECT_EQ(handle.srScene, 1);
+  EXPECT_EQ(handle.srImageWidth, 0);
+  EXPECT_EQ(handle.memSize, 0u);
+  EXPECT_EQ(handle.memBuffer, nullptr);
+  EXPECT_EQ(handle.alloc, &TestAllocator::alloc);
+  EXPECT_EQ(handle.free, &TestAllocator::free);
+  EXPECT_EQ(handle.configFileNamePtr, config.c_str());
+  EXPECT_EQ(handle.kernelFileNamePtr, kernel.c_str());
+  EXPECT_EQ(handle.configFileName, config);
+  EXPECT_EQ(handle.kernelFileName, kernel);
+  EXPECT_TRUE(TestAllocator::requests().empty()) << "creation takes nothing from the allocator";
+}
+
+TEST(Create, KeepsTheAllocatorOnlyAsAPair) {
+  for (const bool haveAlloc : {false, true}) {
+    Velmora_SR_CreateParams params = parameters(64, 48, 0);
+    (haveAlloc ? params.free = nullptr : nullptr);
+    if (!haveAlloc) params.alloc = nullptr;
+    const Session session(params);
+    EXPECT_EQ(session.handle()->alloc, nullptr);
+    EXPECT_EQ(session.handle()->free, nullptr);
+  }
+}
+
+TEST(Create, CutsPathsThatDoNotFit) {
+  for (const std::size_t length : {2046u, 2047u, 2048u, 5000u}) {
+    const std::string path(length, 'x');
+    Velmora_SR_CreateParams params = parameters(64, 48, 0);
+    params.configFileName = path.c_str();
+    params.kernelFileName = path.c_str();
+    LogCapture log;
+    const Session session(params);
+    EXPECT_EQ(session.handle()->configFileName, path.substr(0, 2047));
+    EXPECT_EQ(session.handle()->kernelFileName, path.substr(0, 2047));
+    EXPECT_EQ(session.handle()->kernelFileNamePtr, path.c_str());
+    // The line of the parameters is cut as well.
+    const std::vector<LogLine> lines = log.take();
+    EXPECT_EQ(lines[lines.size() - 2].text.size(), 2047u);
+  }
+}
+
+TEST(Create, NullArguments) {
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic other = {};
+  SR_ParamsPublic* handle = &other;
+  const std::vector<LogLine> refused =
+      bannerLines() + std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
+                                           error("NB7UO_ZELK: some input paras is NULL!!\n")};
+  LogCapture log;
+  EXPECT_EQ(VELMORA_SR_Create(nullptr, &handle), -1);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(log.take(), refused);
+  EXPECT_EQ(VELMORA_SR_Create(&params, nullptr), -1);
+  EXPECT_EQ(log.take(), refused);
+  EXPECT_EQ(VELMORA_SR_Create(nullptr, nullptr), -1);
+  EXPECT_EQ(log.take(), refused);
+}
+
+TEST(Create, RefusedArgumentsLeaveALiveHandleItsTables) {
+  const Session session(64, 48, 0);
+  int16_t** const table = Lanczos2D_4_2_Fix_Sharp;
+  ASSERT_NE(table, nullptr);
+  SR_ParamsPublic* handle = nullptr;
+  VELMORA_SR_Create(nullptr, &handle);
+  EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, table);
+}
+
+TEST(Create, WithoutMemoryForTheHandle) {
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic other = {};
+  SR_ParamsPublic* handle = &other;
+  LogCapture log;
+  const HeapFaults failure(0);
+  EXPECT_EQ(VELMORA_SR_Create(&params, &handle), -1);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(log.take(), bannerLines() + (std::vector<LogLine>{
+                                            info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
+                                            error("NB7UO_ZELK: VELMORA_SR_Create Failed!!\n")}));
+}
+
+TEST(Create, WithoutThreadsStillDeliversTheHandle) {
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic* handle = nullptr;
+  LogCapture log;
+  {
+    const ThreadFailure failure;
+    EXPECT_EQ(VELMORA_SR_Create(&params, &handle), -1);
+  }
+  ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(handle->state, 2);
+  const std::vector<LogLine> lines = log.take();
+  ASSERT_EQ(lines.size(), 9u);
+  EXPECT_EQ(lines[6], error("NB7UO_ZELK: unknow error info. in Line: 352, in Function: "
+                            "SR_Initializtion, in File: src/interface/source/SRInterface\n"));
+  EXPECT_EQ(lines[8], info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n"));
+  EXPECT_EQ(VELMORA_SR_Destroy(&handle), 0);
+}
+
+TEST(Create, SecondHandleTakesOverTheTables) {
+  const Session first(64, 48, 0);
+  {
+    const Session second(64, 48, 0);
+    EXPECT_NE(Lanczos1D_4_2_Fix, nullptr);
+  }
+  // The end of the second handle has released what the first one uses.
+  EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
+  Call call(64, 48, 4, whole(64, 48), 128, 96);
+  std::vector<uint8_t> frame(frameBytes(64, 48), 90);
+  call.input.leftData = frame.data();
+  EXPECT_EQ(call.run(first), 0);
+  EXPECT_TRUE(call.outputUntouched());
+}
+
+// --- thresholds
+
+TEST(CheckParams, ResetsThresholdsOutOfRange) {
+  const struct {
+    int32_t low, high, checkedLow, checkedHigh;
+  } cases[] = {
+      {7, 3, 1, 5},   {0, 255, 0, 255}, {255, 255, 255, 255}, {0, 0, 0, 0},     {-1, 5, 1, 5},
+      {1, 256, 1, 5}, {256, 300, 1, 5}, {-5, -1, 1, 5},       {20, 60, 20, 60}, {60, 59, 1, 5},
+  };
+  for (const auto& c : cases) {
+    zelkParamPrivate.ghostLowThr = c.low;
+    zelkParamPrivate.ghostHighThr = c.high;
+    LogCapture log;
+    EXPECT_EQ(CheckParams(), SR_RET_SUCCEED);
+    EXPECT_EQ(zelkParamPrivate.ghostLowThr, c.checkedLow) << c.low << ", " << c.high;
+    EXPECT_EQ(zelkParamPrivate.ghostHighThr, c.checkedHigh) << c.low << ", " << c.high;
+    EXPECT_TRUE(log.take().empty());
+  }
+}
+
+TEST(Create, ChecksTheThresholdsOfTheFile) {
+  const ScratchDirectory scratch;
+  const std::string config = scratch.path("zelk.xml");
+  writeFile(config, thresholdsXml("7", "3"));
+  Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  params.configFileName = config.c_str();
+  const Session session(params);
+  EXPECT_EQ(zelkParamPrivate.ghostLowThr, 1);
+  EXPECT_EQ(zelkParamPrivate.ghostHighThr, 5);
+}
+
+// --- destruction
+
+TEST(Destroy, ReleasesEverythingAndClearsThePointer) {
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic* handle = nullptr;
+  ASSERT_EQ(VELMORA_SR_Create(&params, &handle), 0);
+  int map = 0;
+  zelkParamPrivate.pub = handle;
+  zelkParamPrivate.posMap1 = zelkParamPrivate.posMap2 = &map;
+  LogCapture log;
+  EXPECT_EQ(VELMORA_SR_Destroy(&handle), 0);
+  EXPECT_EQ(log.take(), (std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
+                                              info("NB7UO_ZELK: VELMORA_SR_Destroy Finish.\n")}));
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
+  EXPECT_EQ(Lanczos1D_4_2_Fix_sharp, nullptr);
+  EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, nullptr);
+  EXPECT_EQ(zelkParamPrivate.pub, nullptr);
+  EXPECT_EQ(zelkParamPrivate.posMap1, nullptr);
+  EXPECT_EQ(zelkParamPrivate.posMap2, nullptr);
+}
+
+TEST(Destroy, UnusableHandleStillReleasesWhatIsShared) {
+  const std::vector<LogLine> refused = {
+      info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
+      error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")};
+  SR_ParamsPublic halfFilled = {};
+  halfFilled.state = 1;
+  for (SR_ParamsPublic* const unusable : {static_cast<SR_ParamsPublic*>(nullptr), &halfFilled}) {
+    const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+    SR_ParamsPublic* handle = nullptr;
+    ASSERT_EQ(VELMORA_SR_Create(&params, &handle), 0);
+    LogCapture log;
+    SR_ParamsPublic* argument = unusable;
+    EXPECT_EQ(VELMORA_SR_Destroy(&argument), -1);
+    EXPECT_EQ(argument, unusable);
+    EXPECT_EQ(log.take(), refused);
+    EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, nullptr);
+    EXPECT_EQ(VELMORA_SR_Destroy(&handle), 0);
+  }
+}
+
+TEST(Destroy, NullTouchesNothing) {
+  const Session session(64, 48, 0);
+  LogCapture log;
+  EXPECT_EQ(VELMORA_SR_Destroy(nullptr), -1);
+  EXPECT_EQ(log.take(),
+            (std::vector<LogLine>{
+                info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
+                error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")}));
+  EXPECT_NE(Lanczos2D_4_2_Fix_Sharp, nullptr);
+}
+
+TEST(Destroy, CreationWorksAgainAfterwards) {
+  for (int round = 0; round < 3; ++round) {
+    const Session session(64, 48, 0);
+    ASSERT_NE(session.handle(), nullptr);
+    EXPECT_NE(Lanczos1D_4_2_Fix, nullptr);
+  }
+}
+
+// --- arguments of a process call
+
+class ProcessArguments : public testing::Test {
+ protected:
+  ProcessArguments() : frame(frameBytes(64, 48), 90), call(64, 48, 4, {1, 2, 60, 40}, 128, 96) {
+    call.input.leftData = frame.data();
+    call.input.rightData = frame.data();
+    call.input.leftData2 = frame.data();
+    TestAllocator::reset();
+  }
+
+  void expectRefusal(int32_t scene, int32_t frameCount, int32_t code, const std::string& message) {
+    const Session session(64, 48, scene);
+    LogCapture log;
+    EXPECT_EQ(call.run(session, frameCount), code);
+    EXPECT_THAT(log.take(),
+                testing::ElementsAreArray(openingLines(session, call) +
+                                          std::vector<LogLine>{error("NB7UO_ZELK: " + message)}));
+    EXPECT_TRUE(call.outputUntouched());
+    EXPECT_EQ(call.reportedRegion(), (Region{0, 0, call.output.width, call.output.height}));
+    EXPECT_TRUE(TestAllocator::requests().empty());
+  }
+
+  std::vector<uint8_t> frame;
+  Call call;
+};
+
+TEST_F(ProcessArguments, NullArgumentsAndFrameCounts) {
+  const Session session(64, 48, 0);
+  const std::vector<LogLine> refused = {info("NB7UO_ZELK: VELMORA_SR_Process Start.\n"),
+                                        error("NB7UO_ZELK: some input paras is NULL!!\n")};
+  LogCapture log;
+  EXPECT_EQ(VELMORA_SR_Process(nullptr, &call.input, 1, &call.output), -1);
+  EXPECT_EQ(log.take(), refused);
+  EXPECT_EQ(VELMORA_SR_Process(session.handle(), nullptr, 1, &call.output), -1);
+  EXPECT_EQ(log.take(), refused);
+  EXPECT_EQ(VELMORA_SR_Process(session.handle(), &call.input, 1, nullptr), -1);
+  EXPECT_EQ(log.take(), refused);
+  for (const int32_t count : {0, -1, INT32_MIN}) {
+    EXPECT_EQ(call.run(session, count), -1);
+    EXPECT_EQ(log.take(), refused);
+  }
+  EXPECT_EQ(call.reportedRegion(), (Region{0, 0, 0, 0}));
+  EXPECT_EQ(session.handle()->srImageWidth, 0);
+}
+
+TEST_F(ProcessArguments, HandleThatIsNotCreated) {
+  SR_ParamsPublic handle = {};
+  for (const int32_t state : {0, 1, 3, -2}) {
+    handle.state = state;
+    LogCapture log;
+    EXPECT_EQ(VELMORA_SR_Process(&handle, &call.input, 1, &call.output), -2);
+    EXPECT_EQ(log.take(),
+              (std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Process Start.\n"),
+                                    error("NB7UO_ZELK: input handle is not initialized!!\n")}));
+  }
+  EXPECT_EQ(call.reportedRegion(), (Region{0, 0, 0, 0}));
+}
+
+TEST_F(ProcessArguments, UnknownScenes) {
+  for (const int32_t scene : {3, -1, INT32_MAX}) {
+    expectRefusal(scene, 1, -4, joined("input srScene: ", scene, " is not supported!!\n"));
+  }
+}
+
+/// What "%d" shows of a pointer.
+int32_t asInt(const void* pointer) {
+  return static_cast<int32_t>(reinterpret_cast<uintptr_t>(pointer));
+}
+
+TEST_F(ProcessArguments, MissingFrameOfSceneSingle) {
+  call.input.leftData = nullptr;
+  expectRefusal(0, 1, -3,
+                "input image pair number 1 is less than 1 at scene singleFrameZoom\n"
+                "or input image data is null[leftData = 0].\n");
+}
+
+TEST_F(ProcessArguments, MissingFramesOfSceneLeftRight) {
+  const std::string opening =
+      "input image pair number 1 is less than 1 at scene doubleFrame_leftRight\n"
+      "or input image data is null[leftData = ";
+  call.input.rightData = nullptr;
+  expectRefusal(1, 1, -3, joined(opening, asInt(frame.data()), ", rightData = 0].\n"));
+  call.input.rightData = frame.data();
+  call.input.leftData = nullptr;
+  expectRefusal(1, 1, -3, joined(opening, "0, rightData = ", asInt(frame.data()), "].\n"));
+}
+
+TEST_F(ProcessArguments, MissingFramesOfSceneLeftLeft) {
+  const std::string opening =
+      " is less than 2 at scene doubleFrame_leftLeft\n"
+      "or input image data is null[leftData1 = ";
+  expectRefusal(2, 1, -3,
+                joined("input image pair number 1", opening, asInt(frame.data()),
+                       ", leftData2 = ", asInt(frame.data()), "].\n"));
+  call.input.leftData2 = nullptr;
+  expectRefusal(
+      2, 2, -3,
+      joined("input image pair number 2", opening, asInt(frame.data()), ", leftData2 = 0].\n"));
+}
+
+TEST_F(ProcessArguments, ImpossibleSizesAndNullOutputData) {
+  const struct {
+    int32_t inWidth, inHeight, outWidth, outHeight;
+    bool data;
+  } cases[] = {
+      {0, 48, 128, 96, true},       {64, -1, 128, 96, true},  {64, 48, 0, 96, true},
+      {64, 48, 128, -7, true},      {64, 48, 128, 96, false}, {65536, 65536, 128, 96, true},
+      {64, 48, 40000, 40000, true},
+  };
+  for (const auto& c : cases) {
+    for (const int32_t scene : {0, 1, 2}) {
+      call.input.width = c.inWidth;
+      call.input.height = c.inHeight;
+      call.output.width = c.outWidth;
+      call.output.height = c.outHeight;
+      call.output.data = c.data ? call.data.data() : nullptr;
+      expectRefusal(
+          scene, 2, -1,
+          joined("impossible frame size or null output data: [inWidth = ", c.inWidth,
+                 ", inHeight = ", c.inHeight, ", outWidth = ", c.outWidth,
+                 ", outHeight = ", c.outHeight, ", outData = ", c.data ? "given" : "null", "].\n"));
+    }
+  }
+}
+
+TEST_F(ProcessArguments, EqualSizesCopyTheFirstFrame) {
+  for (std::size_t i = 0; i < frame.size(); ++i)
+    frame[i] = static_cast<uint8_t>(i * 7);
+  for (const int32_t scene : {1, 2}) {
+    Call same(64, 48, 4, {1, 2, 60, 40}, 64, 48);
+    same.input.leftData = frame.data();
+    same.input.rightData = same.input.leftData2 = call.data.data();
+    // The copy needs no allocator.
+    Velmora_SR_CreateParams params = parameters(64, 48, scene);
+    params.alloc = nullptr;
+    const Session session(params);
+    LogCapture log;
+    EXPECT_EQ(same.run(session, 2), 0);
+    EXPECT_THAT(log.take(), testing::ElementsAreArray(
+                                openingLines(session, same) +
+                                std::vector<LogLine>{info(
+                                    "NB7UO_ZELK: output size == input size.\n"
+                                    "[inWidth = 64, outWidth = 64, inHeight = 48, outHeight = 48]\n"
+                                    "Use left data as output.\n")}));
+    EXPECT_EQ(same.data, frame);
+    EXPECT_EQ(same.reportedRegion(), (Region{0, 0, 64, 48}));
+  }
+}
+
+TEST_F(ProcessArguments, EqualSizesCopyWorksInPlaceAndWithOverlap) {
+  const std::size_t bytes = frameBytes(63, 47);  // 4441: an odd frame copies all of its bytes
+  for (const int offset : {0, 1, 100, -1, -100}) {
+    std::vector<uint8_t> memory(bytes + 400);
+    for (std::size_t i = 0; i < memory.size(); ++i)
+      memory[i] = static_cast<uint8_t>(i * 31 >> 3);
+    uint8_t* const from = memory.data() + 200;
+    const std::vector<uint8_t> wanted(from, from + bytes);
+    Call same(63, 47, 5, whole(63, 47), 63, 47);
+    same.input.leftData = same.input.rightData = from;
+    same.output.data = from + offset;
+    const Session session(63, 47, 1);
+    EXPECT_EQ(same.run(session), 0);
+    EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), same.output.data)) << offset;
+  }
+}
+
+// --- the steps behind the entry points
+
+TEST(SR_Initializtion, NullHandleIsRefused) {
+  LogCapture log;
+  EXPECT_EQ(SR_Initializtion(nullptr), -1);
+  EXPECT_EQ(log.takeTexts(),
+            (std::vector<std::string>{"NB7UO_ZELK: some input paras is NULL!!\n"}));
+}
+
+TEST(SR_Initializtion, SetsUpAndUninitializtionUndoes) {
+  SR_ParamsPublic handle = {};
+  EXPECT_EQ(SR_Initializtion(&handle), SR_RET_SUCCEED);
+  EXPECT_NE(Lanczos1D_4_2_Fix, nullptr);
+  EXPECT_EQ(zelkParamPrivate.kernelTaps, 4);
+  EXPECT_EQ(SR_Uninitializtion(), 0);
+  EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
+  EXPECT_EQ(SR_Uninitializtion(), 0);
+}
+
+TEST(SR_MemManagement, GivesABlockThatUninitializtionReleases) {
+  SR_ParamsPublic handle = {};
+  handle.memSize = 17;
+  EXPECT_EQ(SR_Query(nullptr, &handle), 0);
+  EXPECT_EQ(SR_MemManagement(nullptr, &handle), SR_RET_SUCCEED);
+  EXPECT_EQ(handle.memSize, 0u) << "no stage wants a shared block";
+  EXPECT_NE(handle.memBuffer, nullptr);
+  // A second block takes the place of the first; the leak checker watches.
+  EXPECT_EQ(SR_MemManagement(nullptr, &handle), SR_RET_SUCCEED);
+  EXPECT_NE(handle.memBuffer, nullptr);
+  SR_Uninitializtion();
+}
+
+TEST(SR_MemManagement, ReportsAnExhaustedHeap) {
+  SR_ParamsPublic handle = {};
+  int block = 0;
+  handle.memSize = 17;
+  handle.memBuffer = &block;
+  LogCapture log;
+  {
+    const HeapFaults failure(0);
+    EXPECT_EQ(SR_MemManagement(nullptr, &handle), SR_RET_ALLOC_FAILED);
+  }
+  EXPECT_EQ(handle.memSize, 0u);
+  EXPECT_EQ(handle.memBuffer, nullptr);
+  EXPECT_EQ(log.take(), (std::vector<LogLine>{error(
+                            "NB7UO_ZELK: alloc memory failed. in Line: 91, in Function: "
+                            "SR_MemManagement, in File: src/interface/source/SRInterface\n")}));
+  EXPECT_EQ(SR_MemManagement(nullptr, nullptr), SR_RET_PARAMS_OUT_OF_RANGE);
+  EXPECT_EQ(log.takeTexts(),
+            (std::vector<std::string>{"NB7UO_ZELK: some input paras is NULL!!\n"}));
+}
+
+}  // namespace
+}  // namespace velmora::test
