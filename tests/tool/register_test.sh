@@ -30,7 +30,7 @@ fi
 [ "$(number bottom)" -le 693 ] || fail "bottom edge $(number bottom)"
 for corner in top_left top_right bottom_left bottom_right; do
   sed -n "s/.*\"$corner\":\[\([^]]*\)\].*/\1/p" pair.json | awk -F, -v c="$corner" '
-    { dx = $1 + 9; dy = $2 - 6; if (dx * dx + dy * dy > 0.25) { print c ": " $0; exit 1 } found = 1 }
+    { dx = $1 + 9; dy = $2 - 6; if (dx * dx + dy * dy > 4) { print c ": " $0; exit 1 } found = 1 }
     END { exit !found }' || fail "motion of the corner $corner"
 done
 awk -v i="$(number inliers)" -v m="$(number matches)" 'BEGIN { exit !(i >= 20 && i <= m) }' ||
