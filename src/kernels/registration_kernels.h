@@ -53,8 +53,8 @@ struct RegistrationKernels {
   /// 1 <= spacing <= 256. patch has kPatchBufferSize bytes; those beyond 441 may be overwritten.
   void (*reducePatch)(const uint8_t* window, std::ptrdiff_t stride, int32_t spacing,
                       uint8_t* patch);
-  /// The 64 sums of a descriptor from a patch: per sub-region the weighted dx, dy, |dx|, |dy|,
-  /// wrapping to 32 bits. patch has kPatchBufferSize readable bytes, of which 421 count.
+  /// The 64 sums of a descriptor from a patch: per sub-region the weighted dx, dy, |dx|, |dy|, none
+  /// beyond 1633218900. patch has kPatchBufferSize readable bytes, of which 421 count.
   void (*haarSums)(const uint8_t* patch, int32_t* sums);
 
   // --- kd-trees; a descriptor is 64 values, all arithmetic wraps to 32 bits ---

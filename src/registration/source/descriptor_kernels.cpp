@@ -26,9 +26,11 @@ void reducePatch(const uint8_t* window, std::ptrdiff_t stride, int32_t spacing, 
 
 void haarSums(const uint8_t* patch, int32_t* sums) {
   constexpr int32_t kCells = kHaarSide / 4;  // a sub-region has 5 x 5 cells
-  std::array<uint32_t, 64> totals{};
+  // The weights of an inner sub-region add up to 3202390, so that no sum exceeds 510 times this,
+  // 1633218900: 32 bits hold them all.
+  std::fill_n(sums, 64, 0);
   for (int32_t i = 0; i < kHaarSide; ++i) {
-    uint32_t* regionRow = totals.data() + i / kCells * 16;
+    int32_t* regionRow = sums + i / kCells * 16;
     for (int32_t j = 0; j < kHaarSide; ++j) {
       // The patch has rows of 21 samples but is read as rows of 20. So the lower pair of a cell
       // lies one column left of its upper pair, and every row of cells begins one column further
@@ -42,15 +44,13 @@ void haarSums(const uint8_t* patch, int32_t* sums) {
       const int32_t weight = kDescriptorWeights[k];
       const int32_t dx = (b + d - a - c) * weight;  // at most 510 * 240761
       const int32_t dy = (c + d - a - b) * weight;
-      uint32_t* region = regionRow + j / kCells * 4;
-      region[0] += static_cast<uint32_t>(dx);
-      region[1] += static_cast<uint32_t>(dy);
-      region[2] += static_cast<uint32_t>(dx < 0 ? -dx : dx);
-      region[3] += static_cast<uint32_t>(dy < 0 ? -dy : dy);
+      int32_t* region = regionRow + j / kCells * 4;
+      region[0] += dx;
+      region[1] += dy;
+      region[2] += dx < 0 ? -dx : dx;
+      region[3] += dy < 0 ? -dy : dy;
     }
   }
-  std::transform(totals.begin(), totals.end(), sums,
-                 [](uint32_t total) { return static_cast<int32_t>(total); });
 }
 
 }  // namespace velmora::scalar
