@@ -77,7 +77,7 @@ class Drawing {
   void drawKeypoints() {
     for (std::size_t frame = 0; frame < 2; ++frame)
       for (const Position& at : report_.keypoints[frame])
-        canvas_.fillDisc(place(frame, at), 1.0f, kKeypoint);
+        canvas_.fillDisc(place(frame, at), 1.5f, kKeypoint);
   }
 
   void drawMatches(bool inliers, Colour colour) {
