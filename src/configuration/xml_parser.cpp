@@ -11,8 +11,7 @@ namespace velmora {
 XMLNode XmlParser::ParseXMLElement() {
   XMLNode top(new XMLNodeDataTag);
   current_ = top.record();
-  while (at(kByteOrderMark))
-    position_ += kByteOrderMark.size();
+  if (at(kByteOrderMark)) position_ = kByteOrderMark.size();
   bool good = true;
   while (good && !atEnd()) {
     if (text_[position_] != '<') {
@@ -33,17 +32,14 @@ XMLNode XmlParser::ParseXMLElement() {
 }
 
 XMLResults XmlParser::results() const {
+  const std::string_view done = text_.substr(0, position_);
+  const std::size_t lineFeed = done.rfind('\n');  // no encoding has one inside a character
+  std::size_t i = lineFeed == std::string_view::npos ? 0 : lineFeed + 1;
+  if (i == 0 && done.starts_with(kByteOrderMark)) i = kByteOrderMark.size();
   XMLResults results = {error_, 1, 1};
-  std::size_t i = text_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-  while (i < position_) {
-    if (text_[i] == '\n') {
-      ++results.line;
-      results.column = 1;
-    } else {
-      ++results.column;
-    }
-    i += characterLength(text_, i, options_.encoding);
-  }
+  results.line += static_cast<int32_t>(std::count(done.begin(), done.end(), '\n'));
+  for (; i < position_; i += characterLength(text_, i, options_.encoding))
+    ++results.column;
   return results;
 }
 
@@ -66,11 +62,14 @@ void XmlParser::skipBlanks() {
 }
 
 bool XmlParser::skipTo(std::string_view token) {
-  while (!atEnd()) {
-    if (at(token)) return true;
-    nextCharacter();
+  // Bytes below 40 hexadecimal begin a character in every encoding.
+  if (token.front() < 0x40) {
+    position_ = std::min(text_.find(token, position_), text_.size());
+    return !atEnd();
   }
-  return false;
+  while (!atEnd() && !at(token))
+    nextCharacter();
+  return !atEnd();
 }
 
 std::string_view XmlParser::takeName(bool declaration, bool attribute) {

@@ -4,6 +4,7 @@
 #include <limits>
 #include <string_view>
 
+#include "configuration/xml_encoding.h"
 #include "configuration/xml_record.h"
 #include "configuration/xml_text.h"
 
@@ -63,6 +64,8 @@ class XmlWriter {
     if (type == XMLElementChild) {
       writeNode(*node.children[index].record(), depth, plain);
     } else if (type == XMLElementText) {
+      // At the front of a document a mark would be skipped: put one there that may be.
+      if (length_ == 0 && node.texts[index].starts_with(kByteOrderMark)) put(kByteOrderMark);
       putEscaped(node.texts[index]);
     } else {
       put(node.clears[index].delimiters->open);
