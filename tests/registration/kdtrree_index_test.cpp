@@ -258,7 +258,7 @@ std::vector<Descriptor> queriesFor(Random& random, const std::vector<Descriptor>
                                    Generator make, std::size_t count) {
   std::vector<Descriptor> queries = make(random, count);
   for (std::size_t q = 0; q < count; q += 2) {
-    queries[q] = points[random.next() % points.size()];
+    queries[q] = points[static_cast<std::size_t>(random.next() % points.size())];
     for (auto& value : queries[q])
       value = static_cast<int32_t>(static_cast<uint32_t>(value) +
                                    static_cast<uint32_t>(random.range(-60000, 60000)));

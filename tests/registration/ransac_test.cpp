@@ -121,11 +121,13 @@ TEST(RansacEstimation, StopsWhenItIsConfident) {
   // 200 of 400 pairs follow: ln(1 - 0.9995) / ln(1 - 0.5^4) = 117.8, so 118 iterations do once the
   // model is found; no confidence at all ends with the first model, certainty after 1353.
   const struct {
+    int32_t maxIters;
     float confidence;
     const char* printed;
-  } cases[] = {{0.9995f, "ransac iteration count:118\n"},
-               {1.0f, "ransac iteration count:1353\n"},
-               {NAN, "ransac iteration count:5000\n"}};
+  } cases[] = {{5000, 0.9995f, "ransac iteration count:118\n"},
+               {5000, 1.0f, "ransac iteration count:1353\n"},
+               {300, 1.0f, "ransac iteration count:300\n"},
+               {150, NAN, "ransac iteration count:150\n"}};
   for (const auto& c : cases) {
     Random random(301);
     Pairs pairs;
@@ -133,7 +135,8 @@ TEST(RansacEstimation, StopsWhenItIsConfident) {
       fill(pairs, {.motion = shift(3, 4), .count = 1}, random);
     while (pairs.inlier.size() < 400)
       fill(pairs, {.motion = shift(3, 4), .count = 1, .outlierShare = 1}, random);
-    EXPECT_THAT(run(pairs, {5000, 12.0f, c.confidence}).printed, testing::StartsWith(c.printed));
+    EXPECT_THAT(run(pairs, {c.maxIters, 12.0f, c.confidence}).printed,
+                testing::StartsWith(c.printed));
   }
 }
 
