@@ -129,5 +129,82 @@ TEST(FilterRows, EqualsScalar) {
   });
 }
 
+// A table of random rows, or of the values that overflow first; with weights of 0 among them.
+struct FusionTable {
+  FusionTable(int32_t phases, Random& random, int mode)
+      : values(static_cast<std::size_t>(17 * phases * phases)) {
+    fill<int16_t>(values, random, mode, mode == 0 ? int16_t{-400} : INT16_MIN,
+                  mode == 0 ? int16_t{4800} : INT16_MAX);
+    for (int32_t i = 0; i < phases * phases; ++i) {
+      int16_t* row = values.data() + std::ptrdiff_t{17} * i;
+      if (i % 5 == 0) row[16] = 0;
+      rows.push_back(row);
+    }
+  }
+  PageBuffer<int16_t> values;
+  std::vector<const int16_t*> rows;
+};
+
+TEST(FuseRow, EqualsScalar) {
+  forEachInterpolationVariant(&InterpolationKernels::fuseRow, [](auto scalar, auto variant) {
+    Random random(5);
+    const int32_t width = 40;
+    const int32_t height = 9;
+    const int32_t pitch = width + 4;
+    for (const int32_t count : kCounts) {
+      for (int mode = 0; mode < kFillModes; ++mode) {
+        const int32_t phases = mode == 0 ? 50 : 3;
+        const FusionTable table(phases, random, mode);
+        Sources first(static_cast<std::size_t>(4 * pitch));
+        Sources second(static_cast<std::size_t>(pitch * (height + 4)));
+        fill<uint8_t>(first, random, mode, 0, 255);
+        fill<uint8_t>(second, random, mode, 0, 255);
+        PageBuffer<int32_t> mapX(width);
+        PageBuffer<int32_t> mapY(width);
+        fill<int32_t>(mapX, random, 0, -2 << 16, (width + 2) << 16);
+        fill<int32_t>(mapY, random, 0, -2 << 16, (height + 2) << 16);
+        mapX[3] = INT32_MAX;
+        mapY[5] = INT32_MIN;
+        std::vector<int32_t> columns[4];
+        for (int32_t j = 0; j < count; ++j) {
+          const int32_t position = j * (width + 3) / std::max(count, 1);
+          columns[0].push_back(position - 1);  // both ends reach outside
+          columns[1].push_back(std::min(position, width - 1));
+          columns[2].push_back(static_cast<int32_t>(random.range(0, 65535)));
+          columns[3].push_back(phases * columns[2].back() >> 16);
+        }
+        const auto inside = [&](int32_t c) { return c >= 0 && c + 4 <= pitch; };
+        const auto begin = std::find_if(columns[0].begin(), columns[0].end(), inside);
+        const auto end = std::find_if_not(begin, columns[0].end(), inside);
+        const FusionColumns plan = {count,
+                                    static_cast<int32_t>(begin - columns[0].begin()),
+                                    static_cast<int32_t>(end - columns[0].begin()),
+                                    columns[0].data(),
+                                    columns[1].data(),
+                                    columns[2].data(),
+                                    columns[3].data()};
+        const FusionRow row = {{first.data(), first.data() + pitch, first.data() + 2 * pitch,
+                                first.data() + 3 * pitch},
+                               table.rows.data() + phases,
+                               mapX.data(),
+                               mapY.data(),
+                               static_cast<int32_t>(random.range(0, 65535)),
+                               second.data(),
+                               pitch,
+                               width,
+                               height,
+                               table.rows.data(),
+                               phases};
+        Sources out[2] = {Sources(static_cast<std::size_t>(count)),
+                          Sources(static_cast<std::size_t>(count))};
+        scalar(row, plan, 0, count, out[0].data());
+        variant(row, plan, 0, count, out[1].data());
+        expectSame(out[0], out[1],
+                   std::to_string(count) + " columns, mode " + std::to_string(mode));
+      }
+    }
+  });
+}
+
 }  // namespace
 }  // namespace velmora::test
