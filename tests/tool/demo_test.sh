@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The demonstration: its files, its numbers, the same on every run.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 
 "$tool" demo a/b >first 2>messages || fail "demo: $(cat messages)"

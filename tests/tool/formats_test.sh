@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Every format in and out, raw names, grey and odd pictures, clips.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 frame=$2
 

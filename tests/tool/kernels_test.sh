@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Kernel files, the version, and the choice of kernels.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 frame=$2
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A picture of 12 megapixels, from a JPEG to a PNG.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 
 ok "$tool" upscale "$2" --size 4000x3000 -o photo.jpg

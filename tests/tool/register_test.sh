@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Registration of pictures with a known motion, its report in all forms, and pairs that fail.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 
 # Two windows of the scene, 9 columns and 6 rows apart.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Standard output carries data alone, standard error messages alone, --quiet silences success, and a
 # failure leaves no file.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 frame=$2
 

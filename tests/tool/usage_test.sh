@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Wrong calls: the exit status, and a message that names the option, the value and what is wanted.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 
 ok "$tool" upscale "$2" --region 0,0,119,99 --scale 1 -o small.png
