@@ -41,6 +41,9 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/velmora_sr.pc.in ${generated_dir}/velmo
 install(FILES ${generated_dir}/velmora_sr.pc DESTINATION ${pc_dir})
 
 install(FILES ${PROJECT_SOURCE_DIR}/examples/zelk.xml
+              ${PROJECT_SOURCE_DIR}/examples/zelk-clean.xml
+              ${PROJECT_SOURCE_DIR}/examples/zelk-normal.xml
+              ${PROJECT_SOURCE_DIR}/examples/zelk-noisy.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora_sr)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 

@@ -78,6 +78,16 @@ int parseNumber(const std::string& option, const std::string& value, int low, in
   return number[0];
 }
 
+GhostThresholds parseThresholds(const std::string& option, const std::string& value) {
+  std::array<int, 2> thresholds{};
+  if (!readNumbers(value, ',', thresholds) || thresholds[0] < 0 || thresholds[1] < thresholds[0] ||
+      thresholds[1] > 255) {
+    throw bad(option, value,
+              "pair of thresholds; give LOW,HIGH from 0 to 255, for example 20,40, or auto");
+  }
+  return {thresholds[0], thresholds[1]};
+}
+
 FileFormat parseFormat(const std::string& option, const std::string& value, bool raw) {
   const auto format = formatByName(value);
   if (!format || (raw && !isRawFormat(*format))) {

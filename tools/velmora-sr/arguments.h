@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "engine/ghost_thresholds.h"
 #include "engine/session.h"
 #include "frame_io.h"
 #include "picture.h"
@@ -19,6 +20,8 @@ Region parseRegion(const std::string& option, const std::string& value);
 double parseScale(const std::string& option, const std::string& value);
 /// A whole number in [low, high].
 int parseNumber(const std::string& option, const std::string& value, int low, int high);
+/// "LOW,HIGH", differences of samples: 0 to 255, LOW not above HIGH.
+GhostThresholds parseThresholds(const std::string& option, const std::string& value);
 /// The name of a format; only raw ones when `raw` is set.
 FileFormat parseFormat(const std::string& option, const std::string& value, bool raw);
 

@@ -69,6 +69,7 @@ int run(int argc, char** argv) {
   app.fallthrough();
   app.require_subcommand(0, 1);
   addUpscale(app);
+  addFuse(app);
   addDemo(app);
   addKernels(app);
   addRegister(app);
@@ -84,7 +85,7 @@ int run(int argc, char** argv) {
       printData(versionText());
       requireMatchingLibrary();
     } else if (app.get_subcommands().empty()) {
-      return usage("say what to do: upscale, register, demo or kernels", hint());
+      return usage("say what to do: upscale, fuse, register, demo or kernels", hint());
     }
     return kDone;
   } catch (const CLI::CallForHelp&) {

@@ -18,6 +18,7 @@ void addTuningOptions(CLI::App& command, FrameOptions& options);
 // Each registers one subcommand. Its work runs as the subcommand's callback, by exceptions of
 // errors.h when it cannot be done.
 void addUpscale(CLI::App& app);
+void addFuse(CLI::App& app);
 void addDemo(CLI::App& app);
 void addKernels(CLI::App& app);
 void addRegister(CLI::App& app);

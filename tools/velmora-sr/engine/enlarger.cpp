@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "colour.h"
+#include "engine/frame_buffer.h"
 #include "errors.h"
 #include "size_limits.h"
 
@@ -12,18 +13,6 @@ namespace {
 
 constexpr int kTapsAhead = 2;  // samples beyond a position that a kernel reads
 constexpr int kMinChromaSpan = (kMinRegionSpan + 1) / 2;
-
-// Index `i` of a line of `count` samples that continues mirrored, without repeating its ends.
-int mirrored(int i, int count) {
-  if (count == 1) return 0;
-  const int period = 2 * (count - 1);
-  const int folded = i % period;
-  return folded < count ? folded : period - folded;
-}
-
-std::size_t frameBytes(Size size) {
-  return std::size_t(size.width) * std::size_t(size.height) * 3 / 2;
-}
 
 // Copies the kept part of a produced plane; a single produced column or row is repeated.
 void keep(const uint8_t* source, int sourcePitch, const AxisPlan& x, const AxisPlan& y,
@@ -106,39 +95,8 @@ Enlarger::Enlarger(Size input, Region region, Size output, const TuningFiles& fi
   result_.resize(std::max(frameBytes(luma_.output), chroma_ ? frameBytes(chroma_->output) : 0));
 }
 
-void Enlarger::fillFrame(const Picture& input) {
-  const Size frame = session_->frameSize();
-  const Size size = input.size();
-  copyRows(input.y.row(0), size.width, frame_.data(), frame.width, size.width, size.height);
-  uint8_t* chroma = frame_.data() + std::size_t(frame.width) * frame.height;
-  const Size half = chromaSize(size);
-  interleaveChroma(input.u.row(0), input.v.row(0), half.width, chroma, frame.width, half.width,
-                   half.height, ChromaOrder::uv);
-  // What the frame has beyond the picture continues it mirrored.
-  for (int y = 0; y < size.height; ++y) {
-    uint8_t* row = frame_.data() + std::size_t(y) * frame.width;
-    for (int x = size.width; x < frame.width; ++x)
-      row[x] = row[mirrored(x, size.width)];
-  }
-  for (int y = size.height; y < frame.height; ++y) {
-    std::copy_n(frame_.data() + std::size_t(mirrored(y, size.height)) * frame.width, frame.width,
-                frame_.data() + std::size_t(y) * frame.width);
-  }
-  for (int y = 0; y < half.height; ++y) {
-    uint8_t* row = chroma + std::size_t(y) * frame.width;
-    for (int x = half.width; x < frame.width / 2; ++x) {
-      row[2 * x] = row[2 * mirrored(x, half.width)];
-      row[2 * x + 1] = row[2 * mirrored(x, half.width) + 1];
-    }
-  }
-  for (int y = half.height; y < frame.height / 2; ++y) {
-    std::copy_n(chroma + std::size_t(mirrored(y, half.height)) * frame.width, frame.width,
-                chroma + std::size_t(y) * frame.width);
-  }
-}
-
 void Enlarger::enlarge(const Picture& input, Picture& output) {
-  fillFrame(input);
+  fillFrame(input, session_->frameSize(), frame_);
   output.reset(output_);
   output.range = input.range;
   output.grey = input.grey;

@@ -51,7 +51,6 @@ class Enlarger {
   [[nodiscard]] static Call chromaCall(Region region, Size output);
   [[nodiscard]] bool oneCallIsEnough() const;
   [[nodiscard]] Size frameFor(Size input) const;
-  void fillFrame(const Picture& input);
 
   Region region_;
   Size output_;

@@ -9,6 +9,7 @@
 #include "errors.h"
 #include "size_limits.h"
 #include "streams.h"
+#include "velmora_sr/records.h"
 #include "velmora_sr/version.h"
 
 namespace velmora::tool {
@@ -62,7 +63,8 @@ void requireUsable(const TuningFiles& files) {
   if (!files.kernels.empty()) requireKernels(files.kernels);
 }
 
-Session::Session(Size frame, int32_t scene, const TuningFiles& files) : frame_(frame) {
+Session::Session(Size frame, int32_t scene, const TuningFiles& files)
+    : frame_(frame), scene_(scene) {
   const std::string configuration =
       files.configuration.empty() ? "" : longEnough(files.configuration);
   const std::string kernels = files.kernels.empty() ? "" : longEnough(files.kernels);
@@ -86,37 +88,55 @@ Session::~Session() {
   library_log::take();
 }
 
-void Session::enlarge(std::span<uint8_t> frame, Region region, Size outputSize,
-                      std::span<uint8_t> output) {
-  Velmora_SR_InputFrames input = {};
+void Session::process(Velmora_SR_InputFrames& input, Region region,
+                      Velmora_SR_OutputFrame& output) {
   input.width = frame_.width;
   input.height = frame_.height;
   input.format = VELMORA_SR_FORMAT_NV12;
-  input.leftData = frame.data();
   input.vrDepthStartW = region.left;
   input.vrDepthStartH = region.top;
   input.vrDepthEndW = region.right;
   input.vrDepthEndH = region.bottom;
-  Velmora_SR_OutputFrame out = {};
-  out.width = outputSize.width;
-  out.height = outputSize.height;
-  out.format = VELMORA_SR_FORMAT_NV12;
-  out.data = output.data();
+  output.format = VELMORA_SR_FORMAT_NV12;
 
   library_log::take();
   block_pool::takeFailure();
-  const int32_t result = VELMORA_SR_Process(handle_, &input, 1, &out);
-  // The library reports failures inside a call through its log alone.
-  const auto lines = library_log::take();
+  const int32_t frames = scene_ == VELMORA_SR_SCENE_SINGLE ? 1 : 2;
+  const int32_t result = VELMORA_SR_Process(handle_, &input, frames, &output);
   if (block_pool::takeFailure()) {
-    throw Failure("out of memory while enlarging to " + text(outputSize));
-  }
-  for (const auto& line : lines) {
-    if (line.priority >= kErrorPriority) throw Failure("the library reports: " + line.text);
+    throw Failure("out of memory while enlarging to " + text(Size{output.width, output.height}));
   }
   if (result != 0) {
     throw Failure("the library refuses the frame (code " + std::to_string(result) + ")");
   }
+}
+
+void Session::enlarge(std::span<uint8_t> frame, Region region, Size outputSize,
+                      std::span<uint8_t> output) {
+  Velmora_SR_InputFrames input = {};
+  input.leftData = frame.data();
+  Velmora_SR_OutputFrame out = {};
+  out.width = outputSize.width;
+  out.height = outputSize.height;
+  out.data = output.data();
+  process(input, region, out);
+  // The library reports failures inside a call through its log alone.
+  for (const auto& line : library_log::take()) {
+    if (line.priority >= kErrorPriority) throw Failure("the library reports: " + line.text);
+  }
+}
+
+Session::Fusion Session::fuse(std::span<uint8_t> first, std::span<uint8_t> second, Region region,
+                              Size outputSize, std::span<uint8_t> output) {
+  Velmora_SR_InputFrames input = {};
+  input.leftData = first.data();
+  (scene_ == VELMORA_SR_SCENE_LEFT_RIGHT ? input.rightData : input.leftData2) = second.data();
+  Velmora_SR_OutputFrame out = {};
+  out.width = outputSize.width;
+  out.height = outputSize.height;
+  out.data = output.data();
+  process(input, region, out);
+  return {zelkParamPrivate.registFailed == 0, {out.vrStartW, out.vrStartH, out.vrEndW, out.vrEndH}};
 }
 
 std::string libraryVersion() {

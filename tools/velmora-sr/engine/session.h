@@ -30,6 +30,12 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
+  /// What became of a pair of frames.
+  struct Fusion {
+    bool fused;     ///< false: the frames did not register, the first one was enlarged alone
+    Region region;  ///< the part of the first frame that the output shows
+  };
+
   [[nodiscard]] Size frameSize() const { return frame_; }
 
   /// Scene 0. Stretches `region` of an NV12 frame onto the whole of an NV12 output of `outputSize`;
@@ -37,8 +43,18 @@ class Session {
   /// Throws Failure when the library could not do it.
   void enlarge(std::span<uint8_t> frame, Region region, Size outputSize, std::span<uint8_t> output);
 
+  /// Scenes 1 and 2. Like enlarge(), from two frames: the library narrows the region to what both
+  /// show and to even bounds. `first` is changed where de-ghosting replaces samples. An output of
+  /// the frame's size is a copy of `first`. Throws Failure when the library could not do it.
+  Fusion fuse(std::span<uint8_t> first, std::span<uint8_t> second, Region region, Size outputSize,
+              std::span<uint8_t> output);
+
  private:
+  /// One call of the library; throws Failure when it runs out of memory or refuses the frame.
+  void process(Velmora_SR_InputFrames& input, Region region, Velmora_SR_OutputFrame& output);
+
   Size frame_;
+  int32_t scene_;
   SR_ParamsPublic* handle_ = nullptr;
 };
 

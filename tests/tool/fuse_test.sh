@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# Two frames into one: what registers is fused, what does not is what upscale makes.
+# shellcheck source=lib.sh
+. "$(dirname "$0")/lib.sh"
+
+# said TEXT: the last status line holds it.
+said() {
+  grep -qF -- "$1" messages || fail "\"$1\" is missing: $(cat messages)"
+}
+
+# near VALUE WANTED TOLERANCE
+near() {
+  [ "$1" -ge $(($2 - $3)) ] && [ "$1" -le $(($2 + $3)) ]
+}
+
+# registered LEFT TOP RIGHT BOTTOM: the last status line tells of a fusion of this part of the frame,
+# give or take two pixels; sets left, top, ... to what it tells.
+registered() {
+  said 'fused; registered '
+  read -r left top right bottom < <(sed 's/.*registered \([0-9,]*\);.*/\1/; s/,/ /g' messages)
+  near "$left" "$1" 2 && near "$top" "$2" 2 && near "$right" "$3" 2 && near "$bottom" "$4" 2 ||
+    fail "registered $left,$top,$right,$bottom instead of $*"
+}
+
+# doubled FILE: its size is twice that of the registered part, after the bounds were made even.
+doubled() {
+  local x=$((left + left % 2)) y=$((top + top % 2)) x1=$((right - right % 2)) y1=$((bottom - bottom % 2))
+  [ "$(png_size "$1")" = "$((2 * (x1 - x + 1)))x$((2 * (y1 - y + 1)))" ] ||
+    fail "$1: $(png_size "$1") for $left,$top,$right,$bottom"
+}
+
+# Two views of the demonstration's scene: the second shows what lies 8 columns right and 6 rows down.
+scene=$(dirname "$2")/truth.png
+ok "$tool" upscale "$scene" --region 300,200,999,799 --scale 1 -o one.png
+ok "$tool" upscale "$scene" --region 308,206,1007,805 --scale 1 -o two.png
+ok "$tool" upscale "$scene" --region 340,220,469,339 --size 700x600 -o other.png
+ok "$tool" upscale "$scene" --region 300,200,699,598 --scale 1 -o small.png
+
+# Identical frames: all of the frame.
+ok "$tool" fuse one.png one.png --mask mask.png -o same.png
+registered 0 0 699 599
+doubled same.png
+[ "$(png_size mask.png)" = 700x600 ] || fail "mask.png: $(png_size mask.png)"
+
+# A known shift: the first columns and rows are not in the second frame, so the output shrinks with
+# the region, and keeps the proportions.
+ok "$tool" fuse one.png two.png -o shifted.png
+registered 8 6 699 599
+doubled shifted.png
+ok "$tool" fuse one.png two.png -o again.png
+same shifted.png again.png 'two runs'
+ok "$tool" --cpu scalar fuse one.png two.png -o again.png
+same shifted.png again.png 'kernel sets'
+ok "$tool" fuse one.png two.png --stereo -o again.png
+same shifted.png again.png 'scenes'
+
+# A region, a scale that makes odd sizes, a size of one's own.
+ok "$tool" fuse one.png two.png --region 101,100,301,250 --scale 1.5 -o part.png
+said '102,100,300,250 (199x151) to 299x227'
+[ "$(png_size part.png)" = 299x227 ] || fail "part.png: $(png_size part.png)"
+ok "$tool" fuse one.png one.png --region 20,30,620,530 --size 1201x501 -o sized.png
+said '20,30,620,530 (601x501) to 1201x501, scale 2.000 x 1.000'
+# The input's size is no reason to copy the first frame.
+ok "$tool" fuse one.png two.png --size 700x600 -o equal.png
+said 'fused; registered '
+said 'to 700x600, scale 1.0'
+if cmp -s equal.png one.png; then fail "the first frame was copied"; fi
+
+# Thresholds: given, from a file, measured.
+ok "$tool" fuse one.png two.png --ghost 0,0 --mask mask.png -o all.png
+said 'de-ghosting 0,0 replaced '
+[ "$(sed 's/.*replaced \([0-9]*\).*/\1/' messages)" -ge 98 ] || fail "0,0: $(cat messages)"
+if cmp -s all.png shifted.png; then fail "thresholds change nothing"; fi
+cat >ghost.xml <<'END'
+<?xml version="1.0"?>
+<Config><GhostCorrection><LowThr>0</LowThr><HighThr>0</HighThr></GhostCorrection></Config>
+END
+ok "$tool" fuse one.png two.png --config ghost.xml -o again.png
+said 'de-ghosting 0,0 replaced '
+same all.png again.png 'thresholds by option and by file'
+ok "$tool" fuse one.png two.png --ghost auto -o again.png
+same shifted.png again.png 'auto is the default'
+TMPDIR=$work ok "$tool" fuse one.png two.png --ghost 3,9 -o again.png
+if compgen -G 'velmora-sr-*' >files; then fail "a configuration was left behind: $(cat files)"; fi
+
+# What cannot be registered is what upscale makes of the first frame.
+ok "$tool" fuse one.png other.png --region 11,20,310,219 --mask mask.png -o alone.png
+said 'not fused: '
+ok "$tool" upscale one.png --region 11,20,310,219 -o upscaled.png
+same alone.png upscaled.png 'unregistrable'
+[ "$(png_size mask.png)" = 700x600 ] || fail "mask of one frame: $(png_size mask.png)"
+ok "$tool" fuse small.png small.png -o alone.png
+said 'not fused: frames under 400x400 cannot be registered, these are 400x399'
+ok "$tool" upscale small.png -o upscaled.png
+same alone.png upscaled.png 'small'
+ok "$tool" fuse one.png two.png --region 0,0,105,200 -o alone.png
+said 'not fused: the second frame shows too little of the region'
+ok "$tool" upscale one.png --region 0,0,105,200 -o upscaled.png
+same alone.png upscaled.png 'narrow region'
+
+# Wrong calls.
+refused 2 'SECOND is required' fuse one.png -o a.png
+refused 2 'only one of the two frames can come from standard input' fuse - - -o a.png
+refused 2 '--ghost: "5" is no pair of thresholds; give LOW,HIGH' fuse one.png two.png -o a.png --ghost 5
+refused 2 '--ghost: "9,5" is no pair' fuse one.png two.png -o a.png --ghost 9,5
+refused 2 '--ghost: "1,256" is no pair' fuse one.png two.png -o a.png --ghost 1,256
+refused 2 '--ghost excludes --config' fuse one.png two.png -o a.png --ghost 1,5 --config ghost.xml
+refused 2 '--mask: "a.jpg" should end in .png' fuse one.png two.png -o a.png --mask a.jpg
+refused 2 'reaches outside the picture' fuse one.png two.png -o a.png --region 0,0,700,439
+refused 1 'the frames differ in size: one.png is 700x600, small.png is 400x399' \
+  fuse one.png small.png -o a.png
+refused 1 'none.png: cannot open' fuse one.png none.png -o a.png
+[ ! -e a.png ] || fail "a.png was left behind"
+finish
