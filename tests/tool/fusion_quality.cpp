@@ -1,0 +1,335 @@
+// Quality of fusion on real photos: two frames of half the photo's resolution are made, moved by a
+// known homography, with noise and an object that moves; what the library makes of them is compared
+// with the photo.
+//
+//   fusion_quality [--ghost LOW,HIGH] [--pictures FOLDER] PHOTO...
+//
+// Prints a table in Markdown: PSNR in dB and SSIM of luma, for one frame, both frames with
+// thresholds from their noise, and both with the library's default ones (or those given). Where the
+// object is in either frame is a row of its own: there the fused picture follows the second frame.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <numbers>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "arguments.h"
+#include "engine/enlarger.h"
+#include "engine/noise.h"
+#include "engine/pair_fuser.h"
+#include "errors.h"
+#include "formats/png.h"
+#include "frame_io.h"
+#include "status.h"
+#include "streams.h"
+#include "support/random.h"
+
+namespace velmora::tool {
+namespace {
+
+constexpr int kMargin = 64;  // of the photo around the frames, in its pixels
+constexpr Size kLargestFrame = {1200, 1000};
+constexpr int kSmallestSide = 1000;  // the wider side of a frame
+constexpr std::array<double, 3> kNoise = {0, 3, 8};
+// Hand-held: a turn of 0.4 degrees, 0.2 % larger, and a shift of some pixels.
+constexpr double kAngle = 0.007;
+constexpr double kScale = 1.002;
+constexpr std::array<double, 2> kShift = {6.3, -4.7};
+// The object is a disc of another part of the photo; lengths in pixels of the photo.
+constexpr int kRadius = 110;
+constexpr std::array<int, 2> kStep = {90, 40};
+constexpr GhostThresholds kLibraryDefault = {1, 5};
+
+struct Point {
+  double x, y;
+};
+
+// Catmull-Rom weights of the four samples around a fraction.
+std::array<double, 4> cubic(double t) {
+  return {t * (-0.5 + t * (1 - 0.5 * t)), 1 + t * t * (1.5 * t - 2.5),
+          t * (0.5 + t * (2 - 1.5 * t)), t * t * (0.5 * t - 0.5)};
+}
+
+double sampleAt(const Plane& plane, Point p) {
+  const int left = static_cast<int>(std::floor(p.x));
+  const int top = static_cast<int>(std::floor(p.y));
+  const auto wx = cubic(p.x - left);
+  const auto wy = cubic(p.y - top);
+  double sum = 0;
+  for (int j = 0; j < 4; ++j) {
+    const uint8_t* row = plane.row(std::clamp(top + j - 1, 0, plane.size.height - 1));
+    double line = 0;
+    for (int i = 0; i < 4; ++i) {
+      line +=
+          wx[static_cast<std::size_t>(i)] * row[std::clamp(left + i - 1, 0, plane.size.width - 1)];
+    }
+    sum += wy[static_cast<std::size_t>(j)] * line;
+  }
+  return sum;
+}
+
+// The mean over a square of 2 x 2 pixels around a point.
+double meanAround(const Plane& plane, Point p) {
+  return (sampleAt(plane, {p.x - 0.5, p.y - 0.5}) + sampleAt(plane, {p.x + 0.5, p.y - 0.5}) +
+          sampleAt(plane, {p.x - 0.5, p.y + 0.5}) + sampleAt(plane, {p.x + 0.5, p.y + 0.5})) /
+         4;
+}
+
+uint8_t toByte(double value) {
+  return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
+}
+
+// Where a pixel of a frame lies in the frame of the first view.
+Point seenFrom(Size frame, bool second, Point p) {
+  if (!second) return p;
+  const double cx = (frame.width - 1) / 2.0;
+  const double cy = (frame.height - 1) / 2.0;
+  const double a = kScale * std::cos(kAngle);
+  const double b = kScale * std::sin(kAngle);
+  return {cx + kShift[0] + a * (p.x - cx) - b * (p.y - cy),
+          cy + kShift[1] + b * (p.x - cx) + a * (p.y - cy)};
+}
+
+class Gaussian {
+ public:
+  explicit Gaussian(uint64_t seed) : random_(seed) {}
+  double next() {
+    const double radius = std::sqrt(-2 * std::log(1 - random_.unit()));
+    return radius * std::cos(2 * std::numbers::pi * random_.unit());
+  }
+
+ private:
+  test::Random random_;
+};
+
+// A frame whose pixel (x, y) is pixel (2x, 2y) of the photo without its margin.
+Picture frameOf(const Picture& photo, Size size, bool second, double noise) {
+  Gaussian gaussian(second ? 2 : 1);
+  Picture frame(size);
+  for (int y = 0; y < size.height; ++y) {
+    for (int x = 0; x < size.width; ++x) {
+      const Point p = seenFrom(size, second, {double(x), double(y)});
+      const double value = meanAround(photo.y, {2 * p.x + kMargin, 2 * p.y + kMargin});
+      frame.y.row(y)[x] = toByte(value + noise * gaussian.next());
+    }
+  }
+  // Chroma of a camera is the mean of four pixels, which halves its noise.
+  for (int y = 0; y < frame.u.size.height; ++y) {
+    for (int x = 0; x < frame.u.size.width; ++x) {
+      const Point p = seenFrom(size, second, {2 * x + 0.5, 2 * y + 0.5});
+      const Point at = {p.x + (kMargin - 0.5) / 2, p.y + (kMargin - 0.5) / 2};
+      frame.u.row(y)[x] = toByte(meanAround(photo.u, at) + noise / 2 * gaussian.next());
+      frame.v.row(y)[x] = toByte(meanAround(photo.v, at) + noise / 2 * gaussian.next());
+    }
+  }
+  return frame;
+}
+
+struct Disc {
+  int x, y, radius;
+  [[nodiscard]] bool holds(int px, int py) const {
+    return (px - x) * (px - x) + (py - y) * (py - y) <= radius * radius;
+  }
+};
+
+// Copies the part of the photo at `from` to the disc.
+Picture withObject(const Picture& photo, Disc disc, Disc from) {
+  Picture result = photo;
+  const auto paste = [&](const Plane& source, Plane& target, int unit) {
+    for (int y = 0; y < target.size.height; ++y) {
+      for (int x = 0; x < target.size.width; ++x) {
+        if (!disc.holds(x * unit, y * unit)) continue;
+        target.row(y)[x] = source.row(y + (from.y - disc.y) / unit)[x + (from.x - disc.x) / unit];
+      }
+    }
+  };
+  paste(photo.y, result.y, 1);
+  paste(photo.u, result.u, 2);
+  paste(photo.v, result.v, 2);
+  return result;
+}
+
+// What a region of the first frame looks like in the photo.
+Plane truthOf(const Plane& photo, Region region) {
+  const Size size = region.size();
+  Plane truth({2 * size.width - 1, 2 * size.height - 1});
+  for (int y = 0; y < truth.size.height; ++y) {
+    std::copy_n(photo.row(y + kMargin + 2 * region.top) + kMargin + 2 * region.left,
+                truth.size.width, truth.row(y));
+  }
+  return truth;
+}
+
+struct Quality {
+  double psnr = 0;
+  double ssim = 0;
+};
+
+// Means over windows of 8 x 8 pixels, four apart, that lie where `wanted` says.
+template <typename Wanted>
+Quality qualityOf(const Plane& plane, const Plane& truth, const Wanted& wanted) {
+  constexpr int kWindow = 8;
+  constexpr double kC1 = 0.01 * 255 * 0.01 * 255;
+  constexpr double kC2 = 0.03 * 255 * 0.03 * 255;
+  double similarity = 0;
+  double squares = 0;
+  int64_t windows = 0;
+  for (int top = kWindow; top + 2 * kWindow <= truth.size.height; top += kWindow / 2) {
+    for (int left = kWindow; left + 2 * kWindow <= truth.size.width; left += kWindow / 2) {
+      if (!wanted(left + kWindow / 2, top + kWindow / 2)) continue;
+      double a = 0, b = 0, aa = 0, bb = 0, ab = 0;
+      for (int y = top; y < top + kWindow; ++y) {
+        for (int x = left; x < left + kWindow; ++x) {
+          const double p = plane.row(y)[x];
+          const double q = truth.row(y)[x];
+          a += p, b += q, aa += p * p, bb += q * q, ab += p * q;
+        }
+      }
+      constexpr double kCount = kWindow * kWindow;
+      squares += (aa - 2 * ab + bb) / kCount;
+      const double ma = a / kCount;
+      const double mb = b / kCount;
+      const double va = aa / kCount - ma * ma;
+      const double vb = bb / kCount - mb * mb;
+      const double cov = ab / kCount - ma * mb;
+      similarity +=
+          (2 * ma * mb + kC1) * (2 * cov + kC2) / ((ma * ma + mb * mb + kC1) * (va + vb + kC2));
+      ++windows;
+    }
+  }
+  if (windows == 0) return {};
+  const auto count = static_cast<double>(windows);
+  return {10 * std::log10(255.0 * 255.0 * count / squares), similarity / count};
+}
+
+std::string text(const Quality& quality) {
+  return format(" %.2f %.4f |", quality.psnr, quality.ssim);
+}
+
+void save(const std::string& path, const Picture& picture) {
+  const auto writer = createPng(path);
+  writer->write(picture);
+  writer->finish();
+}
+
+struct Options {
+  GhostThresholds compared = kLibraryDefault;
+  std::string pictures;
+};
+
+void measure(const std::string& path, const Options& options) {
+  const auto reader = openInput({path, {}, {}});
+  Picture photo;
+  if (!reader->next(photo)) throw Failure(path + ": holds no picture");
+  const std::string file = std::filesystem::path(path).stem();
+  const auto side = [](int photoSide, int largest) {
+    return std::min((photoSide - 2 * kMargin + 1) / 2, largest) / 2 * 2;
+  };
+  const Size size = {side(photo.size().width, kLargestFrame.width),
+                     side(photo.size().height, kLargestFrame.height)};
+  if (std::max(size.width, size.height) < kSmallestSide ||
+      std::min(size.width, size.height) < 400) {
+    std::fprintf(stderr, "%s: too small, left out\n", path.c_str());
+    return;
+  }
+  const Disc before = {kMargin + size.width / 2 * 2, kMargin + size.height, kRadius};
+  const Disc after = {before.x + kStep[0], before.y + kStep[1], kRadius};
+  const Disc part = {kMargin + size.width / 4 * 2, kMargin + size.height / 4 * 2, kRadius};
+  const Picture photo1 = withObject(photo, before, part);
+  const Picture photo2 = withObject(photo, after, part);
+
+  for (const double noise : kNoise) {
+    const Picture first = frameOf(photo1, size, false, noise);
+    const Picture second = frameOf(photo2, size, true, noise);
+    FusionRequest request;
+    request.region = wholeOf(size);
+    request.outputSize = [](Region region) {
+      return Size{2 * region.size().width - 1, 2 * region.size().height - 1};
+    };
+    request.ghost = thresholdsFor(first, second);
+    const FusionResult chosen = fusePair(first, second, request);
+    std::string row = "| " + file + format(" | %g |", noise);
+    if (!chosen.failure.empty()) {
+      printData(row + " " + chosen.failure + " |\n");
+      continue;
+    }
+    request.ghost = options.compared;
+    const FusionResult compared = fusePair(first, second, request);
+    Picture alone;
+    Enlarger(size, chosen.region, request.outputSize(chosen.region), {}).enlarge(first, alone);
+
+    const Plane truth1 = truthOf(photo1.y, chosen.region);
+    const Plane truth2 = truthOf(photo2.y, chosen.region);
+    const auto moving = [&](int x, int y) {
+      const int px = x + kMargin + 2 * chosen.region.left;
+      const int py = y + kMargin + 2 * chosen.region.top;
+      const auto near = [&](Disc disc) {
+        disc.radius += 16;
+        return disc.holds(px, py);
+      };
+      return near(before) || near(after);
+    };
+    const auto still = [&](int x, int y) { return !moving(x, y); };
+    row += text(qualityOf(alone.y, truth1, still)) +
+           text(qualityOf(chosen.picture.y, truth1, still)) +
+           text(qualityOf(compared.picture.y, truth1, still)) +
+           text(qualityOf(alone.y, truth1, moving)) +
+           text(qualityOf(chosen.picture.y, truth2, moving)) +
+           text(qualityOf(compared.picture.y, truth2, moving)) +
+           format(" %.1f: %d,%d |", std::max(noiseOf(first), noiseOf(second)), chosen.ghost.low,
+                  chosen.ghost.high) +
+           format(" %.1f | %.1f |\n", 100 * chosen.replacedShare, 100 * compared.replacedShare);
+    printData(row);
+    if (!options.pictures.empty()) {
+      const std::string stem = options.pictures + "/" + file + format("-%g", noise);
+      save(stem + "-first.png", first);
+      save(stem + "-second.png", second);
+      save(stem + "-alone.png", alone);
+      save(stem + "-fused.png", chosen.picture);
+      Picture mask(size);
+      mask.grey = true;
+      mask.y = chosen.weights;
+      save(stem + "-mask.png", mask);
+    }
+  }
+}
+
+int run(std::vector<std::string> arguments) {
+  Options options;
+  while (arguments.size() >= 2 && arguments[0].starts_with("--")) {
+    if (arguments[0] == "--ghost") options.compared = parseThresholds("--ghost", arguments[1]);
+    if (arguments[0] == "--pictures") options.pictures = arguments[1];
+    arguments.erase(arguments.begin(), arguments.begin() + 2);
+  }
+  if (arguments.empty()) {
+    std::fputs("usage: fusion_quality [--ghost LOW,HIGH] [--pictures FOLDER] PHOTO...\n", stderr);
+    return 2;
+  }
+  const std::string given = format("%d,%d", options.compared.low, options.compared.high);
+  printData("| photo | noise | one frame | auto | " + given +
+            " | object: one frame | object: auto | object: " + given +
+            " | measured: thresholds | replaced %, auto | replaced %, " + given + " |\n");
+  printData("|---|---|---|---|---|---|---|---|---|---|---|\n");
+  for (const std::string& path : arguments)
+    measure(path, options);
+  return 0;
+}
+
+}  // namespace
+}  // namespace velmora::tool
+
+int main(int argc, char** argv) {
+  velmora::tool::claimStandardOutput();
+  try {
+    return velmora::tool::run({argv + 1, argv + argc});
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "fusion_quality: %s\n", error.what());
+    return 1;
+  }
+}
