@@ -171,6 +171,22 @@ TEST(Create, WithoutMemoryForTheHandle) {
                                             error("NB7UO_ZELK: VELMORA_SR_Create Failed!!\n")}));
 }
 
+TEST(Create, EveryHeapRequestThatFailsIsSurvived) {
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic* handle = nullptr;
+  for (int n = 0;; ++n) {
+    const HeapFaults failure(n);
+    const int32_t code = VELMORA_SR_Create(&params, &handle);
+    EXPECT_EQ(handle == nullptr, n == 0);
+    if (handle != nullptr) {
+      EXPECT_EQ(code, 0);
+      EXPECT_EQ(VELMORA_SR_Destroy(&handle), 0);
+    }
+    EXPECT_EQ(failure.live(), 0u);
+    if (failure.requests() <= n) break;  // nothing has failed any more
+  }
+}
+
 TEST(Create, WithoutThreadsStillDeliversTheHandle) {
   const Velmora_SR_CreateParams params = parameters(64, 48, 0);
   SR_ParamsPublic* handle = nullptr;

@@ -14,6 +14,8 @@
 #include "interface/interposers.h"
 #include "interface/session.h"
 #include "interface/textured_frame.h"
+#include "kernels/kernel_table.h"
+#include "support/heap_faults.h"
 #include "support/scratch_directory.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/interface.h"
@@ -196,6 +198,19 @@ TEST(RegisteredPair, SceneOneAndTwoAgreeAndRepeatsAreIdentical) {
   }
 }
 
+TEST(RegisteredPair, EverySetOfKernelsGivesTheSameBytes) {
+  const Session session(kWidth, kHeight, 1);
+  std::vector<std::vector<uint8_t>> outputs;
+  for (const KernelSet set : availableKernelSets()) {
+    forceKernels(set);
+    PairCall call(frameAt(0, 0), frameAt(12, -8));
+    EXPECT_EQ(call.run(session), 0);
+    EXPECT_TRUE(outputs.empty() || outputs[0] == call.data) << name(set);
+    outputs.push_back(call.data);
+  }
+  forceKernels(chosenKernelSet());
+}
+
 TEST(RegisteredPair, SwappedChromaGivesSwappedChroma) {
   const auto swapped = [](std::vector<uint8_t> frame, int32_t width, int32_t height) {
     for (auto i = static_cast<std::size_t>(width * height); i < frame.size(); i += 2)
@@ -349,6 +364,43 @@ TEST(TwoFrameFailures, EveryRequestThatFailsEndsInOneFrameOrNone) {
   // The maps at least are a matter of registration, the pointer arrays and planes are not.
   EXPECT_GE(enlargedAloneCount, 2);
   EXPECT_GE(untouchedCount, 3);
+}
+
+TEST(TwoFrameFailures, EveryScratchRequestThatFailsIsSurvived) {
+  const Session session(kWidth, kHeight, 1);
+  PairCall good(frameAt(0, 0), frameAt(12, -8));
+  int requests = 0;
+  {
+    const HeapFaults count;
+    EXPECT_EQ(good.run(session), 0);
+    requests = count.requests();
+    EXPECT_EQ(count.live(), 0u);
+  }
+  ASSERT_GT(requests, 0);
+  const std::vector<uint8_t> alone = enlargedAlone(frameAt(0, 0), {0, 0, 478, 398});
+  const Session again(kWidth, kHeight, 1);
+  int enlarged = 0, none = 0;
+  for (int n = 0; n < requests; ++n) {
+    SCOPED_TRACE(joined("request ", n, " of ", requests));
+    PairCall call(frameAt(0, 0), frameAt(12, -8));
+    {
+      const HeapFaults failure(n);
+      EXPECT_EQ(call.run(again), 0);
+      EXPECT_EQ(failure.live(), 0u);
+    }
+    EXPECT_EQ(TestAllocator::live(), 0u);
+    if (call.outputUntouched()) {
+      ++none;
+    } else if (zelkParamPrivate.registFailed != 0) {
+      EXPECT_TRUE(call.data == alone);
+      ++enlarged;
+    } else {
+      EXPECT_TRUE(call.data == good.data);
+    }
+  }
+  // The counting allocator's own blocks are among the requests.
+  EXPECT_GT(enlarged, 5);
+  EXPECT_GT(none, 5);
 }
 
 // --- dumps, and the flow as a function of its own
