@@ -73,6 +73,7 @@ int run(int argc, char** argv) {
   addDemo(app);
   addKernels(app);
   addRegister(app);
+  addInfo(app);
 
   const auto hint = [&] {
     const auto called = app.get_subcommands();

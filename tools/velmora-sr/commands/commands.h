@@ -22,6 +22,7 @@ void addFuse(CLI::App& app);
 void addDemo(CLI::App& app);
 void addKernels(CLI::App& app);
 void addRegister(CLI::App& app);
+void addInfo(CLI::App& app);
 
 /// What --version prints.
 std::string versionText();

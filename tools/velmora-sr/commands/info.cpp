@@ -1,0 +1,231 @@
+// velmora-sr info: what a picture, a kernel file or a configuration file holds.
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands/commands.h"
+#include "errors.h"
+#include "frame_io.h"
+#include "streams.h"
+#include "velmora_sr/configuration.h"
+#include "velmora_sr/kernel_tables.h"
+
+namespace velmora::tool {
+namespace {
+
+constexpr const char* kHelp =
+    "Pictures and clips: format, size, frames. Kernel files: phases, the sums of the rows, and "
+    "which built-in rule they follow. Configuration files: the thresholds that the library takes "
+    "from them, and which are defaults.";
+
+constexpr std::size_t kLargestFile = std::size_t{64} << 20;
+constexpr int kMaxPhases = 1024;
+
+std::string line(const std::string& key, const std::string& value) {
+  return key + std::string(key.size() < 14 ? 14 - key.size() : 1, ' ') + value + "\n";
+}
+
+// --- Kernel files ---
+
+std::size_t kernelFileSize(int phases) {
+  const auto n = static_cast<std::size_t>(phases);
+  return 4 + n * n * 34 + n * 16;
+}
+
+int32_t int32At(const std::vector<uint8_t>& bytes, std::size_t offset) {
+  uint32_t value = 0;
+  for (std::size_t i = 4; i-- > 0;)
+    value = value << 8 | bytes[offset + i];
+  return static_cast<int32_t>(value);
+}
+
+int16_t int16At(const std::vector<uint8_t>& bytes, std::size_t offset) {
+  return static_cast<int16_t>(bytes[offset] | bytes[offset + 1] << 8);
+}
+
+/// The phase count of a whole kernel file.
+std::optional<int> kernelPhases(const std::vector<uint8_t>& bytes) {
+  if (bytes.size() < 4) return std::nullopt;
+  const int32_t phases = int32At(bytes, 0);
+  if (phases < 1 || phases > kMaxPhases || bytes.size() != kernelFileSize(phases)) {
+    return std::nullopt;
+  }
+  return phases;
+}
+
+/// A table that the library made for its caller.
+class MadeTable {
+ public:
+  MadeTable(int16_t** rows, int count) : rows_(rows), count_(count) {
+    if (rows == nullptr) throw Failure("out of memory while making kernels to compare with");
+  }
+  ~MadeTable() {
+    for (int i = 0; i < count_; ++i)
+      delete[] rows_[i];
+    delete[] rows_;
+  }
+  MadeTable(const MadeTable&) = delete;
+  MadeTable& operator=(const MadeTable&) = delete;
+  const int16_t* row(int i) const { return rows_[i]; }
+
+ private:
+  int16_t** rows_;
+  int count_;
+};
+
+/// One line on a table of the file: the range of its row sums, and whether it is the rule's.
+std::string describeTable(const std::vector<uint8_t>& bytes, std::size_t offset, int rows,
+                          int values, const MadeTable& rule) {
+  int low = std::numeric_limits<int>::max();
+  int high = std::numeric_limits<int>::min();
+  bool asRule = true;
+  bool sumsFit = true;
+  const int taps = values == 17 ? 16 : values;
+  for (int i = 0; i < rows; ++i) {
+    int sum = 0;
+    for (int k = 0; k < values; ++k) {
+      const int16_t value = int16At(bytes, offset + 2 * (static_cast<std::size_t>(i) * values + k));
+      if (k < taps) sum += value;
+      if (k == 16) sumsFit = sumsFit && value == sum;
+      asRule = asRule && value == rule.row(i)[k];
+    }
+    low = std::min(low, sum);
+    high = std::max(high, sum);
+  }
+  std::string text = std::to_string(rows) + " rows, sums " + std::to_string(low) + " to " +
+                     std::to_string(high) + " (4096 is 1.0)";
+  if (!sumsFit) text += ", weights are NOT the sums of the taps";
+  return text + (asRule ? ", as the built-in rule makes them" : ", not the built-in rule's");
+}
+
+std::string describeKernels(const std::vector<uint8_t>& bytes, int phases) {
+  G_QUANTIZATION = phases;  // no tables are installed, so nobody else reads it
+  const int pairs = phases * phases;
+  const std::size_t sharp = 4 + static_cast<std::size_t>(pairs) * 34;
+  const std::size_t plain = sharp + static_cast<std::size_t>(phases) * 8;
+  return line("kind", "kernel file") +
+         line("phases", std::to_string(phases) + (phases == 50 ? " (as built in)" : "")) +
+         line("two frames", describeTable(bytes, 4, pairs, 17,
+                                          MadeTable(CreateLanczosLUT2D(4, 2, 0.2f), pairs))) +
+         line("luma", describeTable(bytes, sharp, phases, 4,
+                                    MadeTable(CreateLanczosLUT1D(4, 2, 0.2f), phases))) +
+         line("chroma", describeTable(bytes, plain, phases, 4,
+                                      MadeTable(CreateLanczosLUT1D(4, 2, 0), phases)));
+}
+
+// --- Configuration files ---
+
+bool looksLikeXml(const std::vector<uint8_t>& bytes) {
+  std::size_t i = bytes.size() >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF;
+  for (i *= 3; i < bytes.size(); ++i) {
+    const uint8_t c = bytes[i];
+    if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return c == '<';
+  }
+  return false;
+}
+
+struct Threshold {
+  const char* path;
+  int standard;
+};
+constexpr Threshold kLow = {"/Config/GhostCorrection/LowThr", 1};
+constexpr Threshold kHigh = {"/Config/GhostCorrection/HighThr", 5};
+
+std::string describeThreshold(const XmlConfig& config, const Threshold& threshold) {
+  const char* text = config.GetString(threshold.path, nullptr);
+  const int value = config.GetInteger(threshold.path, threshold.standard);
+  if (text == nullptr) return std::to_string(value) + " (default: no " + threshold.path + ")";
+  return std::to_string(value) + " (from \"" + text + "\")";
+}
+
+std::string describeConfiguration(const std::string& path) {
+  if (XMLNode::openFileHelper(path.c_str()).isEmpty()) {
+    return line("kind", "configuration file, not well-formed XML: the library takes its defaults") +
+           line("LowThr", std::to_string(kLow.standard)) +
+           line("HighThr", std::to_string(kHigh.standard));
+  }
+  XmlConfig config;
+  config.LoadConfig(path.c_str());
+  const int low = config.GetInteger(kLow.path, kLow.standard);
+  const int high = config.GetInteger(kHigh.path, kHigh.standard);
+  std::string text = line("kind", "configuration file") +
+                     line("LowThr", describeThreshold(config, kLow)) +
+                     line("HighThr", describeThreshold(config, kHigh));
+  if (low > high || low < 0 || high > 255) {
+    text += line("taken", "1 and 5: 0 <= LowThr <= HighThr <= 255 does not hold");
+  } else {
+    text += line("taken", std::to_string(low) + " and " + std::to_string(high));
+  }
+  if (!config.SearchNode("/GhostCorrection").isEmpty()) {
+    text += line("note",
+                 "without an <?xml ...?> line the outermost element is itself the top, so that "
+                 "/Config is not found");
+  }
+  return text;
+}
+
+// --- Pictures ---
+
+std::string describePicture(const InputRequest& request) {
+  const auto reader = openInput(request);
+  const StreamInfo& info = reader->info();
+  std::string text =
+      line("kind", isPictureFormat(info.format) ? "picture" : "frames") +
+      line("format", name(info.format)) +
+      line("size", std::to_string(info.size.width) + "x" + std::to_string(info.size.height));
+  text += line("range", info.range == Range::full ? "full (0..255)" : "limited (16..235)");
+  if (info.grey) text += line("colour", "none: grey");
+  if (info.frames) text += line("frames", std::to_string(*info.frames));
+  if (!info.y4mParameters.empty()) text += line("parameters", info.y4mParameters);
+  if (!info.iccProfile.empty()) {
+    text += line("profile", std::to_string(info.iccProfile.size()) + " bytes of ICC");
+  }
+  return text;
+}
+
+struct Options {
+  std::string path;
+  FrameOptions frames;
+};
+
+void run(const Options& options) {
+  const InputRequest request = options.frames.input(options.path);
+  if (options.path == "-" || request.rawSize || request.rawFormat) {
+    printData(describePicture(request));
+    return;
+  }
+  ByteSource source(options.path);
+  const auto length = source.length();
+  if (length && *length <= kLargestFile) {
+    const std::vector<uint8_t> bytes = source.readAll(kLargestFile);
+    if (bytes.empty()) throw Failure(options.path + ": the file is empty");
+    if (const auto phases = kernelPhases(bytes)) {
+      printData(describeKernels(bytes, *phases));
+      return;
+    }
+    if (looksLikeXml(bytes)) {
+      printData(describeConfiguration(options.path));
+      return;
+    }
+  }
+  printData(describePicture(request));
+}
+
+}  // namespace
+
+void addInfo(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand(
+      "info", "Tell what a picture, a kernel file or a configuration file holds");
+  command->footer(kHelp);
+  command->add_option("FILE", options->path, "The file, or - for a clip on standard input")
+      ->required();
+  addInputOptions(*command, options->frames);
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace velmora::tool
