@@ -309,8 +309,7 @@ TEST(SurfDetect, FindsASquareAtItsCentre) {
     std::fill_n(&picture.at(y, 57), 7, uint8_t{220});
   const Integral integral(picture);
   for (const Detector detect : {SURF_detect, SURF_detect_neon}) {
-    EXPECT_THAT(detected(detect, integral, surfParams()),
-                ElementsAre(Point(60 * 64, 50 * 64, 18)));
+    EXPECT_THAT(detected(detect, integral, surfParams()), ElementsAre(Point(60 * 64, 50 * 64, 18)));
   }
 }
 
