@@ -36,7 +36,7 @@ namespace {
 constexpr int kMargin = 64;  // of the photo around the frames, in its pixels
 constexpr Size kLargestFrame = {1200, 1000};
 constexpr int kSmallestSide = 1000;  // the wider side of a frame
-constexpr std::array<double, 3> kNoise = {0, 3, 8};
+constexpr std::array<double, 4> kNoise = {0, 3, 8, 15};
 // Hand-held: a turn of 0.4 degrees, 0.2 % larger, and a shift of some pixels.
 constexpr double kAngle = 0.007;
 constexpr double kScale = 1.002;

@@ -18,18 +18,20 @@
 namespace velmora::tool {
 namespace {
 
-constexpr double kEdges = 16;
-constexpr double kDeviations = 4.25;  // 3 sqrt(2)
+// Measured on photos, see docs/quality.md: higher thresholds gain little and let ghosts through.
+constexpr double kEdges = 19;
+constexpr double kPerNoise = 0.9;
+constexpr double kHighToLow = 2.5;
 constexpr int kMaxDifference = 255;
 
 }  // namespace
 
 GhostThresholds thresholdsFor(double noise) {
-  const double low = kEdges + kDeviations * noise;
+  const double low = kEdges + kPerNoise * noise;
   const auto rounded = [](double value) {
     return static_cast<int>(std::lround(std::min(value, double{kMaxDifference})));
   };
-  return {rounded(low), rounded(2 * low)};
+  return {rounded(low), rounded(kHighToLow * low)};
 }
 
 GhostThresholds thresholdsFor(const Picture& first, const Picture& second) {

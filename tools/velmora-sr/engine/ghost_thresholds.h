@@ -14,9 +14,9 @@ struct GhostThresholds {
   int high = 0;
 };
 
-/// Thresholds above the noise of a pair: both frames are noisy, so most differences stay within
-/// three times sqrt(2) of it; a fixed part allows for edges, since frames are compared at whole
-/// pixels of the second.
+/// Thresholds above the noise of a pair: `low` grows from 19, which allows for edges, since frames
+/// are compared at whole pixels of the second, by 0.9 for each step of noise; `high` is 2.5 times
+/// as much. Where noise exceeds `low` now and then, samples are only blended a little.
 GhostThresholds thresholdsFor(double noise);
 
 /// The larger noise of both frames tells.
