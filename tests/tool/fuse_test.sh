@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Two frames into one: what registers is fused, what does not is what upscale makes.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 
 # said TEXT: the last status line holds it.
@@ -18,8 +18,10 @@ near() {
 registered() {
   said 'fused; registered '
   read -r left top right bottom < <(sed 's/.*registered \([0-9,]*\);.*/\1/; s/,/ /g' messages)
-  near "$left" "$1" 2 && near "$top" "$2" 2 && near "$right" "$3" 2 && near "$bottom" "$4" 2 ||
+  if ! { near "$left" "$1" 2 && near "$top" "$2" 2 && near "$right" "$3" 2 &&
+    near "$bottom" "$4" 2; }; then
     fail "registered $left,$top,$right,$bottom instead of $*"
+  fi
 }
 
 # doubled FILE: its size is twice that of the registered part, after the bounds were made even.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # What files hold, told without a device.
-# shellcheck source=lib.sh
+# shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 frame=$2
 
