@@ -99,7 +99,7 @@ case $1 in
     sed 's/\\-/-/g' "$prefix/share/man/man1/velmora-sr.1" >"$work/page"
     options <"$work/page" | diff "$work/help" - || fail "options: help <, manual page >"
     for command in "${commands[@]}"; do
-      grep -q "^\.SS Of $command\|^\.B $command\b" "$work/page" || fail "not in the page: $command"
+      grep -q "^\.B $command\$" "$work/page" || fail "not in the page: $command"
     done
     ;;
   *) fail "no such test: $1" ;;
