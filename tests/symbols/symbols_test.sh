@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The shared library exports what the exports.txt lists name, and the lists name nothing else.
+# The shared library exports what the exports.txt lists name, and the lists name nothing else; the
+# names are those that docs/exported-symbols.txt keeps, so that a changed interface is a seen one.
 # usage: symbols_test.sh LIBRARY SOURCE_DIR
 set -euo pipefail
 shopt -u extglob
@@ -45,5 +46,9 @@ for symbol in "${symbols[@]}"; do
       complain "internal, but exported: $symbol" ;;
   esac
 done
+
+if ! diff "$source_dir/docs/exported-symbols.txt" <(printf '%s\n' "${symbols[@]}") >&2; then
+  complain "the list (<) and the library (>) differ; if wanted: scripts/update-symbols"
+fi
 
 ((failures == 0))
