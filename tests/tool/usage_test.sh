@@ -64,7 +64,7 @@ refused 1 'small.png' demo small.png
 refused 1 'needs too much memory' upscale small.png -o a.png --region 0,0,1,1 --size 20000x20000
 
 # Help goes to standard output and is no error.
-for command in "" upscale fuse register demo kernels; do
+for command in "" upscale fuse video register demo kernels; do
   # shellcheck disable=SC2086
   "$tool" $command --help >help 2>messages || fail "help of '$command'"
   grep -q -- '--help' help || fail "help of '$command' is empty"

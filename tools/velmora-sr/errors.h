@@ -18,9 +18,11 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The user or the system asked the tool to stop: no output is left, the tool ends by the signal.
+/// The user or the system asked the tool to stop: it ends by the signal, and the text says what is
+/// left of its work.
 struct Interrupted {
   int signal;
+  std::string text = "stopped; no output was written";
 };
 
 }  // namespace velmora::tool

@@ -16,6 +16,7 @@ volatile sig_atomic_t arrived = 0;
 // Read by the handler: the path is complete before the flag is set.
 std::array<char, PATH_MAX> unfinishedPath;
 volatile sig_atomic_t hasUnfinished = 0;
+int holds = 0;
 
 extern "C" void onSignal(int signal) {
   if (arrived != 0) {
@@ -46,7 +47,15 @@ int pending() {
 }
 
 void check() {
-  if (arrived != 0) throw Interrupted{arrived};
+  if (arrived != 0 && holds == 0) throw Interrupted{arrived};
+}
+
+Hold::Hold() {
+  ++holds;
+}
+
+Hold::~Hold() {
+  --holds;
 }
 
 void setUnfinishedFile(const std::string& path) {

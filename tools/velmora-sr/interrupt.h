@@ -14,8 +14,18 @@ void install();
 /// The signal that arrived, or 0.
 int pending();
 
-/// Throws Interrupted when a signal has arrived.
+/// Throws Interrupted when a signal has arrived and nothing holds it back.
 void check();
+
+/// Holds signals back while it lives, around a step that must not be cut in half. A second signal
+/// still ends the process.
+class Hold {
+ public:
+  Hold();
+  ~Hold();
+  Hold(const Hold&) = delete;
+  Hold& operator=(const Hold&) = delete;
+};
 
 /// The unfinished file that a second signal removes; an empty path when there is none.
 void setUnfinishedFile(const std::string& path);

@@ -70,6 +70,7 @@ int run(int argc, char** argv) {
   app.require_subcommand(0, 1);
   addUpscale(app);
   addFuse(app);
+  addVideo(app);
   addDemo(app);
   addKernels(app);
   addRegister(app);
@@ -86,7 +87,7 @@ int run(int argc, char** argv) {
       printData(versionText());
       requireMatchingLibrary();
     } else if (app.get_subcommands().empty()) {
-      return usage("say what to do: upscale, fuse, register, demo or kernels", hint());
+      return usage("say what to do: upscale, fuse, video, register, demo or kernels", hint());
     }
     return kDone;
   } catch (const CLI::CallForHelp&) {
@@ -100,7 +101,7 @@ int run(int argc, char** argv) {
   } catch (const Failure& failure) {
     status().error(failure.what());
   } catch (const Interrupted& interrupted) {
-    status().error("stopped; no output was written");
+    status().error(interrupted.text);
     interrupt::die(interrupted.signal);
   } catch (const std::bad_alloc&) {
     status().error("out of memory");

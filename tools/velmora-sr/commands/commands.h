@@ -19,6 +19,7 @@ void addTuningOptions(CLI::App& command, FrameOptions& options);
 // errors.h when it cannot be done.
 void addUpscale(CLI::App& app);
 void addFuse(CLI::App& app);
+void addVideo(CLI::App& app);
 void addDemo(CLI::App& app);
 void addKernels(CLI::App& app);
 void addRegister(CLI::App& app);

@@ -143,6 +143,9 @@ FusionResult fusePair(const Picture& first, const Picture& second, const FusionR
       return enlargedAlone(first, request,
                            "the second frame shows too little of the region, less than 100x100");
     }
+    if (request.keepRegion && !(result.region == request.region)) {
+      return enlargedAlone(first, request, "the second frame does not show the whole region");
+    }
     const Size output = request.outputSize(result.region);
     const Size even = {evenAbove(output.width), evenAbove(output.height)};
     if (output == frame || even == frame) {

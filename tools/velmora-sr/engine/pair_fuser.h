@@ -21,6 +21,9 @@ struct FusionRequest {
   TuningFiles tuning;
   /// Take the place of the thresholds in `tuning.configuration`.
   std::optional<GhostThresholds> ghost;
+  /// Enlarges the first frame alone where registration would narrow the region, whose bounds are
+  /// even: all pictures of a clip then show the same part.
+  bool keepRegion = false;
 };
 
 struct FusionResult {

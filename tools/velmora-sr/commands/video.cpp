@@ -1,0 +1,260 @@
+// velmora-sr video: every frame of a clip fused with its neighbour.
+#include <chrono>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "commands/commands.h"
+#include "engine/enlarger.h"
+#include "engine/pair_fuser.h"
+#include "errors.h"
+#include "interrupt.h"
+#include "registration/registration_run.h"
+#include "size_limits.h"
+#include "status.h"
+
+namespace velmora::tool {
+namespace {
+
+constexpr const char* kHelp =
+    "IN is a Y4M (8 bits, 4:2:0) or raw NV12, NV21 or I420 frames; - reads standard input, and "
+    "writes standard output. Every frame is fused with the one that follows, the last with the one "
+    "before. All frames of the output show the same part of the input: an inset keeps it inside "
+    "what neighbours share, and a frame whose neighbour does not show all of it, or cannot be "
+    "registered, is enlarged alone. So are single frames and frames smaller than 400x400. The last "
+    "status line tells how many frames were fused. A Y4M keeps its range and its header. A signal "
+    "to stop (Ctrl-C) leaves a clip of the frames done so far.";
+
+constexpr int kDefaultInset = 16;
+
+struct Options {
+  std::string input;
+  std::string inset;
+  std::string ghost;
+  FrameOptions frames;
+
+  [[nodiscard]] bool measureNoise() const {
+    return ghost == "auto" || (ghost.empty() && frames.tuning.configuration.empty());
+  }
+  void check() const {
+    frames.check();
+    if (!inset.empty()) parseNumber("--inset", inset, 0, kMaxSide);
+    if (!ghost.empty() && ghost != "auto") parseThresholds("--ghost", ghost);
+  }
+};
+
+bool canRegister(Size size) {
+  return size.width >= kSmallestSide && size.height >= kSmallestSide;
+}
+
+// The library fuses regions with even bounds only.
+Region withEvenBounds(Region region) {
+  return {region.left + region.left % 2, region.top + region.top % 2,
+          region.right - region.right % 2, region.bottom - region.bottom % 2};
+}
+
+// The part of every frame that is shown. Frames that cannot be registered need no inset.
+Region fixedRegion(const Options& options, Size frame) {
+  const bool asked = !options.inset.empty() || !options.frames.region.empty();
+  if (!asked && !canRegister(frame)) return wholeOf(frame);
+  Region region = options.frames.regionIn(frame);
+  if (options.frames.region.empty()) {
+    const int inset =
+        options.inset.empty() ? kDefaultInset : parseNumber("--inset", options.inset, 0, kMaxSide);
+    region = {inset, inset, frame.width - 1 - inset, frame.height - 1 - inset};
+  }
+  region = withEvenBounds(region);
+  if (region.left > region.right || region.top > region.bottom) {
+    throw UsageError((options.frames.region.empty() ? "--inset: \"" + options.inset
+                                                    : "--region: \"" + options.frames.region) +
+                     "\" leaves nothing of a frame of " + text(frame) + " with even bounds");
+  }
+  return region;
+}
+
+// What became of the frames. The reasons are a handful of texts, so this stays small.
+class Tally {
+ public:
+  void fused(double replacedShare) {
+    ++fused_;
+    replaced_ += replacedShare;
+  }
+  void alone(long frame, const std::string& reason) {
+    ++alone_;
+    ++reasons_.try_emplace(reason, Reason{frame, 0}).first->second.count;
+  }
+  [[nodiscard]] std::string summary() const {
+    std::string text = std::to_string(fused_) + " of " + std::to_string(fused_ + alone_) +
+                       (fused_ + alone_ == 1 ? " frame fused" : " frames fused");
+    if (fused_ > 0) {
+      text += format(", de-ghosting replaced %.1f %%", 100 * replaced_ / double(fused_));
+    }
+    for (const auto& [reason, found] : reasons_) {
+      text += "; enlarged alone: frame " + std::to_string(found.first);
+      if (found.count > 1) text += " and " + std::to_string(found.count - 1) + " more";
+      text += " (" + reason + ")";
+    }
+    return text;
+  }
+
+ private:
+  struct Reason {
+    long first;
+    long count;
+  };
+  long fused_ = 0;
+  long alone_ = 0;
+  double replaced_ = 0;
+  std::map<std::string, Reason> reasons_;
+};
+
+// Makes one frame of the output at a time, all of one geometry.
+class ClipFuser {
+ public:
+  ClipFuser(const Options& options, Size frame, Region region, Size output)
+      : options_(options), frame_(frame), output_(output) {
+    request_.region = region;
+    request_.outputSize = [output](Region) { return output; };
+    request_.tuning = options.frames.tuning;
+    request_.keepRegion = true;
+    if (!options.ghost.empty() && options.ghost != "auto") {
+      request_.ghost = parseThresholds("--ghost", options.ghost);
+    }
+    if (!canRegister(frame)) alone_.emplace(frame, region, output, request_.tuning);
+  }
+
+  void fuse(long number, const Picture& picture, const Picture& neighbour, Picture& result) {
+    if (alone_) {
+      alone_->enlarge(picture, result);
+      tally_.alone(number, "frames under " + text(Size{kSmallestSide, kSmallestSide}) +
+                               " cannot be registered, these are " + text(frame_));
+      return;
+    }
+    if (options_.measureNoise()) request_.ghost = thresholdsFor(picture, neighbour);
+    FusionResult fusion = fusePair(picture, neighbour, request_);
+    if (fusion.failure.empty()) {
+      tally_.fused(fusion.replacedShare);
+    } else {
+      tally_.alone(number, fusion.failure);
+    }
+    result = std::move(fusion.picture);
+  }
+
+  void enlargeSingle(const Picture& picture, Picture& result) {
+    if (!alone_) alone_.emplace(frame_, request_.region, output_, request_.tuning);
+    alone_->enlarge(picture, result);
+    tally_.alone(1, "the clip has no other");
+  }
+
+  [[nodiscard]] const Tally& tally() const { return tally_; }
+
+ private:
+  const Options& options_;
+  Size frame_;
+  Size output_;
+  FusionRequest request_;
+  std::optional<Enlarger> alone_;
+  Tally tally_;
+};
+
+// Fuses frame by frame; three frames of the input are held at any time.
+void fuseAll(FrameReader& reader, FrameWriter& writer, ClipFuser& fuser, long& done) {
+  Picture previous;
+  Picture current;
+  Picture next;
+  Picture result;
+  reader.next(current);
+  bool more = reader.next(next);
+  for (;;) {
+    if (more || done > 0) {
+      fuser.fuse(done + 1, current, more ? next : previous, result);
+    } else {
+      fuser.enlargeSingle(current, result);
+    }
+    interrupt::check();
+    {
+      const interrupt::Hold wholeFrame;
+      writer.write(result);
+    }
+    status().progress(++done, reader.info().frames);
+    interrupt::check();
+    if (!more) return;
+    previous = std::move(current);
+    current = std::move(next);
+    more = reader.next(next);
+  }
+}
+
+void run(const Options& options) {
+  options.check();
+  const OutputRequest request = options.frames.outputRequest();
+  const auto reader = openInput(options.frames.input(options.input));
+  const StreamInfo& in = reader->info();
+  const FileFormat format = outputFormat(request, in.format);
+  if (isPictureFormat(format)) {
+    throw UsageError(std::string("a ") + name(format) +
+                     " holds no clip: write .y4m, or raw frames (.nv12, .nv21, .i420)");
+  }
+  const Region region = fixedRegion(options, in.size);
+  StreamInfo out = in;
+  out.size = options.frames.outputSize(region);
+  out.format = format;
+
+  ClipFuser fuser(options, in.size, region, out.size);
+  const auto writer = openOutput(request, format, out);
+  const auto start = std::chrono::steady_clock::now();
+  long done = 0;
+  std::optional<Interrupted> stopped;
+  try {
+    fuseAll(*reader, *writer, fuser, done);
+  } catch (const Interrupted& interrupted) {
+    if (done == 0) throw;
+    stopped = interrupted;
+  }
+  {
+    const interrupt::Hold wholeClip;
+    writer->finish();
+  }
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  status().note(
+      reader->name() + ": " + fuser.tally().summary() +
+      tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
+      text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()));
+  if (stopped) {
+    throw Interrupted{stopped->signal,
+                      "stopped after frame " + std::to_string(done) + "; the clip ends there"};
+  }
+}
+
+}  // namespace
+
+void addVideo(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command =
+      app.add_subcommand("video", "Enlarge a clip, every frame fused with its neighbour");
+  command->footer(kHelp);
+  command->add_option("IN", options->input, "Clip, - for standard input")->required();
+  addOutputOptions(*command, options->frames);
+  addGeometryOptions(*command, options->frames);
+  auto* inset =
+      command
+          ->add_option("--inset", options->inset,
+                       "Pixels left out at each edge, so that neighbours of a moving camera show "
+                       "the rest, too; bounds are made even (16; 0 for frames under 400x400)")
+          ->type_name("N");
+  command->get_option("--region")->excludes(inset);
+  auto* ghost =
+      command
+          ->add_option("--ghost", options->ghost,
+                       "De-ghosting: frames that differ by less than LOW are fused as they are, "
+                       "from HIGH on the neighbour takes over; auto sets both above the noise of "
+                       "each pair of frames (auto)")
+          ->type_name("auto|LOW,HIGH");
+  addInputOptions(*command, options->frames);
+  addTuningOptions(*command, options->frames);
+  command->get_option("--config")->excludes(ghost);
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace velmora::tool
