@@ -15,7 +15,7 @@ deps: ## install the Debian packages that are missing (apt)
 build: ## build library, tool and tests (preset release)
 	@scripts/check build
 
-demo: ## build, render a scene, enlarge it, compare with bicubic: pictures in demo/
+demo: ## build, fuse two noisy frames of a drawn scene, compare: demo/index.html
 	@scripts/check demo "$(DEMO_DIR)"
 
 test: ## everything that continuous integration runs

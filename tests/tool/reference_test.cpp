@@ -2,7 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "demo/quality.h"
 
 namespace velmora::tool {
 namespace {
@@ -17,14 +23,6 @@ Picture greyOf(Plane plane) {
   Picture picture(plane.size);
   picture.y = std::move(plane);
   return picture;
-}
-
-// Five samples onto three: each output lies on every second input and is the mean over two units,
-// half of either neighbour; at the ends only what exists counts.
-TEST(Reference, AreaReductionWeighsByOverlap) {
-  const Picture reduced = areaReduced(greyOf(planeOf({5, 1}, {0, 100, 200, 40, 80})), {3, 1});
-  EXPECT_EQ(reduced.y.samples,
-            (std::vector<uint8_t>{33, 135, 67}));  // (0+50)/1.5, (50+200+20)/2, (20+80)/1.5
 }
 
 TEST(Reference, BicubicPassesThroughTheSamples) {
@@ -65,6 +63,39 @@ TEST(Reference, PsnrLeavesTheMarginOut) {
   a.row(4)[4] = 0;
   EXPECT_TRUE(std::isinf(psnr(a, b, 1)));
   EXPECT_FALSE(std::isinf(psnr(a, b)));
+}
+
+// Shifted by 10 everywhere: means 100 and 110, no variance, so the contrast term is 1.
+TEST(Quality, OfAConstantOffsetByHand) {
+  const auto everywhere = [](int, int) { return true; };
+  const Quality quality = qualityOf(Plane({40, 32}, 110), Plane({40, 32}, 100), everywhere);
+  constexpr double kC1 = 2.55 * 2.55;
+  EXPECT_NEAR(quality.psnr, 10 * std::log10(65025.0 / 100), 1e-9);
+  EXPECT_NEAR(quality.ssim, (2 * 110 * 100 + kC1) / (110 * 110 + 100 * 100 + kC1), 1e-9);
+}
+
+// Stripes against their negative have a covariance of minus the variance.
+TEST(Quality, OfANegativeByHand) {
+  Plane stripes({40, 32}, 118);
+  Plane negative({40, 32}, 138);
+  for (int y = 0; y < 32; y += 2) {
+    std::fill_n(stripes.row(y), 40, uint8_t{138});
+    std::fill_n(negative.row(y), 40, uint8_t{118});
+  }
+  constexpr double kC2 = 7.65 * 7.65;
+  const Quality quality = qualityOf(stripes, negative, [](int, int) { return true; });
+  EXPECT_NEAR(quality.psnr, 10 * std::log10(65025.0 / 400), 1e-9);
+  EXPECT_NEAR(quality.ssim, (-200 + kC2) / (200 + kC2), 1e-9);
+}
+
+TEST(Quality, CountsWantedWindowsOnly) {
+  Plane damaged({64, 32}, 90);
+  for (int y = 0; y < 32; ++y)
+    std::fill_n(damaged.row(y), 30, uint8_t{0});
+  const Plane truth({64, 32}, 90);
+  EXPECT_TRUE(std::isinf(qualityOf(damaged, truth, [](int x, int) { return x >= 34; }).psnr));
+  EXPECT_LT(qualityOf(damaged, truth, [](int, int) { return true; }).psnr, 20);
+  EXPECT_EQ(qualityOf(damaged, truth, [](int, int) { return false; }).ssim, 0);
 }
 
 }  // namespace

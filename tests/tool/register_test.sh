@@ -5,8 +5,8 @@
 
 # Two windows of the scene, 9 columns and 6 rows apart.
 truth=$(dirname "$2")/truth.png
-ok "$tool" upscale "$truth" --region 100,80,1099,779 --scale 1 -o first.png
-ok "$tool" upscale "$truth" --region 109,74,1108,773 --scale 1 -o second.png
+ok "$tool" upscale "$truth" --region 260,200,1259,899 --scale 1 -o first.png
+ok "$tool" upscale "$truth" --region 269,194,1268,893 --scale 1 -o second.png
 
 # number KEY: the value behind a key of the JSON.
 number() {

@@ -97,21 +97,12 @@ void Canvas::place(int left, int top, Size pictureSize, std::span<const uint8_t>
   }
 }
 
-Canvas Canvas::reduced(int factor) const {
-  const Size small = {size_.width / factor, size_.height / factor};
-  Canvas result(small, {});
-  const std::size_t pitch = std::size_t(size_.width) * 3;
-  const int count = factor * factor;
-  for (int y = 0; y < small.height; ++y) {
-    for (int x = 0; x < small.width * 3; ++x) {
-      const std::size_t start =
-          std::size_t(y) * factor * pitch + std::size_t(x / 3) * factor * 3 + std::size_t(x % 3);
-      int sum = count / 2;
-      for (int i = 0; i < count; ++i)
-        sum += rgb_[start + std::size_t(i / factor) * pitch + std::size_t(i % factor) * 3];
-      result.rgb_[std::size_t(y) * small.width * 3 + std::size_t(x)] =
-          static_cast<uint8_t>(sum / count);
-    }
+Canvas Canvas::part(int left, int top, Size size) const {
+  Canvas result(size, {});
+  const std::size_t pitch = std::size_t(size.width) * 3;
+  for (int y = 0; y < size.height; ++y) {
+    const std::size_t start = (std::size_t(top + y) * size_.width + std::size_t(left)) * 3;
+    std::copy_n(rgb_.data() + start, pitch, result.rgb_.data() + std::size_t(y) * pitch);
   }
   return result;
 }

@@ -54,8 +54,8 @@ class Canvas {
   /// Copies packed RGB pixels, each as a square of `zoom` x `zoom`.
   void place(int left, int top, Size pictureSize, std::span<const uint8_t> rgb, int zoom);
 
-  /// The mean of each `factor` x `factor` block.
-  [[nodiscard]] Canvas reduced(int factor) const;
+  /// The pixels from (left, top) on.
+  [[nodiscard]] Canvas part(int left, int top, Size size) const;
 
  private:
   void blend(int x, int y, Colour colour, float coverage);

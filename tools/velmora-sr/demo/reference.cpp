@@ -20,24 +20,6 @@ double spacing(int from, int to) {
   return to > 1 ? static_cast<double>(from - 1) / (to - 1) : 0;
 }
 
-std::vector<Weights> areaWeights(int from, int to) {
-  std::vector<Weights> result(static_cast<std::size_t>(to));
-  const double step = spacing(from, to);
-  const double half = std::max(step, 1.0) / 2;
-  for (int i = 0; i < to; ++i) {
-    // Sample j covers [j - 0.5, j + 0.5].
-    const double low = i * step - half;
-    const double high = i * step + half;
-    const int first = std::max(static_cast<int>(std::floor(low + 0.5)), 0);
-    const int last = std::min(static_cast<int>(std::ceil(high - 0.5)), from - 1);
-    Weights& target = result[static_cast<std::size_t>(i)];
-    target.first = first;
-    for (int j = first; j <= last; ++j)
-      target.weights.push_back(std::max(std::min(high, j + 0.5) - std::max(low, j - 0.5), 0.0));
-  }
-  return result;
-}
-
 std::vector<Weights> bicubicWeights(int from, int to) {
   std::vector<Weights> result(static_cast<std::size_t>(to));
   const double step = spacing(from, to);
@@ -111,10 +93,6 @@ Picture resampledPicture(const Picture& picture, Size size, WeightRule rule) {
 }
 
 }  // namespace
-
-Picture areaReduced(const Picture& picture, Size size) {
-  return resampledPicture(picture, size, areaWeights);
-}
 
 Picture bicubicEnlarged(const Picture& picture, Size size) {
   return resampledPicture(picture, size, bicubicWeights);

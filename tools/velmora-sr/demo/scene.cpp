@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <numbers>
 
-#include "colour.h"
 #include "status.h"
 
 namespace velmora::tool {
@@ -352,10 +351,21 @@ Canvas drawScene(int detail) {
   return canvas;
 }
 
-Picture sceneTruth() {
-  constexpr int kDetail = 3;
-  const Canvas truth = drawScene(kDetail).reduced(kDetail);
-  return fromRgb(truth.size(), truth.rgb());
+Canvas sceneTruth() {
+  constexpr int kDetail = 2;
+  constexpr int kRightHalf = kSceneSize.width / 2;
+  return drawScene(kDetail).part(kRightHalf * kDetail, 0, {1280, 960});
+}
+
+void drawBall(Canvas& truth, Point centre) {
+  truth.fillDisc(centre, kBallRadius, {20, 24, 34});
+  truth.fillDisc(centre, kBallRadius - 3, {246, 130, 30});
+  for (const float y : {-14.0f, 0.0f, 14.0f}) {
+    const float half = std::sqrt(26 * 26 - y * y);
+    const std::array<Point, 2> ends = {
+        {{centre.x - half, centre.y + y}, {centre.x + half, centre.y + y}}};
+    truth.stroke(ends, 6, {250, 246, 236});
+  }
 }
 
 }  // namespace velmora::tool

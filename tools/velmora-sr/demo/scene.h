@@ -14,8 +14,15 @@ inline constexpr Size kSceneSize = {1280, 960};
 /// Draws the scene with `detail` pixels per unit.
 Canvas drawScene(int detail);
 
-/// The scene as a camera with ideal pixels of one unit sees it.
-Picture sceneTruth();
+/// The part of the scene that the demonstration shows, 1280 x 960 pixels of half a unit: slanted
+/// edges, leaves, a map and cloth. Most of its detail can be told in a frame of half the size.
+Canvas sceneTruth();
+
+/// Radius of the ball that drawBall() draws, in pixels of the truth.
+inline constexpr float kBallRadius = 34;
+
+/// Draws a striped ball, an object that moves in front of the scene.
+void drawBall(Canvas& truth, Point centre);
 
 }  // namespace velmora::tool
 
