@@ -206,5 +206,108 @@ TEST(FuseRow, EqualsScalar) {
   });
 }
 
+// A first and a second frame; the first one twice, since the kernel changes it in place.
+struct DeghostFrames {
+  DeghostFrames(int32_t width, int32_t height, Against against)
+      : luma(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)),
+        pairs(static_cast<std::size_t>(width / 2 * 2) * static_cast<std::size_t>(height / 2)),
+        guideLuma(luma, against),
+        guideChroma(pairs, against),
+        chroma(pairs, against),
+        changed{Sources(luma, against), Sources(luma, against)},
+        newChroma{Sources(pairs, against), Sources(pairs, against)} {}
+
+  void fillAll(Random& random, int mode) {
+    for (Sources* plane : {&guideLuma, &guideChroma, &chroma, &changed[0]})
+      fill<uint8_t>(*plane, random, mode, 0, 255);
+    std::copy(changed[0].span().begin(), changed[0].span().end(), changed[1].span().begin());
+    for (Sources& plane : newChroma)
+      fill<uint8_t>(plane, random, 1, 0, 77);
+  }
+
+  std::size_t luma, pairs;
+  Sources guideLuma, guideChroma, chroma;
+  Sources changed[2];
+  Sources newChroma[2];
+};
+
+// Positions in the guide of one row: beside the block itself as two frames have it, anywhere in and
+// around the frame, any values, or close to the last positions that have four neighbours.
+enum class DeghostMaps { close, scattered, wild, lastOnes };
+
+void fillPositions(PageBuffer<int32_t>& map, Random& random, DeghostMaps kind, int32_t origin,
+                   int32_t step, int32_t size) {
+  const int32_t shift = static_cast<int32_t>(random.range(-3 << 16, 3 << 16));
+  for (std::size_t i = 0; i < map.size(); ++i) {
+    const int32_t own = origin + step * static_cast<int32_t>(i);
+    switch (kind) {
+      case DeghostMaps::close:
+        map[i] = (own << 16) + shift + static_cast<int32_t>(random.range(0, 255));
+        break;
+      case DeghostMaps::scattered:
+        map[i] = static_cast<int32_t>(random.range(-int64_t{5} << 16, int64_t{size + 5} << 16));
+        break;
+      case DeghostMaps::wild:
+        map[i] = static_cast<int32_t>(static_cast<uint32_t>(random.next()));
+        break;
+      case DeghostMaps::lastOnes:
+        map[i] = static_cast<int32_t>(random.range(int64_t{size - 7} * 65536, int64_t{size} << 16));
+        break;
+    }
+  }
+}
+
+TEST(DeghostBlocks, EqualsScalar) {
+  forEachInterpolationVariant(&InterpolationKernels::deghostBlocks, [](auto scalar, auto variant) {
+    Random random(6);
+    int round = 0;
+    for (const int32_t width : kCounts) {
+      for (const int32_t height : {1, 2, 3, 7, 8, 11}) {
+        if (width == 0) continue;
+        for (const auto kind : {DeghostMaps::close, DeghostMaps::scattered, DeghostMaps::wild,
+                                DeghostMaps::lastOnes}) {
+          const int mode = round % 7 < kFillModes ? round % 7 : 0;
+          DeghostFrames frames(width, height,
+                               ++round % 2 == 0 ? Against::pageEnd : Against::pageBegin);
+          frames.fillAll(random, mode);
+          PageBuffer<int16_t> weights(256);
+          fill<int16_t>(weights, random, mode, mode == 0 ? int16_t{0} : INT16_MIN,
+                        mode == 0 ? int16_t{4096} : INT16_MAX);
+          const auto firstRow = static_cast<int32_t>(random.range(0, height - 1));
+          PageBuffer<int32_t> mapX(static_cast<std::size_t>(width));
+          PageBuffer<int32_t> mapY(static_cast<std::size_t>(width));
+          fillPositions(mapX, random, kind, 0, 1, width);
+          fillPositions(mapY, random, kind, firstRow, 0, height);
+          DeghostRow row = {frames.guideLuma.data(),
+                            frames.guideChroma.data(),
+                            frames.changed[0].data(),
+                            frames.chroma.data(),
+                            frames.newChroma[0].data(),
+                            width,
+                            height,
+                            firstRow,
+                            std::min(4, height - firstRow),
+                            mapX.data(),
+                            mapY.data(),
+                            weights.data()};
+          if (round % 3 == 0) row.rows = static_cast<int32_t>(random.range(1, row.rows));
+          // A part of the row leaves the rest alone.
+          const int32_t begin = round % 5 == 0 ? width / 8 * 4 : 0;
+          const int32_t end = round % 11 == 0 ? begin + (width - begin) / 8 * 4 : width;
+          scalar(row, begin, end);
+          row.luma = frames.changed[1].data();
+          row.newChroma = frames.newChroma[1].data();
+          variant(row, begin, end);
+          const std::string what = std::to_string(width) + " x " + std::to_string(height) +
+                                   ", maps " + std::to_string(static_cast<int>(kind)) + ", mode " +
+                                   std::to_string(mode);
+          expectSame(frames.changed[0], frames.changed[1], "luma of " + what);
+          expectSame(frames.newChroma[0], frames.newChroma[1], "chroma of " + what);
+        }
+      }
+    }
+  });
+}
+
 }  // namespace
 }  // namespace velmora::test

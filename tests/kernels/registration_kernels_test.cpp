@@ -1,6 +1,7 @@
 // Every variant of every registration kernel against the scalar one: sizes with tails, random and
 // worst-case data, buffers that end at a page end.
 #include <algorithm>
+#include <bit>
 
 #include "kernels/variants.h"
 #include "velmora_sr/features.h"
@@ -266,6 +267,64 @@ TEST(FirstSmallest, EqualsScalar) {
         const int32_t limit = round % 2 == 0 ? 2 : INT32_MAX;
         fill<int32_t>(values, random, round % kFillModes, -limit, limit);
         EXPECT_EQ(variant(values.data(), count), scalar(values.data(), count)) << count;
+      }
+    }
+  });
+}
+
+// Nine values of a homography: a close view, a steep one whose rows cross the vanishing line,
+// values that saturate, any bits (infinities, tiny numbers and what is not a number among them).
+enum class View { close, steep, huge, tiny, anyBits };
+
+void fillHomography(PageBuffer<float>& h, Random& random, View view) {
+  const auto around = [&](double centre, double spread) {
+    return static_cast<float>(centre + spread * (2 * random.unit() - 1));
+  };
+  for (std::size_t i = 0; i < 9; ++i) {
+    switch (view) {
+      case View::close:
+        h[i] = i >= 6             ? around(0, 1e-4)
+               : i == 2 || i == 5 ? around(0, 40)
+                                  : around(i % 4 == 0, 0.1);
+        break;
+      case View::steep:
+        // -1 / 64 makes the denominator zero at a whole column for y = 0.
+        h[i] = i == 6 ? -1.0f / 64 : i == 7 ? around(0, 0.01) : around(0, 100);
+        break;
+      case View::huge:
+        h[i] = around(0, i >= 6 ? 1e-3 : 3e38);
+        break;
+      case View::tiny:
+        h[i] = around(0, i >= 6 ? 1e38 : 3e-38);
+        break;
+      case View::anyBits:
+        h[i] = std::bit_cast<float>(static_cast<uint32_t>(random.next()));
+        break;
+    }
+  }
+}
+
+TEST(PositionRow, EqualsScalar) {
+  forEachRegistrationVariant(&RegistrationKernels::positionRow, [](auto scalar, auto variant) {
+    Random random(12);
+    for (const int32_t count : kCounts) {
+      for (const View view : {View::close, View::steep, View::huge, View::tiny, View::anyBits}) {
+        for (const int32_t y : {0, 1, 479, 1 << 24}) {
+          for (int round = 0; round < (view == View::anyBits ? 20 : 2); ++round) {
+            PageBuffer<float> h(9);
+            fillHomography(h, random, view);
+            Pair<int32_t> x = {PageBuffer<int32_t>(size(count)), PageBuffer<int32_t>(size(count))};
+            Pair<int32_t> yOut = {PageBuffer<int32_t>(size(count)),
+                                  PageBuffer<int32_t>(size(count))};
+            scalar(h.data(), y, x[0].data(), yOut[0].data(), count);
+            variant(h.data(), y, x[1].data(), yOut[1].data(), count);
+            const std::string what = std::to_string(count) + " columns of row " +
+                                     std::to_string(y) + ", view " +
+                                     std::to_string(static_cast<int>(view));
+            expectSame(x[0], x[1], "x of " + what);
+            expectSame(yOut[0], yOut[1], "y of " + what);
+          }
+        }
       }
     }
   });
