@@ -18,8 +18,7 @@ namespace scalar {
 void splitPairs(const uint8_t* pairs, uint8_t* even, uint8_t* odd, int32_t count);
 void mergePairs(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t count);
 
-void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
-                   int16_t* out);
+void filterColumns(const FilterBlock& block, const ColumnPlan& plan, int32_t begin, int32_t end);
 void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count);
 void fuseRow(const FusionRow& row, const FusionColumns& columns, int32_t begin, int32_t end,
              uint8_t* out);

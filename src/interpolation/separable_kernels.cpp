@@ -1,4 +1,4 @@
-// The two passes of the separable interpolation, row by row.
+// The two passes of the separable interpolation.
 #include <algorithm>
 #include <cstddef>
 
@@ -12,12 +12,10 @@ constexpr int32_t roundedQ12(int32_t sum) {
   return (sum + 2048) >> 12;
 }
 
-}  // namespace
-
 // A sample is at most 255 and a tap at most 32768 in magnitude: the sum stays below 2^25 and the
 // result within -8160 .. 8160, whatever the tables hold. Nothing wraps in 16 bits.
-void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
-                   int16_t* out) {
+void filterColumnsOfRow(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
+                        int16_t* out) {
   const auto filterClamped = [&](int32_t from, int32_t to) {
     for (int32_t j = from; j < to; ++j) {
       int32_t sum = 0;
@@ -38,6 +36,15 @@ void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, in
     out[j] = static_cast<int16_t>(roundedQ12(sum));
   }
   filterClamped(insideEnd, end);
+}
+
+}  // namespace
+
+void filterColumns(const FilterBlock& block, const ColumnPlan& plan, int32_t begin, int32_t end) {
+  for (std::ptrdiff_t row = 0; row < block.rows; ++row) {
+    filterColumnsOfRow(block.source + row * block.sourcePitch, plan, begin, end,
+                       block.out + row * block.outPitch);
+  }
 }
 
 // Four products of at most 8160 * 32768 stay below 2^30. The rounded sum needs 19 bits; saturating

@@ -1,6 +1,7 @@
 // One-frame interpolation: a horizontal pass into a 16-bit plane, then a vertical pass out of it.
 #include "interpolation/single_frame.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "interpolation/bands.h"
@@ -15,6 +16,10 @@ using velmora::PhaseTable;
 using velmora::PlaneGeometry;
 
 namespace {
+
+/// Rows that the horizontal filter takes at a time: what it works out per group of columns serves
+/// all of them.
+constexpr int32_t kStripRows = 8;
 
 template <typename Bands>
 PlaneGeometry geometryOf(const Bands& bands) {
@@ -62,10 +67,14 @@ void horizontalBand(const PlaneGeometry& geometry, const ColumnPlan& columns,
                     int16_t* const (&intermediates)[planes], int32_t threadIndex) {
   const auto filterColumns = velmora::kernels().interpolation.filterColumns;
   const auto [first, end] = paddedRows(geometry, threadIndex);
-  for (std::ptrdiff_t row = first; row < end; ++row) {
+  for (std::ptrdiff_t row = first; row < end; row += kStripRows) {
     for (std::size_t plane = 0; plane < planes; ++plane) {
-      filterColumns(sources[plane] + row * geometry.paddedWidth(), columns, 0, geometry.outW,
-                    intermediates[plane] + row * geometry.outW);
+      filterColumns({.source = sources[plane] + row * geometry.paddedWidth(),
+                     .sourcePitch = geometry.paddedWidth(),
+                     .out = intermediates[plane] + row * geometry.outW,
+                     .outPitch = geometry.outW,
+                     .rows = std::min(kStripRows, end - static_cast<int32_t>(row))},
+                    columns, 0, geometry.outW);
     }
   }
 }

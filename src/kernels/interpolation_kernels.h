@@ -3,6 +3,7 @@
 #ifndef VELMORA_SRC_KERNELS_INTERPOLATION_KERNELS_H
 #define VELMORA_SRC_KERNELS_INTERPOLATION_KERNELS_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace velmora {
@@ -15,6 +16,15 @@ struct ColumnPlan {
   int32_t insideEnd;     ///< (before and after them indices are clamped to the row)
   const int32_t* first;  ///< [count] padded column of the first tap, -4 .. sourceWidth, monotonic
   const int16_t* taps;   ///< [4 * count] four Q12 taps per column
+};
+
+/// Rows on their way through the horizontal filter.
+struct FilterBlock {
+  const uint8_t* source;       ///< first of the padded rows
+  std::ptrdiff_t sourcePitch;  ///< samples from row to row
+  int16_t* out;                ///< takes the first filtered row
+  std::ptrdiff_t outPitch;     ///< values from row to row, at least the columns of the plan
+  int32_t rows;                ///< 0 or more; some eight rows make the plan's share small
 };
 
 /// Where the output columns of a fused plane come from; the same for all its rows.
@@ -67,10 +77,11 @@ struct InterpolationKernels {
   /// The inverse: pairs[2j] = even[j], pairs[2j + 1] = odd[j] for j in [0, count).
   void (*mergePairs)(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t count);
 
-  /// Horizontal filter of columns [begin, end) of one padded row: out[j] is the sum of four samples
-  /// times taps, (sum + 2048) >> 12, not clamped. Any 16-bit taps: at most 8160 in magnitude.
-  void (*filterColumns)(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
-                        int16_t* out);
+  /// Horizontal filter of columns [begin, end) of a block of padded rows: out[j] of a row is the
+  /// sum of four samples times taps, (sum + 2048) >> 12, not clamped. Any 16-bit taps: at most 8160
+  /// in magnitude.
+  void (*filterColumns)(const FilterBlock& block, const ColumnPlan& plan, int32_t begin,
+                        int32_t end);
   /// Vertical filter of one output row: out[j] is rows[0..3][j] times taps[0..3], summed,
   /// (sum + 2048) >> 12, clamped to 0..255, for j in [0, count). Rows hold results of filterColumns
   /// and may coincide.

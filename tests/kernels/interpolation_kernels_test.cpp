@@ -71,6 +71,11 @@ struct Plan {
   ColumnPlan plan;
 };
 
+// Values from the first of `rows` rows to the last value of the last.
+std::size_t blockSize(int32_t rows, std::ptrdiff_t pitch, int32_t count) {
+  return rows == 0 ? 0 : static_cast<std::size_t>((rows - 1) * pitch + count);
+}
+
 TEST(FilterColumns, EqualsScalar) {
   forEachInterpolationVariant(&InterpolationKernels::filterColumns, [](auto scalar, auto variant) {
     Random random(3);
@@ -81,22 +86,28 @@ TEST(FilterColumns, EqualsScalar) {
                                       static_cast<int32_t>(std::abs(step) * count * 0.95);
           const int mode = static_cast<int>(random.range(0, kFillModes - 1));
           const Plan plan(count, sourceWidth, start, step, random, mode);
-          Sources row(static_cast<std::size_t>(sourceWidth));
-          fill<uint8_t>(row, random, mode, 0, 255);
-          PageBuffer<int16_t> out[2] = {PageBuffer<int16_t>(static_cast<std::size_t>(count)),
-                                        PageBuffer<int16_t>(static_cast<std::size_t>(count))};
-          scalar(row.data(), plan.plan, 0, count, out[0].data());
-          variant(row.data(), plan.plan, 0, count, out[1].data());
+          // Rows with gaps between them; what lies in the gaps of the output stays.
+          const auto rows = static_cast<int32_t>(random.range(0, 9));
+          const std::ptrdiff_t sourcePitch = sourceWidth + random.range(0, 3);
+          const std::ptrdiff_t outPitch = count + random.range(0, 3);
+          Sources source(blockSize(rows, sourcePitch, sourceWidth));
+          fill<uint8_t>(source, random, mode, 0, 255);
+          PageBuffer<int16_t> out[2] = {PageBuffer<int16_t>(blockSize(rows, outPitch, count)),
+                                        PageBuffer<int16_t>(blockSize(rows, outPitch, count))};
+          const auto filter = [&](auto kernel, PageBuffer<int16_t>& to, int32_t begin,
+                                  int32_t end) {
+            fill<int16_t>(to, random, 1, 0, 77);
+            kernel({source.data(), sourcePitch, to.data(), outPitch, rows}, plan.plan, begin, end);
+          };
+          filter(scalar, out[0], 0, count);
+          filter(variant, out[1], 0, count);
           expectSame(out[0], out[1],
-                     std::to_string(count) + " columns, step " + std::to_string(step) + ", start " +
+                     std::to_string(rows) + " rows of " + std::to_string(count) +
+                         " columns, step " + std::to_string(step) + ", start " +
                          std::to_string(start));
-          // A part of the row leaves the rest alone.
-          const int32_t begin = count / 3;
-          const int32_t end = count - count / 4;
-          for (auto& o : out)
-            fill<int16_t>(o, random, 1, 0, 77);
-          scalar(row.data(), plan.plan, begin, end, out[0].data());
-          variant(row.data(), plan.plan, begin, end, out[1].data());
+          // A part of the columns leaves the rest alone.
+          filter(scalar, out[0], count / 3, count - count / 4);
+          filter(variant, out[1], count / 3, count - count / 4);
           expectSame(out[0], out[1], "part of " + std::to_string(count));
         }
       }

@@ -77,8 +77,8 @@ void filterOne(const uint8_t* row, const ColumnPlan& plan, int32_t j, int16_t* o
   out[j] = static_cast<int16_t>(sum >> 12);
 }
 
-void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
-                   int16_t* out) {
+void filterColumnsOfRow(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
+                        int16_t* out) {
   const int32_t insideEnd = plan.insideEnd < end ? plan.insideEnd : end;
   int32_t j = begin;
   for (; j < end && j < plan.insideBegin; ++j)
@@ -88,6 +88,13 @@ void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, in
   }
   for (; j < end; ++j)
     filterOne(row, plan, j, out);
+}
+
+void filterColumns(const FilterBlock& block, const ColumnPlan& plan, int32_t begin, int32_t end) {
+  for (std::ptrdiff_t row = 0; row < block.rows; ++row) {
+    filterColumnsOfRow(block.source + row * block.sourcePitch, plan, begin, end,
+                       block.out + row * block.outPitch);
+  }
 }
 
 void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count) {

@@ -21,11 +21,6 @@ void store128(void* to, __m128i value) {
   _mm_storeu_si128(static_cast<__m128i*>(to), value);
 }
 
-// A 16-byte block in both halves, so that byte shuffles reach it from either.
-__m256i loadTwice(const void* from) {
-  return _mm256_broadcastsi128_si256(load128(from));
-}
-
 // 64-bit quarters 0 2 1 3: in-lane packing and unpacking leave the middle ones exchanged.
 __m256i exchangeMiddle(__m256i v) {
   return _mm256_permute4x64_epi64(v, 0xD8);
@@ -64,53 +59,83 @@ void mergePairs(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t
   }
 }
 
-// Eight columns from j on; their samples lie within the 16 bytes at row + base. The samples come
-// out of the shuffle as 16-bit pairs, outer tap pairs apart, in the column order 0 1 4 5 2 3 6 7
-// that the taps have after their own shuffle.
-void filterEight(const uint8_t* row, const ColumnPlan& plan, int32_t j, int32_t base,
-                 int16_t* out) {
-  const __m256i samples = loadTwice(row + base);
-  const __m256i offsets =
-      _mm256_sub_epi32(exchangeMiddle(load(plan.first + j)), _mm256_set1_epi32(base));
-  // Per column the bytes (offset, none, offset + 1, none); none selects zero.
-  const __m256i first = _mm256_add_epi32(_mm256_or_si256(offsets, _mm256_slli_epi32(offsets, 16)),
-                                         _mm256_set1_epi32(static_cast<int>(0x80018000u)));
-  const __m256i second = _mm256_add_epi32(first, _mm256_set1_epi32(0x00020002));
-  const __m256 tapsLow = _mm256_castsi256_ps(load(plan.taps + 4 * j));
-  const __m256 tapsHigh = _mm256_castsi256_ps(load(plan.taps + 4 * j + 16));
-  const __m256i taps01 = _mm256_castps_si256(_mm256_shuffle_ps(tapsLow, tapsHigh, 0x88));
-  const __m256i taps23 = _mm256_castps_si256(_mm256_shuffle_ps(tapsLow, tapsHigh, 0xDD));
-  __m256i sum = _mm256_madd_epi16(_mm256_shuffle_epi8(samples, first), taps01);
-  sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_shuffle_epi8(samples, second), taps23));
-  sum = _mm256_srai_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(2048)), 12);
-  sum = exchangeMiddle(sum);
-  store128(out + j, _mm_packs_epi32(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1)));
+// The four columns from j on in the lower half, four others in the upper half: the offsets of their
+// samples from the 16 bytes that each half reads, and their taps. Samples come out of a byte
+// shuffle as 16-bit pairs.
+struct EightColumns {
+  EightColumns(const ColumnPlan& plan, int32_t j, __m256i bases) {
+    const __m256i offsets = _mm256_sub_epi32(halves(plan.first + j, plan.first + j + 8), bases);
+    // Per column the bytes (offset, none, offset + 1, none); none selects zero.
+    shuffle01 = _mm256_add_epi32(_mm256_or_si256(offsets, _mm256_slli_epi32(offsets, 16)),
+                                 _mm256_set1_epi32(static_cast<int>(0x80018000u)));
+    shuffle23 = _mm256_add_epi32(shuffle01, _mm256_set1_epi32(0x00020002));
+    const int16_t* taps = plan.taps + int64_t{4} * j;
+    const __m256 front = _mm256_castsi256_ps(halves(taps, taps + 32));
+    const __m256 back = _mm256_castsi256_ps(halves(taps + 8, taps + 40));
+    taps01 = _mm256_castps_si256(_mm256_shuffle_ps(front, back, 0x88));
+    taps23 = _mm256_castps_si256(_mm256_shuffle_ps(front, back, 0xDD));
+  }
+  // Sums of samples times taps, not yet back from Q12.
+  __m256i filter(__m256i samples) const {
+    const __m256i sum = _mm256_madd_epi16(_mm256_shuffle_epi8(samples, shuffle01), taps01);
+    return _mm256_add_epi32(sum,
+                            _mm256_madd_epi16(_mm256_shuffle_epi8(samples, shuffle23), taps23));
+  }
+
+ private:
+  static __m256i halves(const void* low, const void* high) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load128(low)), load128(high), 1);
+  }
+  __m256i shuffle01, shuffle23;
+  __m256i taps01, taps23;
+};
+
+// Sixteen columns from j on, row by row. The samples of the first eight lie within 16 bytes from
+// low on, those of the others from high on. One EightColumns serves columns 0..3 and 8..11, the
+// other the rest, so that packing puts them in order.
+void filterSixteenColumns(const FilterBlock& block, const ColumnPlan& plan, int32_t j, int32_t low,
+                          int32_t high) {
+  const __m256i bases = _mm256_inserti128_si256(_mm256_set1_epi32(low), _mm_set1_epi32(high), 1);
+  const EightColumns a(plan, j, bases);
+  const EightColumns b(plan, j + 4, bases);
+  const __m256i round = _mm256_set1_epi32(2048);
+  const uint8_t* row = block.source;
+  int16_t* out = block.out + j;
+  for (int32_t r = 0; r < block.rows; ++r, row += block.sourcePitch, out += block.outPitch) {
+    const __m256i samples =
+        _mm256_inserti128_si256(_mm256_castsi128_si256(load128(row + low)), load128(row + high), 1);
+    const __m256i sumA = _mm256_srai_epi32(_mm256_add_epi32(a.filter(samples), round), 12);
+    const __m256i sumB = _mm256_srai_epi32(_mm256_add_epi32(b.filter(samples), round), 12);
+    store(out, _mm256_packs_epi32(sumA, sumB));
+  }
 }
 
-void filterColumns(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
-                   int16_t* out) {
+// Where 16 bytes that hold the samples of eight columns begin; -1 when they do not fit.
+int32_t sixteenBytesOf(const ColumnPlan& plan, int32_t j) {
+  const auto [low, high] = span(plan, j, 8);
+  const int32_t last = plan.sourceWidth - 16;
+  const int32_t base = low < last ? low : last;
+  return high + 3 - base <= 15 ? base : -1;
+}
+
+void filterColumns(const FilterBlock& block, const ColumnPlan& plan, int32_t begin, int32_t end) {
   const int32_t insideBegin = plan.insideBegin > begin ? plan.insideBegin : begin;
   const int32_t insideEnd = plan.insideEnd < end ? plan.insideEnd : end;
   int32_t j = begin;
-  for (; j < end && j < insideBegin; ++j)
-    filterOne(row, plan, j, out);
   while (j < end) {
-    int32_t from = j;
     // The last group reaches back over columns that are done already.
-    if (from + 8 > insideEnd && insideEnd - 8 >= insideBegin && from < insideEnd)
-      from = insideEnd - 8;
-    const int32_t lastBase = plan.sourceWidth - 16;
-    if (from + 8 <= insideEnd && lastBase >= 0) {
-      const auto [low, high] = span(plan, from, 8);
-      const int32_t base = low < lastBase ? low : lastBase;
-      if (high + 3 - base <= 15) {
-        filterEight(row, plan, from, base, out);
-        j = from + 8;
+    const int32_t lastGroup = insideEnd - 16;
+    const int32_t from = j > lastGroup && j < insideEnd && lastGroup >= insideBegin ? lastGroup : j;
+    if (from >= insideBegin && from <= lastGroup) {
+      const int32_t low = sixteenBytesOf(plan, from);
+      const int32_t high = sixteenBytesOf(plan, from + 8);
+      if (low >= 0 && high >= 0) {
+        filterSixteenColumns(block, plan, from, low, high);
+        j = from + 16;
         continue;
       }
     }
-    filterOne(row, plan, j, out);
-    ++j;
+    filterOne(block, plan, j++);
   }
 }
 

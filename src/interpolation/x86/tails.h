@@ -10,17 +10,22 @@
 namespace velmora {
 namespace {
 
-/// Column j of a row with its source samples clamped to the row.
-[[maybe_unused]] void filterOne(const uint8_t* row, const ColumnPlan& plan, int32_t j,
-                                int16_t* out) {
-  int32_t sum = 2048;
+/// Column j of a block of rows with its source samples clamped to their row.
+[[maybe_unused]] void filterOne(const FilterBlock& block, const ColumnPlan& plan, int32_t j) {
+  const int16_t* taps = plan.taps + int64_t{4} * j;
+  int32_t columns[4];
   for (int32_t t = 0; t < 4; ++t) {
-    int32_t column = plan.first[j] + t;
-    column = column < 0 ? 0 : column;
-    column = column < plan.sourceWidth ? column : plan.sourceWidth - 1;
-    sum += row[column] * plan.taps[static_cast<int64_t>(4) * j + t];
+    const int32_t column = plan.first[j] + t;
+    const int32_t raised = column < 0 ? 0 : column;
+    columns[t] = raised < plan.sourceWidth ? raised : plan.sourceWidth - 1;
   }
-  out[j] = static_cast<int16_t>(sum >> 12);
+  const uint8_t* row = block.source;
+  int16_t* out = block.out + j;
+  for (int32_t r = 0; r < block.rows; ++r, row += block.sourcePitch, out += block.outPitch) {
+    const int32_t sum = row[columns[0]] * taps[0] + row[columns[1]] * taps[1] +
+                        row[columns[2]] * taps[2] + row[columns[3]] * taps[3];
+    *out = static_cast<int16_t>((sum + 2048) >> 12);
+  }
 }
 
 /// The first and last source columns that `count` columns from j on begin at. Plans rise, or fall
