@@ -60,6 +60,20 @@ raw_noise() {
   printf "$(cat hexdump)" >"$1"
 }
 
+# peak NAME COMMAND...: sets variable NAME to the most memory the command takes, in KiB (0 where that
+# cannot be measured). The address sanitizer would keep what was freed for a while: without that, it
+# counts as any other build.
+peak() {
+  local name=$1 measured=0
+  shift
+  if [ -x /usr/bin/time ] && /usr/bin/time -f %M true 2>/dev/null; then
+    ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}quarantine_size_mb=0:thread_local_quarantine_size_kb=0 \
+      /usr/bin/time -o peak -f %M "$@" 2>messages || fail "exit $? of: $* : $(cat messages)"
+    measured=$(tail -n 1 peak)
+  fi
+  printf -v "$name" %s "$measured"
+}
+
 finish() {
   [ "$failures" = 0 ] || { echo "$failures checks failed" >&2; exit 1; }
   echo "all checks passed"
