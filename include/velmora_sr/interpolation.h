@@ -27,6 +27,7 @@
 namespace velmora {
 struct ColumnPlan;
 struct FusionColumns;
+struct StripWork;
 }  // namespace velmora
 
 // --- One frame ---
@@ -73,6 +74,7 @@ struct SR_LumaInterpolationBands {
   int16_t* intermediate;               ///< (inH + pad) rows of outW: row r is padded row r filtered
   int32_t destinationPitch;            ///< bytes from row to row; 0: outW rounded up to 8
   const velmora::ColumnPlan* columns;  ///< null: the horizontal pass computes its own
+  const velmora::StripWork* strips = nullptr;  ///< null: each pass goes over its whole band
 };
 
 /// The same for both chroma planes, all sizes and positions being those of the chroma planes.
@@ -88,6 +90,7 @@ struct SR_ChromaInterpolationBands {
   int16_t* vIntermediate;
   int32_t destinationPitch;
   const velmora::ColumnPlan* columns;
+  const velmora::StripWork* strips = nullptr;
 };
 
 /// One band of a pass: horizontal (H) from the source into the intermediate plane, vertical (V)

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "interpolation/mirror.h"
 #include "velmora_sr/plane_conversion.h"
 
 namespace {
@@ -18,18 +19,14 @@ class PaddedPlane {
   /// Fills the border columns of one interior row from the image row `from`, which may be the
   /// interior row itself.
   void mirrorColumns(std::ptrdiff_t y, const T* from) const {
-    T* to = interiorRow(y);
-    for (std::ptrdiff_t k = 0; k < b_; ++k) {
-      to[-1 - k] = from[std::min(1 + k, w_ - 1)];
-      to[w_ + k] = from[std::max<std::ptrdiff_t>(w_ - 2 - k, 0)];
-    }
+    velmora::mirrorRowEnds(from, interiorRow(y), b_, w_);
   }
 
   /// Fills the border rows from whole padded rows, so that the corners come out mirrored as well.
   void mirrorRows() const {
     for (std::ptrdiff_t k = 0; k < b_; ++k) {
-      copyRow(b_ + std::min(1 + k, h_ - 1), b_ - 1 - k);
-      copyRow(b_ + std::max<std::ptrdiff_t>(h_ - 2 - k, 0), b_ + h_ + k);
+      copyRow(b_ + velmora::mirroredIndex(-1 - k, h_), b_ - 1 - k);
+      copyRow(b_ + velmora::mirroredIndex(h_ + k, h_), b_ + h_ + k);
     }
   }
 

@@ -1,12 +1,9 @@
 // One-frame interpolation: a horizontal pass into a 16-bit plane, then a vertical pass out of it.
 #include "interpolation/single_frame.h"
 
-#include <algorithm>
-#include <cstddef>
-
 #include "interpolation/bands.h"
 #include "interpolation/failure_log.h"
-#include "kernels/kernel_table.h"
+#include "interpolation/separable_passes.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/interpolation.h"
 
@@ -14,12 +11,9 @@ using velmora::ColumnPlan;
 using velmora::logged;
 using velmora::PhaseTable;
 using velmora::PlaneGeometry;
+using velmora::SeparablePlanes;
 
 namespace {
-
-/// Rows that the horizontal filter takes at a time: what it works out per group of columns serves
-/// all of them.
-constexpr int32_t kStripRows = 8;
 
 template <typename Bands>
 PlaneGeometry geometryOf(const Bands& bands) {
@@ -50,70 +44,45 @@ int32_t pitchOf(const Bands& bands) {
   return bands.destinationPitch == 0 ? velmora::roundedUpTo8(bands.outW) : bands.destinationPitch;
 }
 
-/// Padded rows of one band of the horizontal pass. The bands share out all rows but the first and
-/// the last, which go with the outermost bands: the kernels of the default tables never weight them
-/// on even sizes, other tables and odd sizes do.
-velmora::RowBand paddedRows(const PlaneGeometry& geometry, int32_t threadIndex) {
-  const auto inner = velmora::interpolationBand(geometry.paddedHeight() - 2, threadIndex);
-  return {
-      threadIndex == velmora::kInterpolationCaller ? 0 : inner.first + 1,
-      threadIndex == velmora::kInterpolationSlots.back() ? geometry.paddedHeight() : inner.end + 1};
+SeparablePlanes planesOf(const SR_LumaInterpolationBands& bands) {
+  return {.count = 1,
+          .source = {bands.source},
+          .intermediate = {bands.intermediate},
+          .destination = {bands.destination},
+          .destinationPitch = pitchOf(bands),
+          .strips = bands.strips};
 }
 
-/// Filters the band's rows of one or two planes of the same geometry side by side.
-template <std::size_t planes>
-void horizontalBand(const PlaneGeometry& geometry, const ColumnPlan& columns,
-                    const uint8_t* const (&sources)[planes],
-                    int16_t* const (&intermediates)[planes], int32_t threadIndex) {
-  const auto filterColumns = velmora::kernels().interpolation.filterColumns;
-  const auto [first, end] = paddedRows(geometry, threadIndex);
-  for (std::ptrdiff_t row = first; row < end; row += kStripRows) {
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-      filterColumns({.source = sources[plane] + row * geometry.paddedWidth(),
-                     .sourcePitch = geometry.paddedWidth(),
-                     .out = intermediates[plane] + row * geometry.outW,
-                     .outPitch = geometry.outW,
-                     .rows = std::min(kStripRows, end - static_cast<int32_t>(row))},
-                    columns, 0, geometry.outW);
-    }
-  }
+SeparablePlanes planesOf(const SR_ChromaInterpolationBands& bands) {
+  return {.count = 2,
+          .source = {bands.uSource, bands.vSource},
+          .intermediate = {bands.uIntermediate, bands.vIntermediate},
+          .destination = {bands.uDestination, bands.vDestination},
+          .destinationPitch = pitchOf(bands),
+          .strips = bands.strips};
 }
 
-template <std::size_t planes>
-void verticalBand(const PlaneGeometry& geometry, const PhaseTable& table,
-                  const int16_t* const (&intermediates)[planes],
-                  uint8_t* const (&destinations)[planes], int32_t pitch, int32_t threadIndex) {
-  const auto filterRows = velmora::kernels().interpolation.filterRows;
-  const auto [first, end] = velmora::interpolationBand(geometry.outH, threadIndex);
-  const velmora::AxisGrid grid = geometry.rows();
-  for (int32_t k = first; k < end; ++k) {
-    const int16_t* taps = table.rows[table.phase(grid.fraction(k))];
-    const int64_t firstRow = grid.sample(k) + velmora::kFirstTap;
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-      const int16_t* rows[velmora::kTaps];
-      for (int32_t t = 0; t < velmora::kTaps; ++t) {
-        const std::ptrdiff_t row = velmora::clampSample(firstRow + t, geometry.paddedHeight());
-        rows[t] = intermediates[plane] + row * geometry.outW;
-      }
-      filterRows(rows, taps, destinations[plane] + std::ptrdiff_t{k} * pitch, geometry.outW);
-    }
-  }
-}
-
-/// Calls horizontal(columns) with the plan of the record, or one made for this band alone.
-template <typename Bands, typename Horizontal>
-void withColumns(const Bands& bands, const PhaseTable& table, const Horizontal& horizontal) {
+/// Runs a band with the column plan of the record, or one made for this band alone.
+template <typename Bands>
+void horizontal(const Bands& bands, const PhaseTable& table, int32_t threadIndex) {
+  if (!table.installed()) return;
+  const PlaneGeometry geometry = geometryOf(bands);
   if (bands.columns != nullptr) {
-    horizontal(*bands.columns);
+    velmora::horizontalBand(geometry, table, *bands.columns, planesOf(bands), threadIndex);
     return;
   }
   velmora::ColumnPlanOwner own;
-  if (!table.installed()) return;
-  if (own.build(geometryOf(bands), table)) {
-    horizontal(own.plan());
+  if (own.build(geometry, table)) {
+    velmora::horizontalBand(geometry, table, own.plan(), planesOf(bands), threadIndex);
   } else {
     logged(SR_RET_ALLOC_FAILED, "InterPolation1Frame_H_ThreadFunc");
   }
+}
+
+template <typename Bands>
+void vertical(const Bands& bands, const PhaseTable& table, int32_t threadIndex) {
+  if (!table.installed()) return;
+  velmora::verticalBand(geometryOf(bands), table, planesOf(bands), threadIndex);
 }
 
 /// Runs one pass over its four bands and waits for them.
@@ -144,11 +113,13 @@ Velmora_SR_ESR_RET LumaInterpolation::prepare(const PlaneGeometry& geometry,
   return complete ? SR_RET_SUCCEED : SR_RET_ALLOC_FAILED;
 }
 
-void LumaInterpolation::run(const uint8_t* source, uint8_t* destination, int32_t destinationPitch) {
+void LumaInterpolation::run(const uint8_t* source, uint8_t* destination, int32_t destinationPitch,
+                            const StripWork& strips) {
   auto bands = bandsOf<SR_LumaInterpolationBands>(geometry_, columns_.plan(), destinationPitch);
   bands.source = source;
   bands.destination = destination;
   bands.intermediate = intermediate_.data();
+  bands.strips = &strips;
   runPass(InterPolationY1Frame_H_ThreadFunc, &bands);
   runPass(InterPolationY1Frame_V_ThreadFunc, &bands);
   intermediate_.reset();
@@ -168,7 +139,8 @@ Velmora_SR_ESR_RET ChromaInterpolation::prepare(const PlaneGeometry& geometry,
 }
 
 void ChromaInterpolation::run(const uint8_t* uSource, const uint8_t* vSource, uint8_t* uDestination,
-                              uint8_t* vDestination, int32_t destinationPitch) {
+                              uint8_t* vDestination, int32_t destinationPitch,
+                              const StripWork& strips) {
   auto bands = bandsOf<SR_ChromaInterpolationBands>(geometry_, columns_.plan(), destinationPitch);
   bands.uSource = uSource;
   bands.vSource = vSource;
@@ -176,6 +148,7 @@ void ChromaInterpolation::run(const uint8_t* uSource, const uint8_t* vSource, ui
   bands.vDestination = vDestination;
   bands.uIntermediate = uIntermediate_.data();
   bands.vIntermediate = vIntermediate_.data();
+  bands.strips = &strips;
   runPass(InterPolationUV1Frame_H_ThreadFunc, &bands);
   runPass(InterPolationUV1Frame_V_ThreadFunc, &bands);
   uIntermediate_.reset();
@@ -185,33 +158,23 @@ void ChromaInterpolation::run(const uint8_t* uSource, const uint8_t* vSource, ui
 }  // namespace velmora
 
 void InterPolationY1Frame_H_ThreadFunc(void* bands, int32_t threadIndex) {
-  const auto& luma = *static_cast<const SR_LumaInterpolationBands*>(bands);
-  withColumns(luma, velmora::sharpTable(), [&](const ColumnPlan& columns) {
-    horizontalBand<1>(geometryOf(luma), columns, {luma.source}, {luma.intermediate}, threadIndex);
-  });
+  horizontal(*static_cast<const SR_LumaInterpolationBands*>(bands), velmora::sharpTable(),
+             threadIndex);
 }
 
 void InterPolationY1Frame_V_ThreadFunc(void* bands, int32_t threadIndex) {
-  const auto& luma = *static_cast<const SR_LumaInterpolationBands*>(bands);
-  if (!velmora::sharpTable().installed()) return;
-  verticalBand<1>(geometryOf(luma), velmora::sharpTable(), {luma.intermediate}, {luma.destination},
-                  pitchOf(luma), threadIndex);
+  vertical(*static_cast<const SR_LumaInterpolationBands*>(bands), velmora::sharpTable(),
+           threadIndex);
 }
 
 void InterPolationUV1Frame_H_ThreadFunc(void* bands, int32_t threadIndex) {
-  const auto& chroma = *static_cast<const SR_ChromaInterpolationBands*>(bands);
-  withColumns(chroma, velmora::plainTable(), [&](const ColumnPlan& columns) {
-    horizontalBand<2>(geometryOf(chroma), columns, {chroma.uSource, chroma.vSource},
-                      {chroma.uIntermediate, chroma.vIntermediate}, threadIndex);
-  });
+  horizontal(*static_cast<const SR_ChromaInterpolationBands*>(bands), velmora::plainTable(),
+             threadIndex);
 }
 
 void InterPolationUV1Frame_V_ThreadFunc(void* bands, int32_t threadIndex) {
-  const auto& chroma = *static_cast<const SR_ChromaInterpolationBands*>(bands);
-  if (!velmora::plainTable().installed()) return;
-  verticalBand<2>(geometryOf(chroma), velmora::plainTable(),
-                  {chroma.uIntermediate, chroma.vIntermediate},
-                  {chroma.uDestination, chroma.vDestination}, pitchOf(chroma), threadIndex);
+  vertical(*static_cast<const SR_ChromaInterpolationBands*>(bands), velmora::plainTable(),
+           threadIndex);
 }
 
 int32_t ShiftInvariantIntepolationSeparateY1FrameLUTFix(const uint8_t* source, uint8_t* destination,

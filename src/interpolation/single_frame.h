@@ -6,6 +6,7 @@
 
 #include "interpolation/allocation.h"
 #include "interpolation/column_plan.h"
+#include "interpolation/separable_passes.h"
 
 namespace velmora {
 
@@ -14,8 +15,10 @@ class LumaInterpolation {
   /// Takes the column plan and the intermediate plane. SR_RET_SUCCEED, SR_RET_LOAD_CONFIG_FAILED
   /// (no kernel tables), SR_RET_PARAMS_OUT_OF_RANGE (geometry) or SR_RET_ALLOC_FAILED.
   Velmora_SR_ESR_RET prepare(const PlaneGeometry& geometry, const Allocator& allocator);
-  /// Both passes, then returns the intermediate plane.
-  void run(const uint8_t* source, uint8_t* destination, int32_t destinationPitch);
+  /// Both passes, then returns the intermediate plane. With `strips.rows` the source is only the
+  /// memory that strips of the frame's rows pass through.
+  void run(const uint8_t* source, uint8_t* destination, int32_t destinationPitch,
+           const StripWork& strips = {});
 
  private:
   PlaneGeometry geometry_ = {};
@@ -28,7 +31,7 @@ class ChromaInterpolation {
  public:
   Velmora_SR_ESR_RET prepare(const PlaneGeometry& geometry, const Allocator& allocator);
   void run(const uint8_t* uSource, const uint8_t* vSource, uint8_t* uDestination,
-           uint8_t* vDestination, int32_t destinationPitch);
+           uint8_t* vDestination, int32_t destinationPitch, const StripWork& strips = {});
 
  private:
   PlaneGeometry geometry_ = {};
