@@ -33,11 +33,11 @@ Velmora_SR_ESR_RET fuseFrames(const ReconstructionJob& job, const SecondFrame& s
   }
   if (prepared != SR_RET_SUCCEED) return prepared;
 
-  loadFrames(job.in, {job.firstFrame, planes1, second.frame, &planes2}, job.border());
+  loadFrames(job.in, {job.firstFrame, planes1, second.frame, planes2}, job.border());
   luma.run(planes1.y.data(), planes2.y.data(), job.output, second.mapX, second.mapY);
   chroma.run(planes1.u.data(), planes1.v.data(), outputChroma.u.data(), outputChroma.v.data(),
              job.out.chromaWidth());
-  storeChroma(job.out, outputChroma, job.output);
+  storeChromaPairs(job.out, outputChroma, job.output);
   return SR_RET_SUCCEED;
 }
 

@@ -32,10 +32,8 @@ void loadLuma(const FrameShape& shape, const FramesToLoad& frames, int32_t borde
     SR_LumaCopyBand band = {};
     band.destination1 = interior(frames.planes1.y, shape.width, border);
     band.source1 = frames.frame1 + offset;
-    if (frames.frame2 != nullptr) {
-      band.destination2 = interior(frames.planes2->y, shape.width, border);
-      band.source2 = frames.frame2 + offset;
-    }
+    band.destination2 = interior(frames.planes2.y, shape.width, border);
+    band.source2 = frames.frame2 + offset;
     band.width = shape.width;
     band.destinationPitch = shape.width + 2 * border;
     band.firstRow = rows.first;
@@ -59,30 +57,15 @@ void loadChromaPairs(const FrameShape& shape, const FramesToLoad& frames, int32_
     band.u1 = even(frames.planes1);
     band.v1 = odd(frames.planes1);
     band.source1 = frames.frame1 + offset;
-    if (frames.frame2 != nullptr) {
-      band.u2 = even(*frames.planes2);
-      band.v2 = odd(*frames.planes2);
-      band.source2 = frames.frame2 + offset;
-    }
+    band.u2 = even(frames.planes2);
+    band.v2 = odd(frames.planes2);
+    band.source2 = frames.frame2 + offset;
     band.width = shape.chromaWidth();
     band.destinationPitch = shape.chromaWidth() + 2 * border;
     band.firstRow = rows.first;
     band.endRow = rows.end;
     return band;
   });
-}
-
-/// Planar chroma goes to the very start of the padded planes, as one block and not row by row into
-/// the interior, and the border is then mirrored over it: its rows come out shifted against each
-/// other. Format 0 has always been stored like this and callers hold pictures made this way; who
-/// wants planar chroma enlarged passes it as pairs.
-void loadChromaPlanes(const FrameShape& shape, const FramesToLoad& frames) {
-  const uint8_t* chroma = frames.frame1 + shape.lumaSize();
-  for (const auto* plane : {&frames.planes1.u, &frames.planes1.v}) {
-    std::memset(plane->data(), 0, plane->size());
-    std::memcpy(plane->data(), chroma, shape.chromaSize());
-    chroma += shape.chromaSize();
-  }
 }
 
 void mirrorBorders(const FrameShape& shape, const PaddedFrame& planes, int32_t border) {
@@ -117,23 +100,35 @@ void loadFrames(const FrameShape& shape, const FramesToLoad& frames, int32_t bor
   loadLuma(shape, frames, border);
   if (shape.chromaSize() == 0) {
     fillNeutral(frames.planes1);
-    if (frames.frame2 != nullptr) fillNeutral(*frames.planes2);
-  } else if (shape.format == VELMORA_SR_FORMAT_PLANAR) {
-    loadChromaPlanes(shape, frames);
+    fillNeutral(frames.planes2);
   } else {
     loadChromaPairs(shape, frames, border);
   }
   mirrorBorders(shape, frames.planes1, border);
-  if (frames.frame2 != nullptr) mirrorBorders(shape, *frames.planes2, border);
+  mirrorBorders(shape, frames.planes2, border);
 }
 
-void storeChroma(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame) {
-  uint8_t* destination = frame + shape.lumaSize();
-  if (shape.format == VELMORA_SR_FORMAT_PLANAR) {
-    std::memcpy(destination, chroma.u.data(), shape.chromaSize());
-    std::memcpy(destination + shape.chromaSize(), chroma.v.data(), shape.chromaSize());
+void loadPlanarChroma(const FrameShape& shape, const uint8_t* frame, const PaddedFrame& planes,
+                      int32_t border) {
+  if (shape.chromaSize() == 0) {
+    fillNeutral(planes);
     return;
   }
+  // Planar chroma goes to the very start of the padded planes, as one block and not row by row into
+  // the interior, and the border is then mirrored over it: its rows come out shifted against each
+  // other. Format 0 has always been stored like this and callers hold pictures made this way; who
+  // wants planar chroma enlarged passes it as pairs.
+  const uint8_t* chroma = frame + shape.lumaSize();
+  for (const auto* plane : {&planes.u, &planes.v}) {
+    std::memset(plane->data(), 0, plane->size());
+    std::memcpy(plane->data(), chroma, shape.chromaSize());
+    chroma += shape.chromaSize();
+    EdgeMirror(plane->data(), border, shape.chromaWidth(), shape.chromaHeight());
+  }
+}
+
+void storeChromaPairs(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame) {
+  uint8_t* destination = frame + shape.lumaSize();
   const bool vFirst = shape.format == VELMORA_SR_FORMAT_NV21;
   const uint8_t* even = vFirst ? chroma.v.data() : chroma.u.data();
   const uint8_t* odd = vFirst ? chroma.u.data() : chroma.v.data();
@@ -142,6 +137,12 @@ void storeChroma(const FrameShape& shape, const OutputChroma& chroma, uint8_t* f
     return SR_ChromaMergeBand{even + offset,       odd + offset, destination + 2 * offset,
                               shape.chromaWidth(), rows.first,   rows.end};
   });
+}
+
+void storePlanarChroma(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame) {
+  uint8_t* destination = frame + shape.lumaSize();
+  std::memcpy(destination, chroma.u.data(), shape.chromaSize());
+  std::memcpy(destination + shape.chromaSize(), chroma.v.data(), shape.chromaSize());
 }
 
 }  // namespace velmora

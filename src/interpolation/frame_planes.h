@@ -42,21 +42,25 @@ struct OutputChroma {
   bool take(const Allocator& allocator, const FrameShape& shape);
 };
 
-/// One or two frames of the same shape and the planes they go to.
+/// Two frames of the same shape and the planes they go to.
 struct FramesToLoad {
   const uint8_t* frame1;
   const PaddedFrame& planes1;
-  const uint8_t* frame2;       ///< null: one frame only
-  const PaddedFrame* planes2;  ///< not null with frame2
+  const uint8_t* frame2;
+  const PaddedFrame& planes2;
 };
 
-/// Copies luma and chroma into the planes and mirrors their borders. A frame without chroma (one
-/// sample wide or high) gets neutral planes. The format is one of the three codes; two frames are
-/// not planar.
+/// Copies luma and chroma pairs of two frames into the planes and mirrors their borders. Frames
+/// without chroma (one sample wide or high) get neutral planes.
 void loadFrames(const FrameShape& shape, const FramesToLoad& frames, int32_t border);
 
-/// Writes the chroma planes behind the luma of the output frame.
-void storeChroma(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame);
+/// Fills the chroma planes of a frame whose chroma is two planes, or that has none.
+void loadPlanarChroma(const FrameShape& shape, const uint8_t* frame, const PaddedFrame& planes,
+                      int32_t border);
+
+/// Writes the chroma planes behind the luma of the output frame, as pairs or as planes.
+void storeChromaPairs(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame);
+void storePlanarChroma(const FrameShape& shape, const OutputChroma& chroma, uint8_t* frame);
 
 }  // namespace velmora
 
