@@ -15,6 +15,7 @@ printf 'nonsense' >bad.kernel
 printf 'LowThr=3' >bad.xml
 
 refused 2 'say what to do'
+refused 2 '--quiet excludes --timings' --quiet --timings upscale small.png -o a.png
 refused 2 'enlarge' enlarge small.png -o a.png
 refused 2 'IN is required' upscale -o a.png
 refused 2 '--output is required' upscale small.png
@@ -70,6 +71,15 @@ for command in "" upscale fuse video register demo kernels; do
   grep -q -- '--help' help || fail "help of '$command' is empty"
   [ ! -s messages ] || fail "help of '$command' writes messages"
 done
+
+# Where the time went: each step that ran, and memory of at least the planes (NV12, one byte a pixel).
+ok "$tool" --timings upscale "$2" --scale 2 -o timed.png
+for step in read library write 'whole run'; do
+  grep -Eq "^velmora-sr: $step +[1-9][0-9]* +[0-9]+\.[0-9]{2} +[0-9]+\.[0-9]{2}$" messages ||
+    fail "no time of '$step': $(cat messages)"
+done
+grep -Eq 'most memory: [1-9][0-9.]* MiB handed to the library, [1-9][0-9.]* MiB of the whole tool$' messages ||
+  fail "no memory: $(cat messages)"
 
 # Nothing was left behind by any failure.
 for file in a.* .velmora-sr.*; do

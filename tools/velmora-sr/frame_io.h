@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "picture.h"
+#include "timings.h"
 
 namespace velmora::tool {
 
@@ -37,19 +38,35 @@ class FrameReader {
   /// The name of the file for messages.
   [[nodiscard]] virtual const std::string& name() const = 0;
   /// Reads the next frame; false at the end. Throws Failure for damaged data.
-  virtual bool next(Picture& picture) = 0;
+  bool next(Picture& picture) {
+    const timings::Step step("read");
+    return readFrame(picture);
+  }
 
  protected:
   StreamInfo info_;
+
+ private:
+  virtual bool readFrame(Picture& picture) = 0;
 };
 
 class FrameWriter {
  public:
   virtual ~FrameWriter() = default;
   /// All frames of one writer have one size.
-  virtual void write(const Picture& picture) = 0;
+  void write(const Picture& picture) {
+    const timings::Step step("write");
+    writeFrame(picture);
+  }
   /// Puts the finished file in place; without this nothing is left.
-  virtual void finish() = 0;
+  void finish() {
+    const timings::Step step("finish the file");
+    commit();
+  }
+
+ private:
+  virtual void writeFrame(const Picture& picture) = 0;
+  virtual void commit() = 0;
 };
 
 /// Where frames come from, as the options say.

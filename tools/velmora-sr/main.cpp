@@ -12,6 +12,7 @@
 #include "interrupt.h"
 #include "status.h"
 #include "streams.h"
+#include "timings.h"
 
 namespace velmora::tool {
 namespace {
@@ -22,6 +23,7 @@ struct GlobalOptions {
   bool quiet = false;
   bool verbose = false;
   bool version = false;
+  bool timings = false;
   std::string cpu;
 };
 
@@ -29,6 +31,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   auto* quiet = app.add_flag("-q,--quiet", options.quiet, "Say nothing but errors");
   app.add_flag("-v,--verbose", options.verbose,
                "Show what the library prints and logs, on standard error")
+      ->excludes(quiet);
+  app.add_flag("--timings", options.timings,
+               "Show at the end where the time went and how much memory it took")
       ->excludes(quiet);
   app.add_option(
          "--cpu", options.cpu,
@@ -87,7 +92,11 @@ int run(int argc, char** argv) {
       printData(versionText());
       requireMatchingLibrary();
     } else if (app.get_subcommands().empty()) {
-      return usage("say what to do: upscale, fuse, video, register, demo or kernels", hint());
+      return usage("say what to do: upscale, fuse, video, register, info, demo or kernels", hint());
+    }
+    if (options.timings) {
+      for (const std::string& line : timings::report())
+        status().note(line);
     }
     return kDone;
   } catch (const CLI::CallForHelp&) {

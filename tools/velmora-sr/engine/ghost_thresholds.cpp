@@ -14,6 +14,7 @@
 #include "errors.h"
 #include "status.h"
 #include "streams.h"
+#include "timings.h"
 
 namespace velmora::tool {
 namespace {
@@ -35,6 +36,7 @@ GhostThresholds thresholdsFor(double noise) {
 }
 
 GhostThresholds thresholdsFor(const Picture& first, const Picture& second) {
+  const timings::Step step("measure noise");
   return thresholdsFor(std::max(noiseOf(first), noiseOf(second)));
 }
 

@@ -13,6 +13,7 @@
 #include "interrupt.h"
 #include "registration/registration_run.h"
 #include "size_limits.h"
+#include "timings.h"
 #include "velmora_sr/deghosting.h"
 #include "velmora_sr/records.h"
 #include "velmora_sr/registration.h"
@@ -57,6 +58,7 @@ struct Pair {
 };
 
 RegistrationReport registerPair(const Pair& pair) {
+  const timings::Step step("register for status");
   const auto lumaOf = [&](const std::vector<uint8_t>& frame) {
     Plane plane(pair.size);
     std::copy_n(frame.data(), plane.samples.size(), plane.samples.data());
@@ -80,6 +82,7 @@ FusionResult enlargedAlone(const Picture& first, const FusionRequest& request,
 // The weights are made as the library makes them: from its thresholds and the same position maps.
 void addGhostWeights(const Pair& pair, RegistrationReport& report, Size pictureSize,
                      FusionResult& result) {
+  const timings::Step step("de-ghosting weights");
   result.ghost = {zelkParamPrivate.ghostLowThr, zelkParamPrivate.ghostHighThr};
   std::array<int16_t, 256> table;
   CreateDeGhostLUTOnline(table.data(), result.ghost.low, result.ghost.high);

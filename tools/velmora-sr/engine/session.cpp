@@ -9,6 +9,7 @@
 #include "errors.h"
 #include "size_limits.h"
 #include "streams.h"
+#include "timings.h"
 #include "velmora_sr/records.h"
 #include "velmora_sr/version.h"
 
@@ -102,7 +103,10 @@ void Session::process(Velmora_SR_InputFrames& input, Region region,
   library_log::take();
   block_pool::takeFailure();
   const int32_t frames = scene_ == VELMORA_SR_SCENE_SINGLE ? 1 : 2;
-  const int32_t result = VELMORA_SR_Process(handle_, &input, frames, &output);
+  const int32_t result = [&] {
+    const timings::Step step("library");
+    return VELMORA_SR_Process(handle_, &input, frames, &output);
+  }();
   if (block_pool::takeFailure()) {
     throw Failure("out of memory while enlarging to " + text(Size{output.width, output.height}));
   }

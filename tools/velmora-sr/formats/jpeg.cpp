@@ -89,14 +89,14 @@ class JpegReader final : public FrameReader {
 
   const std::string& name() const override { return source_->name(); }
 
-  bool next(Picture& picture) override {
+ private:
+  bool readFrame(Picture& picture) override {
     if (!picture_) return false;
     picture = std::move(*picture_);
     picture_.reset();
     return true;
   }
 
- private:
   Failure damaged(const Handle& handle) const {
     return Failure(name() + ": is damaged: " + tjGetErrorStr2(handle.get()));
   }
@@ -165,7 +165,8 @@ class JpegWriter final : public FrameWriter {
   JpegWriter(const std::string& path, int quality, std::vector<uint8_t> iccProfile)
       : file_(path), quality_(quality), iccProfile_(std::move(iccProfile)) {}
 
-  void write(const Picture& original) override {
+ private:
+  void writeFrame(const Picture& original) override {
     Picture converted;
     const Picture* picture = &original;
     if (original.range != Range::full) {
@@ -208,9 +209,8 @@ class JpegWriter final : public FrameWriter {
     file_.write(jpegProfileSegments(iccProfile_));
     file_.write(jpeg.subspan(split));
   }
-  void finish() override { file_.commit(); }
+  void commit() override { file_.commit(); }
 
- private:
   OutputFile file_;
   int quality_;
   std::vector<uint8_t> iccProfile_;

@@ -47,6 +47,7 @@ std::optional<RawLayout> rawLayoutOf(const InputRequest& request) {
 }  // namespace
 
 std::unique_ptr<FrameReader> openInput(const InputRequest& request) {
+  const timings::Step step("read");
   const auto layout = rawLayoutOf(request);
   auto source = std::make_unique<ByteSource>(request.path);
   if (layout) return openRaw(std::move(source), *layout);

@@ -113,14 +113,14 @@ class PngReader final : public FrameReader {
 
   const std::string& name() const override { return source_->name(); }
 
-  bool next(Picture& picture) override {
+ private:
+  bool readFrame(Picture& picture) override {
     if (!picture_) return false;
     picture = std::move(*picture_);
     picture_.reset();
     return true;
   }
 
- private:
   Failure damaged(png_image& image) const {
     const std::string reason = image.message;
     png_image_free(&image);
@@ -220,7 +220,8 @@ class PngWriter final : public FrameWriter {
   PngWriter(const std::string& path, std::vector<uint8_t> iccProfile)
       : file_(path), iccProfile_(std::move(iccProfile)) {}
 
-  void write(const Picture& picture) override {
+ private:
+  void writeFrame(const Picture& picture) override {
     WriteJob job;
     job.file = &file_;
     job.size = picture.size();
@@ -245,9 +246,8 @@ class PngWriter final : public FrameWriter {
     };
     writePng(job);
   }
-  void finish() override { file_.commit(); }
+  void commit() override { file_.commit(); }
 
- private:
   OutputFile file_;
   std::vector<uint8_t> iccProfile_;
 };

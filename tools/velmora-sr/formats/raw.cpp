@@ -28,7 +28,8 @@ class RawReader final : public FrameReader {
 
   const std::string& name() const override { return source_->name(); }
 
-  bool next(Picture& picture) override {
+ private:
+  bool readFrame(Picture& picture) override {
     const std::size_t got = source_->read(frame_);
     if (got == 0 && any_) return false;
     if (got != frame_.size()) {
@@ -39,7 +40,6 @@ class RawReader final : public FrameReader {
     return true;
   }
 
- private:
   std::string wrongLength(const std::string& what) const {
     return source_->name() + ": holds " + what + ", but a " + tool::name(layout_.format) +
            " frame of " + text(layout_.size) + " has " + std::to_string(frame_.size()) +
@@ -57,13 +57,13 @@ class RawWriter final : public FrameWriter {
   RawWriter(const std::string& path, const RawLayout& layout)
       : file_(path), layout_(layout), frame_(layout.frameBytes()) {}
 
-  void write(const Picture& picture) override {
+ private:
+  void writeFrame(const Picture& picture) override {
     packRaw(layout_, picture, frame_.data());
     file_.write(frame_);
   }
-  void finish() override { file_.commit(); }
+  void commit() override { file_.commit(); }
 
- private:
   OutputFile file_;
   RawLayout layout_;
   std::vector<uint8_t> frame_;

@@ -61,7 +61,8 @@ class Y4mReader final : public FrameReader {
 
   const std::string& name() const override { return source_->name(); }
 
-  bool next(Picture& picture) override {
+ private:
+  bool readFrame(Picture& picture) override {
     const auto line = source_->readLine(kMaxHeader);
     if (!line) {
       if (count_ == 0) throw Failure(source_->name() + ": holds no frame");
@@ -82,7 +83,6 @@ class Y4mReader final : public FrameReader {
     return true;
   }
 
- private:
   std::unique_ptr<ByteSource> source_;
   RawLayout layout_;
   std::vector<uint8_t> frame_;
@@ -102,14 +102,14 @@ class Y4mWriter final : public FrameWriter {
     file_.write(header + "\n");
   }
 
-  void write(const Picture& picture) override {
+ private:
+  void writeFrame(const Picture& picture) override {
     file_.write("FRAME\n");
     packRaw(layout_, picture, frame_.data());
     file_.write(frame_);
   }
-  void finish() override { file_.commit(); }
+  void commit() override { file_.commit(); }
 
- private:
   OutputFile file_;
   RawLayout layout_;
   std::vector<uint8_t> frame_;

@@ -1,0 +1,32 @@
+// Where a run spends its time: what --timings prints.
+#ifndef VELMORA_TOOL_TIMINGS_H
+#define VELMORA_TOOL_TIMINGS_H
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace velmora::tool::timings {
+
+/// Adds the time from here to the end of the scope to the step of that name. Scopes of different
+/// steps may lie within each other: each counts the whole of its own. For the main thread.
+class Step {
+ public:
+  explicit Step(const char* name) : name_(name) {}
+  ~Step();
+  Step(const Step&) = delete;
+  Step& operator=(const Step&) = delete;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  const char* name_;
+  Clock::time_point start_ = Clock::now();
+};
+
+/// A line per step in the order of their first end (calls, milliseconds, milliseconds per call),
+/// one for the time since the program started, one for the most memory held.
+std::vector<std::string> report();
+
+}  // namespace velmora::tool::timings
+
+#endif  // VELMORA_TOOL_TIMINGS_H
