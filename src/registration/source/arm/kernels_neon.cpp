@@ -320,6 +320,51 @@ int32_t firstSmallest(const int32_t* values, int32_t count) {
   return i;
 }
 
+// --- Position maps ---
+
+// 32-bit NEON has no division and takes tiny numbers for zero, which shows in positions near the
+// vanishing line and under wild homographies: there the scalar kernel stays.
+#ifdef __aarch64__
+// Cut toward zero; saturated, and the smallest value where there is no number.
+int32x4_t fixedPoint(float32x4_t position) {
+  return vbslq_s32(vceqq_f32(position, position), vcvtq_s32_f32(position), vdupq_n_s32(INT32_MIN));
+}
+
+void positionRow(const float* homography, int32_t y, int32_t* posX, int32_t* posY, int32_t count) {
+  const float* h = homography;
+  const auto row = static_cast<float>(y);
+  const float32x4_t rowX = vdupq_n_f32(h[2] + row * h[1]);
+  const float32x4_t rowY = vdupq_n_f32(h[5] + row * h[4]);
+  const float32x4_t rowW = vdupq_n_f32(h[7] * row + 1.0f);
+  const auto four = [&](float32x4_t column, int32x4_t& x, int32x4_t& z) {
+    const float32x4_t w = vdivq_f32(vdupq_n_f32(1.0f), vaddq_f32(rowW, vmulq_n_f32(column, h[6])));
+    x = fixedPoint(vmulq_f32(vmulq_n_f32(vaddq_f32(rowX, vmulq_n_f32(column, h[0])), 65536.0f), w));
+    z = fixedPoint(vmulq_f32(vmulq_n_f32(vaddq_f32(rowY, vmulq_n_f32(column, h[3])), 65536.0f), w));
+  };
+  int32x4_t columns =
+      vcombine_s32(vcreate_s32(0x0000000100000000u), vcreate_s32(0x0000000300000002u));
+  int32x4_t x;
+  int32x4_t z;
+  int32_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    four(vcvtq_f32_s32(columns), x, z);
+    vst1q_s32(posX + i, x);
+    vst1q_s32(posY + i, z);
+    columns = vaddq_s32(columns, vdupq_n_s32(4));
+  }
+  if (i < count) {
+    int32_t rest[2][4];
+    four(vcvtq_f32_s32(columns), x, z);
+    vst1q_s32(rest[0], x);
+    vst1q_s32(rest[1], z);
+    for (int32_t k = 0; i < count; ++i, ++k) {
+      posX[i] = rest[0][k];
+      posY[i] = rest[1][k];
+    }
+  }
+}
+#endif
+
 }  // namespace
 
 void installNeonKernels(RegistrationKernels& table) {
@@ -334,6 +379,9 @@ void installNeonKernels(RegistrationKernels& table) {
   table.descriptorSums = descriptorSums;
   table.descriptorSpreads = descriptorSpreads;
   table.firstSmallest = firstSmallest;
+#ifdef __aarch64__
+  table.positionRow = positionRow;
+#endif
 }
 
 }  // namespace velmora
