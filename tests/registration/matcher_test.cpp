@@ -48,7 +48,7 @@ TEST(KnnMatcher, AcceptsWhatIsClearlyNearest) {
   FeatureSet ref(velmora::test::surfLike(random, 300));
   std::vector<Descriptor> wanted = velmora::test::surfLike(random, 200);
   for (std::size_t q = 0; q < wanted.size(); q += 3) {
-    wanted[q] = ref.descriptors[static_cast<std::size_t>(random.next() % 300)];
+    wanted[q] = ref.descriptors[random.index(300)];
     for (auto& value : wanted[q])
       value += static_cast<int32_t>(random.range(-700000, 700000));
   }

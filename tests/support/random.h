@@ -22,6 +22,8 @@ class Random {
   int64_t range(int64_t low, int64_t high) {
     return low + static_cast<int64_t>(next() % static_cast<uint64_t>(high - low + 1));
   }
+  /// Uniform below `count`, which is not 0.
+  std::size_t index(std::size_t count) { return static_cast<std::size_t>(next() % count); }
   /// Uniform in [0, 1).
   double unit() { return static_cast<double>(next() >> 11) * 0x1p-53; }
   std::vector<uint8_t> bytes(std::size_t count) {
