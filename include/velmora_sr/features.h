@@ -116,6 +116,15 @@ struct tagST_GETFEATURE_PARAMS_IN {
 };
 
 #if UINTPTR_MAX == 0xFFFFFFFFu
+// On the 32-bit device the layouts are fixed to the byte.
+static_assert(sizeof(tagST_PIC) == 32);
+static_assert(offsetof(tagST_PIC, data) == 12);
+static_assert(sizeof(tagIntegralMat) == 12);
+static_assert(sizeof(ST_KEYPOINT) == 20);
+static_assert(sizeof(tagDISCRIPTOR_PARAMS) == 16);
+static_assert(sizeof(tagSURFParams) == 32);
+static_assert(sizeof(tagOctaveLayer) == 20);
+static_assert(sizeof(ST_IMAGEFEATURES) == 12);
 static_assert(offsetof(tagST_GETFEATURE_PARAMS_IN, extractFirst) == 81 * 4);
 static_assert(offsetof(tagST_GETFEATURE_PARAMS_IN, scaleFactor) == 84 * 4);
 #endif

@@ -29,6 +29,8 @@ struct lm_control_type {
   int32_t info;     ///< written: the status, an index into lm_shortmsg
 };
 
+static_assert(sizeof(lm_control_type) == 9 * 4);  // nine words wherever it runs
+
 /// Status texts, indexed by lm_control_type::info.
 VELMORA_API extern const char* const lm_shortmsg[11];
 /// Long texts. The entries for 4 and 5 are one text, so from 5 on an entry stands one place before

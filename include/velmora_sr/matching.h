@@ -207,8 +207,11 @@ VELMORA_API int32_t RansacEstimation(tagST_MATCH_PAIRS* pairs, float* homography
 #if UINTPTR_MAX == 0xFFFFFFFFu
 static_assert(sizeof(ST_NODE) == 16);
 static_assert(sizeof(tagKNN_RESULT) == 16);
+static_assert(sizeof(tagMATCHESINFO) == 16);
+static_assert(sizeof(tagBranchStruct) == 12);
 static_assert(sizeof(tagSEARCHLEL_PARAMS) == 32);
 static_assert(sizeof(tagST_MATCH_PAIRS) == 12);
+static_assert(sizeof(tagRANSAC_PARAMS) == 12);
 #endif
 
 #endif  // VELMORA_SR_MATCHING_H

@@ -71,6 +71,7 @@ struct PositionBandJob {
 
 #if UINTPTR_MAX == 0xFFFFFFFFu
 static_assert(sizeof(_YUVIM) == 12);
+static_assert(sizeof(_WIDTHHEIGHT) == 8);
 static_assert(offsetof(tagST_IMGREGISTRATION_PARAMS_IN, features) == 8);
 static_assert(sizeof(PositionBandJob) == 24);
 #endif
