@@ -3,6 +3,7 @@
 #include <immintrin.h>
 
 #include "interpolation/kernels.h"
+#include "interpolation/x86/avx2.h"
 #include "interpolation/x86/tails.h"
 
 namespace velmora {
@@ -267,6 +268,7 @@ void installAvx2Kernels(InterpolationKernels& table) {
   table.filterColumns = filterColumns;
   table.filterRows = filterRows;
   table.fuseRow = fuseRow;
+  table.deghostBlocks = avx2::deghostBlocks;
 }
 
 }  // namespace velmora

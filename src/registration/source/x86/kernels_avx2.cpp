@@ -369,6 +369,48 @@ int32_t firstSmallest(const int32_t* values, int32_t count) {
   return last;
 }
 
+// --- Position maps ---
+
+// Cut toward zero. The conversion gives the smallest value for what is too small, too large or no
+// number; what is too large becomes the largest.
+__m256i fixedPoint(__m256 position) {
+  const __m256 tooLarge = _mm256_cmp_ps(position, _mm256_set1_ps(2147483648.0f), _CMP_GE_OQ);
+  return _mm256_xor_si256(_mm256_cvttps_epi32(position), _mm256_castps_si256(tooLarge));
+}
+
+void positionRow(const float* homography, int32_t y, int32_t* posX, int32_t* posY, int32_t count) {
+  const float* h = homography;
+  const auto row = static_cast<float>(y);
+  const __m256 rowX = _mm256_set1_ps(h[2] + row * h[1]);
+  const __m256 rowY = _mm256_set1_ps(h[5] + row * h[4]);
+  const __m256 rowW = _mm256_set1_ps(h[7] * row + 1.0f);
+  const __m256 h0 = _mm256_set1_ps(h[0]);
+  const __m256 h3 = _mm256_set1_ps(h[3]);
+  const __m256 h6 = _mm256_set1_ps(h[6]);
+  const __m256 scale = _mm256_set1_ps(65536.0f);
+  __m256i columns = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+  for (int32_t x = 0; x < count; x += 8) {
+    const __m256 column = _mm256_cvtepi32_ps(columns);
+    const __m256 w =
+        _mm256_div_ps(_mm256_set1_ps(1.0f), _mm256_add_ps(rowW, _mm256_mul_ps(h6, column)));
+    const auto position = [&](__m256 start, __m256 step) {
+      const __m256 at = _mm256_add_ps(start, _mm256_mul_ps(column, step));
+      return fixedPoint(_mm256_mul_ps(_mm256_mul_ps(at, scale), w));
+    };
+    const __m256i newX = position(rowX, h0);
+    const __m256i newY = position(rowY, h3);
+    if (x + 8 <= count) {
+      store(posX + x, newX);
+      store(posY + x, newY);
+    } else {
+      const __m256i wanted = _mm256_cmpgt_epi32(_mm256_set1_epi32(count), columns);
+      _mm256_maskstore_epi32(posX + x, wanted, newX);
+      _mm256_maskstore_epi32(posY + x, wanted, newY);
+    }
+    columns = _mm256_add_epi32(columns, _mm256_set1_epi32(8));
+  }
+}
+
 }  // namespace
 
 void installAvx2Kernels(RegistrationKernels& table) {
@@ -383,6 +425,7 @@ void installAvx2Kernels(RegistrationKernels& table) {
   table.descriptorSums = descriptorSums;
   table.descriptorSpreads = descriptorSpreads;
   table.firstSmallest = firstSmallest;
+  table.positionRow = positionRow;
 }
 
 }  // namespace velmora

@@ -1,0 +1,13 @@
+// AVX2 kernels that have a file of their own.
+#ifndef VELMORA_SRC_INTERPOLATION_X86_AVX2_H
+#define VELMORA_SRC_INTERPOLATION_X86_AVX2_H
+
+#include "kernels/interpolation_kernels.h"
+
+namespace velmora::avx2 {
+
+void deghostBlocks(const DeghostRow& row, int32_t begin, int32_t end);
+
+}  // namespace velmora::avx2
+
+#endif  // VELMORA_SRC_INTERPOLATION_X86_AVX2_H
