@@ -88,8 +88,8 @@ TEST(FilterColumns, EqualsScalar) {
           const Plan plan(count, sourceWidth, start, step, random, mode);
           // Rows with gaps between them; what lies in the gaps of the output stays.
           const auto rows = static_cast<int32_t>(random.range(0, 9));
-          const std::ptrdiff_t sourcePitch = sourceWidth + random.range(0, 3);
-          const std::ptrdiff_t outPitch = count + random.range(0, 3);
+          const std::ptrdiff_t sourcePitch = sourceWidth + static_cast<int32_t>(random.range(0, 3));
+          const std::ptrdiff_t outPitch = count + static_cast<int32_t>(random.range(0, 3));
           Sources source(blockSize(rows, sourcePitch, sourceWidth));
           fill<uint8_t>(source, random, mode, 0, 255);
           PageBuffer<int16_t> out[2] = {PageBuffer<int16_t>(blockSize(rows, outPitch, count)),
