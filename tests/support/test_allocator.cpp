@@ -1,5 +1,6 @@
 #include "support/test_allocator.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -15,6 +16,8 @@ struct State {
   std::map<void*, uint32_t> live;
   std::vector<uint32_t> requests;
   std::string faults;
+  std::size_t liveBytes = 0;
+  std::size_t peakBytes = 0;
   int failIn = -1;
 };
 
@@ -47,6 +50,8 @@ void* TestAllocator::alloc(uint32_t size, const char* tag, int32_t reserved) {
   std::memset(block + kCanary, kFillByte, size);
   std::memset(block + kCanary + size, kCanaryByte, kCanary);
   state().live[block + kCanary] = size;
+  state().liveBytes += size;
+  state().peakBytes = std::max(state().peakBytes, state().liveBytes);
   return block + kCanary;
 }
 
@@ -61,6 +66,7 @@ void TestAllocator::free(void* ptr, const char* tag, int32_t reserved) {
   if (!canariesIntact(block, found->second)) {
     state().faults += "canary of a " + std::to_string(found->second) + " byte block overwritten; ";
   }
+  state().liveBytes -= found->second;
   state().live.erase(found);
   std::free(block);
 }
@@ -79,6 +85,9 @@ const std::vector<uint32_t>& TestAllocator::requests() {
 }
 std::size_t TestAllocator::live() {
   return state().live.size();
+}
+std::size_t TestAllocator::peakBytes() {
+  return state().peakBytes;
 }
 std::string TestAllocator::faults() {
   return state().faults;

@@ -23,6 +23,8 @@ class TestAllocator {
   /// Sizes of all requests since reset, failed ones included.
   static const std::vector<uint32_t>& requests();
   static std::size_t live();
+  /// The most bytes that were live at once since reset.
+  static std::size_t peakBytes();
   /// Blocks returned twice, unknown blocks, wrong tags, overwritten canaries; empty when clean.
   static std::string faults();
 };
