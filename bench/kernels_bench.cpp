@@ -66,8 +66,11 @@ struct Data {
       mapX.push_back((x << 16) + 12345);
       mapY.push_back((7 << 16) + 54321 + 260 * x);
     }
-    for (int32_t i = 0; i < kPhases * kPhases; ++i)
-      rows2D.push_back(table2D.data() + std::ptrdiff_t{17} * i);
+    for (int32_t i = 0; i < kPhases * kPhases; ++i) {
+      int16_t* row = table2D.data() + std::ptrdiff_t{17} * i;
+      row[16] = static_cast<int16_t>(3588 + i % 100);  // sums as the default table has them
+      rows2D.push_back(row);
+    }
     for (int32_t i = 0; i < kDescriptors; ++i) {
       descriptorRows.push_back(descriptors.data() + std::ptrdiff_t{kValues} * i);
       indices.push_back((i * 37) % kDescriptors);
@@ -132,7 +135,7 @@ void addInterpolationKernels() {
         d.phase.data()};
     const uint8_t* rows = d.bytes.data();
     const FusionRow row = {{rows, rows + kPitch, rows + 2 * kPitch, rows + 3 * kPitch},
-                           d.rows2D.data(),
+                           d.rows2D.data() + 16 * kPhases,
                            d.mapX.data(),
                            d.mapY.data(),
                            21845,

@@ -163,7 +163,8 @@ TEST(FuseRow, EqualsScalar) {
     const int32_t height = 9;
     const int32_t pitch = width + 4;
     for (const int32_t count : kCounts) {
-      for (int mode = 0; mode < kFillModes; ++mode) {
+      for (int round = 0; round < 2 * kFillModes; ++round) {
+        const int mode = round % kFillModes;
         const int32_t phases = mode == 0 ? 50 : 3;
         const FusionTable table(phases, random, mode);
         Sources first(static_cast<std::size_t>(4 * pitch));
@@ -176,6 +177,14 @@ TEST(FuseRow, EqualsScalar) {
         fill<int32_t>(mapY, random, 0, -2 << 16, (height + 2) << 16);
         mapX[3] = INT32_MAX;
         mapY[5] = INT32_MIN;
+        if (round >= kFillModes) {
+          // A second frame that has moved a little and turned: neighbours read from the same lines.
+          const auto line = static_cast<int32_t>(random.range(-1, height - 1));
+          for (int32_t x = 0; x < width; ++x) {
+            mapX[static_cast<std::size_t>(x)] = (x << 16) + 70000;
+            mapY[static_cast<std::size_t>(x)] = (line << 16) + 3000 * x;
+          }
+        }
         std::vector<int32_t> columns[4];
         for (int32_t j = 0; j < count; ++j) {
           const int32_t position = j * (width + 3) / std::max(count, 1);

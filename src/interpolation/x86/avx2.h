@@ -6,6 +6,8 @@
 
 namespace velmora::avx2 {
 
+void fuseRow(const FusionRow& row, const FusionColumns& columns, int32_t begin, int32_t end,
+             uint8_t* out);
 void deghostBlocks(const DeghostRow& row, int32_t begin, int32_t end);
 
 }  // namespace velmora::avx2

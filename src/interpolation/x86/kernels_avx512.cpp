@@ -3,6 +3,7 @@
 #include <immintrin.h>
 
 #include "interpolation/kernels.h"
+#include "interpolation/x86/avx512.h"
 #include "interpolation/x86/tails.h"
 
 namespace velmora {
@@ -142,6 +143,7 @@ void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, i
 void installAvx512Kernels(InterpolationKernels& table) {
   table.filterColumns = filterColumns;
   table.filterRows = filterRows;
+  table.fuseRow = avx512::fuseRow;
 }
 
 }  // namespace velmora
