@@ -35,7 +35,7 @@ namespace velmora::tool {
 namespace {
 
 constexpr int kMargin = 64;  // of the photo around the frames, in its pixels
-constexpr Size kLargestFrame = {1200, 1000};
+constexpr Size kLargestFrame = {2400, 1800};
 constexpr int kSmallestSide = 1000;  // the wider side of a frame
 constexpr std::array<double, 4> kNoise = {0, 3, 8, 15};
 // Hand-held: a turn of 0.4 degrees, 0.2 % larger, and a shift of some pixels.
