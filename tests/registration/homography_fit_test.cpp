@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
+#include "registration/plain_homography.h"
 #include "registration/synthetic_pairs.h"
 
 namespace {
@@ -38,6 +41,32 @@ TEST(FitHomography, RecoversTheMotionOfExactPairs) {
     ASSERT_TRUE(h.has_value());
     EXPECT_EQ(h->back(), 1.0f);
     EXPECT_LT(c.motion.cornerError(h->data(), c.width, c.height), c.bound) << &c - cases;
+  }
+}
+
+TEST(FitHomography, EqualsThePlainFitToTheBit) {
+  const struct {
+    int count;
+    int sweeps;
+    bool wholePixels;
+  } cases[] = {{4, 2, true},  {4, 2, false},   {4, 30, true},   {5, 30, true},
+               {23, 2, true}, {400, 30, true}, {401, 30, false}};
+  for (const auto& c : cases) {
+    for (uint64_t seed = 1; seed < 20; ++seed) {
+      Random random(seed);
+      Pairs pairs;
+      fill(pairs,
+           {.motion = tilted(4000, 3000, 1, 1.02, 5, -9, 4e-6, -3e-6),
+            .count = c.count,
+            .noise = 2,
+            .wholePixels = c.wholePixels},
+           random);
+      const auto h = fitHomography(pairs.ref.data(), pairs.match.data(), c.count, c.sweeps);
+      const auto plain = velmora::test::plainFit(pairs.ref, pairs.match, 81 * c.sweeps);
+      ASSERT_TRUE(h && plain);
+      EXPECT_TRUE(std::equal(h->begin(), h->end(), plain->begin()))
+          << c.count << " pairs, seed " << seed;
+    }
   }
 }
 

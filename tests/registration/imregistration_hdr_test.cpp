@@ -9,7 +9,9 @@
 #include "registration/synthetic_scene.h"
 #include "support/log_capture.h"
 #include "support/test_allocator.h"
+#include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
+#include "velmora_sr/matching.h"
 #include "velmora_sr/registration.h"
 
 namespace {
@@ -153,6 +155,53 @@ TEST(HomographyRegistration, LetsTheLastPartDecide) {
   EXPECT_THAT(failed.area, testing::Each(-7));
   EXPECT_THAT(log.takeTexts(),
               testing::Contains(testing::EndsWith("RegImg_surf bim to mim failed!\n")));
+}
+
+TEST(HomographyRegistration, MatchesWithTheRatioOfTheLumaStatistics) {
+  // Bright frames: the statistics ask for a ratio of 0.4, which fewer matches pass than 0.45.
+  const CallInProgress call;
+  Frame first = draw(Scene(4), kWidth, kHeight, shift(0, 0), 12, 1);
+  Frame second = draw(Scene(4), kWidth, kHeight, shift(-14, 11), 12, 2);
+  for (Frame* frame : {&first, &second}) {
+    for (uint8_t& sample : frame->data)
+      sample = static_cast<uint8_t>(255 - (255 - sample) / 3);
+  }
+  const std::string printed = run(first, second, nullptr, 0).printed;
+
+  std::vector<ST_KEYPOINT> keypoints(2 * std::size_t{kMaxKeypoints});
+  std::vector<int32_t> descriptors(keypoints.size() * kDescriptorLength);
+  ST_IMAGEFEATURES ref = {keypoints.data(), descriptors.data(), 0};
+  ST_IMAGEFEATURES query = {keypoints.data() + kMaxKeypoints,
+                            descriptors.data() + std::ptrdiff_t{kMaxKeypoints} * kDescriptorLength,
+                            0};
+  tagST_GETFEATURE_PARAMS_IN request = {};
+  request.first.width = request.second.width = kWidth;
+  request.first.height = request.second.height = kHeight;
+  request.first.data = first.data.data();
+  request.second.data = second.data.data();
+  request.extractFirst = 1;
+  request.scaleFactor = 4;
+  tagSURFParams params = {};
+  CaptureStdout();
+  EXPECT_EQ(GetFeatureSurf(&request, &ref, &query, params), 0);
+  EXPECT_EQ(params.matchRatio, 0.4f);
+  std::vector<ST_NODE> pool(4 * 2 * static_cast<std::size_t>(ref.count));
+  std::array<ST_NODE*, kKdTreeCount> roots{};
+  void* nodes = pool.data();
+  EXPECT_EQ(BuildKDTreeIndices(&ref, roots.data(), static_cast<unsigned char*>(nodes)), 0);
+  const auto matchesAt = [&](float ratio) {
+    const auto queries = static_cast<std::size_t>(query.count);
+    std::vector<int32_t> block(5 * queries);
+    tagMATCHESINFO found = {block.data(), block.data() + queries, block.data() + 3 * queries, 0};
+    EXPECT_EQ(KnnMatcher(&query, &ref, roots.data(), &found, ratio), 0);
+    return found.matchCount;
+  };
+  const int32_t strict = matchesAt(0.4f);
+  const int32_t usual = matchesAt(0.45f);
+  GetCapturedStdout();
+  EXPECT_GT(strict, 5);
+  EXPECT_LT(strict, usual);
+  EXPECT_THAT(printed, testing::HasSubstr(" matchNum " + std::to_string(strict) + "\n"));
 }
 
 TEST(HomographyRegistration, ReadsThePartMapInsideTheFrameOnly) {

@@ -95,6 +95,56 @@ TEST(MatrixEstimation, KeepsEveryCornerInsideTheSecondFrame) {
   EXPECT_GT(accepted, 300);
 }
 
+/// The homography whose inverse maps (x, y) to (x + c0 + kx x + ky y, ...) in columns and, with the
+/// second row, in rows.
+Homography withInverse(const std::array<double, 6>& m) {
+  const double det = m[0] * m[4] - m[1] * m[3];
+  const double a = m[4] / det, b = -m[1] / det, d = -m[3] / det, e = m[0] / det;
+  const auto f = [](double value) { return static_cast<float>(value); };
+  return {f(a), f(b), f(-a * m[2] - b * m[5]), f(d), f(e), f(-d * m[2] - e * m[5]), 0, 0, 1};
+}
+
+TEST(MatrixEstimation, RoundsNearEdgesAndCutsFarOnes) {
+  // Each case lets one corner alone decide how much of one side is lost, around the limit of 300
+  // pixels: 301 are too many. A near edge is rounded, so 300.4 pixels pass and 300.6 do not; a far
+  // edge is cut, so 300.2 pixels are 301 lost and 299.8 are 300. Frames are 2001 x 1601; shears by
+  // 10 pixels take the other corner of the side out of the decision.
+  constexpr double kShearX = 10.0 / 1600;  // columns per row
+  constexpr double kShearY = 10.0 / 2000;  // rows per column
+  const struct {
+    const char* name;
+    std::array<double, 6> passes, fails;
+  } cases[] = {
+      {"left by the top left corner", {1, -kShearX, 300.4, 0, 1, 0}, {1, -kShearX, 300.6, 0, 1, 0}},
+      {"left by the bottom left corner",
+       {1, kShearX, 290.4, 0, 1, 0},
+       {1, kShearX, 290.6, 0, 1, 0}},
+      {"top by the top left corner", {1, 0, 0, -kShearY, 1, 300.4}, {1, 0, 0, -kShearY, 1, 300.6}},
+      {"top by the top right corner", {1, 0, 0, kShearY, 1, 290.4}, {1, 0, 0, kShearY, 1, 290.6}},
+      {"right by the top right corner",
+       {1, kShearX, -299.8, 0, 1, 0},
+       {1, kShearX, -300.2, 0, 1, 0}},
+      {"right by the bottom right corner",
+       {1, -kShearX, -289.8, 0, 1, 0},
+       {1, -kShearX, -290.2, 0, 1, 0}},
+      {"bottom by the bottom left corner",
+       {1, 0, 0, kShearY, 1, -299.8},
+       {1, 0, 0, kShearY, 1, -300.2}},
+      {"bottom by the bottom right corner",
+       {1, 0, 0, -kShearY, 1, -289.8},
+       {1, 0, 0, -kShearY, 1, -290.2}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(estimate(withInverse(c.passes), 2001, 1601).result, 0) << c.name;
+    EXPECT_EQ(estimate(withInverse(c.fails), 2001, 1601).result, 2) << c.name;
+  }
+}
+
+TEST(MatrixEstimation, TakesTheLastEntryAsOneOnTheWayForth) {
+  // Twice the identity: its inverse is exact, but (x, y) seems to map to (2x, 2y).
+  EXPECT_EQ(estimate({2, 0, 0, 0, 2, 0, 0, 0, 2}, 1000, 800).result, 2);
+}
+
 TEST(MatrixEstimation, NamesItsRejections) {
   LogCapture log;
   InitLogParams(nullptr, 2);

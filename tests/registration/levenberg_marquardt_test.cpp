@@ -8,6 +8,7 @@
 #include <limits>
 #include <vector>
 
+#include "registration/plain_minimiser.h"
 #include "velmora_sr/homography.h"
 
 namespace {
@@ -139,6 +140,51 @@ TEST(LmMinimize, SolvesThePublishedProblems) {
     for (const float r : residuals)
       squares += double{r} * r;
     EXPECT_NEAR(control.fnorm, std::sqrt(squares), 1e-5);  // of what par holds
+  }
+}
+
+TEST(LmMinimize, EqualsThePlainMethodToTheBit) {
+  const struct {
+    const char* name;
+    Residuals residuals;
+    int32_t m;
+    std::vector<float> start;
+  } cases[] = {
+      {"linear", linear, 7, {1, 1, 1}},
+      {"Rosenbrock", rosenbrock, 2, {-1.2f, 1}},
+      {"Rosenbrock, far", rosenbrock, 2, {-12, 10}},
+      {"helical valley", helicalValley, 3, {-1, 0, 0}},
+      {"Powell singular", powellSingular, 4, {3, -1, 0, 1}},
+      {"Freudenstein and Roth", freudensteinRoth, 2, {0.5f, -2}},
+      {"Freudenstein and Roth, far", freudensteinRoth, 2, {50, -20}},
+      {"Bard", bard, 15, {1, 1, 1}},
+      {"Bard, far", bard, 15, {10, 10, 10}},
+      {"Kowalik and Osborne", kowalikOsborne, 11, {0.25f, 0.39f, 0.415f, 0.39f}},
+      {"a parameter without effect",
+       [](const float* x, float* f) { f[0] = x[0] - 2, f[1] = f[0] - 3; },
+       2,
+       {7, 1}},
+  };
+  const lm_control_type controls[] = {
+      usualControl(),
+      {1e-10f, 1e-10f, 1e-10f, 1e-10f, 10.0f, 0, 20, 0, 0},  // of the refinement
+      {1e-3f, 1e-2f, 1e-4f, 1e-4f, 0.1f, 0, 50, 0, 0},
+      {0, 0, 0, 1e-6f, 1e-3f, 0, 3, 0, 0},
+  };
+  for (const auto& c : cases) {
+    for (const lm_control_type& usual : controls) {
+      SCOPED_TRACE(testing::Message() << c.name << ", control " << &usual - controls);
+      const auto plain = velmora::test::PlainMinimiser::minimise(
+          [&](const auto& x, auto& f) { c.residuals(x.data(), f.data()); }, c.m, c.start, usual);
+      Problem problem = {c.residuals};
+      lm_control_type control = usual;
+      std::vector<float> x = c.start;
+      minimise(problem, c.m, x, control);
+      EXPECT_EQ(x, plain.x);
+      EXPECT_EQ(control.fnorm, plain.norm);
+      EXPECT_EQ(control.nfev, plain.evaluations);
+      EXPECT_EQ(control.info, plain.status);
+    }
   }
 }
 

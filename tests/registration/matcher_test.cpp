@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "registration/feature_sets.h"
 #include "registration/plain_forest.h"
+#include "registration/plain_homography.h"
 #include "support/heap_faults.h"
 #include "support/log_capture.h"
 #include "support/random.h"
@@ -178,6 +180,49 @@ TEST(FeatureMatcher, PairsRoundedFullSizePixels) {
       EXPECT_EQ(pair.refPoints[2 * j + 1], pixel(point.y));
       EXPECT_EQ(pair.matchPoints[2 * j], pixel(point.x + 32));
       EXPECT_EQ(pair.matchPoints[2 * j + 1], pixel(point.y));
+    }
+  }
+}
+
+TEST(FeatureMatcher, FiltersByTheUsualRansac) {
+  // With six of ten pairs right 56 iterations suffice, with three of ten the hundred are used up;
+  // errors of up to 4 pixels tell the threshold.
+  for (const int right : {6, 3}) {
+    Pair pair(200, 24);
+    Random random(25);
+    for (std::size_t i = 0; i < 200; ++i) {
+      const auto spread = [&] { return static_cast<int32_t>(random.range(0, 40000)); };
+      const auto error = [&] { return static_cast<int32_t>(random.range(-4 * 16, 4 * 16)); };
+      ST_KEYPOINT& from = pair.ref.keypoints[i];
+      ST_KEYPOINT& to = pair.match.keypoints[199 - i];
+      from = {0, 0, spread(), spread(), 9};
+      to = static_cast<int>(i % 10) < right
+               ? ST_KEYPOINT{0, 0, from.x + 160 + error(), from.y - 96 + error(), 9}
+               : ST_KEYPOINT{0, 0, spread(), spread(), 9};
+    }
+    std::vector<float> ref, match;
+    for (std::size_t j = 0; j < 200; ++j) {  // in the order of the queries
+      const ST_KEYPOINT& from = pair.ref.keypoints[199 - j];
+      const ST_KEYPOINT& to = pair.match.keypoints[j];
+      for (const auto& [points, point] : {std::pair{&ref, from}, std::pair{&match, to}}) {
+        for (const int32_t q6 : {point.x, point.y})
+          points->push_back(static_cast<float>(std::floor((4 * q6 + 32) / 64.0)));
+      }
+    }
+    const velmora::test::PlainRansac plain(ref, match, {100, 12.0f, 0.9995f});
+    CaptureStdout();
+    ASSERT_EQ(pair.run(4), 0);
+    EXPECT_THAT(
+        GetCapturedStdout(),
+        testing::EndsWith("\nransac iteration count:" + std::to_string(plain.iterations) +
+                          "\nfind inliner count:" + std::to_string(plain.inliers) + "/200\n"));
+    ASSERT_EQ(pair.pairs.count, plain.inliers);
+    std::size_t at = 0;
+    for (std::size_t j = 0; j < 200; ++j) {
+      if (!plain.kept[j]) continue;
+      EXPECT_EQ(pair.refPoints[2 * at], ref[2 * j]);
+      EXPECT_EQ(pair.matchPoints[2 * at + 1], match[2 * j + 1]);
+      ++at;
     }
   }
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "registration/plain_homography.h"
 #include "registration/synthetic_pairs.h"
 #include "velmora_sr/homography.h"
 #include "velmora_sr/matching.h"
@@ -18,6 +19,7 @@ using velmora::test::fill;
 using velmora::test::Motion;
 using velmora::test::Pairs;
 using velmora::test::PairsRecipe;
+using velmora::test::PlainRansac;
 using velmora::test::Random;
 using velmora::test::shift;
 using velmora::test::tilted;
@@ -108,6 +110,70 @@ TEST(RansacEstimation, NeverKeepsFarOutliersUnderNoise) {
   }
 }
 
+/// What the plain implementation leaves of the pairs, and what it prints.
+void expectPlainResult(Pairs& pairs, tagRANSAC_PARAMS params) {
+  const PlainRansac plain(pairs.ref, pairs.match, params);
+  std::vector<float> ref, match;
+  for (std::size_t i = 0; i < plain.kept.size(); ++i) {
+    if (!plain.kept[i] && !plain.gaveUp) continue;
+    ref.insert(ref.end(), {pairs.ref[2 * i], pairs.ref[2 * i + 1]});
+    match.insert(match.end(), {pairs.match[2 * i], pairs.match[2 * i + 1]});
+  }
+  const auto count = std::to_string(plain.kept.size());
+  const Outcome outcome = run(pairs, params);
+  EXPECT_EQ(outcome.result, plain.gaveUp ? -1 : 0);
+  if (plain.gaveUp) {
+    EXPECT_EQ(pairs.record.count, static_cast<int32_t>(plain.kept.size()));
+    return;
+  }
+  EXPECT_EQ(outcome.printed, "ransac iteration count:" + std::to_string(plain.iterations) +
+                                 "\nfind inliner count:" + std::to_string(plain.inliers) + "/" +
+                                 count + "\n");
+  if (plain.inliers == 4) return;  // no model: what stands in the first four is of no use
+  EXPECT_EQ(outcome.homography, plain.homography);
+  ASSERT_EQ(pairs.record.count, static_cast<int32_t>(ref.size() / 2));
+  pairs.ref.resize(ref.size());
+  pairs.match.resize(match.size());
+  EXPECT_EQ(pairs.ref, ref);
+  EXPECT_EQ(pairs.match, match);
+}
+
+TEST(RansacEstimation, EqualsThePlainImplementation) {
+  // Frames so small that samples are refused for lying too close, or moved so far that it matters
+  // which frame's points are compared; lattices, on which samples are refused for lying in a line.
+  const struct {
+    const char* name;
+    Motion motion;
+    double width, height;
+    int count;
+    double outlierShare, noise;
+    int lattice;
+  } cases[] = {
+      {"photo", kMotions[5], 4000, 3000, 300, 0.3, 2, 1},
+      {"many outliers", kMotions[4], 4000, 3000, 300, 0.6, 1, 1},
+      {"few pairs", kMotions[3], 4000, 3000, 12, 0.2, 2, 1},
+      {"small frame", kMotions[1], 320, 240, 80, 0.2, 2, 1},
+      {"large motion in a small frame", shift(-120, 80), 400, 300, 80, 0.2, 2, 1},
+      {"lattice", kMotions[1], 900, 700, 120, 0.2, 1, 100},
+      {"fine lattice", kMotions[0], 600, 600, 120, 0.1, 1, 12},
+  };
+  for (const auto& c : cases) {
+    for (uint64_t seed = 500; seed < 530; ++seed) {
+      SCOPED_TRACE(testing::Message() << c.name << ", seed " << seed);
+      Random random(seed);
+      Pairs pairs;
+      fill(pairs, {c.motion, c.width, c.height, c.count, c.outlierShare, c.noise, true}, random);
+      for (std::size_t i = 0; i < pairs.ref.size(); ++i) {
+        const auto step = static_cast<float>(c.lattice);
+        const float moved = pairs.match[i] - pairs.ref[i];
+        pairs.ref[i] = step * std::floor(pairs.ref[i] / step);
+        pairs.match[i] = pairs.ref[i] + moved;
+      }
+      expectPlainResult(pairs, kUsual);
+    }
+  }
+}
+
 TEST(RansacEstimation, StopsWhenItIsConfident) {
   // All pairs agree: one sample is enough. Wanting certainty takes the smallest float as the
   // chance of a miss, which changes nothing without outliers.
@@ -151,6 +217,28 @@ TEST(RansacEstimation, ComparesTheSquaredErrorWithTheThreshold) {
     pairs.add({777, 333}, {777, 336}, false);
     run(pairs, {100, threshold, 0.9995f});
     EXPECT_EQ(pairs.record.count, kept);
+  }
+}
+
+TEST(RansacEstimation, CountsAnErrorOfTheThresholdAsInlier) {
+  // One iteration: the threshold does not change the model. The error of one pair under it, taken
+  // as the threshold, keeps this pair; the next smaller float drops it and no other.
+  Random random(302);
+  Pairs pairs;
+  fill(pairs, {.motion = kMotions[5], .count = 60, .noise = 3}, random);
+  const std::vector<float> ref = pairs.ref;
+  const std::vector<float> match = pairs.match;
+  const PlainRansac plain(ref, match, {1, 12.0f, 0.9995f});
+  ASSERT_GT(plain.inliers, 10);
+  for (std::size_t i = 0; i < plain.kept.size(); ++i) {
+    const float error = velmora::test::squaredError(ref, match, i, plain.homography);
+    if (!plain.kept[i] || error < 1) continue;
+    const auto keptAt = [&](float threshold) {
+      Pairs again(ref, match);
+      run(again, {1, threshold, 0.9995f});
+      return again.record.count;
+    };
+    EXPECT_EQ(keptAt(error), keptAt(std::nextafter(error, 0.0f)) + 1) << i;
   }
 }
 

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "registration/plain_homography.h"
+#include "registration/plain_minimiser.h"
 #include "registration/synthetic_pairs.h"
 #include "velmora_sr/homography.h"
 
@@ -64,6 +66,49 @@ TEST(RefineHomography, FindsTheMotionBelowAPixel) {
     RecordProperty(std::string("corner error, ") + c.name, std::to_string(error));
     EXPECT_LT(error, c.bound);
     EXPECT_FLOAT_EQ(h[8], 1.0f);
+  }
+}
+
+/// The linear fit, the minimiser over the stated residuals, the last entry brought to 1.
+std::array<float, 9> plainRefinement(const Pairs& pairs) {
+  const auto residuals = [&](const std::vector<float>& h, std::vector<float>& f) {
+    for (std::size_t i = 0; i < f.size(); i += 2) {
+      const float x = pairs.ref[i];
+      const float y = pairs.ref[i + 1];
+      const float w = 1 / (std::fma(h[7], y, h[6] * x) + h[8]);
+      f[i] = std::fma(w, std::fma(h[1], y, h[0] * x) + h[2], -pairs.match[i]);
+      f[i + 1] = std::fma(w, std::fma(h[4], y, h[3] * x) + h[5], -pairs.match[i + 1]);
+    }
+  };
+  const auto linear = velmora::test::plainFit(pairs.ref, pairs.match, 81 * 30).value();
+  const auto found = velmora::test::PlainMinimiser::minimise(
+      residuals, static_cast<int>(pairs.ref.size()), {linear.begin(), linear.end()},
+      {1e-10f, 1e-10f, 1e-10f, 1e-10f, 10.0f, 0, 20, 0, 0});
+  const float scale = 1 / found.x[8];
+  std::array<float, 9> h;
+  std::transform(found.x.begin(), found.x.end(), h.begin(), [=](float e) { return e * scale; });
+  return h;
+}
+
+TEST(RefineHomography, EqualsThePlainRefinementToTheBit) {
+  const Motion motions[] = {shift(10.25, -3.5), tilted(4000, 3000, 1, 1.02, 5, 6, 3e-6, 2e-6),
+                            tilted(4000, 3000, 0, 1, 0, 0, 1e-4, 5e-5),
+                            tilted(640, 480, 0.4, 1.002, 2, -1, 1e-5, -2e-5)};
+  for (const Motion& motion : motions) {
+    for (const int count : {5, 17, 60, 500}) {
+      for (const double noise : {0.5, 3.0}) {
+        SCOPED_TRACE(testing::Message() << "motion " << &motion - motions << ", " << count
+                                        << " pairs, noise " << noise);
+        Random random(34);
+        Pairs pairs;
+        fill(pairs, {.motion = motion, .count = count, .noise = noise, .wholePixels = true},
+             random);
+        auto scratch = pairs.scratch();
+        std::array<float, 9> h{};
+        RefineHomography(&pairs.record, h.data(), scratch.data());
+        EXPECT_EQ(h, plainRefinement(pairs));
+      }
+    }
   }
 }
 
