@@ -1,10 +1,20 @@
 // Accuracy of registration on real photos: each is warped by a known homography, noise is added to
 // both frames, and what registration finds is compared with the truth over the whole frame.
 //
-//   registration_accuracy [--limit PIXELS] [--pictures FOLDER] PHOTO...
+//   registration_accuracy [OPTION VALUE...] [--motions | --stages] PHOTO...
 //
-// Prints a table in Markdown. With a limit the exit status is 1 when the mean error of a photo
-// exceeds it or a photo is not registered. The pictures show the matches of each photo.
+//   --limit PIXELS     exit with status 1 when the mean error of a photo exceeds it or a photo is
+//   not
+//                      registered
+//   --pictures FOLDER  draw the matches of each photo
+//   --shift X,Y        move by a shift alone
+//   --noise LEVELS     uniform noise of +-LEVELS grey levels instead of 3
+//   --motions          the error under eight motions instead of one
+//   --stages           what each stage costs: the matches, those that RANSAC keeps, and the error
+//   of
+//                      the best fits to the kept and to all true ones
+//
+// Prints a table in Markdown.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -16,9 +26,11 @@
 #include <utility>
 #include <vector>
 
+#include "best_fit.h"
 #include "errors.h"
 #include "formats/png.h"
 #include "frame_io.h"
+#include "known_motion.h"
 #include "registration/registration_picture.h"
 #include "registration/registration_run.h"
 #include "size_limits.h"
@@ -28,48 +40,21 @@
 namespace velmora::tool {
 namespace {
 
-using Matrix = std::array<double, 9>;
-
 // Hand-held: a turn of 0.4 degrees, 0.2 % larger, a little perspective, and a shift of some pixels.
-constexpr double kAngle = 0.007;
-constexpr double kScale = 1.002;
-constexpr double kPerspective = 5e-7;
-constexpr Position kShift = {12.3, -8.7};
+constexpr KnownMotion kMotion = {0.007, 1.002, 5e-7, {12.3, -8.7}};
+constexpr std::array<KnownMotion, 8> kMotions = {{kMotion,
+                                                  {-0.007, 0.998, -5e-7, {-7.6, 14.2}},
+                                                  {0.003, 1.001, 2e-7, {5.4, 3.3}},
+                                                  {-0.004, 1.003, 4e-7, {-16.1, -6.4}},
+                                                  {0.01, 0.999, -3e-7, {21.7, 9.9}},
+                                                  {0.001, 1, 1e-7, {2.8, -1.9}},
+                                                  {0, 1, 0, {9.5, -13.5}},
+                                                  {-0.012, 1.004, 6e-7, {-3.2, 18.6}}}};
 constexpr double kNoise = 3;  // uniform, +- grey levels
 constexpr int kSmallestPhoto = 500;
 constexpr int kGrid = 33;  // points along each side at which the error is taken
-
-/// From the first frame to the second: about the centre of a frame.
-Matrix trueMotion(Size size) {
-  const double cx = (size.width - 1) / 2.0;
-  const double cy = (size.height - 1) / 2.0;
-  const double a = kScale * std::cos(kAngle);
-  const double b = kScale * std::sin(kAngle);
-  Matrix m = {a,
-              -b,
-              cx + kShift.x - a * cx + b * cy,
-              b,
-              a,
-              cy + kShift.y - b * cx - a * cy,
-              kPerspective,
-              -kPerspective / 2,
-              1};
-  m[8] = 1 - m[6] * cx - m[7] * cy;
-  for (double& entry : m)
-    entry /= m[8];
-  return m;
-}
-
-Matrix inverse(const Matrix& h) {
-  return {h[4] * h[8] - h[5] * h[7], h[2] * h[7] - h[1] * h[8], h[1] * h[5] - h[2] * h[4],
-          h[5] * h[6] - h[3] * h[8], h[0] * h[8] - h[2] * h[6], h[2] * h[3] - h[0] * h[5],
-          h[3] * h[7] - h[4] * h[6], h[1] * h[6] - h[0] * h[7], h[0] * h[4] - h[1] * h[3]};
-}
-
-Position moved(const Matrix& h, Position p) {
-  const double w = h[6] * p.x + h[7] * p.y + h[8];
-  return {(h[0] * p.x + h[1] * p.y + h[2]) / w, (h[3] * p.x + h[4] * p.y + h[5]) / w};
-}
+/// RANSAC's limit for the distance of an inlier.
+const double kTolerance = std::sqrt(12.0);
 
 /// Catmull-Rom weights of the four samples around a fraction.
 std::array<double, 4> cubic(double t) {
@@ -100,19 +85,26 @@ uint8_t toByte(double value) {
   return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
 }
 
+struct Frames {
+  Size size;
+  Matrix truth;
+  Plane first;
+  Plane second;
+};
+
 /// The first frame is the photo without a margin, the second the same window after the motion.
-std::pair<Plane, Plane> makePair(const Plane& photo, Size size, const Matrix& motion) {
-  const int marginX = (photo.size.width - size.width) / 2;
-  const int marginY = (photo.size.height - size.height) / 2;
-  const Matrix back = inverse(motion);
+Frames makeFrames(const Plane& photo, const KnownMotion& motion, double noiseLevels) {
+  const int margin = photo.size.width / 50 + 30;
+  const Size size = {photo.size.width - 2 * margin, photo.size.height - 2 * margin};
+  Frames frames = {size, motion.matrix(size), Plane(size), Plane(size)};
+  const Matrix back = inverse(frames.truth);
   test::Random random(2024);
-  const auto noise = [&] { return kNoise * (2 * random.unit() - 1); };
-  std::pair<Plane, Plane> frames{Plane(size), Plane(size)};
+  const auto noise = [&] { return noiseLevels * (2 * random.unit() - 1); };
   for (int y = 0; y < size.height; ++y) {
     for (int x = 0; x < size.width; ++x) {
-      frames.first.row(y)[x] = toByte(photo.row(y + marginY)[x + marginX] + noise());
+      frames.first.row(y)[x] = toByte(photo.row(y + margin)[x + margin] + noise());
       const Position at = moved(back, {static_cast<double>(x), static_cast<double>(y)});
-      frames.second.row(y)[x] = toByte(sampleAt(photo, {at.x + marginX, at.y + marginY}) + noise());
+      frames.second.row(y)[x] = toByte(sampleAt(photo, {at.x + margin, at.y + margin}) + noise());
     }
   }
   return frames;
@@ -123,20 +115,24 @@ struct Error {
   double worst = 0;
 };
 
-Error errorOf(const Homography& found, const Matrix& truth, Size size) {
+Error errorOf(const Matrix& found, const Frames& frames) {
   Error error;
   for (int j = 0; j < kGrid; ++j) {
     for (int i = 0; i < kGrid; ++i) {
-      const Position p = {(size.width - 1.0) * i / (kGrid - 1),
-                          (size.height - 1.0) * j / (kGrid - 1)};
-      const Position a = project(found, p);
-      const Position b = moved(truth, p);
-      const double distance = std::hypot(a.x - b.x, a.y - b.y);
-      error.mean += distance / (kGrid * kGrid);
-      error.worst = std::max(error.worst, distance);
+      const Position p = {(frames.size.width - 1.0) * i / (kGrid - 1),
+                          (frames.size.height - 1.0) * j / (kGrid - 1)};
+      const double away = distance(moved(found, p), moved(frames.truth, p));
+      error.mean += away / (kGrid * kGrid);
+      error.worst = std::max(error.worst, away);
     }
   }
   return error;
+}
+
+Error errorOf(const Homography& found, const Frames& frames) {
+  Matrix matrix;
+  std::copy(found.begin(), found.end(), matrix.begin());
+  return errorOf(matrix, frames);
 }
 
 Plane lumaOf(const std::string& path) {
@@ -146,64 +142,184 @@ Plane lumaOf(const std::string& path) {
   return std::move(picture.y);
 }
 
+enum class Table { accuracy, motions, stages };
+
 struct Options {
+  Table table = Table::accuracy;
   double limit = HUGE_VAL;
+  double noise = kNoise;
+  KnownMotion motion = kMotion;
   std::string pictures;
 };
 
-/// One row of the table; false when the photo fails the limit.
-bool measure(const std::string& path, const Options& options) {
+std::string number(double value) {
+  std::array<char, 32> digits{};
+  std::snprintf(digits.data(), digits.size(), "%.3f", value);
+  return digits.data();
+}
+
+void printRow(const std::vector<std::string>& cells) {
+  std::string row = "|";
+  for (const std::string& cell : cells)
+    row.append(" ").append(cell).append(" |");
+  printData(row + "\n");
+}
+
+void printHeading(const std::vector<std::string>& cells) {
+  printRow(cells);
+  std::string rule = "|";
+  for (std::size_t i = 0; i < cells.size(); ++i)
+    rule += "---|";
+  printData(rule + "\n");
+}
+
+std::string text(const RegistrationFailure& failure) {
+  return std::string(name(failure.stage)) + ": " + failure.reason;
+}
+
+/// A row of the table of accuracy; false when the photo fails the limit.
+bool showAccuracy(const std::string& file, const Plane& photo, const Options& options) {
+  Frames frames = makeFrames(photo, options.motion, options.noise);
+  const RegistrationReport report = registerFrames(frames.first, frames.second);
+  if (!options.pictures.empty()) {
+    const Canvas canvas = registrationPicture(report, frames.first, frames.second);
+    writeRgbPng(options.pictures + "/" + file + ".png", canvas.size(), canvas.rgb());
+  }
+  std::vector<std::string> cells = {
+      file, text(frames.size), std::to_string(report.keypoints[0].size()),
+      std::to_string(report.matches.size()), std::to_string(report.inliers())};
+  if (report.failure) {
+    cells.insert(cells.end(), {text(*report.failure), ""});
+    printRow(cells);
+    return false;
+  }
+  const Error error = errorOf(*report.homography, frames);
+  cells.insert(cells.end(), {number(error.mean), number(error.worst)});
+  printRow(cells);
+  return error.mean <= options.limit;
+}
+
+/// A row of the table of motions: the mean errors under each of them, sorted.
+bool showMotions(const std::string& file, const Plane& photo, const Options& options) {
+  std::vector<double> errors;
+  for (const KnownMotion& motion : kMotions) {
+    Frames frames = makeFrames(photo, motion, options.noise);
+    const RegistrationReport report = registerFrames(frames.first, frames.second);
+    errors.push_back(report.failure ? HUGE_VAL : errorOf(*report.homography, frames).mean);
+  }
+  std::sort(errors.begin(), errors.end());
+  const auto shown = [](double error) { return std::isinf(error) ? "fails" : number(error); };
+  const double median = (errors[3] + errors[4]) / 2;
+  printRow({file, shown(errors.front()), shown(median), shown(errors.back())});
+  return errors.back() <= options.limit;
+}
+
+/// A key point in whole pixels of the frame, as the fit sees it.
+Position wholePixels(Position p) {
+  return {std::floor(p.x + 0.5), std::floor(p.y + 0.5)};
+}
+
+/// A row of the table of stages.
+bool showStages(const std::string& file, const Plane& photo, const Options& options) {
+  Frames frames = makeFrames(photo, options.motion, options.noise);
+  const RegistrationReport report = registerFrames(frames.first, frames.second);
+  if (report.failure) {
+    printRow({file, text(*report.failure), "", "", "", "", "", ""});
+    return false;
+  }
+  std::vector<PointPair> trueOnes, kept;
+  int keptTrueOnes = 0;
+  for (const Match& match : report.matches) {
+    const PointPair pair = {wholePixels(report.keypoints[0][match.first]),
+                            wholePixels(report.keypoints[1][match.second])};
+    const bool isTrue = distance(moved(frames.truth, pair.first), pair.second) <= kTolerance;
+    if (isTrue) trueOnes.push_back(pair);
+    if (match.inlier) kept.push_back(pair);
+    if (isTrue && match.inlier) ++keptTrueOnes;
+  }
+  const auto errorOfBestFit = [&](const std::vector<PointPair>& pairs) {
+    return pairs.size() < 5 ? std::string("-")
+                            : number(errorOf(bestFit(pairs, frames.truth), frames).mean);
+  };
+  const Error found = errorOf(*report.homography, frames);
+  printRow({file, std::to_string(report.matches.size()), std::to_string(trueOnes.size()),
+            std::to_string(keptTrueOnes),
+            std::to_string(kept.size() - static_cast<std::size_t>(keptTrueOnes)),
+            number(found.mean), errorOfBestFit(kept), errorOfBestFit(trueOnes)});
+  return found.mean <= options.limit;
+}
+
+bool show(const std::string& path, const Options& options) {
   const Plane photo = lumaOf(path);
   const std::string file = std::filesystem::path(path).filename();
-  const int margin = photo.size.width / 50 + 30;
-  const Size size = {photo.size.width - 2 * margin, photo.size.height - 2 * margin};
-  if (size.width < kSmallestPhoto || size.height < kSmallestPhoto) {
+  if (std::min(photo.size.width, photo.size.height) < kSmallestPhoto) {
     std::fprintf(stderr, "%s: too small, left out\n", path.c_str());
     return true;
   }
-  const Matrix truth = trueMotion(size);
-  auto [first, second] = makePair(photo, size, truth);
-  const RegistrationReport report = registerFrames(first, second);
-  if (!options.pictures.empty()) {
-    const Canvas canvas = registrationPicture(report, first, second);
-    writeRgbPng(options.pictures + "/" + file + ".png", canvas.size(), canvas.rgb());
+  switch (options.table) {
+    case Table::motions:
+      return showMotions(file, photo, options);
+    case Table::stages:
+      return showStages(file, photo, options);
+    default:
+      return showAccuracy(file, photo, options);
   }
-  std::string row =
-      "| " + file + " | " + text(size) + " | " + std::to_string(report.keypoints[0].size()) +
-      " | " + std::to_string(report.matches.size()) + " | " + std::to_string(report.inliers());
-  bool passed = false;
-  if (report.failure) {
-    row +=
-        std::string(" | ") + name(report.failure->stage) + ": " + report.failure->reason + " | |\n";
-  } else {
-    const Error error = errorOf(*report.homography, truth, size);
-    std::array<char, 64> numbers{};
-    std::snprintf(numbers.data(), numbers.size(), " | %.3f | %.3f |\n", error.mean, error.worst);
-    row += numbers.data();
-    passed = error.mean <= options.limit;
+}
+
+/// Takes the options off the front of the arguments.
+Options takeOptions(std::vector<std::string>& arguments) {
+  Options options;
+  while (!arguments.empty() && arguments[0].starts_with("--")) {
+    const std::string option = arguments[0];
+    arguments.erase(arguments.begin());
+    if (option == "--motions") {
+      options.table = Table::motions;
+      continue;
+    }
+    if (option == "--stages") {
+      options.table = Table::stages;
+      continue;
+    }
+    if (arguments.empty()) throw Failure(option + ": a value is missing");
+    const std::string value = arguments[0];
+    arguments.erase(arguments.begin());
+    if (option == "--limit") {
+      options.limit = std::stod(value);
+    } else if (option == "--noise") {
+      options.noise = std::stod(value);
+    } else if (option == "--pictures") {
+      options.pictures = value;
+    } else if (option == "--shift") {
+      const auto comma = value.find(',');
+      if (comma == std::string::npos) throw Failure("--shift wants X,Y");
+      options.motion = {};
+      options.motion.shift = {std::stod(value), std::stod(value.substr(comma + 1))};
+    } else {
+      throw Failure(option + ": no such option");
+    }
   }
-  printData(row);
-  return passed;
+  return options;
 }
 
 int run(std::vector<std::string> arguments) {
-  Options options;
-  while (arguments.size() >= 2 && arguments[0].starts_with("--")) {
-    if (arguments[0] == "--limit") options.limit = std::stod(arguments[1]);
-    if (arguments[0] == "--pictures") options.pictures = arguments[1];
-    arguments.erase(arguments.begin(), arguments.begin() + 2);
+  const Options options = takeOptions(arguments);
+  if (arguments.empty()) throw Failure("no photo is given");
+  switch (options.table) {
+    case Table::motions:
+      printHeading({"photo", "lowest", "median", "highest"});
+      break;
+    case Table::stages:
+      printHeading({"photo", "matches", "true", "true, kept", "false, kept", "found",
+                    "best fit to the kept", "best fit to all true"});
+      break;
+    default:
+      printHeading(
+          {"photo", "frames", "key points", "matches", "inliers", "mean error", "worst error"});
   }
-  if (arguments.empty()) {
-    std::fputs("usage: registration_accuracy [--limit PIXELS] [--pictures FOLDER] PHOTO...\n",
-               stderr);
-    return 2;
-  }
-  printData("| photo | frames | key points | matches | inliers | mean error | worst error |\n");
-  printData("|---|---|---|---|---|---|---|\n");
   bool passed = true;
   for (const std::string& path : arguments)
-    passed = measure(path, options) && passed;
-  return passed || options.limit == HUGE_VAL ? 0 : 1;
+    passed = show(path, options) && passed;
+  return passed || std::isinf(options.limit) ? 0 : 1;
 }
 
 }  // namespace
