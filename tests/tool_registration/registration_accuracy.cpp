@@ -8,6 +8,7 @@
 //                      registered
 //   --pictures FOLDER  draw the matches of each photo
 //   --shift X,Y        move by a shift alone
+//   --reduce N         take photos of a smaller camera: the means of N x N pixels
 //   --noise LEVELS     uniform noise of +-LEVELS grey levels instead of 3
 //   --motions          the error under eight motions instead of one
 //   --stages           what each stage costs: the matches, those that RANSAC keeps, and the error
@@ -36,6 +37,8 @@
 #include "size_limits.h"
 #include "streams.h"
 #include "support/random.h"
+#include "velmora_sr/homography.h"
+#include "velmora_sr/matching.h"
 
 namespace velmora::tool {
 namespace {
@@ -142,11 +145,26 @@ Plane lumaOf(const std::string& path) {
   return std::move(picture.y);
 }
 
+/// The means of n x n pixels.
+Plane reduced(const Plane& photo, int n) {
+  Plane result({photo.size.width / n, photo.size.height / n});
+  for (int y = 0; y < result.size.height; ++y) {
+    for (int x = 0; x < result.size.width; ++x) {
+      double sum = 0;
+      for (int i = 0; i < n * n; ++i)
+        sum += photo.row(n * y + i / n)[n * x + i % n];
+      result.row(y)[x] = toByte(sum / (n * n));
+    }
+  }
+  return result;
+}
+
 enum class Table { accuracy, motions, stages };
 
 struct Options {
   Table table = Table::accuracy;
   double limit = HUGE_VAL;
+  int reduction = 1;
   double noise = kNoise;
   KnownMotion motion = kMotion;
   std::string pictures;
@@ -219,20 +237,40 @@ Position wholePixels(Position p) {
   return {std::floor(p.x + 0.5), std::floor(p.y + 0.5)};
 }
 
+/// What is found when RANSAC does not stop before it is certain of a sample without outliers: as a
+/// rule it runs all of its hundred iterations.
+Homography findWithCertainty(const std::vector<PointPair>& matches) {
+  std::vector<float> first, second;
+  for (const PointPair& match : matches) {
+    first.insert(first.end(),
+                 {static_cast<float>(match.first.x), static_cast<float>(match.first.y)});
+    second.insert(second.end(),
+                  {static_cast<float>(match.second.x), static_cast<float>(match.second.y)});
+  }
+  tagST_MATCH_PAIRS pairs = {first.data(), second.data(), static_cast<int32_t>(matches.size())};
+  tagRANSAC_PARAMS params = {100, 12.0f, 1.0f};
+  std::vector<float> scratch(44 * matches.size() + 56);
+  Homography found{};
+  HomographyEstimation(&pairs, found.data(), &params,
+                       reinterpret_cast<unsigned char*>(scratch.data()));
+  return found;
+}
+
 /// A row of the table of stages.
 bool showStages(const std::string& file, const Plane& photo, const Options& options) {
   Frames frames = makeFrames(photo, options.motion, options.noise);
   const RegistrationReport report = registerFrames(frames.first, frames.second);
   if (report.failure) {
-    printRow({file, text(*report.failure), "", "", "", "", "", ""});
+    printRow({file, text(*report.failure), "", "", "", "", "", "", ""});
     return false;
   }
-  std::vector<PointPair> trueOnes, kept;
+  std::vector<PointPair> all, trueOnes, kept;
   int keptTrueOnes = 0;
   for (const Match& match : report.matches) {
     const PointPair pair = {wholePixels(report.keypoints[0][match.first]),
                             wholePixels(report.keypoints[1][match.second])};
     const bool isTrue = distance(moved(frames.truth, pair.first), pair.second) <= kTolerance;
+    all.push_back(pair);
     if (isTrue) trueOnes.push_back(pair);
     if (match.inlier) kept.push_back(pair);
     if (isTrue && match.inlier) ++keptTrueOnes;
@@ -245,12 +283,13 @@ bool showStages(const std::string& file, const Plane& photo, const Options& opti
   printRow({file, std::to_string(report.matches.size()), std::to_string(trueOnes.size()),
             std::to_string(keptTrueOnes),
             std::to_string(kept.size() - static_cast<std::size_t>(keptTrueOnes)),
-            number(found.mean), errorOfBestFit(kept), errorOfBestFit(trueOnes)});
+            number(found.mean), number(errorOf(findWithCertainty(all), frames).mean),
+            errorOfBestFit(kept), errorOfBestFit(trueOnes)});
   return found.mean <= options.limit;
 }
 
 bool show(const std::string& path, const Options& options) {
-  const Plane photo = lumaOf(path);
+  const Plane photo = reduced(lumaOf(path), options.reduction);
   const std::string file = std::filesystem::path(path).filename();
   if (std::min(photo.size.width, photo.size.height) < kSmallestPhoto) {
     std::fprintf(stderr, "%s: too small, left out\n", path.c_str());
@@ -287,6 +326,9 @@ Options takeOptions(std::vector<std::string>& arguments) {
       options.limit = std::stod(value);
     } else if (option == "--noise") {
       options.noise = std::stod(value);
+    } else if (option == "--reduce") {
+      options.reduction = std::stoi(value);
+      if (options.reduction < 1) throw Failure("--reduce wants 1 or more");
     } else if (option == "--pictures") {
       options.pictures = value;
     } else if (option == "--shift") {
@@ -309,7 +351,7 @@ int run(std::vector<std::string> arguments) {
       printHeading({"photo", "lowest", "median", "highest"});
       break;
     case Table::stages:
-      printHeading({"photo", "matches", "true", "true, kept", "false, kept", "found",
+      printHeading({"photo", "matches", "true", "true, kept", "false, kept", "found", "certain",
                     "best fit to the kept", "best fit to all true"});
       break;
     default:
