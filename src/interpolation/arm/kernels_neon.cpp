@@ -26,7 +26,8 @@ void splitPairs(const uint8_t* pairs, uint8_t* even, uint8_t* odd, int32_t count
 void mergePairs(const uint8_t* even, const uint8_t* odd, uint8_t* pairs, int32_t count) {
   int32_t j = 0;
   for (; j + 16 <= count; j += 16) {
-    vst2q_u8(pairs + 2 * j, uint8x16x2_t{{vld1q_u8(even + j), vld1q_u8(odd + j)}});
+    const uint8x16x2_t both = {{vld1q_u8(even + j), vld1q_u8(odd + j)}};
+    vst2q_u8(pairs + 2 * j, both);
   }
   for (; j < count; ++j) {
     pairs[2 * j] = even[j];

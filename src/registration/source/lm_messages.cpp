@@ -12,8 +12,8 @@ const char* const lm_infmsg[10] = {
     "success (the relative error in the sum of squares is at most tol)",
     "success (the relative error between x and the solution is at most tol)",
     "success (both errors are at most tol)",
-    "trapped by degeneracy (fvec is orthogonal to the columns of the jacobian)"
-    "timeout (number of calls to fcn has reached maxcall*(n+1))",
+    ("trapped by degeneracy (fvec is orthogonal to the columns of the jacobian)"
+     "timeout (number of calls to fcn has reached maxcall*(n+1))"),
     "failure (ftol<tol: cannot reduce sum of squares any further)",
     "failure (xtol<tol: cannot improve approximate solution any further)",
     "failure (gtol<tol: cannot improve approximate solution any further)",
