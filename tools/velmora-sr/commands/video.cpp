@@ -1,4 +1,5 @@
 // velmora-sr video: every frame of a clip fused with its neighbour.
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <memory>
@@ -7,6 +8,7 @@
 
 #include "commands/commands.h"
 #include "engine/enlarger.h"
+#include "engine/noise.h"
 #include "engine/pair_fuser.h"
 #include "errors.h"
 #include "interrupt.h"
@@ -124,6 +126,7 @@ class ClipFuser {
     if (!canRegister(frame)) alone_.emplace(frame, region, output, request_.tuning);
   }
 
+  /// Pictures come in the order of the clip.
   void fuse(long number, const Picture& picture, const Picture& neighbour, Picture& result) {
     if (alone_) {
       alone_->enlarge(picture, result);
@@ -131,7 +134,12 @@ class ClipFuser {
                                " cannot be registered, these are " + text(frame_));
       return;
     }
-    if (options_.measureNoise()) request_.ghost = thresholdsFor(picture, neighbour);
+    if (options_.measureNoise()) {
+      // The neighbour is the next picture, but for the last one.
+      const double noise = neighbourNoise_ ? *neighbourNoise_ : noiseOf(picture);
+      neighbourNoise_ = noiseOf(neighbour);
+      request_.ghost = thresholdsFor(std::max(noise, *neighbourNoise_));
+    }
     FusionResult fusion = fusePair(picture, neighbour, request_);
     if (fusion.failure.empty()) {
       tally_.fused(fusion.replacedShare);
@@ -155,6 +163,7 @@ class ClipFuser {
   Size output_;
   FusionRequest request_;
   std::optional<Enlarger> alone_;
+  std::optional<double> neighbourNoise_;
   Tally tally_;
 };
 

@@ -14,7 +14,6 @@
 #include "errors.h"
 #include "status.h"
 #include "streams.h"
-#include "timings.h"
 
 namespace velmora::tool {
 namespace {
@@ -36,7 +35,6 @@ GhostThresholds thresholdsFor(double noise) {
 }
 
 GhostThresholds thresholdsFor(const Picture& first, const Picture& second) {
-  const timings::Step step("measure noise");
   return thresholdsFor(std::max(noiseOf(first), noiseOf(second)));
 }
 

@@ -7,10 +7,14 @@
 #include <optional>
 #include <vector>
 
+#include "timings.h"
+
 namespace velmora::tool {
 namespace {
 
 constexpr int kBlock = 16;
+// More blocks than this tell nothing new: of larger planes every second, third, ... one counts.
+constexpr double kEnoughBlocks = 2048;
 constexpr int kDarkest = 4;  // samples beyond these may be clipped, which hides their noise
 constexpr int kLightest = 251;
 constexpr double kQuietShare = 0.2;
@@ -33,7 +37,6 @@ int highPass(const Plane& plane, int x, int y) {
 std::optional<double> blockNoise(const Plane& plane, int left, int top) {
   std::array<int, std::size_t{kBlock} * kBlock> values;
   std::size_t count = 0;
-  double sumBelowMedian = 0;
   for (int y = top; y < top + kBlock; ++y) {
     for (int x = left; x < left + kBlock; ++x) {
       const int sample = plane.row(y)[x];
@@ -47,17 +50,20 @@ std::optional<double> blockNoise(const Plane& plane, int left, int top) {
   const int median = *middle;
   const auto below = std::count_if(values.begin(), values.end(), [&](int v) { return v < median; });
   const auto equal = std::count(values.begin(), values.end(), median);
-  sumBelowMedian = static_cast<double>(values.size()) / 2 - static_cast<double>(below);
-  const double fine = median - 0.5 + sumBelowMedian / static_cast<double>(equal);
+  const double upToMedian = static_cast<double>(values.size()) / 2 - static_cast<double>(below);
+  const double fine = median - 0.5 + upToMedian / static_cast<double>(equal);
   return std::max(fine, 0.0) / (kMedianOfNormal * kGain);
 }
 
 }  // namespace
 
 double noiseOf(const Plane& plane) {
+  const double all = double(plane.size.width / kBlock) * double(plane.size.height / kBlock);
+  const int step =
+      kBlock * std::max(static_cast<int>(std::ceil(std::sqrt(all / kEnoughBlocks))), 1);
   std::vector<double> blocks;
-  for (int y = 1; y + kBlock < plane.size.height; y += kBlock) {
-    for (int x = 1; x + kBlock < plane.size.width; x += kBlock) {
+  for (int y = 1; y + kBlock < plane.size.height; y += step) {
+    for (int x = 1; x + kBlock < plane.size.width; x += step) {
       if (const auto noise = blockNoise(plane, x, y)) blocks.push_back(*noise);
     }
   }
@@ -69,6 +75,7 @@ double noiseOf(const Plane& plane) {
 }
 
 double noiseOf(const Picture& picture) {
+  const timings::Step step("measure noise");
   if (picture.grey) return noiseOf(picture.y);
   return std::max({noiseOf(picture.y), noiseOf(picture.u), noiseOf(picture.v)});
 }
