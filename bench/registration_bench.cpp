@@ -1,18 +1,15 @@
 // Time of each stage of registration on a 12-megapixel pair, in all and per pixel or per point.
 #include <benchmark/benchmark.h>
-#include <unistd.h>
-#include <ext/stdio_filebuf.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <memory>
 #include <vector>
 
+#include "quiet_library.h"
 #include "support/random.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/homography.h"
@@ -33,20 +30,7 @@ constexpr int32_t kBlobs = 12000;
 constexpr int32_t kShiftX = 37;
 constexpr int32_t kShiftY = 21;
 
-/// The stages print their progress to standard output, where the results go too: the results get
-/// a descriptor of their own, the progress goes nowhere.
-struct QuietStages {
-  __gnu_cxx::stdio_filebuf<char> results{dup(STDOUT_FILENO), std::ios::out};
-  std::streambuf* before = std::cout.rdbuf(&results);
-  bool silenced = std::freopen("/dev/null", "w", stdout) != nullptr;
-  ~QuietStages() {
-    std::cout.flush();
-    std::cout.rdbuf(before);
-  }
-  QuietStages() = default;
-  QuietStages(const QuietStages&) = delete;
-  QuietStages& operator=(const QuietStages&) = delete;
-} quietStages;
+const velmora::bench::QuietLibrary quiet;
 
 void* takeBlock(uint32_t size, const char*, int32_t) {
   return std::malloc(size);
