@@ -21,7 +21,9 @@ struct Contestant {
 };
 
 /// Runs the contestants A B C A B C ... for `rounds` rounds after one warm-up each and prints one
-/// line per contestant: best and median milliseconds, and the first one's best as a ratio of it.
+/// line per contestant: best and median milliseconds, the first one's best as a ratio of its best,
+/// and the same for the processor time of all threads, which other work on the machine disturbs
+/// less.
 void compare(const std::string& job, int processors, int rounds,
              const std::vector<Contestant>& contestants);
 
