@@ -52,17 +52,15 @@ int16x8_t widened(uint8x8_t samples) {
   return vreinterpretq_s16_u16(vmovl_u8(samples));
 }
 
-// Eight columns whose samples all lie in the row: the samples are gathered column by column and
-// turned into one vector per tap, as the de-interleaving load turns the taps.
-void filterEight(const uint8_t* row, const int32_t* first, const int16_t* columnTaps,
-                 int16_t* out) {
+// Eight columns of a row whose samples all lie in it: the samples are gathered column by column and
+// turned into one vector per tap, as the taps are.
+void filterEight(const uint8_t* row, const int32_t* first, const int16x8x4_t& taps, int16_t* out) {
   const uint8x8x2_t a = vuzp_u8(twoColumns(row, first), twoColumns(row, first + 2));
   const uint8x8x2_t b = vuzp_u8(twoColumns(row, first + 4), twoColumns(row, first + 6));
   const uint8x8x2_t even = vuzp_u8(a.val[0], b.val[0]);
   const uint8x8x2_t odd = vuzp_u8(a.val[1], b.val[1]);
   const int16x8_t samples[4] = {widened(even.val[0]), widened(odd.val[0]), widened(even.val[1]),
                                 widened(odd.val[1])};
-  const int16x8x4_t taps = vld4q_s16(columnTaps);
   int32x4_t low = vmull_s16(vget_low_s16(samples[0]), vget_low_s16(taps.val[0]));
   int32x4_t high = vmull_s16(vget_high_s16(samples[0]), vget_high_s16(taps.val[0]));
   for (int t = 1; t < 4; ++t) {
@@ -84,24 +82,26 @@ void filterOne(const uint8_t* row, const ColumnPlan& plan, int32_t j, int16_t* o
   out[j] = static_cast<int16_t>(sum >> 12);
 }
 
-void filterColumnsOfRow(const uint8_t* row, const ColumnPlan& plan, int32_t begin, int32_t end,
-                        int16_t* out) {
-  const int32_t insideEnd = plan.insideEnd < end ? plan.insideEnd : end;
-  int32_t j = begin;
-  for (; j < end && j < plan.insideBegin; ++j)
-    filterOne(row, plan, j, out);
-  for (; j + 8 <= insideEnd; j += 8) {
-    filterEight(row, plan.first + j, plan.taps + int64_t{4} * j, out + j);
-  }
-  for (; j < end; ++j)
-    filterOne(row, plan, j, out);
-}
-
 void filterColumns(const FilterBlock& block, const ColumnPlan& plan, int32_t begin, int32_t end) {
-  for (std::ptrdiff_t row = 0; row < block.rows; ++row) {
-    filterColumnsOfRow(block.source + row * block.sourcePitch, plan, begin, end,
-                       block.out + row * block.outPitch);
+  const auto oneByOne = [&](int32_t from, int32_t to) {
+    for (std::ptrdiff_t r = 0; r < block.rows; ++r) {
+      for (int32_t j = from; j < to; ++j)
+        filterOne(block.source + r * block.sourcePitch, plan, j, block.out + r * block.outPitch);
+    }
+  };
+  const int32_t insideEnd = plan.insideEnd < end ? plan.insideEnd : end;
+  int32_t j = plan.insideBegin > begin ? plan.insideBegin : begin;
+  j = j < end ? j : end;
+  oneByOne(begin, j);
+  // All rows of eight columns at once: their taps are loaded and taken apart only once.
+  for (; j + 8 <= insideEnd; j += 8) {
+    const int16x8x4_t taps = vld4q_s16(plan.taps + std::ptrdiff_t{4} * j);
+    for (std::ptrdiff_t r = 0; r < block.rows; ++r) {
+      filterEight(block.source + r * block.sourcePitch, plan.first + j, taps,
+                  block.out + r * block.outPitch + j);
+    }
   }
+  oneByOne(j, end);
 }
 
 void filterRows(const int16_t* const* rows, const int16_t* taps, uint8_t* out, int32_t count) {
