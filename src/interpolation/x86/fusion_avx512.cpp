@@ -28,8 +28,9 @@ __m256i load256(const void* from) {
   return _mm256_loadu_si256(static_cast<const __m256i*>(from));
 }
 
-bool allBelow(__m256i values, int32_t limit) {
-  return _mm256_cmplt_epu32_mask(values, _mm256_set1_epi32(limit)) == 0xFF;
+// Those of `lanes` whose value is 0 .. limit - 1.
+__mmask8 below(__mmask8 lanes, __m256i values, int32_t limit) {
+  return _mm256_mask_cmplt_epu32_mask(lanes, values, _mm256_set1_epi32(limit));
 }
 
 int32_t smaller(int32_t a, int32_t b) {
@@ -89,63 +90,63 @@ __m512i tapsOfTwo(const int16_t* a, const int16_t* b) {
   return _mm512_inserti64x4(_mm512_castsi256_si512(load256(a)), load256(b), 1);
 }
 
-// Where the eight samples lie in the second frame; false when that is not one window.
+// Where eight samples lie in the second frame.
 struct SecondFrame {
   const uint8_t* corner;  // first sample of the window
   __m256i offsets;
   __m256i tableRows;
-
-  bool locate(const FusionRow& row, const FusionColumns& columns, int32_t j) {
-    const __m256i map = load256(columns.mapColumn + j);
-    const int32_t mapBase =
-        smaller(smaller(columns.mapColumn[j], columns.mapColumn[j + 7]), row.width - 8);
-    const __m256i lanes = _mm256_sub_epi32(map, _mm256_set1_epi32(mapBase));
-    if (mapBase < 0 || !allBelow(lanes, 8)) return false;
-    const __m256i x =
-        _mm256_add_epi32(_mm256_permutevar8x32_epi32(load256(row.mapX + mapBase), lanes),
-                         load256(columns.fraction + j));
-    const __m256i y =
-        _mm256_add_epi32(_mm256_permutevar8x32_epi32(load256(row.mapY + mapBase), lanes),
-                         _mm256_set1_epi32(row.fraction));
-
-    const __m256i column = _mm256_srai_epi32(x, 16);
-    const __m256i lineOfAll = _mm256_srai_epi32(y, 16);
-    const int32_t line = _mm256_cvtsi256_si32(lineOfAll);
-    const __mmask8 sameLine = _mm256_cmpeq_epi32_mask(lineOfAll, _mm256_set1_epi32(line));
-    if (sameLine != 0xFF || line < 0 || line >= row.height || !allBelow(column, row.width))
-      return false;
-    // Tap 0 of a block lies one sample before its column: padded column + 1.
-    const int32_t base =
-        smaller(smaller(_mm256_cvtsi256_si32(column), _mm256_extract_epi32(column, 7)) + 1,
-                row.sourceWidth - kWindow);
-    offsets = _mm256_sub_epi32(column, _mm256_set1_epi32(base - 1));
-    if (!allBelow(offsets, kLastOffset + 1)) return false;
-    corner = row.second + int64_t{line + 1} * row.sourceWidth + base;
-
-    const __m256i phases = _mm256_set1_epi32(row.phases);
-    const __m256i low = _mm256_set1_epi32(0xFFFF);
-    const auto phase = [&](__m256i position) {
-      return _mm256_srli_epi32(_mm256_mullo_epi32(phases, _mm256_and_si256(position, low)), 16);
-    };
-    tableRows = _mm256_add_epi32(_mm256_mullo_epi32(phase(y), phases), phase(x));
-    return true;
-  }
 };
+
+// Locates the eight columns from j on. The result holds if the returned lanes, of those given, are
+// all eight.
+__mmask8 locateSecond(const FusionRow& row, const FusionColumns& columns, int32_t j, __mmask8 lanes,
+                      SecondFrame& second) {
+  const int32_t mapBase =
+      smaller(smaller(columns.mapColumn[j], columns.mapColumn[j + 7]), row.width - kGroup);
+  const __m256i map = _mm256_sub_epi32(load256(columns.mapColumn + j), _mm256_set1_epi32(mapBase));
+  lanes = below(lanes, map, kGroup);
+  const __m256i x = _mm256_add_epi32(_mm256_permutevar8x32_epi32(load256(row.mapX + mapBase), map),
+                                     load256(columns.fraction + j));
+  const __m256i y = _mm256_add_epi32(_mm256_permutevar8x32_epi32(load256(row.mapY + mapBase), map),
+                                     _mm256_set1_epi32(row.fraction));
+
+  const __m256i column = _mm256_srai_epi32(x, 16);
+  const __m256i lines = _mm256_srai_epi32(y, 16);
+  const __m256i firstLine = _mm256_broadcastd_epi32(_mm256_castsi256_si128(lines));
+  lanes = _mm256_mask_cmpeq_epi32_mask(lanes, lines, firstLine);
+  lanes = below(lanes, lines, row.height);
+  lanes = below(lanes, column, row.width);
+  // Tap 0 of a block lies one sample before its column: padded column + 1.
+  const int32_t base =
+      smaller(smaller(_mm256_cvtsi256_si32(column), _mm256_extract_epi32(column, 7)) + 1,
+              row.sourceWidth - kWindow);
+  second.offsets = _mm256_sub_epi32(column, _mm256_set1_epi32(base - 1));
+  lanes = below(lanes, second.offsets, kLastOffset + 1);
+  const int64_t line = _mm256_cvtsi256_si32(lines);
+  second.corner = row.second + (line + 1) * row.sourceWidth + base;
+
+  const __m256i phases = _mm256_set1_epi32(row.phases);
+  const auto phase = [&](__m256i position) {
+    const __m256i fraction = _mm256_blend_epi16(position, _mm256_setzero_si256(), 0xAA);
+    return _mm256_srli_epi32(_mm256_mullo_epi32(phases, fraction), 16);
+  };
+  second.tableRows = _mm256_add_epi32(_mm256_mullo_epi32(phase(y), phases), phase(x));
+  return lanes;
+}
 
 // (sums + weights / 2) / weights, truncated and clamped to 0..255, for weights above 0. The
 // single-precision quotient of sums below 2^29 is off by one at most where it lies below 256, which
 // the remainder tells.
-__m256i quotients(__m256i sums, __m256i weights) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i one = _mm256_set1_epi32(1);
-  const __m256i numerator =
-      _mm256_max_epi32(_mm256_add_epi32(sums, _mm256_srli_epi32(weights, 1)), zero);
-  __m256i quotient = _mm256_cvttps_epi32(
-      _mm256_div_ps(_mm256_cvtepi32_ps(numerator), _mm256_cvtepi32_ps(weights)));
-  const __m256i rest = _mm256_sub_epi32(numerator, _mm256_mullo_epi32(quotient, weights));
-  quotient = _mm256_mask_sub_epi32(quotient, _mm256_cmplt_epi32_mask(rest, zero), quotient, one);
-  quotient = _mm256_mask_add_epi32(quotient, _mm256_cmpge_epi32_mask(rest, weights), quotient, one);
-  return quotient;
+__m512i quotients(__m512i sums, __m512i weights) {
+  const __m512i zero = _mm512_setzero_si512();
+  const __m512i one = _mm512_set1_epi32(1);
+  const __m512i numerator =
+      _mm512_max_epi32(_mm512_add_epi32(sums, _mm512_srli_epi32(weights, 1)), zero);
+  __m512i quotient = _mm512_cvttps_epi32(
+      _mm512_div_ps(_mm512_cvtepi32_ps(numerator), _mm512_cvtepi32_ps(weights)));
+  const __m512i rest = _mm512_sub_epi32(numerator, _mm512_mullo_epi32(quotient, weights));
+  quotient = _mm512_mask_sub_epi32(quotient, _mm512_cmplt_epi32_mask(rest, zero), quotient, one);
+  return _mm512_mask_add_epi32(quotient, _mm512_cmpge_epi32_mask(rest, weights), quotient, one);
 }
 
 // One sum per output sample of the partial ones.
@@ -173,7 +174,7 @@ bool locate(const FusionRow& row, const FusionColumns& columns, int32_t j, Group
       smaller(smaller(columns.first[j], columns.first[j + 7]), row.sourceWidth - kWindow);
   const __m256i offsets = _mm256_sub_epi32(load256(columns.first + j), _mm256_set1_epi32(base));
   SecondFrame second;
-  if (base < 0 || !allBelow(offsets, kLastOffset + 1) || !second.locate(row, columns, j))
+  if (locateSecond(row, columns, j, below(0xFF, offsets, kLastOffset + 1), second) != 0xFF)
     return false;
   const int64_t pitch = row.sourceWidth;
   const uint8_t* corner = second.corner;
@@ -204,13 +205,8 @@ void addUp(const FusionRow& row, const FusionColumns& columns, int32_t j, Group&
   }
 }
 
-// False, with nothing written, when a weight is not positive.
-bool divide(const Group& group, uint8_t* out) {
-  const __m256i weights = _mm256_load_si256(reinterpret_cast<const __m256i*>(group.weights));
-  if (_mm256_cmpgt_epi32_mask(weights, _mm256_setzero_si256()) != 0xFF) return false;
-  const __m256i result = quotients(foldedSums(group), weights);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm256_cvtusepi32_epi8(result));
-  return true;
+__m512i joined(__m256i low, __m256i high) {
+  return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
 }
 
 // `count` groups of columns from j on, 1 .. kGroups.
@@ -223,10 +219,23 @@ void fuseGroups(const FusionRow& row, const FusionColumns& columns, int32_t j, i
   for (int g = 0; g < count; ++g) {
     if (located[g]) addUp(row, columns, j + kGroup * g, groups[g]);
   }
-  for (int g = 0; g < count; ++g) {
+  const auto finish = [&](int g, __m128i bytes, bool usable) {
     const int32_t from = j + kGroup * g;
-    if (located[g] && divide(groups[g], out + from)) continue;
-    avx2::fuseRow(row, columns, from, from + kGroup, out);
+    if (located[g] && usable) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(out + from), bytes);
+    } else {
+      avx2::fuseRow(row, columns, from, from + kGroup, out);
+    }
+  };
+  for (int g = 0; g < count; g += 2) {
+    const Group& a = groups[g];
+    const Group& b = groups[g + 1 < count ? g + 1 : g];
+    const __m512i weights = joined(load256(a.weights), load256(b.weights));
+    const __mmask16 positive = _mm512_cmpgt_epi32_mask(weights, _mm512_setzero_si512());
+    const __m512i result = quotients(joined(foldedSums(a), foldedSums(b)), weights);
+    const __m128i bytes = _mm512_cvtusepi32_epi8(result);
+    finish(g, bytes, (positive & 0xFF) == 0xFF);
+    if (g + 1 < count) finish(g + 1, _mm_srli_si128(bytes, 8), positive >> 8 == 0xFF);
   }
 }
 
@@ -236,7 +245,8 @@ void fuseRow(const FusionRow& row, const FusionColumns& columns, int32_t begin, 
              uint8_t* out) {
   const int32_t insideBegin = columns.insideBegin > begin ? columns.insideBegin : begin;
   const int32_t insideEnd = columns.insideEnd < end ? columns.insideEnd : end;
-  if (insideEnd - insideBegin < kGroup) return avx2::fuseRow(row, columns, begin, end, out);
+  if (insideEnd - insideBegin < kGroup || row.width < kGroup || row.sourceWidth < kWindow)
+    return avx2::fuseRow(row, columns, begin, end, out);
   if (begin < insideBegin) avx2::fuseRow(row, columns, begin, insideBegin, out);
   int32_t j = insideBegin;
   while (j + kGroup <= insideEnd) {
