@@ -180,14 +180,14 @@ void Deghosting(benchmark::State& state) {
   });
 }
 
-// Wall time: the stages share their work among threads.
-BENCHMARK(Copy)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(MirroredCopy)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(ChromaSplit)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(ChromaMerge)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(LumaOfOneFrame)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(ChromaOfOneFrame)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(LumaOfTwoFrames)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Deghosting)->UseRealTime()->Unit(benchmark::kMillisecond);
+// Wall time, beside the processor time of all threads that share the work.
+BENCHMARK(Copy)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(MirroredCopy)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(ChromaSplit)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(ChromaMerge)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(LumaOfOneFrame)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(ChromaOfOneFrame)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(LumaOfTwoFrames)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Deghosting)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -293,17 +293,17 @@ void WholeRegistration(benchmark::State& state) {
   });
 }
 
-// Wall time: the stages share their work among threads.
-BENCHMARK(Reduction)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(IntegralImage)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Detector)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Descriptor)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Trees)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Search)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Ransac)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(Refinement)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(ValidArea)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(PositionMaps)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(WholeRegistration)->UseRealTime()->Unit(benchmark::kMillisecond);
+// Wall time, beside the processor time of all threads that share the work.
+BENCHMARK(Reduction)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(IntegralImage)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Detector)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Descriptor)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Trees)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Search)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Ransac)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Refinement)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(ValidArea)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(PositionMaps)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(WholeRegistration)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
