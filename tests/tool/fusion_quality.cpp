@@ -4,9 +4,10 @@
 //
 //   fusion_quality [--ghost LOW,HIGH] [--pictures FOLDER] PHOTO...
 //
-// Prints a table in Markdown: PSNR in dB and SSIM of luma, for one frame, both frames with
-// thresholds from their noise, and both with the library's default ones (or those given). Where the
-// object is in either frame is a row of its own: there the fused picture follows the second frame.
+// Prints a table in Markdown, means over four motions: PSNR in dB and SSIM of luma, for one frame,
+// both frames with thresholds from their noise, and both with the library's default ones (or those
+// given). Where the object is in either frame is a row of its own: there the fused picture follows
+// the second frame.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -15,6 +16,7 @@
 #include <exception>
 #include <filesystem>
 #include <numbers>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,10 +40,16 @@ constexpr int kMargin = 64;  // of the photo around the frames, in its pixels
 constexpr Size kLargestFrame = {2400, 1800};
 constexpr int kSmallestSide = 1000;  // the wider side of a frame
 constexpr std::array<double, 4> kNoise = {0, 3, 8, 15};
-// Hand-held: a turn of 0.4 degrees, 0.2 % larger, and a shift of some pixels.
-constexpr double kAngle = 0.007;
-constexpr double kScale = 1.002;
-constexpr std::array<double, 2> kShift = {6.3, -4.7};
+// Hand-held: a turn, a step forward or back, a shift of some pixels. How exact a pair registers
+// depends on its motion, so that one of them would not tell much.
+struct Motion {
+  double angle, scale, shiftX, shiftY;
+};
+constexpr std::array<Motion, 4> kMotions = {{{0.007, 1.002, 6.3, -4.7},
+                                             {-0.004, 0.999, -3.4, 5.8},
+                                             {0.002, 1.001, 10.5, 2.2},
+                                             {-0.009, 1.003, -1.2, -8.6}}};
+constexpr Motion kFirst = {0, 1, 0, 0};
 // The object is a disc of another part of the photo; lengths in pixels of the photo.
 constexpr int kRadius = 110;
 constexpr std::array<int, 2> kStep = {90, 40};
@@ -87,14 +95,13 @@ uint8_t toByte(double value) {
 }
 
 // Where a pixel of a frame lies in the frame of the first view.
-Point seenFrom(Size frame, bool second, Point p) {
-  if (!second) return p;
+Point seenFrom(Size frame, const Motion& motion, Point p) {
   const double cx = (frame.width - 1) / 2.0;
   const double cy = (frame.height - 1) / 2.0;
-  const double a = kScale * std::cos(kAngle);
-  const double b = kScale * std::sin(kAngle);
-  return {cx + kShift[0] + a * (p.x - cx) - b * (p.y - cy),
-          cy + kShift[1] + b * (p.x - cx) + a * (p.y - cy)};
+  const double a = motion.scale * std::cos(motion.angle);
+  const double b = motion.scale * std::sin(motion.angle);
+  return {cx + motion.shiftX + a * (p.x - cx) - b * (p.y - cy),
+          cy + motion.shiftY + b * (p.x - cx) + a * (p.y - cy)};
 }
 
 class Gaussian {
@@ -110,12 +117,13 @@ class Gaussian {
 };
 
 // A frame whose pixel (x, y) is pixel (2x, 2y) of the photo without its margin.
-Picture frameOf(const Picture& photo, Size size, bool second, double noise) {
-  Gaussian gaussian(second ? 2 : 1);
+Picture frameOf(const Picture& photo, Size size, const Motion& motion, double noise,
+                uint64_t seed) {
+  Gaussian gaussian(seed);
   Picture frame(size);
   for (int y = 0; y < size.height; ++y) {
     for (int x = 0; x < size.width; ++x) {
-      const Point p = seenFrom(size, second, {double(x), double(y)});
+      const Point p = seenFrom(size, motion, {double(x), double(y)});
       const double value = meanAround(photo.y, {2 * p.x + kMargin, 2 * p.y + kMargin});
       frame.y.row(y)[x] = toByte(value + noise * gaussian.next());
     }
@@ -123,7 +131,7 @@ Picture frameOf(const Picture& photo, Size size, bool second, double noise) {
   // Chroma of a camera is the mean of four pixels, which halves its noise.
   for (int y = 0; y < frame.u.size.height; ++y) {
     for (int x = 0; x < frame.u.size.width; ++x) {
-      const Point p = seenFrom(size, second, {2 * x + 0.5, 2 * y + 0.5});
+      const Point p = seenFrom(size, motion, {2 * x + 0.5, 2 * y + 0.5});
       const Point at = {p.x + (kMargin - 0.5) / 2, p.y + (kMargin - 0.5) / 2};
       frame.u.row(y)[x] = toByte(meanAround(photo.u, at) + noise / 2 * gaussian.next());
       frame.v.row(y)[x] = toByte(meanAround(photo.v, at) + noise / 2 * gaussian.next());
@@ -167,9 +175,37 @@ Plane truthOf(const Plane& photo, Region region) {
   return truth;
 }
 
-std::string text(const Quality& quality) {
-  return format(" %.2f %.4f |", quality.psnr, quality.ssim);
-}
+// What is measured of a pair, or the sum of several.
+struct Figures {
+  int pairs = 0;
+  // One frame, fused with thresholds of its noise, with those to compare: at rest, then the object.
+  std::array<Quality, 6> quality{};
+  double noise = 0;
+  double chosenLow = 0, chosenHigh = 0;
+  double replacedChosen = 0, replacedCompared = 0;
+
+  void add(const Figures& other) {
+    pairs += other.pairs;
+    for (std::size_t i = 0; i < quality.size(); ++i) {
+      quality[i].psnr += other.quality[i].psnr;
+      quality[i].ssim += other.quality[i].ssim;
+    }
+    noise += other.noise;
+    chosenLow += other.chosenLow;
+    chosenHigh += other.chosenHigh;
+    replacedChosen += other.replacedChosen;
+    replacedCompared += other.replacedCompared;
+  }
+  // The columns of the means.
+  [[nodiscard]] std::string text() const {
+    std::string row;
+    for (const Quality& sum : quality)
+      row += format(" %.2f %.4f |", sum.psnr / pairs, sum.ssim / pairs);
+    return row + format(" %.1f: %.0f,%.0f | %.1f | %.1f |", noise / pairs, chosenLow / pairs,
+                        chosenHigh / pairs, 100 * replacedChosen / pairs,
+                        100 * replacedCompared / pairs);
+  }
+};
 
 void save(const std::string& path, const Picture& picture) {
   const auto writer = createPng(path);
@@ -182,11 +218,81 @@ struct Options {
   std::string pictures;
 };
 
+// The photo and what moves in it.
+struct Scene {
+  std::string file;
+  Size size;  // of the frames
+  Disc before, after;
+  Picture photo1, photo2;  // when the first frame is taken, and the second
+};
+
+// Writes the pictures of a pair; the weights are those of the first frame.
+void savePair(const std::string& stem, const Picture& first, const Picture& second,
+              const Picture& alone, const FusionResult& fused) {
+  save(stem + "-first.png", first);
+  save(stem + "-second.png", second);
+  save(stem + "-alone.png", alone);
+  save(stem + "-fused.png", fused.picture);
+  Picture mask(first.size());
+  mask.grey = true;
+  mask.y = fused.weights;
+  save(stem + "-mask.png", mask);
+}
+
+// Nothing, and a line on standard error, for a pair that is not fused.
+std::optional<Figures> figuresOf(const Scene& scene, const Motion& motion, double noise,
+                                 const Options& options, const std::string& pictures) {
+  const Picture first = frameOf(scene.photo1, scene.size, kFirst, noise, 1);
+  const Picture second = frameOf(scene.photo2, scene.size, motion, noise, 2);
+  FusionRequest request;
+  request.region = wholeOf(scene.size);
+  request.outputSize = [](Region region) {
+    return Size{2 * region.size().width - 1, 2 * region.size().height - 1};
+  };
+  request.ghost = thresholdsFor(first, second);
+  const FusionResult chosen = fusePair(first, second, request);
+  if (!chosen.failure.empty()) {
+    std::fprintf(stderr, "%s, noise %g: %s\n", scene.file.c_str(), noise, chosen.failure.c_str());
+    return std::nullopt;
+  }
+  request.ghost = options.compared;
+  const FusionResult compared = fusePair(first, second, request);
+  Picture alone;
+  Enlarger(scene.size, chosen.region, request.outputSize(chosen.region), {}).enlarge(first, alone);
+  if (!pictures.empty()) savePair(pictures, first, second, alone, chosen);
+
+  const Plane truth1 = truthOf(scene.photo1.y, chosen.region);
+  const Plane truth2 = truthOf(scene.photo2.y, chosen.region);
+  const auto moving = [&](int x, int y) {
+    const int px = x + kMargin + 2 * chosen.region.left;
+    const int py = y + kMargin + 2 * chosen.region.top;
+    const auto near = [&](Disc disc) {
+      disc.radius += 16;
+      return disc.holds(px, py);
+    };
+    return near(scene.before) || near(scene.after);
+  };
+  const auto still = [&](int x, int y) { return !moving(x, y); };
+  Figures figures;
+  figures.pairs = 1;
+  figures.quality = {qualityOf(alone.y, truth1, still),
+                     qualityOf(chosen.picture.y, truth1, still),
+                     qualityOf(compared.picture.y, truth1, still),
+                     qualityOf(alone.y, truth1, moving),
+                     qualityOf(chosen.picture.y, truth2, moving),
+                     qualityOf(compared.picture.y, truth2, moving)};
+  figures.noise = std::max(noiseOf(first), noiseOf(second));
+  figures.chosenLow = chosen.ghost.low;
+  figures.chosenHigh = chosen.ghost.high;
+  figures.replacedChosen = chosen.replacedShare;
+  figures.replacedCompared = compared.replacedShare;
+  return figures;
+}
+
 void measure(const std::string& path, const Options& options) {
   const auto reader = openInput({path, {}, {}});
   Picture photo;
   if (!reader->next(photo)) throw Failure(path + ": holds no picture");
-  const std::string file = std::filesystem::path(path).stem();
   const auto side = [](int photoSide, int largest) {
     return std::min((photoSide - 2 * kMargin + 1) / 2, largest) / 2 * 2;
   };
@@ -197,65 +303,25 @@ void measure(const std::string& path, const Options& options) {
     std::fprintf(stderr, "%s: too small, left out\n", path.c_str());
     return;
   }
-  const Disc before = {kMargin + size.width / 2 * 2, kMargin + size.height, kRadius};
-  const Disc after = {before.x + kStep[0], before.y + kStep[1], kRadius};
+  Scene scene;
+  scene.file = std::filesystem::path(path).stem();
+  scene.size = size;
+  scene.before = {kMargin + size.width / 2 * 2, kMargin + size.height, kRadius};
+  scene.after = {scene.before.x + kStep[0], scene.before.y + kStep[1], kRadius};
   const Disc part = {kMargin + size.width / 4 * 2, kMargin + size.height / 4 * 2, kRadius};
-  const Picture photo1 = withObject(photo, before, part);
-  const Picture photo2 = withObject(photo, after, part);
+  scene.photo1 = withObject(photo, scene.before, part);
+  scene.photo2 = withObject(photo, scene.after, part);
 
   for (const double noise : kNoise) {
-    const Picture first = frameOf(photo1, size, false, noise);
-    const Picture second = frameOf(photo2, size, true, noise);
-    FusionRequest request;
-    request.region = wholeOf(size);
-    request.outputSize = [](Region region) {
-      return Size{2 * region.size().width - 1, 2 * region.size().height - 1};
-    };
-    request.ghost = thresholdsFor(first, second);
-    const FusionResult chosen = fusePair(first, second, request);
-    std::string row = "| " + file + format(" | %g |", noise);
-    if (!chosen.failure.empty()) {
-      printData(row + " " + chosen.failure + " |\n");
-      continue;
+    Figures sum;
+    for (const Motion& motion : kMotions) {
+      const bool shown = !options.pictures.empty() && &motion == kMotions.data();
+      const std::string stem =
+          shown ? options.pictures + "/" + scene.file + format("-%g", noise) : std::string();
+      if (const auto figures = figuresOf(scene, motion, noise, options, stem)) sum.add(*figures);
     }
-    request.ghost = options.compared;
-    const FusionResult compared = fusePair(first, second, request);
-    Picture alone;
-    Enlarger(size, chosen.region, request.outputSize(chosen.region), {}).enlarge(first, alone);
-
-    const Plane truth1 = truthOf(photo1.y, chosen.region);
-    const Plane truth2 = truthOf(photo2.y, chosen.region);
-    const auto moving = [&](int x, int y) {
-      const int px = x + kMargin + 2 * chosen.region.left;
-      const int py = y + kMargin + 2 * chosen.region.top;
-      const auto near = [&](Disc disc) {
-        disc.radius += 16;
-        return disc.holds(px, py);
-      };
-      return near(before) || near(after);
-    };
-    const auto still = [&](int x, int y) { return !moving(x, y); };
-    row += text(qualityOf(alone.y, truth1, still)) +
-           text(qualityOf(chosen.picture.y, truth1, still)) +
-           text(qualityOf(compared.picture.y, truth1, still)) +
-           text(qualityOf(alone.y, truth1, moving)) +
-           text(qualityOf(chosen.picture.y, truth2, moving)) +
-           text(qualityOf(compared.picture.y, truth2, moving)) +
-           format(" %.1f: %d,%d |", std::max(noiseOf(first), noiseOf(second)), chosen.ghost.low,
-                  chosen.ghost.high) +
-           format(" %.1f | %.1f |\n", 100 * chosen.replacedShare, 100 * compared.replacedShare);
-    printData(row);
-    if (!options.pictures.empty()) {
-      const std::string stem = options.pictures + "/" + file + format("-%g", noise);
-      save(stem + "-first.png", first);
-      save(stem + "-second.png", second);
-      save(stem + "-alone.png", alone);
-      save(stem + "-fused.png", chosen.picture);
-      Picture mask(size);
-      mask.grey = true;
-      mask.y = chosen.weights;
-      save(stem + "-mask.png", mask);
-    }
+    const std::string row = "| " + scene.file + format(" | %g |", noise);
+    printData(row + (sum.pairs > 0 ? sum.text() : " not fused |") + "\n");
   }
 }
 
