@@ -148,7 +148,8 @@ typedef struct Velmora_SR_OutputFrame {
 } Velmora_SR_OutputFrame;
 
 /* Creates a handle: reads the configuration and the kernel file, starts the worker threads. What
- * cannot be read is replaced by what is built in; the log says so.
+ * cannot be read is replaced by what is built in; the log says so. The kernel tables of an earlier
+ * handle that was not destroyed are lost, not released.
  *   params     not null; read during the call only
  *   handleOut  not null; set to null first, then to the new handle, which VELMORA_SR_Destroy ends
  * Returns 0; -1 for a null argument, when the handle cannot be allocated (*handleOut stays null),

@@ -205,12 +205,29 @@ TEST(Create, WithoutThreadsStillDeliversTheHandle) {
   EXPECT_EQ(VELMORA_SR_Destroy(&handle), 0);
 }
 
+void releaseRows(int16_t** rows, int count) {
+  for (int i = 0; i < count; ++i)
+    delete[] rows[i];
+  delete[] rows;
+}
+
 TEST(Create, SecondHandleTakesOverTheTables) {
   const Session first(64, 48, 0);
+  int16_t** const plain = Lanczos1D_4_2_Fix;
+  int16_t** const sharp = Lanczos1D_4_2_Fix_sharp;
+  int16_t** const sharp2D = Lanczos2D_4_2_Fix_Sharp;
   {
     const Session second(64, 48, 0);
     EXPECT_NE(Lanczos1D_4_2_Fix, nullptr);
+    EXPECT_NE(Lanczos1D_4_2_Fix, plain);
   }
+  // The first handle's own tables are lost to the library, but nobody has released them.
+  EXPECT_EQ(plain[25][1], 2303);
+  EXPECT_EQ(sharp[25][1], 2624);
+  EXPECT_EQ(sharp2D[0][16], 3588);
+  releaseRows(plain, 50);
+  releaseRows(sharp, 50);
+  releaseRows(sharp2D, 2500);
   // The end of the second handle has released what the first one uses.
   EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
   Call call(64, 48, 4, whole(64, 48), 128, 96);
@@ -218,6 +235,22 @@ TEST(Create, SecondHandleTakesOverTheTables) {
   call.input.leftData = frame.data();
   EXPECT_EQ(call.run(first), 0);
   EXPECT_TRUE(call.outputUntouched());
+}
+
+TEST(Create, DropsTablesThatAHostPutInPlace) {
+  int16_t row[17] = {};
+  int16_t* rows[] = {row};
+  Lanczos1D_4_2_Fix = Lanczos1D_4_2_Fix_sharp = Lanczos2D_4_2_Fix_Sharp = rows;
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic* handle = nullptr;
+  {
+    const HeapFaults failure(0);
+    EXPECT_EQ(VELMORA_SR_Create(&params, &handle), -1);
+  }
+  // Also when there is no memory for the handle: that comes first.
+  EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
+  EXPECT_EQ(Lanczos1D_4_2_Fix_sharp, nullptr);
+  EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, nullptr);
 }
 
 // --- thresholds

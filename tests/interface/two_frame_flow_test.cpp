@@ -19,6 +19,7 @@
 #include "support/scratch_directory.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/interface.h"
+#include "velmora_sr/platform.h"
 #include "velmora_sr/records.h"
 
 namespace velmora::test {
@@ -401,6 +402,56 @@ TEST(TwoFrameFailures, EveryScratchRequestThatFailsIsSurvived) {
   // The counting allocator's own blocks are among the requests.
   EXPECT_GT(enlarged, 5);
   EXPECT_GT(none, 5);
+}
+
+// --- the order of blocks and lines
+
+/// The counting allocator, telling the log of the blocks that a call takes first.
+struct TracingAllocator {
+  static constexpr std::size_t kTraced = 4;
+  static inline std::vector<const void*> blocks;
+
+  static void* alloc(uint32_t size, const char* tag, int32_t reserved) {
+    void* const block = TestAllocator::alloc(size, tag, reserved);
+    if (blocks.size() < kTraced) tell("take", blocks.size());
+    blocks.push_back(block);
+    return block;
+  }
+  static void free(void* block, const char* tag, int32_t reserved) {
+    const auto found = std::find(blocks.begin(), blocks.end(), block);
+    const auto number = static_cast<std::size_t>(found - blocks.begin());
+    if (number < kTraced) tell("return", number);
+    if (found != blocks.end()) *found = nullptr;
+    TestAllocator::free(block, tag, reserved);
+  }
+  static void tell(const char* what, std::size_t number) {
+    __android_log_print(kInfo, "blocks", "%s %d", what, static_cast<int>(number));
+  }
+};
+
+TEST(TwoFrameFlow, BlocksComeAndGoInTheOrderOfTheSteps) {
+  Velmora_SR_CreateParams params = parameters(kWidth, kHeight, 2);
+  params.alloc = TracingAllocator::alloc;
+  params.free = TracingAllocator::free;
+  const Session session(params);
+  TracingAllocator::blocks.clear();
+  PairCall call(frameAt(0, 0), flatFrame());
+  LogCapture log;
+  EXPECT_EQ(call.run(session, 2), 0);
+  std::vector<std::string> steps;
+  for (const LogLine& line : log.take()) {
+    if (line.tag == "blocks" || line == dumpLine()) steps.push_back(line.text);
+  }
+  const std::string dump = dumpLine().text;
+  EXPECT_THAT(steps,
+              testing::ElementsAre("take 0", "take 1", dump,  // the frame records
+                                   "take 2", "take 3",        // the position maps
+                                   "return 2", "return 3", testing::AnyOf("return 0", "return 1"),
+                                   testing::AnyOf("return 0", "return 1"), dump));
+  const auto& requests = TestAllocator::requests();
+  constexpr auto kMapBytes = static_cast<uint32_t>(kWidth * kHeight * 4);
+  EXPECT_EQ(std::vector<uint32_t>(requests.begin(), requests.begin() + 4),
+            (std::vector<uint32_t>{sizeof(uint8_t*), sizeof(uint8_t*), kMapBytes, kMapBytes}));
 }
 
 // --- dumps, and the flow as a function of its own

@@ -18,6 +18,7 @@
 #include "interpolation/kernel_tables.h"
 #include "velmora_sr/configuration.h"
 #include "velmora_sr/interface.h"
+#include "velmora_sr/kernel_tables.h"
 #include "velmora_sr/platform.h"
 #include "velmora_sr/registration.h"
 #include "velmora_sr/thread_pool.h"
@@ -88,6 +89,14 @@ double elapsedMilliseconds(std::clock_t start, std::clock_t end) {
   return static_cast<double>(static_cast<float>(ticks)) * 0.001;
 }
 
+/// Creation starts without tables. Those of an earlier handle are lost, not released: whoever still
+/// holds on to their rows, against the rule of one live handle, reads valid memory.
+void dropKernelTables() {
+  Lanczos1D_4_2_Fix = nullptr;
+  Lanczos1D_4_2_Fix_sharp = nullptr;
+  Lanczos2D_4_2_Fix_Sharp = nullptr;
+}
+
 bool sizesAndDataUsable(const Velmora_SR_InputFrames& input, const Velmora_SR_OutputFrame& output) {
   if (isFrameSize(input.width, input.height) && isFrameSize(output.width, output.height) &&
       output.data != nullptr) {
@@ -128,8 +137,7 @@ using namespace velmora;
 
 int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params, SR_ParamsPublic** handleOut) {
   if (handleOut != nullptr) *handleOut = nullptr;
-  // The tables of a handle that was never destroyed would be lost with the pointers to them.
-  if (params != nullptr && handleOut != nullptr) releaseKernelTables();
+  if (params != nullptr && handleOut != nullptr) dropKernelTables();
   logVersionBanner();
   logInfo("VELMORA_SR_Create Start.");
   if (params == nullptr || handleOut == nullptr) {

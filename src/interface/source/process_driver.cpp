@@ -44,6 +44,8 @@ class PositionMaps {
   ~PositionMaps() {
     zelkParamPrivate.posMap1 = nullptr;
     zelkParamPrivate.posMap2 = nullptr;
+    horizontal_.reset();  // first in, first out: members would end the other way round
+    vertical_.reset();
   }
   PositionMaps(const PositionMaps&) = delete;
   PositionMaps& operator=(const PositionMaps&) = delete;
@@ -95,30 +97,14 @@ void dumpResult(const Velmora_SR_OutputFrame& output) {
   dump({"result", output.data, output.width, output.height, output.format}, dumpTime());
 }
 
-}  // namespace
-
-bool isFrameSize(int32_t width, int32_t height) {
-  constexpr int64_t kMostSamples = std::numeric_limits<int32_t>::max() / 3 * 2;
-  return width >= 1 && height >= 1 && int64_t{width} * height <= kMostSamples;
-}
-
-void processFrames(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_InputFrames& input,
-                   const Velmora_SR_OutputFrame& output) {
-  if (handle.alloc == nullptr || handle.free == nullptr) {
-    logNothingWritten("no allocator functions.");
-    return;
-  }
-  if (!kernelTablesInstalled()) {
-    logNothingWritten("no kernel tables.");
-    return;
-  }
+/// Dumps the frames of a scene and runs its stages on them. False without memory for the records
+/// that the stages get.
+bool runStages(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_InputFrames& input,
+               const Velmora_SR_OutputFrame& output) {
   const ProcessBuffer<uint8_t*> first(handle.alloc, handle.free, 1);
   ProcessBuffer<uint8_t*> second;
   if (first && scene.hasTwoFrames()) second = {handle.alloc, handle.free, 1};
-  if (!first || (scene.hasTwoFrames() && !second)) {
-    logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
-    return;
-  }
+  if (!first || (scene.hasTwoFrames() && !second)) return false;
 
   Velmora_SR_CInputImage in = {};
   in.width = input.width;
@@ -142,6 +128,30 @@ void processFrames(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR
     zelkParamPrivate.registFailed = 1;
     zelkParamPrivate.pub = &handle;
     SRInterpolation_Single(&in, &out, &zelkParamPrivate);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool isFrameSize(int32_t width, int32_t height) {
+  constexpr int64_t kMostSamples = std::numeric_limits<int32_t>::max() / 3 * 2;
+  return width >= 1 && height >= 1 && int64_t{width} * height <= kMostSamples;
+}
+
+void processFrames(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_InputFrames& input,
+                   const Velmora_SR_OutputFrame& output) {
+  if (handle.alloc == nullptr || handle.free == nullptr) {
+    logNothingWritten("no allocator functions.");
+    return;
+  }
+  if (!kernelTablesInstalled()) {
+    logNothingWritten("no kernel tables.");
+    return;
+  }
+  if (!runStages(scene, handle, input, output)) {
+    logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
+    return;
   }
   dumpResult(output);
 }
