@@ -18,16 +18,20 @@
 namespace velmora::test {
 namespace {
 
-const LogLine kDefaultThresholds = error(
-    "NB7UO_ZELK: succeed. in Line: 176, in Function: ParseConfigFile, in File: "
-    "src/interface/source/SRInterface\n");
-const LogLine kDefaultKernels = error(
-    "NB7UO_ZELK: Load kernel file failed.Use  default kernel file. in Line: 130, in Function: "
-    "LoadDefaultKernelFile, in File: src/interface/source/SRInterface\n");
-
-std::string thresholdsXml(const std::string& low, const std::string& high) {
-  return "<?xml version=\"1.0\"?><Config><GhostCorrection><LowThr>" + low + "</LowThr><HighThr>" +
-         high + "</HighThr></GhostCorrection></Config>";
+std::vector<LogLine> creationLines(const LogLine& configuration, const std::string& configPath,
+                                   const std::string& kernelPath) {
+  return bannerLines() +
+         std::vector<LogLine>{
+             info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"), configuration,
+             error("NB7UO_ZELK: Load kernel file failed.Use  default kernel file. in Line: 130, in "
+                   "Function: LoadDefaultKernelFile, in File: src/interface/source/SRInterface\n"),
+             info("NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
+                  "inImageWidth = 640, inImageHeight = 480\n"
+                  "\t\tsrImageWidth = 0, srImageHeight = 0\n"
+                  "\t\tsrScene = 2\n"
+                  "\t\tzelkConfigFileName = " +
+                  configPath + "\n\t\tzelkKernelFileName = " + kernelPath + "\n\t\t"),
+             info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")};
 }
 
 // --- creation
@@ -35,50 +39,34 @@ std::string thresholdsXml(const std::string& low, const std::string& high) {
 TEST(Create, TranscriptWithoutPaths) {
   LogCapture log;
   const Session session(640, 480, 2);
-  ASSERT_NE(session.handle(), nullptr);
-  EXPECT_THAT(log.take(),
-              testing::ElementsAreArray(
-                  bannerLines() +
-                  std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
-                                       kDefaultThresholds, kDefaultKernels,
-                                       info("NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
-                                            "inImageWidth = 640, inImageHeight = 480\n"
-                                            "\t\tsrImageWidth = 0, srImageHeight = 0\n"
-                                            "\t\tsrScene = 2\n"
-                                            "\t\tzelkConfigFileName = (null)\n"
-                                            "\t\tzelkKernelFileName = (null)\n"
-                                            "\t\t"),
-                                       info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")}));
+  EXPECT_THAT(log.take(), testing::ElementsAreArray(creationLines(
+                              error("NB7UO_ZELK: succeed. in Line: 176, in Function: "
+                                    "ParseConfigFile, in File: src/interface/source/SRInterface\n"),
+                              "(null)", "(null)")));
 }
 
-TEST(Create, TranscriptWithAConfiguration) {
+TEST(Create, TranscriptAndThresholdsWithAConfiguration) {
+  const struct {
+    const char *low, *high;
+    int32_t checkedLow, checkedHigh;
+  } cases[] = {{"7", "90", 7, 90}, {"7", "3", 1, 5}};
   const ScratchDirectory scratch;
   const std::string config = scratch.path("percent_%s_%n.xml");
-  writeFile(config, thresholdsXml("7", "90"));
-  Velmora_SR_CreateParams params = parameters(64, 48, 0);
-  params.configFileName = config.c_str();
-  params.kernelFileName = "/nowhere/%d%s/kernel";
-  LogCapture log;
-  const Session session(params);
-  EXPECT_THAT(
-      log.take(),
-      testing::ElementsAreArray(
-          bannerLines() +
-          std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
-                               error("NB7UO_ZELK: Load Config File Succeed.  <" + config + ">\n"),
-                               kDefaultKernels,
-                               info("NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
-                                    "inImageWidth = 64, inImageHeight = 48\n"
-                                    "\t\tsrImageWidth = 0, srImageHeight = 0\n"
-                                    "\t\tsrScene = 0\n"
-                                    "\t\tzelkConfigFileName = " +
-                                    config +
-                                    "\n"
-                                    "\t\tzelkKernelFileName = /nowhere/%d%s/kernel\n"
-                                    "\t\t"),
-                               info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")}));
-  EXPECT_EQ(zelkParamPrivate.ghostLowThr, 7);
-  EXPECT_EQ(zelkParamPrivate.ghostHighThr, 90);
+  for (const auto& c : cases) {
+    writeFile(config,
+              joined("<?xml version=\"1.0\"?><Config><GhostCorrection><LowThr>", c.low,
+                     "</LowThr><HighThr>", c.high, "</HighThr></GhostCorrection></Config>"));
+    Velmora_SR_CreateParams params = parameters(640, 480, 2);
+    params.configFileName = config.c_str();
+    params.kernelFileName = "/nowhere/%d%s/kernel";
+    LogCapture log;
+    const Session session(params);
+    EXPECT_THAT(log.take(), testing::ElementsAreArray(creationLines(
+                                error("NB7UO_ZELK: Load Config File Succeed.  <" + config + ">\n"),
+                                config, "/nowhere/%d%s/kernel")));
+    EXPECT_EQ(zelkParamPrivate.ghostLowThr, c.checkedLow);
+    EXPECT_EQ(zelkParamPrivate.ghostHighThr, c.checkedHigh);
+  }
 }
 
 TEST(Create, FillsTheHandle) {
@@ -132,29 +120,21 @@ TEST(Create, CutsPathsThatDoNotFit) {
   }
 }
 
-TEST(Create, NullArguments) {
-  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
-  SR_ParamsPublic other = {};
-  SR_ParamsPublic* handle = &other;
-  const std::vector<LogLine> refused =
-      bannerLines() + std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
-                                           error("NB7UO_ZELK: some input paras is NULL!!\n")};
-  LogCapture log;
-  EXPECT_EQ(VELMORA_SR_Create(nullptr, &handle), -1);
-  EXPECT_EQ(handle, nullptr);
-  EXPECT_EQ(log.take(), refused);
-  EXPECT_EQ(VELMORA_SR_Create(&params, nullptr), -1);
-  EXPECT_EQ(log.take(), refused);
-  EXPECT_EQ(VELMORA_SR_Create(nullptr, nullptr), -1);
-  EXPECT_EQ(log.take(), refused);
-}
-
-TEST(Create, RefusedArgumentsLeaveALiveHandleItsTables) {
+TEST(Create, NullArgumentsAreRefusedAndLeaveALiveHandleItsTables) {
   const Session session(64, 48, 0);
   int16_t** const table = Lanczos2D_4_2_Fix_Sharp;
   ASSERT_NE(table, nullptr);
-  SR_ParamsPublic* handle = nullptr;
-  VELMORA_SR_Create(nullptr, &handle);
+  const Velmora_SR_CreateParams params = parameters(64, 48, 0);
+  SR_ParamsPublic* handle = session.handle();
+  LogCapture log;
+  EXPECT_EQ(VELMORA_SR_Create(nullptr, &handle), -1);
+  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(VELMORA_SR_Create(&params, nullptr), -1);
+  EXPECT_EQ(VELMORA_SR_Create(nullptr, nullptr), -1);
+  const std::vector<LogLine> refused =
+      bannerLines() + std::vector<LogLine>{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"),
+                                           error("NB7UO_ZELK: some input paras is NULL!!\n")};
+  EXPECT_EQ(log.take(), refused + refused + refused);
   EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, table);
 }
 
@@ -273,17 +253,6 @@ TEST(CheckParams, ResetsThresholdsOutOfRange) {
   }
 }
 
-TEST(Create, ChecksTheThresholdsOfTheFile) {
-  const ScratchDirectory scratch;
-  const std::string config = scratch.path("zelk.xml");
-  writeFile(config, thresholdsXml("7", "3"));
-  Velmora_SR_CreateParams params = parameters(64, 48, 0);
-  params.configFileName = config.c_str();
-  const Session session(params);
-  EXPECT_EQ(zelkParamPrivate.ghostLowThr, 1);
-  EXPECT_EQ(zelkParamPrivate.ghostHighThr, 5);
-}
-
 // --- destruction
 
 TEST(Destroy, ReleasesEverythingAndClearsThePointer) {
@@ -306,43 +275,24 @@ TEST(Destroy, ReleasesEverythingAndClearsThePointer) {
   EXPECT_EQ(zelkParamPrivate.posMap2, nullptr);
 }
 
-TEST(Destroy, UnusableHandleStillReleasesWhatIsShared) {
-  const std::vector<LogLine> refused = {
-      info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
-      error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")};
+TEST(Destroy, UnusableHandleStillReleasesWhatIsSharedUnlikeNull) {
   SR_ParamsPublic halfFilled = {};
   halfFilled.state = 1;
-  for (SR_ParamsPublic* const unusable : {static_cast<SR_ParamsPublic*>(nullptr), &halfFilled}) {
-    const Velmora_SR_CreateParams params = parameters(64, 48, 0);
-    SR_ParamsPublic* handle = nullptr;
-    ASSERT_EQ(VELMORA_SR_Create(&params, &handle), 0);
-    LogCapture log;
-    SR_ParamsPublic* argument = unusable;
-    EXPECT_EQ(VELMORA_SR_Destroy(&argument), -1);
-    EXPECT_EQ(argument, unusable);
-    EXPECT_EQ(log.take(), refused);
-    EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, nullptr);
-    EXPECT_EQ(VELMORA_SR_Destroy(&handle), 0);
-  }
-}
-
-TEST(Destroy, NullTouchesNothing) {
-  const Session session(64, 48, 0);
-  LogCapture log;
-  EXPECT_EQ(VELMORA_SR_Destroy(nullptr), -1);
-  EXPECT_EQ(log.take(),
-            (std::vector<LogLine>{
-                info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
-                error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")}));
-  EXPECT_NE(Lanczos2D_4_2_Fix_Sharp, nullptr);
-}
-
-TEST(Destroy, CreationWorksAgainAfterwards) {
-  for (int round = 0; round < 3; ++round) {
+  SR_ParamsPublic* none = nullptr;
+  SR_ParamsPublic* uncreated = &halfFilled;
+  SR_ParamsPublic** const arguments[] = {&none, &uncreated, nullptr};
+  for (SR_ParamsPublic** const argument : arguments) {
     const Session session(64, 48, 0);
-    ASSERT_NE(session.handle(), nullptr);
-    EXPECT_NE(Lanczos1D_4_2_Fix, nullptr);
+    LogCapture log;
+    EXPECT_EQ(VELMORA_SR_Destroy(argument), -1);
+    EXPECT_EQ(log.take(),
+              (std::vector<LogLine>{
+                  info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
+                  error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")}));
+    EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp == nullptr, argument != nullptr);
   }
+  EXPECT_EQ(none, nullptr);
+  EXPECT_EQ(uncreated, &halfFilled);
 }
 
 // --- arguments of a process call
@@ -410,40 +360,43 @@ TEST_F(ProcessArguments, UnknownScenes) {
   }
 }
 
-/// What "%d" shows of a pointer.
-int32_t asInt(const void* pointer) {
-  return static_cast<int32_t>(reinterpret_cast<uintptr_t>(pointer));
-}
-
-TEST_F(ProcessArguments, MissingFrameOfSceneSingle) {
-  call.input.leftData = nullptr;
-  expectRefusal(0, 1, -3,
-                "input image pair number 1 is less than 1 at scene singleFrameZoom\n"
-                "or input image data is null[leftData = 0].\n");
-}
-
-TEST_F(ProcessArguments, MissingFramesOfSceneLeftRight) {
-  const std::string opening =
-      "input image pair number 1 is less than 1 at scene doubleFrame_leftRight\n"
-      "or input image data is null[leftData = ";
-  call.input.rightData = nullptr;
-  expectRefusal(1, 1, -3, joined(opening, asInt(frame.data()), ", rightData = 0].\n"));
-  call.input.rightData = frame.data();
-  call.input.leftData = nullptr;
-  expectRefusal(1, 1, -3, joined(opening, "0, rightData = ", asInt(frame.data()), "].\n"));
-}
-
-TEST_F(ProcessArguments, MissingFramesOfSceneLeftLeft) {
-  const std::string opening =
-      " is less than 2 at scene doubleFrame_leftLeft\n"
-      "or input image data is null[leftData1 = ";
-  expectRefusal(2, 1, -3,
-                joined("input image pair number 1", opening, asInt(frame.data()),
-                       ", leftData2 = ", asInt(frame.data()), "].\n"));
-  call.input.leftData2 = nullptr;
-  expectRefusal(
-      2, 2, -3,
-      joined("input image pair number 2", opening, asInt(frame.data()), ", leftData2 = 0].\n"));
+TEST_F(ProcessArguments, MissingFrames) {
+  const struct {
+    int32_t scene, frameCount;
+    bool left, right, left2;
+    const char *beforeLeft, *beforeSecond;
+  } cases[] = {
+      {0, 1, false, true, true,
+       "1 is less than 1 at scene singleFrameZoom\nor input image data is null[leftData = ", ""},
+      {1, 1, true, false, true,
+       "1 is less than 1 at scene doubleFrame_leftRight\nor input image data is null[leftData = ",
+       ", rightData = "},
+      {1, 7, false, true, true,
+       "7 is less than 1 at scene doubleFrame_leftRight\nor input image data is null[leftData = ",
+       ", rightData = "},
+      {2, 1, true, true, true,
+       "1 is less than 2 at scene doubleFrame_leftLeft\nor input image data is null[leftData1 = ",
+       ", leftData2 = "},
+      {2, 2, true, true, false,
+       "2 is less than 2 at scene doubleFrame_leftLeft\nor input image data is null[leftData1 = ",
+       ", leftData2 = "},
+      {2, 2, false, true, true,
+       "2 is less than 2 at scene doubleFrame_leftLeft\nor input image data is null[leftData1 = ",
+       ", leftData2 = "},
+  };
+  for (const auto& c : cases) {
+    call.input.leftData = c.left ? frame.data() : nullptr;
+    call.input.rightData = c.right ? frame.data() + 1 : nullptr;
+    call.input.leftData2 = c.left2 ? frame.data() + 2 : nullptr;
+    // What "%d" shows of a pointer.
+    const auto shown = [](const void* pointer) {
+      return std::to_string(static_cast<int32_t>(reinterpret_cast<uintptr_t>(pointer)));
+    };
+    const void* second = c.scene == 1 ? call.input.rightData : call.input.leftData2;
+    expectRefusal(c.scene, c.frameCount, -3,
+                  joined("input image pair number ", c.beforeLeft, shown(call.input.leftData),
+                         c.beforeSecond, c.scene == 0 ? "" : shown(second), "].\n"));
+  }
 }
 
 TEST_F(ProcessArguments, ImpossibleSizesAndNullOutputData) {

@@ -89,12 +89,11 @@ std::vector<LogLine> openingLines(const Session& session, const Call& call);
 /// The line that tells whether dumps are wanted; without a value the property is unset.
 LogLine dumpLine(const std::string& value = "");
 
-/// The two lines that end a process call, the time masked as by maskTime.
+/// The two lines that end a process call, the time masked as by maskedLines.
 std::vector<LogLine> closingLines();
 
-/// The last line of a process call with the figure replaced by "#", so that it can be compared;
-/// leaves other lines alone.
-void maskTime(std::vector<LogLine>& lines);
+/// The lines of a process call, with the time in the last one replaced by "#".
+std::vector<LogLine> maskedLines(LogCapture& log);
 
 }  // namespace velmora::test
 

@@ -14,7 +14,6 @@
 #include "interface/interposers.h"
 #include "interface/session.h"
 #include "interface/textured_frame.h"
-#include "kernels/kernel_table.h"
 #include "support/heap_faults.h"
 #include "support/scratch_directory.h"
 #include "support/test_allocator.h"
@@ -116,12 +115,6 @@ Region evenIntersection(const Region& a, const Region& b) {
           down(std::min(a.endW, b.endW)), down(std::min(a.endH, b.endH))};
 }
 
-std::vector<LogLine> maskedLines(LogCapture& log) {
-  std::vector<LogLine> lines = log.take();
-  maskTime(lines);
-  return lines;
-}
-
 // --- pairs that register
 
 TEST(RegisteredPair, TranscriptAndRegionOfBothScenes) {
@@ -197,34 +190,6 @@ TEST(RegisteredPair, SceneOneAndTwoAgreeAndRepeatsAreIdentical) {
     EXPECT_TRUE(firstFrames[i] == firstFrames[0]) << i;
     EXPECT_EQ(requests[i], requests[0]) << i;
   }
-}
-
-TEST(RegisteredPair, EverySetOfKernelsGivesTheSameBytes) {
-  const Session session(kWidth, kHeight, 1);
-  std::vector<std::vector<uint8_t>> outputs;
-  for (const KernelSet set : availableKernelSets()) {
-    forceKernels(set);
-    PairCall call(frameAt(0, 0), frameAt(12, -8));
-    EXPECT_EQ(call.run(session), 0);
-    EXPECT_TRUE(outputs.empty() || outputs[0] == call.data) << name(set);
-    outputs.push_back(call.data);
-  }
-  forceKernels(chosenKernelSet());
-}
-
-TEST(RegisteredPair, SwappedChromaGivesSwappedChroma) {
-  const auto swapped = [](std::vector<uint8_t> frame, int32_t width, int32_t height) {
-    for (auto i = static_cast<std::size_t>(width * height); i < frame.size(); i += 2)
-      std::swap(frame[i], frame[i + 1]);
-    return frame;
-  };
-  const Session session(kWidth, kHeight, 2);
-  PairCall nv12(frameAt(0, 0), frameAt(12, -8));
-  PairCall nv21(swapped(frameAt(0, 0), kWidth, kHeight), swapped(frameAt(12, -8), kWidth, kHeight),
-                whole(kWidth, kHeight), 5);
-  EXPECT_EQ(nv12.run(session, 2), 0);
-  EXPECT_EQ(nv21.run(session, 2), 0);
-  EXPECT_TRUE(swapped(nv21.data, kOutWidth, kOutHeight) == nv12.data);
 }
 
 TEST(RegisteredPair, RegionsNarrowAndAreReplaced) {
