@@ -61,13 +61,14 @@ raw_noise() {
 }
 
 # peak NAME COMMAND...: sets variable NAME to the most memory the command takes, in KiB (0 where that
-# cannot be measured). The address sanitizer would keep what was freed for a while: without that, it
-# counts as any other build.
+# cannot be measured). The address sanitizer would keep what was freed for a while, and stack frames
+# of functions that have returned: without that, it counts as any other build.
 peak() {
   local name=$1 measured=0
+  local keep_nothing=quarantine_size_mb=0:thread_local_quarantine_size_kb=0:detect_stack_use_after_return=0
   shift
   if [ -x /usr/bin/time ] && /usr/bin/time -f %M true 2>/dev/null; then
-    ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}quarantine_size_mb=0:thread_local_quarantine_size_kb=0 \
+    ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}$keep_nothing \
       /usr/bin/time -o peak -f %M "$@" 2>messages || fail "exit $? of: $* : $(cat messages)"
     measured=$(tail -n 1 peak)
   fi
