@@ -10,18 +10,17 @@
 // the second frame.
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <numbers>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "arguments.h"
+#include "demo/camera.h"
 #include "demo/quality.h"
 #include "engine/enlarger.h"
 #include "engine/noise.h"
@@ -31,7 +30,6 @@
 #include "frame_io.h"
 #include "status.h"
 #include "streams.h"
-#include "support/random.h"
 
 namespace velmora::tool {
 namespace {
@@ -42,103 +40,14 @@ constexpr int kSmallestSide = 1000;  // the wider side of a frame
 constexpr std::array<double, 4> kNoise = {0, 3, 8, 15};
 // Hand-held: a turn, a step forward or back, a shift of some pixels. How exact a pair registers
 // depends on its motion, so that one of them would not tell much.
-struct Motion {
-  double angle, scale, shiftX, shiftY;
-};
-constexpr std::array<Motion, 4> kMotions = {{{0.007, 1.002, 6.3, -4.7},
-                                             {-0.004, 0.999, -3.4, 5.8},
-                                             {0.002, 1.001, 10.5, 2.2},
-                                             {-0.009, 1.003, -1.2, -8.6}}};
-constexpr Motion kFirst = {0, 1, 0, 0};
+constexpr std::array<Motion, 4> kMotions = {{{6.3, -4.7, 0.007, 1.002},
+                                             {-3.4, 5.8, -0.004, 0.999},
+                                             {10.5, 2.2, 0.002, 1.001},
+                                             {-1.2, -8.6, -0.009, 1.003}}};
 // The object is a disc of another part of the photo; lengths in pixels of the photo.
 constexpr int kRadius = 110;
 constexpr std::array<int, 2> kStep = {90, 40};
 constexpr GhostThresholds kLibraryDefault = {1, 5};
-
-struct Point {
-  double x, y;
-};
-
-// Catmull-Rom weights of the four samples around a fraction.
-std::array<double, 4> cubic(double t) {
-  return {t * (-0.5 + t * (1 - 0.5 * t)), 1 + t * t * (1.5 * t - 2.5),
-          t * (0.5 + t * (2 - 1.5 * t)), t * t * (0.5 * t - 0.5)};
-}
-
-double sampleAt(const Plane& plane, Point p) {
-  const int left = static_cast<int>(std::floor(p.x));
-  const int top = static_cast<int>(std::floor(p.y));
-  const auto wx = cubic(p.x - left);
-  const auto wy = cubic(p.y - top);
-  double sum = 0;
-  for (int j = 0; j < 4; ++j) {
-    const uint8_t* row = plane.row(std::clamp(top + j - 1, 0, plane.size.height - 1));
-    double line = 0;
-    for (int i = 0; i < 4; ++i) {
-      line +=
-          wx[static_cast<std::size_t>(i)] * row[std::clamp(left + i - 1, 0, plane.size.width - 1)];
-    }
-    sum += wy[static_cast<std::size_t>(j)] * line;
-  }
-  return sum;
-}
-
-// The mean over a square of 2 x 2 pixels around a point.
-double meanAround(const Plane& plane, Point p) {
-  return (sampleAt(plane, {p.x - 0.5, p.y - 0.5}) + sampleAt(plane, {p.x + 0.5, p.y - 0.5}) +
-          sampleAt(plane, {p.x - 0.5, p.y + 0.5}) + sampleAt(plane, {p.x + 0.5, p.y + 0.5})) /
-         4;
-}
-
-uint8_t toByte(double value) {
-  return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
-}
-
-// Where a pixel of a frame lies in the frame of the first view.
-Point seenFrom(Size frame, const Motion& motion, Point p) {
-  const double cx = (frame.width - 1) / 2.0;
-  const double cy = (frame.height - 1) / 2.0;
-  const double a = motion.scale * std::cos(motion.angle);
-  const double b = motion.scale * std::sin(motion.angle);
-  return {cx + motion.shiftX + a * (p.x - cx) - b * (p.y - cy),
-          cy + motion.shiftY + b * (p.x - cx) + a * (p.y - cy)};
-}
-
-class Gaussian {
- public:
-  explicit Gaussian(uint64_t seed) : random_(seed) {}
-  double next() {
-    const double radius = std::sqrt(-2 * std::log(1 - random_.unit()));
-    return radius * std::cos(2 * std::numbers::pi * random_.unit());
-  }
-
- private:
-  test::Random random_;
-};
-
-// A frame whose pixel (x, y) is pixel (2x, 2y) of the photo without its margin.
-Picture frameOf(const Picture& photo, Size size, const Motion& motion, double noise,
-                uint64_t seed) {
-  Gaussian gaussian(seed);
-  Picture frame(size);
-  for (int y = 0; y < size.height; ++y) {
-    for (int x = 0; x < size.width; ++x) {
-      const Point p = seenFrom(size, motion, {double(x), double(y)});
-      const double value = meanAround(photo.y, {2 * p.x + kMargin, 2 * p.y + kMargin});
-      frame.y.row(y)[x] = toByte(value + noise * gaussian.next());
-    }
-  }
-  // Chroma of a camera is the mean of four pixels, which halves its noise.
-  for (int y = 0; y < frame.u.size.height; ++y) {
-    for (int x = 0; x < frame.u.size.width; ++x) {
-      const Point p = seenFrom(size, motion, {2 * x + 0.5, 2 * y + 0.5});
-      const Point at = {p.x + (kMargin - 0.5) / 2, p.y + (kMargin - 0.5) / 2};
-      frame.u.row(y)[x] = toByte(meanAround(photo.u, at) + noise / 2 * gaussian.next());
-      frame.v.row(y)[x] = toByte(meanAround(photo.v, at) + noise / 2 * gaussian.next());
-    }
-  }
-  return frame;
-}
 
 struct Disc {
   int x, y, radius;
@@ -242,8 +151,8 @@ void savePair(const std::string& stem, const Picture& first, const Picture& seco
 // Nothing, and a line on standard error, for a pair that is not fused.
 std::optional<Figures> figuresOf(const Scene& scene, const Motion& motion, double noise,
                                  const Options& options, const std::string& pictures) {
-  const Picture first = frameOf(scene.photo1, scene.size, kFirst, noise, 1);
-  const Picture second = frameOf(scene.photo2, scene.size, motion, noise, 2);
+  const Picture first = photographed(scene.photo1, scene.size, {}, noise, 1, kMargin);
+  const Picture second = photographed(scene.photo2, scene.size, motion, noise, 2, kMargin);
   FusionRequest request;
   request.region = wholeOf(scene.size);
   request.outputSize = [](Region region) {

@@ -72,10 +72,10 @@ uint8_t toByte(double value) {
 }  // namespace
 
 Picture photographed(const Picture& truth, Size frame, const Motion& motion, double noise,
-                     uint32_t seed) {
+                     uint32_t seed, int margin) {
   const Position centre = {(frame.width - 1) / 2.0, (frame.height - 1) / 2.0};
-  const double c = std::cos(motion.angle);
-  const double s = std::sin(motion.angle);
+  const double c = motion.scale * std::cos(motion.angle);
+  const double s = motion.scale * std::sin(motion.angle);
   const auto seen = [&](double x, double y) -> Position {
     x -= centre.x;
     y -= centre.y;
@@ -86,14 +86,16 @@ Picture photographed(const Picture& truth, Size frame, const Motion& motion, dou
   for (int y = 0; y < frame.height; ++y) {
     for (int x = 0; x < frame.width; ++x) {
       const Position p = seen(x, y);
-      picture.y.row(y)[x] = toByte(meanAround(truth.y, {2 * p.x, 2 * p.y}) + noise * random.next());
+      const Position at = {2 * p.x + margin, 2 * p.y + margin};
+      picture.y.row(y)[x] = toByte(meanAround(truth.y, at) + noise * random.next());
     }
   }
-  // A chroma sample lies amid four luma samples, in the frame as in the truth.
+  // A chroma sample lies amid four luma samples, in the frame as in the truth: chroma sample c at
+  // luma 2c + 1/2.
   for (int y = 0; y < picture.u.size.height; ++y) {
     for (int x = 0; x < picture.u.size.width; ++x) {
       const Position p = seen(2 * x + 0.5, 2 * y + 0.5);
-      const Position at = {p.x - 0.5, p.y - 0.5};
+      const Position at = {p.x + (margin - 0.5) / 2, p.y + (margin - 0.5) / 2};
       picture.u.row(y)[x] = toByte(meanAround(truth.u, at) + noise / 2 * random.next());
       picture.v.row(y)[x] = toByte(meanAround(truth.v, at) + noise / 2 * random.next());
     }
