@@ -5,8 +5,6 @@
 #include <climits>
 #include <ostream>
 
-#include "support/log_capture.h"
-
 namespace velmora {
 
 void PrintTo(const ValidRegion& region, std::ostream* out) {
@@ -72,32 +70,6 @@ TEST(ValidRegion, DefaultKeepsItsMarginAndLowersOddEnds) {
   EXPECT_EQ(defaultRegion(4001, 3001), (ValidRegion{150, 150, 3850, 2850}));
   EXPECT_EQ(defaultRegion(100, 101), (ValidRegion{150, 150, -52, -50}));
   EXPECT_EQ(defaultRegion(1, 2), (ValidRegion{150, 150, -150, -150}));
-}
-
-TEST(ValidRegion, ReplacementIsLoggedWithBothRegions) {
-  test::LogCapture log;
-  EXPECT_EQ(usableOrDefault({0, 0, 639, 479}, 640, 480), (ValidRegion{0, 0, 639, 479}));
-  EXPECT_TRUE(log.take().empty());
-
-  EXPECT_EQ(usableOrDefault({-2, 3, 640, 480}, 640, 480), (ValidRegion{150, 150, 488, 328}));
-  EXPECT_EQ(log.take(),
-            (std::vector<test::LogLine>{
-                {6, "NB7UO_ZELK",
-                 "NB7UO_ZELK: invalid valid region params: [vrStartW = -2, vrStartH = 3, vrEndW = "
-                 "640, vrEndH = 480].\n"},
-                {6, "NB7UO_ZELK",
-                 "NB7UO_ZELK: use default valid region params: [vrStartW = 150, vrStartH = 150, "
-                 "vrEndW = 488, vrEndH = 328].\n"}}));
-}
-
-TEST(ValidRegion, GoesIntoAHandleAndBack) {
-  SR_ParamsPublic handle = {};
-  setRegion(handle, {1, 2, 3, 4});
-  EXPECT_EQ(handle.vrStartW, 1);
-  EXPECT_EQ(handle.vrStartH, 2);
-  EXPECT_EQ(handle.vrEndW, 3);
-  EXPECT_EQ(handle.vrEndH, 4);
-  EXPECT_EQ(regionOf(handle), (ValidRegion{1, 2, 3, 4}));
 }
 
 }  // namespace

@@ -117,6 +117,8 @@ TEST(Create, CutsPathsThatDoNotFit) {
     // The line of the parameters is cut as well.
     const std::vector<LogLine> lines = log.take();
     EXPECT_EQ(lines[lines.size() - 2].text.size(), 2047u);
+    // The file is looked for under the whole of its name.
+    EXPECT_EQ(lines[4], error("NB7UO_ZELK: Load Config File Succeed.  <" + path + ">\n"));
   }
 }
 

@@ -118,19 +118,35 @@ Region evenIntersection(const Region& a, const Region& b) {
 // --- pairs that register
 
 TEST(RegisteredPair, TranscriptAndRegionOfBothScenes) {
-  const struct {
+  struct Shift {
     int32_t x, y;
     Region covered;  // what both frames show, in pixels of the first
-  } shifts[] = {
-      {0, 0, {0, 0, 479, 399}},
-      {12, -8, {12, 0, 479, 391}},
-      {-6, 20, {0, 20, 473, 399}},
+  };
+  constexpr Shift none = {0, 0, {0, 0, 479, 399}};
+  constexpr Shift rightUp = {12, -8, {12, 0, 479, 391}};
+  constexpr Shift leftDown = {-6, 20, {0, 20, 473, 399}};
+  const struct {
+    Shift shift;
+    Region asked;
+    bool replaced;
+  } cases[] = {
+      {none, whole(kWidth, kHeight), false},
+      {rightUp, whole(kWidth, kHeight), false},
+      {leftDown, whole(kWidth, kHeight), false},
+      {rightUp, {100, 60, 399, 299}, false},  // inside of what is registered: kept
+      {rightUp, {101, 61, 400, 300}, false},  // odd starts go up
+      {rightUp, {0, 0, 240, 399}, false},     // narrowed on the left
+      {rightUp, {-4, -3, 479, 399}, false},   // negative: narrowed to what is registered
+      {rightUp, {0, 0, 100, 399}, true},      // too narrow once the left is cut
+      {rightUp, {300, 40, 200, 350}, true},   // turned around
+      {rightUp, {0, 300, 479, 398}, true},    // 98 rows
   };
   for (const int32_t scene : {1, 2}) {
     const Session session(kWidth, kHeight, scene);
-    for (const auto& shift : shifts) {
-      SCOPED_TRACE(joined("scene ", scene, ", shift ", shift.x, ", ", shift.y));
-      PairCall call(frameAt(0, 0), frameAt(shift.x, shift.y));
+    for (const auto& [shift, asked, replaced] : cases) {
+      SCOPED_TRACE(joined("scene ", scene, ", shift ", shift.x, ", ", shift.y, ", region ",
+                          testing::PrintToString(asked)));
+      PairCall call(frameAt(0, 0), frameAt(shift.x, shift.y), asked);
       LogCapture log;
       EXPECT_EQ(call.run(session, 2), 0);
       const std::vector<LogLine> lines = maskedLines(log);
@@ -140,12 +156,15 @@ TEST(RegisteredPair, TranscriptAndRegionOfBothScenes) {
       EXPECT_NEAR(registered.endW, shift.covered.endW, 2);
       EXPECT_NEAR(registered.endH, shift.covered.endH, 2);
 
-      const Region used = evenIntersection(whole(kWidth, kHeight), registered);
-      EXPECT_THAT(lines,
-                  ElementsAreArray(openingLines(session, call) +
-                                   std::vector<LogLine>{dumpLine(), registeredLine(registered),
-                                                        evenLine(used), dumpLine()} +
-                                   closingLines()));
+      const Region narrowed = evenIntersection(asked, registered);
+      const Region used = replaced ? Region{150, 150, 328, 248} : narrowed;
+      EXPECT_THAT(
+          lines,
+          ElementsAreArray(
+              openingLines(session, call) +
+              std::vector<LogLine>{dumpLine(), registeredLine(registered), evenLine(narrowed)} +
+              (replaced ? replacementLines(narrowed, used) : std::vector<LogLine>{}) +
+              std::vector<LogLine>{dumpLine()} + closingLines()));
       EXPECT_EQ(call.reportedRegion(), used);
       EXPECT_EQ(zelkParamPrivate.registFailed, 0);
       EXPECT_EQ(zelkParamPrivate.posMap1, nullptr) << "the maps are gone with the call";
@@ -189,39 +208,6 @@ TEST(RegisteredPair, SceneOneAndTwoAgreeAndRepeatsAreIdentical) {
     EXPECT_TRUE(outputs[i] == outputs[0]) << i;
     EXPECT_TRUE(firstFrames[i] == firstFrames[0]) << i;
     EXPECT_EQ(requests[i], requests[0]) << i;
-  }
-}
-
-TEST(RegisteredPair, RegionsNarrowAndAreReplaced) {
-  const struct {
-    Region asked;
-    bool replaced;
-  } cases[] = {
-      {{100, 60, 399, 299}, false},  // inside of what is registered: kept
-      {{101, 61, 400, 300}, false},  // odd starts go up
-      {{0, 0, 240, 399}, false},     // narrowed on the left
-      {{-4, -3, 479, 399}, false},   // negative: narrowed to what is registered
-      {{0, 0, 100, 399}, true},      // too narrow once the left is cut
-      {{300, 40, 200, 350}, true},   // turned around
-      {{0, 300, 479, 398}, true},    // 98 rows
-  };
-  const Session session(kWidth, kHeight, 1);
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.asked));
-    PairCall call(frameAt(0, 0), frameAt(12, -8), c.asked);
-    LogCapture log;
-    EXPECT_EQ(call.run(session), 0);
-    const std::vector<LogLine> lines = maskedLines(log);
-    const Region registered = registeredArea(lines);
-    const Region narrowed = evenIntersection(c.asked, registered);
-    const Region replacement = {150, 150, 328, 248};
-    EXPECT_THAT(lines, ElementsAreArray(openingLines(session, call) +
-                                        std::vector<LogLine>{dumpLine(), registeredLine(registered),
-                                                             evenLine(narrowed)} +
-                                        (c.replaced ? replacementLines(narrowed, replacement)
-                                                    : std::vector<LogLine>{}) +
-                                        std::vector<LogLine>{dumpLine()} + closingLines()));
-    EXPECT_EQ(call.reportedRegion(), c.replaced ? replacement : narrowed);
   }
 }
 

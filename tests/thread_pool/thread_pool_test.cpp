@@ -66,6 +66,7 @@ class Gate {
   std::atomic<bool> passed_ = false;
 };
 
+/// Every slot is free and has a worker.
 void expectAllSlotsFree() {
   for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
     Seen seen;
@@ -73,7 +74,29 @@ void expectAllSlotsFree() {
     MultiThread_post(slot);
     MultiThread_clean(slot);
     EXPECT_EQ(seen.runs, 1) << slot;
+    EXPECT_NE(seen.thread, std::this_thread::get_id());
   }
+}
+
+/// What slots without a worker do: nothing blocks, and a post runs the job at once.
+void expectJobsRunOnTheCaller() {
+  Seen seen;
+  for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
+    EXPECT_EQ(MultiThread_wait(slot), 0);
+    EXPECT_EQ(MultiThread_wait(slot), 0);  // no token
+    EXPECT_EQ(MultiThread_trySet(slot, Seen::job, &seen), 0);
+    EXPECT_EQ(MultiThread_post(slot), 0);
+    EXPECT_EQ(seen.index, slot);
+    EXPECT_EQ(MultiThread_post_lock(slot), 0);
+    EXPECT_EQ(MultiThread_clean(slot), 0);
+    EXPECT_EQ(MultiThread_post(slot), 0);  // emptied: nothing to run
+  }
+  EXPECT_EQ(seen.runs, 32);
+  EXPECT_EQ(seen.thread, std::this_thread::get_id());
+  MultiThread_set(
+      2, [](void*, int32_t) { throw std::runtime_error("job"); }, nullptr);
+  EXPECT_NO_THROW(MultiThread_post(2));
+  MultiThread_clean(2);
 }
 
 class ThreadPoolLife : public testing::Test {
@@ -95,19 +118,13 @@ TEST_F(ThreadPoolLife, TheFirstUserStartsItAndTheLastOneEndsIt) {
             "MultiThread_destory s_thread_index:2MultiThread_destory wait other module to destory");
   EXPECT_EQ(threadFaults().joined, 0);
 
-  Seen seen;
-  MultiThread_wait(9);
-  MultiThread_set(9, Seen::job, &seen);
-  MultiThread_post(9);
-  MultiThread_clean(9);
-  EXPECT_EQ(seen.runs, 1);
-  EXPECT_NE(seen.thread, std::this_thread::get_id());
-
+  expectAllSlotsFree();
   EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
   EXPECT_EQ(threadFaults().joined, 16);
 }
 
 TEST_F(ThreadPoolLife, StoppingAStoppedPoolChangesNothing) {
+  expectJobsRunOnTheCaller();
   EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:0");
   EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:0");
   EXPECT_EQ(startPool(), "MultiThread_Init s_thread_index:0");
@@ -146,18 +163,7 @@ TEST_F(ThreadPoolLife, AFailedThreadLeavesNoneBehindAndJobsRunOnTheCaller) {
     EXPECT_EQ(threadFaults().joined, failing);
     EXPECT_EQ(threadFaults().liveAttributes, 0);
 
-    Seen seen;
-    for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
-      EXPECT_EQ(MultiThread_wait(slot), 0);
-      EXPECT_EQ(MultiThread_wait(slot), 0);  // no token: does not block
-      MultiThread_set(slot, Seen::job, &seen);
-      EXPECT_EQ(MultiThread_post(slot), 0);
-      EXPECT_EQ(seen.index, slot);
-      EXPECT_EQ(MultiThread_clean(slot), 0);
-      EXPECT_EQ(MultiThread_post(slot), 0);  // emptied: nothing to run
-    }
-    EXPECT_EQ(seen.runs, 16);
-    EXPECT_EQ(seen.thread, std::this_thread::get_id());
+    expectJobsRunOnTheCaller();
 
     // The failed user counts.
     EXPECT_EQ(startPool(),
@@ -237,21 +243,22 @@ TEST_F(ThreadPool, ASlotIsBusyWhileItsJobRuns) {
   EXPECT_TRUE(passedBeforeToken);
   MultiThread_clean(6);
   EXPECT_EQ(seen.runs, 1);  // and a refused trySet left the gate's job alone
-  EXPECT_EQ(MultiThread_trySet(6, Seen::job, &seen), 0);
-  EXPECT_EQ(MultiThread_post_lock(6), 0);
-  EXPECT_EQ(seen.runs, 2);
   expectAllSlotsFree();
 }
 
-TEST_F(ThreadPool, PostLockRunsTheJobAndKeepsIt) {
-  Seen seen;
+TEST_F(ThreadPool, PostLockWaitsForTheJobAndKeepsIt) {
+  int runs = 0;
+  const SR_ThreadJob slowJob = [](void* arg, int32_t) {
+    usleep(2'000);
+    ++*static_cast<int*>(arg);
+  };
   MultiThread_wait(0);
-  MultiThread_set(0, Seen::job, &seen);
+  MultiThread_set(0, slowJob, &runs);
   EXPECT_EQ(MultiThread_post_lock(0), 0);
-  EXPECT_EQ(seen.runs, 1);
-  MultiThread_wait(0);
+  EXPECT_EQ(runs, 1);
+  MultiThread_wait(0);  // the token has come back
   EXPECT_EQ(MultiThread_post_lock(0), 0);
-  EXPECT_EQ(seen.runs, 2);
+  EXPECT_EQ(runs, 2);
   EXPECT_EQ(MultiThread_clean(0), 0);
 }
 
@@ -281,26 +288,7 @@ TEST_F(ThreadPool, RefusesOtherSlots) {
   expectAllSlotsFree();
 }
 
-TEST(ThreadPoolStopped, SlotsNeverBlockAndPostsRunOnTheCaller) {
-  Seen seen;
-  for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
-    EXPECT_EQ(MultiThread_wait(slot), 0);
-    EXPECT_EQ(MultiThread_trySet(slot, Seen::job, &seen), 0);
-    EXPECT_EQ(MultiThread_post(slot), 0);
-    EXPECT_EQ(seen.index, slot);
-    EXPECT_EQ(MultiThread_post_lock(slot), 0);
-    EXPECT_EQ(MultiThread_clean(slot), 0);
-    EXPECT_EQ(MultiThread_post(slot), 0);
-  }
-  EXPECT_EQ(seen.runs, 32);
-  EXPECT_EQ(seen.thread, std::this_thread::get_id());
-  MultiThread_set(
-      2, [](void*, int32_t) { throw std::runtime_error("job"); }, nullptr);
-  EXPECT_NO_THROW(MultiThread_post(2));
-  MultiThread_clean(2);
-}
-
-// The stated behaviour of a post without a job. Seen from outside, only time tells that the worker
+// A post without a job. Seen from outside, only time tells that the worker
 // has taken such a post before the next job is set, which a race detector rightly dislikes.
 TEST_F(ThreadPool, APostWithoutAJobIsConsumedAndKeepsTheToken) {
 #if defined(__SANITIZE_THREAD__)
