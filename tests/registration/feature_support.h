@@ -1,66 +1,18 @@
-// What the tests of feature extraction share: a process call in progress, a running pool, pictures.
+// What the tests of feature extraction share: pictures, integral images, key points.
 #ifndef VELMORA_TESTS_REGISTRATION_FEATURE_SUPPORT_H
 #define VELMORA_TESTS_REGISTRATION_FEATURE_SUPPORT_H
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "support/random.h"
-#include "support/test_allocator.h"
 #include "velmora_sr/features.h"
-#include "velmora_sr/records.h"
-#include "velmora_sr/thread_pool.h"
 
 namespace velmora::test {
-
-/// Stands for a process call whose allocator is the TestAllocator; everything taken has to be back
-/// at its end.
-class CallInProgress {
- public:
-  CallInProgress() {
-    TestAllocator::reset();
-    pub_.alloc = TestAllocator::alloc;
-    pub_.free = TestAllocator::free;
-    zelkParamPrivate.pub = &pub_;
-  }
-  ~CallInProgress() {
-    zelkParamPrivate.pub = nullptr;
-    EXPECT_EQ(TestAllocator::live(), 0u);
-    EXPECT_EQ(TestAllocator::faults(), "");
-    TestAllocator::reset();
-  }
-  CallInProgress(const CallInProgress&) = delete;
-  CallInProgress& operator=(const CallInProgress&) = delete;
-
- private:
-  SR_ParamsPublic pub_ = {};
-};
-
-/// The thread pool, running if wanted.
-class Pool {
- public:
-  explicit Pool(bool running) : running_(running) {
-    if (running_) quietly([] { return MultiThread_Init(0); });
-  }
-  ~Pool() {
-    if (running_) quietly([] { return MultiThread_destory(); });
-  }
-  Pool(const Pool&) = delete;
-  Pool& operator=(const Pool&) = delete;
-
- private:
-  template <typename Call>
-  static void quietly(Call call) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(call(), 0);
-    testing::internal::GetCapturedStdout();
-  }
-  bool running_;
-};
 
 /// A packed luma plane.
 struct Picture {
@@ -126,6 +78,18 @@ inline Picture texture(int32_t width, int32_t height, uint64_t seed) {
   return picture;
 }
 
+/// A picture by the rounded means of its blocks of 4 x 4.
+inline Picture reduced(const Picture& picture) {
+  Picture small(picture.width / 4, picture.height / 4);
+  for (int32_t y = 0; y < small.height; ++y) {
+    for (int32_t x = 0; x < small.width; ++x) {
+      const int64_t sum = picture.box(4 * y, 4 * y + 4, 4 * x, 4 * x + 4);
+      small.at(y, x) = static_cast<uint8_t>((sum + 8) / 16);
+    }
+  }
+  return small;
+}
+
 /// An integral image by its definition, and its record.
 struct Integral {
   std::vector<int32_t> sums;
@@ -145,6 +109,14 @@ struct Integral {
     record = {picture.width + 1, picture.height + 1, sums.data()};
   }
 };
+
+/// The items [first, end) of `count` that a slot of the pool works on: a quarter each, rounded
+/// down, and what remains for slot 15.
+inline std::pair<int32_t, int32_t> shareOf(int32_t slot, int32_t count) {
+  if (slot < 12 || slot > 15) return {0, 0};
+  const int32_t first = (slot - 12) * (count / 4);
+  return {first, slot == 15 ? count : first + count / 4};
+}
 
 inline tagSURFParams surfParams(float threshold = 280.0f, int32_t octaves = 1, int32_t layers = 2) {
   return {threshold, 0.45f, octaves, layers, {kDescriptorLength, 1, 0, 20}};
