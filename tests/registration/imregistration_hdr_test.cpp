@@ -5,40 +5,27 @@
 #include <string>
 #include <vector>
 
-#include "registration/registration_call.h"
+#include "registration/call_support.h"
 #include "registration/synthetic_scene.h"
-#include "support/log_capture.h"
-#include "support/test_allocator.h"
 #include "velmora_sr/features.h"
-#include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"
 #include "velmora_sr/registration.h"
 
+namespace velmora::test {
 namespace {
-
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
-using velmora::test::blockNoise;
-using velmora::test::CallInProgress;
-using velmora::test::draw;
-using velmora::test::Frame;
-using velmora::test::LogCapture;
-using velmora::test::Motion;
-using velmora::test::Scene;
-using velmora::test::shift;
-using velmora::test::TestAllocator;
 
 constexpr int32_t kWidth = 640;
 constexpr int32_t kHeight = 480;
 const Motion kMotion = shift(16, -12);
 
-/// A pair of frames that registers, drawn once.
-struct DrawnPair {
-  Frame first = draw(Scene(4), kWidth, kHeight, shift(0, 0));
-  Frame second = draw(Scene(4), kWidth, kHeight, shift(-16, 12));
+struct FramePair {
+  Frame first, second;
 };
-DrawnPair& drawnPair() {
-  static DrawnPair pair;
+
+/// A pair of frames that registers, drawn once.
+FramePair& drawnPair() {
+  static FramePair pair = {draw(Scene(4), kWidth, kHeight, shift(0, 0)),
+                           draw(Scene(4), kWidth, kHeight, shift(-16, 12))};
   return pair;
 }
 
@@ -47,29 +34,30 @@ struct Outcome {
   std::array<std::array<float, 9>, 3> homographies;
   std::array<int32_t, 4> area;
   std::string printed;
-};
 
-Outcome run(Frame& first, Frame& second, uint8_t* partMap, int32_t parts) {
-  Outcome o = {};
-  for (auto& homography : o.homographies)
-    homography.fill(-5.0f);
-  o.area.fill(-7);
-  float* pointers[3] = {o.homographies[0].data(), o.homographies[1].data(),
-                        o.homographies[2].data()};
-  _YUVIM firstRecord = {0, first.data.data(), nullptr};
-  _YUVIM secondRecord = {0, second.data.data(), nullptr};
-  CaptureStdout();
-  o.result =
-      HomographyRegistration(&secondRecord, &firstRecord, {first.width, first.height}, pointers,
-                             o.area[0], o.area[1], o.area[2], o.area[3], partMap, parts);
-  o.printed = GetCapturedStdout();
-  EXPECT_EQ(TestAllocator::live(), 0u);
-  EXPECT_EQ(TestAllocator::faults(), "");
-  return o;
-}
-Outcome run(uint8_t* partMap, int32_t parts) {
-  return run(drawnPair().first, drawnPair().second, partMap, parts);
-}
+  Outcome(uint8_t* partMap, int32_t parts, FramePair& frames = drawnPair()) {
+    for (auto& homography : homographies)
+      homography.fill(-5.0f);
+    area.fill(-7);
+    float* pointers[3] = {homographies[0].data(), homographies[1].data(), homographies[2].data()};
+    _YUVIM first = {0, frames.first.data.data(), nullptr};
+    _YUVIM second = {0, frames.second.data.data(), nullptr};
+    const _WIDTHHEIGHT size = {frames.first.width, frames.first.height};
+    const CallInProgress call;
+    printed = printedBy([&] {
+      result = HomographyRegistration(&second, &first, size, pointers, area[0], area[1], area[2],
+                                      area[3], partMap, parts);
+    });
+  }
+  [[nodiscard]] double error(std::size_t part) const {
+    return kMotion.cornerError(homographies[part].data(), kWidth, kHeight);
+  }
+  /// The number printed behind a text; -1 if there is none.
+  [[nodiscard]] int number(const std::string& text) const {
+    const auto at = printed.find(text);
+    return at == std::string::npos ? -1 : std::stoi(printed.substr(at + text.size()));
+  }
+};
 
 std::vector<uint8_t> mapOf(uint8_t (*partAt)(int32_t x)) {
   std::vector<uint8_t> map(static_cast<std::size_t>(kWidth) * kHeight);
@@ -78,20 +66,15 @@ std::vector<uint8_t> mapOf(uint8_t (*partAt)(int32_t x)) {
   return map;
 }
 
-constexpr int32_t kFailed = 0x7FFFFFFF;
-const char* kTooFew = "feature points pairs num is too small!!";
-
 TEST(HomographyRegistration, RegistersTheWholeFrameAsOnePart) {
-  const CallInProgress call;
-  const auto map = mapOf([](int32_t) -> uint8_t { return 77; });
-  std::vector<uint8_t> copy = map;
   // No map, no parts or one part: the map is not looked at.
+  auto map = mapOf([](int32_t) -> uint8_t { return 77; });
   const std::pair<uint8_t*, int32_t> forms[] = {
-      {nullptr, 0}, {nullptr, 3}, {copy.data(), 0}, {copy.data(), 1}, {copy.data(), -4}};
+      {nullptr, 0}, {nullptr, 3}, {map.data(), 0}, {map.data(), 1}, {map.data(), -4}};
   for (const auto& [partMap, parts] : forms) {
-    const Outcome o = run(partMap, parts);
+    const Outcome o(partMap, parts);
     EXPECT_EQ(o.result, 0);
-    EXPECT_LT(kMotion.cornerError(o.homographies[0].data(), kWidth, kHeight), 1.0);
+    EXPECT_LT(o.error(0), 1.0);
     EXPECT_EQ(o.homographies[0][8], 1.0f);
     EXPECT_THAT(o.homographies[1], testing::Each(-5.0f));
     EXPECT_THAT(o.printed, testing::MatchesRegex(
@@ -111,113 +94,95 @@ TEST(HomographyRegistration, RegistersTheWholeFrameAsOnePart) {
 }
 
 TEST(HomographyRegistration, GivesEachPartItsHomography) {
-  const CallInProgress call;
   auto halves = mapOf([](int32_t x) -> uint8_t { return x < kWidth / 2 ? 0 : 1; });
-  const Outcome o = run(halves.data(), 2);
+  const Outcome o(halves.data(), 2);
   EXPECT_EQ(o.result, 0);
-  for (int part = 0; part < 2; ++part) {
-    EXPECT_LT(
-        kMotion.cornerError(o.homographies[static_cast<std::size_t>(part)].data(), kWidth, kHeight),
-        4.0);
-  }
+  EXPECT_LT(o.error(0), 4.0);
+  EXPECT_LT(o.error(1), 4.0);
   EXPECT_NE(o.homographies[0], o.homographies[1]);
-  const auto count = [&](const std::string& line) {
-    const auto at = o.printed.find(line);
-    return at == std::string::npos ? -1 : std::stoi(o.printed.substr(at + line.size()));
-  };
-  const int whole = count("keypoints:");
-  const int left = count("at splitedParts(0/2) find keyPoints ");
-  const int right = count("at splitedParts(1/2) find keyPoints ");
+  const int left = o.number("at splitedParts(0/2) find keyPoints ");
+  const int right = o.number("at splitedParts(1/2) find keyPoints ");
   EXPECT_GT(left, 0);
   EXPECT_GT(right, 0);
-  EXPECT_EQ(left + right, whole);  // every point lies in one of them
+  EXPECT_EQ(left + right, o.number("keypoints:"));  // every point lies in one of them
 }
 
 TEST(HomographyRegistration, LetsTheLastPartDecide) {
-  const CallInProgress call;
   InitLogParams(nullptr, 2);
   auto allInLast = mapOf([](int32_t) -> uint8_t { return 1; });
-  LogCapture log;
-  const Outcome forgotten = run(allInLast.data(), 2);
+  const Outcome forgotten(allInLast.data(), 2);
   EXPECT_EQ(forgotten.result, 0);
-  EXPECT_THAT(forgotten.printed, testing::HasSubstr(kTooFew));
+  EXPECT_THAT(forgotten.printed, testing::HasSubstr("feature points pairs num is too small!!"));
   EXPECT_THAT(forgotten.homographies[0], testing::Each(0.0f));
-  EXPECT_LT(kMotion.cornerError(forgotten.homographies[1].data(), kWidth, kHeight), 1.0);
-  EXPECT_NE(forgotten.area[2], -7);
+  EXPECT_LT(forgotten.error(1), 1.0);
+  EXPECT_THAT(forgotten.area, testing::Not(testing::Contains(-7)));
 
   auto allInFirst = mapOf([](int32_t) -> uint8_t { return 0; });
-  log.take();
-  const Outcome failed = run(allInFirst.data(), 3);
-  EXPECT_EQ(failed.result, kFailed);
-  EXPECT_LT(kMotion.cornerError(failed.homographies[0].data(), kWidth, kHeight), 1.0);
+  LogCapture log;
+  const Outcome failed(allInFirst.data(), 3);
+  EXPECT_EQ(failed.result, 0x7FFFFFFF);
+  EXPECT_LT(failed.error(0), 1.0);
   EXPECT_THAT(failed.homographies[1], testing::Each(0.0f));
   EXPECT_THAT(failed.homographies[2], testing::Each(0.0f));
   EXPECT_THAT(failed.area, testing::Each(-7));
-  EXPECT_THAT(log.takeTexts(),
-              testing::Contains(testing::EndsWith("RegImg_surf bim to mim failed!\n")));
+  EXPECT_THAT(log.takeTexts(), testing::Contains(logLine("error", "imregistration_hdr",
+                                                         "RegImg_surf bim to mim failed!")));
+}
+
+/// How many of a pair's features match at a ratio.
+int matchesAt(float ratio, FramePair& frames) {
+  struct Features {
+    std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(kMaxKeypoints);
+    std::vector<int32_t> descriptors =
+        std::vector<int32_t>(std::size_t{kMaxKeypoints} * kDescriptorLength);
+    ST_IMAGEFEATURES record = {keypoints.data(), descriptors.data(), 0};
+  } ref, query;
+  tagST_GETFEATURE_PARAMS_IN request = {};
+  request.first.width = request.second.width = kWidth;
+  request.first.height = request.second.height = kHeight;
+  request.first.data = frames.first.data.data();
+  request.second.data = frames.second.data.data();
+  request.extractFirst = 1;
+  request.scaleFactor = 4;
+  tagSURFParams params = {};
+  const CallInProgress call;
+  EXPECT_EQ(GetFeatureSurf(&request, &ref.record, &query.record, params), 0);
+  std::vector<ST_NODE> pool(8 * static_cast<std::size_t>(ref.record.count));
+  std::array<ST_NODE*, kKdTreeCount> roots{};
+  void* nodes = pool.data();
+  BuildKDTreeIndices(&ref.record, roots.data(), static_cast<unsigned char*>(nodes));
+  const auto queries = static_cast<std::size_t>(query.record.count);
+  std::vector<int32_t> block(5 * queries);
+  tagMATCHESINFO found = {block.data(), block.data() + queries, block.data() + 3 * queries, 0};
+  EXPECT_EQ(KnnMatcher(&query.record, &ref.record, roots.data(), &found, ratio), 0);
+  return found.matchCount;
 }
 
 TEST(HomographyRegistration, MatchesWithTheRatioOfTheLumaStatistics) {
   // Bright frames: the statistics ask for a ratio of 0.4, which fewer matches pass than 0.45.
-  const CallInProgress call;
-  Frame first = draw(Scene(4), kWidth, kHeight, shift(0, 0), 12, 1);
-  Frame second = draw(Scene(4), kWidth, kHeight, shift(-14, 11), 12, 2);
-  for (Frame* frame : {&first, &second}) {
+  FramePair bright = {draw(Scene(4), kWidth, kHeight, shift(0, 0), 12, 1),
+                      draw(Scene(4), kWidth, kHeight, shift(-14, 11), 12, 2)};
+  for (Frame* frame : {&bright.first, &bright.second}) {
     for (uint8_t& sample : frame->data)
       sample = static_cast<uint8_t>(255 - (255 - sample) / 3);
   }
-  const std::string printed = run(first, second, nullptr, 0).printed;
-
-  std::vector<ST_KEYPOINT> keypoints(2 * std::size_t{kMaxKeypoints});
-  std::vector<int32_t> descriptors(keypoints.size() * kDescriptorLength);
-  ST_IMAGEFEATURES ref = {keypoints.data(), descriptors.data(), 0};
-  ST_IMAGEFEATURES query = {keypoints.data() + kMaxKeypoints,
-                            descriptors.data() + std::ptrdiff_t{kMaxKeypoints} * kDescriptorLength,
-                            0};
-  tagST_GETFEATURE_PARAMS_IN request = {};
-  request.first.width = request.second.width = kWidth;
-  request.first.height = request.second.height = kHeight;
-  request.first.data = first.data.data();
-  request.second.data = second.data.data();
-  request.extractFirst = 1;
-  request.scaleFactor = 4;
-  tagSURFParams params = {};
-  CaptureStdout();
-  EXPECT_EQ(GetFeatureSurf(&request, &ref, &query, params), 0);
-  EXPECT_EQ(params.matchRatio, 0.4f);
-  std::vector<ST_NODE> pool(4 * 2 * static_cast<std::size_t>(ref.count));
-  std::array<ST_NODE*, kKdTreeCount> roots{};
-  void* nodes = pool.data();
-  EXPECT_EQ(BuildKDTreeIndices(&ref, roots.data(), static_cast<unsigned char*>(nodes)), 0);
-  const auto matchesAt = [&](float ratio) {
-    const auto queries = static_cast<std::size_t>(query.count);
-    std::vector<int32_t> block(5 * queries);
-    tagMATCHESINFO found = {block.data(), block.data() + queries, block.data() + 3 * queries, 0};
-    EXPECT_EQ(KnnMatcher(&query, &ref, roots.data(), &found, ratio), 0);
-    return found.matchCount;
-  };
-  const int32_t strict = matchesAt(0.4f);
-  const int32_t usual = matchesAt(0.45f);
-  GetCapturedStdout();
+  const int strict = matchesAt(0.4f, bright);
   EXPECT_GT(strict, 5);
-  EXPECT_LT(strict, usual);
-  EXPECT_THAT(printed, testing::HasSubstr(" matchNum " + std::to_string(strict) + "\n"));
+  EXPECT_LT(strict, matchesAt(0.45f, bright));
+  EXPECT_EQ(Outcome(nullptr, 0, bright).number(" matchNum "), strict);
 }
 
 TEST(HomographyRegistration, ReadsThePartMapInsideTheFrameOnly) {
   // Below 400 pixels nothing is reduced, but positions are scaled by four all the same: most lie
   // outside the frame, and belong to no part. (The sanitizers watch the map's ends.)
-  const CallInProgress call;
   constexpr int32_t kSmall = 300;
-  Frame first = blockNoise(kSmall, kSmall, 1);
-  Frame second = blockNoise(kSmall, kSmall, 1);
+  FramePair frames = {blockNoise(kSmall, kSmall, 1), blockNoise(kSmall, kSmall, 1)};
   std::vector<uint8_t> map(static_cast<std::size_t>(kSmall) * kSmall, 1);
-  const Outcome o = run(first, second, map.data(), 2);
-  const std::string key = "getSurfFeature_detect_neon keypoints:";
-  const std::string part = "at splitedParts(1/2) find keyPoints ";
-  ASSERT_NE(o.printed.find(part), std::string::npos);
-  EXPECT_LT(std::stoi(o.printed.substr(o.printed.find(part) + part.size())),
-            std::stoi(o.printed.substr(o.printed.find(key) + key.size())));
+  const Outcome o(map.data(), 2, frames);
+  const int inside = o.number("at splitedParts(1/2) find keyPoints ");
+  EXPECT_GE(inside, 0);
+  EXPECT_LT(inside, o.number("getSurfFeature_detect_neon keypoints:"));
 }
 
 }  // namespace
+}  // namespace velmora::test

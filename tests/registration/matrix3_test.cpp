@@ -4,13 +4,11 @@
 
 #include <cmath>
 
+#include "registration/call_support.h"
 #include "velmora_sr/homography.h"
 
+namespace velmora::test {
 namespace {
-
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
-using velmora::Matrix3;
 
 TEST(MatInverse3x3, InvertsAndPrintsTheDeterminant) {
   const struct {
@@ -24,35 +22,29 @@ TEST(MatInverse3x3, InvertsAndPrintsTheDeterminant) {
   };
   for (const auto& c : cases) {
     Matrix3 matrix = c.matrix;
-    Matrix3 inverse;
-    CaptureStdout();
-    MatInverse_3x3(matrix.data(), inverse.data());
-    EXPECT_EQ(GetCapturedStdout(), c.printed);
-    EXPECT_EQ(inverse, c.inverse);
-    MatInverse_3x3(matrix.data(), matrix.data());  // in place
-    EXPECT_EQ(matrix, c.inverse);
+    EXPECT_EQ(printedBy([&] { MatInverse_3x3(matrix.data(), matrix.data()); }), c.printed);
+    EXPECT_EQ(matrix, c.inverse);  // in place
   }
 }
 
 TEST(MatInverse3x3, RoundsTheFirstProductOfACofactorAndFusesTheSecond) {
   const float e = 1.0f + 0x1p-12f;  // e * e = 1 + 2^-11 + 2^-24 rounds to 1 + 2^-11
   Matrix3 first = {1, 0, 0, 0, e, 1, 0, 1, e};
-  EXPECT_EQ(velmora::invert(first.data()).determinant, 0x1p-11f);
+  EXPECT_EQ(invert(first.data()).determinant, 0x1p-11f);
   Matrix3 second = {1, 0, 0, 0, 1, e, 0, e, 1};
-  EXPECT_EQ(velmora::invert(second.data()).determinant, -(0x1p-11f + 0x1p-24f));
+  EXPECT_EQ(invert(second.data()).determinant, -(0x1p-11f + 0x1p-24f));
 }
 
 TEST(MatInverse3x3, GivesValuesThatAreNotFiniteForSingularMatrices) {
   for (Matrix3 matrix : {Matrix3{}, Matrix3{1, 2, 3, 2, 4, 6, 0, 0, 1}}) {
-    Matrix3 inverse;
-    MatInverse_3x3(matrix.data(), inverse.data());
-    EXPECT_FALSE(std::isfinite(inverse[0]));
+    EXPECT_FALSE(std::isfinite(invert(matrix.data()).matrix[0]));
   }
 }
 
 TEST(Multiply, MultipliesRowsByColumns) {
-  EXPECT_EQ(velmora::multiply({1, 2, 3, 4, 5, 6, 7, 8, 9}, {2, 0, 1, 0, 1, 3, 5, 0, 2}),
+  EXPECT_EQ(multiply({1, 2, 3, 4, 5, 6, 7, 8, 9}, {2, 0, 1, 0, 1, 3, 5, 0, 2}),
             (Matrix3{17, 2, 13, 38, 5, 31, 59, 8, 49}));
 }
 
 }  // namespace
+}  // namespace velmora::test
