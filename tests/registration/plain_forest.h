@@ -23,7 +23,6 @@ class PlainForest {
   struct Neighbours {
     std::array<int32_t, 2> points = {0, 0};
     std::array<int32_t, 2> distances = {INT32_MAX, INT32_MAX};
-    bool operator==(const Neighbours&) const = default;
   };
 
   explicit PlainForest(const std::vector<Descriptor>& points) : points_(points) {
@@ -43,8 +42,8 @@ class PlainForest {
   [[nodiscard]] const std::vector<Node>& nodes() const { return nodes_; }
   [[nodiscard]] int root(std::size_t tree) const { return roots_[tree]; }
 
-  /// The two nearest points; [1] is the nearest. `checked` receives the number of comparisons.
-  [[nodiscard]] Neighbours search(const Descriptor& query, int* checked = nullptr) const {
+  /// The two nearest points; [1] is the nearest.
+  [[nodiscard]] Neighbours search(const Descriptor& query) const {
     Neighbours found;
     std::vector<bool> seen(points_.size(), false);
     std::vector<std::pair<int32_t, int>> branches;  // bound, node
@@ -81,7 +80,6 @@ class PlainForest {
       const auto [bound, node] = branches[best];
       descend(node, bound);
     }
-    if (checked != nullptr) *checked = checks;
     return found;
   }
 
