@@ -8,13 +8,8 @@
 
 #include "support/random.h"
 
+namespace velmora::test {
 namespace {
-
-using velmora::EigenMatrix;
-using velmora::EigenSystem;
-using velmora::jacobiEigen;
-using velmora::kEigenOrder;
-using velmora::test::Random;
 
 EigenMatrix randomSymmetric(uint64_t seed) {
   Random random(seed);
@@ -30,7 +25,10 @@ TEST(JacobiEigen, SatisfiesTheDefinitionOfAnEigensystem) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {
     SCOPED_TRACE(seed);
     const EigenMatrix matrix = randomSymmetric(seed);
-    const EigenSystem system = jacobiEigen(matrix, 162);
+    EigenMatrix upper = matrix;  // the lower triangle is not read
+    for (std::size_t i = 0; i < kEigenOrder; ++i)
+      std::fill_n(upper[i].begin(), i, 100.0f);
+    const EigenSystem system = jacobiEigen(upper, 162);
     EXPECT_TRUE(std::is_sorted(system.values.rbegin(), system.values.rend()));
     for (std::size_t e = 0; e < kEigenOrder; ++e) {
       const auto& v = system.vectors[e];
@@ -48,20 +46,6 @@ TEST(JacobiEigen, SatisfiesTheDefinitionOfAnEigensystem) {
       }
     }
   }
-}
-
-TEST(JacobiEigen, SortsADiagonalMatrixAndReadsTheUpperTriangleOnly) {
-  EigenMatrix matrix{};
-  const std::array<float, 9> diagonal = {3, -1, 8, 0, 5, 5, -7, 2, 1};
-  for (std::size_t i = 0; i < kEigenOrder; ++i) {
-    matrix[i][i] = diagonal[i];
-    for (std::size_t j = 0; j < i; ++j)
-      matrix[i][j] = 100;
-  }
-  const EigenSystem system = jacobiEigen(matrix, 162);
-  EXPECT_EQ(system.values, (std::array<float, 9>{8, 5, 5, 3, 2, 1, 0, -1, -7}));
-  EXPECT_EQ(system.vectors[0][2], 1.0f);
-  EXPECT_EQ(system.vectors[8][6], 1.0f);
 }
 
 TEST(JacobiEigen, RotatesNoMoreThanAllowed) {
@@ -85,3 +69,4 @@ TEST(JacobiEigen, EndsForValuesThatAreNotFinite) {
 }
 
 }  // namespace
+}  // namespace velmora::test

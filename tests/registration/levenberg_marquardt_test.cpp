@@ -8,14 +8,14 @@
 #include <limits>
 #include <vector>
 
-#include "registration/plain_minimiser.h"
+#include "registration/digest.h"
 #include "velmora_sr/homography.h"
 
+namespace velmora::test {
 namespace {
 
-constexpr float kPrecision = 1e-6f;
 lm_control_type usualControl() {
-  return {kPrecision, kPrecision, 0.0f, 1e-7f, 100.0f, -1.0f, 200, -1, -1};
+  return {1e-6f, 1e-6f, 0.0f, 1e-7f, 100.0f, -1.0f, 200, -1, -1};
 }
 
 /// Residuals of the problem under test; `calls` counts, from `stopAt` on a stop is asked for.
@@ -46,7 +46,7 @@ void minimise(Problem& problem, int32_t m, std::vector<float>& x, lm_control_typ
   }
 }
 
-// --- Problems of More, Garbow and Hillstrom, "Testing unconstrained optimization software" ---
+// Problems of More, Garbow and Hillstrom, "Testing unconstrained optimization software".
 
 void linear(const float* x, float* f) {  // full rank, 3 parameters, 7 residuals
   const float sum = x[0] + x[1] + x[2];
@@ -56,13 +56,6 @@ void linear(const float* x, float* f) {  // full rank, 3 parameters, 7 residuals
 void rosenbrock(const float* x, float* f) {
   f[0] = 10.0f * (x[1] - x[0] * x[0]);
   f[1] = 1.0f - x[0];
-}
-void helicalValley(const float* x, float* f) {
-  const float turn = 6.2831853f;
-  const float theta = std::atan2(x[1], x[0]) / turn;
-  f[0] = 10.0f * (x[2] - 10.0f * theta);
-  f[1] = 10.0f * (std::hypot(x[0], x[1]) - 1.0f);
-  f[2] = x[2];
 }
 void powellSingular(const float* x, float* f) {
   f[0] = x[0] + 10.0f * x[1];
@@ -84,135 +77,81 @@ void bard(const float* x, float* f) {
     f[i] = y[i] - (x[0] + u / (v * x[1] + w * x[2]));
   }
 }
-void kowalikOsborne(const float* x, float* f) {
-  constexpr float y[11] = {0.1957f, 0.1947f, 0.1735f, 0.1600f, 0.0844f, 0.0627f,
-                           0.0456f, 0.0342f, 0.0323f, 0.0235f, 0.0246f};
-  constexpr float u[11] = {4.0f,   2.0f, 1.0f,    0.5f,    0.25f,  0.167f,
-                           0.125f, 0.1f, 0.0833f, 0.0714f, 0.0625f};
-  for (int i = 0; i < 11; ++i)
-    f[i] = y[i] - x[0] * (u[i] * u[i] + u[i] * x[1]) / (u[i] * u[i] + u[i] * x[2] + x[3]);
+void degenerate(const float* x, float* f) {  // the second parameter has no effect
+  f[0] = x[0] - 2;
+  f[1] = f[0] - 3;
 }
 
-TEST(LmMinimize, SolvesThePublishedProblems) {
-  const struct {
-    const char* name;
-    Residuals residuals;
-    int32_t m;
-    std::vector<float> start, solution;
-    double norm;
-    float tolerance;
-  } cases[] = {
-      {"linear", linear, 7, {1, 1, 1}, {-1, -1, -1}, 2.0, 2e-3f},
-      {"Rosenbrock", rosenbrock, 2, {-1.2f, 1}, {1, 1}, 0, 1e-3f},
-      {"Rosenbrock, far", rosenbrock, 2, {-12, 10}, {1, 1}, 0, 1e-3f},
-      {"helical valley", helicalValley, 3, {-1, 0, 0}, {1, 0, 0}, 0, 1e-3f},
-      {"Powell singular", powellSingular, 4, {3, -1, 0, 1}, {0, 0, 0, 0}, 0, 0.03f},
-      {"Freudenstein and Roth",
-       freudensteinRoth,
-       2,
-       {0.5f, -2},
-       {11.4128f, -0.8968f},
-       6.99887,
-       0.01f},
-      {"Bard", bard, 15, {1, 1, 1}, {0.0824106f, 1.13304f, 2.34370f}, 0.0906360, 0.01f},
-      {"Kowalik and Osborne",
-       kowalikOsborne,
-       11,
-       {0.25f, 0.39f, 0.415f, 0.39f},
-       {0.192807f, 0.191282f, 0.123057f, 0.136062f},
-       0.0175358,
-       0.01f},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Problem problem = {c.residuals};
-    lm_control_type control = usualControl();
-    std::vector<float> x = c.start;
-    minimise(problem, c.m, x, control);
-    for (std::size_t i = 0; i < x.size(); ++i)
-      EXPECT_NEAR(x[i], c.solution[i], c.tolerance);
-    EXPECT_NEAR(control.fnorm, c.norm, 1e-3);
-    EXPECT_THAT(control.info, testing::AllOf(testing::Ge(1), testing::Le(8), testing::Ne(5)));
-    EXPECT_EQ(control.nfev, problem.calls);
-    std::vector<float> residuals(static_cast<std::size_t>(c.m));
-    c.residuals(x.data(), residuals.data());
-    double squares = 0;
-    for (const float r : residuals)
-      squares += double{r} * r;
-    EXPECT_NEAR(control.fnorm, std::sqrt(squares), 1e-5);  // of what par holds
-  }
-}
+const struct {
+  const char* name;
+  Residuals residuals;
+  int32_t m;
+  std::vector<float> start;
+  uint32_t digest;              ///< of the results under the controls below
+  std::vector<float> solution;  ///< empty where the run ends elsewhere
+} kCases[] = {
+    {"linear", linear, 7, {1, 1, 1}, 0xE028B981u, {-1, -1, -1}},
+    {"Rosenbrock", rosenbrock, 2, {-1.2f, 1}, 0x8C6A0A70u, {1, 1}},
+    {"Rosenbrock, far", rosenbrock, 2, {-12, 10}, 0x20187095u, {1, 1}},
+    {"Powell", powellSingular, 4, {3, -1, 0, 1}, 0x7FB8F08Au, {0, 0, 0, 0}},
+    {"Freudenstein", freudensteinRoth, 2, {0.5f, -2}, 0x37B23B28u, {11.4128f, -0.8968f}},
+    {"Freudenstein, far", freudensteinRoth, 2, {50, -20}, 0xADD80EEDu, {}},
+    {"Bard", bard, 15, {1, 1, 1}, 0x94A84438u, {0.0824106f, 1.13304f, 2.34370f}},
+    {"Bard, far", bard, 15, {10, 10, 10}, 0xC3673268u, {}},
+    {"a parameter without effect", degenerate, 2, {7, 1}, 0x2488E19Eu, {3.5f, 1}},
+};
 
-TEST(LmMinimize, EqualsThePlainMethodToTheBit) {
-  const struct {
-    const char* name;
-    Residuals residuals;
-    int32_t m;
-    std::vector<float> start;
-  } cases[] = {
-      {"linear", linear, 7, {1, 1, 1}},
-      {"Rosenbrock", rosenbrock, 2, {-1.2f, 1}},
-      {"Rosenbrock, far", rosenbrock, 2, {-12, 10}},
-      {"helical valley", helicalValley, 3, {-1, 0, 0}},
-      {"Powell singular", powellSingular, 4, {3, -1, 0, 1}},
-      {"Freudenstein and Roth", freudensteinRoth, 2, {0.5f, -2}},
-      {"Freudenstein and Roth, far", freudensteinRoth, 2, {50, -20}},
-      {"Bard", bard, 15, {1, 1, 1}},
-      {"Bard, far", bard, 15, {10, 10, 10}},
-      {"Kowalik and Osborne", kowalikOsborne, 11, {0.25f, 0.39f, 0.415f, 0.39f}},
-      {"a parameter without effect",
-       [](const float* x, float* f) { f[0] = x[0] - 2, f[1] = f[0] - 3; },
-       2,
-       {7, 1}},
-  };
+TEST(LmMinimize, SolvesThePublishedProblemsAndGivesTheSameBitsOnEveryMachine) {
+  // The digests are those of a second implementation, routine by routine after MINPACK-1's enorm,
+  // qrfac, qrsolv, lmpar and lmdif.
   const lm_control_type controls[] = {
       usualControl(),
       {1e-10f, 1e-10f, 1e-10f, 1e-10f, 10.0f, 0, 20, 0, 0},  // of the refinement
       {1e-3f, 1e-2f, 1e-4f, 1e-4f, 0.1f, 0, 50, 0, 0},
       {0, 0, 0, 1e-6f, 1e-3f, 0, 3, 0, 0},
   };
-  for (const auto& c : cases) {
-    for (const lm_control_type& usual : controls) {
-      SCOPED_TRACE(testing::Message() << c.name << ", control " << &usual - controls);
-      const auto plain = velmora::test::PlainMinimiser::minimise(
-          [&](const auto& x, auto& f) { c.residuals(x.data(), f.data()); }, c.m, c.start, usual);
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    Digest digest;
+    for (lm_control_type control : controls) {
+      const bool usual = control.maxcall == usualControl().maxcall;
       Problem problem = {c.residuals};
-      lm_control_type control = usual;
       std::vector<float> x = c.start;
       minimise(problem, c.m, x, control);
-      EXPECT_EQ(x, plain.x);
-      EXPECT_EQ(control.fnorm, plain.norm);
-      EXPECT_EQ(control.nfev, plain.evaluations);
-      EXPECT_EQ(control.info, plain.status);
+      digest.addAll(x);
+      digest.add(control.fnorm);
+      digest.add(control.nfev);
+      digest.add(control.info);
+      EXPECT_EQ(control.nfev, problem.calls);
+      if (!usual || c.solution.empty()) continue;
+      EXPECT_THAT(x, testing::Pointwise(testing::FloatNear(0.03f), c.solution));
+      EXPECT_THAT(control.info, testing::AllOf(testing::Ge(1), testing::Le(8), testing::Ne(5)));
     }
+    EXPECT_EQ(digest.value(), c.digest);
   }
 }
 
 TEST(LmMinimize, RefusesImproperInput) {
-  const auto with = [](auto change) {
-    lm_control_type control = usualControl();
-    change(control);
-    return control;
-  };
+  using Control = lm_control_type;
   const struct {
-    const char* name;
     int32_t m;
     std::size_t n;
-    lm_control_type control;
+    void (*spoil)(Control&);
   } cases[] = {
-      {"no parameter", 2, 0, usualControl()},
-      {"fewer residuals than parameters", 1, 2, usualControl()},
-      {"ftol", 2, 2, with([](auto& c) { c.ftol = -1e-9f; })},
-      {"xtol", 2, 2, with([](auto& c) { c.xtol = -1e-9f; })},
-      {"gtol", 2, 2, with([](auto& c) { c.gtol = -1e-9f; })},
-      {"no calls", 2, 2, with([](auto& c) { c.maxcall = 0; })},
-      {"negative calls", 2, 2, with([](auto& c) { c.maxcall = INT32_MIN; })},
-      {"no step", 2, 2, with([](auto& c) { c.stepbound = 0.0f; })},
+      {2, 0, [](Control&) {}},
+      {1, 2, [](Control&) {}},
+      {2, 2, [](Control& c) { c.ftol = -1e-9f; }},
+      {2, 2, [](Control& c) { c.xtol = -1e-9f; }},
+      {2, 2, [](Control& c) { c.gtol = -1e-9f; }},
+      {2, 2, [](Control& c) { c.maxcall = 0; }},
+      {2, 2, [](Control& c) { c.maxcall = INT32_MIN; }},
+      {2, 2, [](Control& c) { c.stepbound = 0.0f; }},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(&c - cases);
     Problem problem = {rosenbrock};
-    lm_control_type control = c.control;
+    lm_control_type control = usualControl();
+    c.spoil(control);
     std::vector<float> x(c.n, 5.0f);
     minimise(problem, c.m, x, control);
     EXPECT_EQ(control.info, 0);
@@ -252,8 +191,6 @@ TEST(LmMinimize, CountsItsCalls) {
   lm_control_type control = usualControl();
   control.maxcall = 1;
   EXPECT_EQ(statusOf(control).nfev, 4);
-  control.maxcall = 3;  // 9: three rounds of two differences and one step at least
-  EXPECT_THAT(statusOf(control).nfev, testing::AllOf(testing::Ge(9), testing::Le(11)));
 }
 
 TEST(LmMinimize, EndsWhereTheEvaluationAsks) {
@@ -290,14 +227,9 @@ TEST(LmMinimize, EndsForResidualsThatAreNotNumbers) {
   EXPECT_LE(statusOf(control).nfev, 603);
 }
 
-struct Watched {
-  int32_t flag, iteration, evaluations;
-  bool operator==(const Watched&) const = default;
-};
-std::vector<Watched> watched;
-
 TEST(LmMinimize, ShowsItsProgress) {
-  watched.clear();
+  using Watched = std::array<int32_t, 3>;  // flag, iteration, evaluations
+  static std::vector<Watched> watched;
   Problem problem = {linear};
   lm_control_type control = usualControl();
   std::vector<float> x = {1, 1, 1};
@@ -313,8 +245,8 @@ TEST(LmMinimize, ShowsItsProgress) {
   EXPECT_EQ(watched[0], (Watched{0, 1, 1}));
   EXPECT_EQ(watched[1], (Watched{1, 1, 1}));
   EXPECT_EQ(watched[2], (Watched{2, 1, 5}));
-  EXPECT_EQ(watched.back().flag, -1);
-  EXPECT_EQ(watched.back().evaluations, control.nfev);
+  EXPECT_EQ(watched.back()[0], -1);
+  EXPECT_EQ(watched.back()[2], control.nfev);
 }
 
 TEST(LmMessages, StandWhereHostsLookThemUp) {
@@ -330,3 +262,4 @@ TEST(LmMessages, StandWhereHostsLookThemUp) {
 }
 
 }  // namespace
+}  // namespace velmora::test

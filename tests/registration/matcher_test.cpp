@@ -4,226 +4,159 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "registration/call_support.h"
 #include "registration/feature_sets.h"
-#include "registration/plain_forest.h"
-#include "registration/plain_homography.h"
-#include "support/heap_faults.h"
-#include "support/log_capture.h"
-#include "support/random.h"
-#include "velmora_sr/logging.h"
+#include "registration/synthetic_pairs.h"
 #include "velmora_sr/matching.h"
 
+namespace velmora::test {
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
-using velmora::test::Descriptor;
-using velmora::test::FeatureSet;
-using velmora::test::Forest;
-using velmora::test::HeapFaults;
-using velmora::test::LogCapture;
-using velmora::test::PlainForest;
-using velmora::test::Random;
+/// One call of KnnMatcher, and what it left.
+struct Matched {
+  std::vector<int32_t> queries, neighbours;
+  std::string printed;
 
-/// Room for the matches of `count` queries.
-struct Matches {
-  std::vector<int32_t> queries, neighbours, distances;
-  tagMATCHESINFO record;
-
-  explicit Matches(std::size_t count)
-      : queries(count, -1), neighbours(2 * count, -1), distances(2 * count, -1) {
-    record = {queries.data(), neighbours.data(), distances.data(), -1};
+  Matched(FeatureSet& querySet, FeatureSet& refSet, float ratio) {
+    const std::size_t count = std::max<std::size_t>(querySet.descriptors.size(), 1);
+    std::vector<int32_t> distances(2 * count);
+    queries.resize(count, -1);
+    neighbours.resize(2 * count, -1);
+    Forest forest(refSet);
+    ST_IMAGEFEATURES query = querySet.record();
+    ST_IMAGEFEATURES ref = refSet.record();
+    tagMATCHESINFO record = {queries.data(), neighbours.data(), distances.data(), -1};
+    printed =
+        printedBy([&] { EXPECT_EQ(KnnMatcher(&query, &ref, forest.roots, &record, ratio), 0); });
+    queries.resize(static_cast<std::size_t>(record.matchCount));
+    neighbours.resize(static_cast<std::size_t>(record.matchCount));
   }
 };
 
-Descriptor shifted(Descriptor descriptor, int32_t by) {
-  for (auto& value : descriptor)
-    value += by;
-  return descriptor;
-}
-
 TEST(KnnMatcher, AcceptsWhatIsClearlyNearest) {
   Random random(10);
-  FeatureSet ref(velmora::test::surfLike(random, 300));
-  std::vector<Descriptor> wanted = velmora::test::surfLike(random, 200);
-  for (std::size_t q = 0; q < wanted.size(); q += 3) {
-    wanted[q] = ref.descriptors[random.index(300)];
-    for (auto& value : wanted[q])
-      value += static_cast<int32_t>(random.range(-700000, 700000));
-  }
-  FeatureSet queries(wanted);
-  Forest forest(ref);
+  FeatureSet ref(surfLike(random, 300));
+  FeatureSet query(surfLike(random, 200));
+  for (std::size_t q = 0; q < 200; q += 3)
+    query.descriptors[q] = noisy(ref.descriptors[random.index(300)], 700000, random);
   const PlainForest plain(ref.descriptors);
-  ST_IMAGEFEATURES query = queries.record();
-  ST_IMAGEFEATURES reference = ref.record();
   for (const float ratio : {0.0f, 0.4f, 0.8f, 1.0f}) {
-    Matches matches(wanted.size());
-    CaptureStdout();
-    ASSERT_EQ(KnnMatcher(&query, &reference, forest.roots, &matches.record, ratio), 0);
-    const std::string printed = GetCapturedStdout();
-    std::vector<int32_t> acceptedQueries;
-    std::vector<int32_t> acceptedPoints;
-    for (std::size_t q = 0; q < wanted.size(); ++q) {
-      const auto found = plain.search(wanted[q]);
+    std::vector<int32_t> queries, neighbours;
+    for (std::size_t q = 0; q < 200; ++q) {
+      const auto found = plain.search(query.descriptors[q]);
       if (static_cast<float>(found.distances[1]) <
           static_cast<float>(found.distances[0]) * (ratio * ratio)) {
-        acceptedQueries.push_back(static_cast<int32_t>(q));
-        acceptedPoints.push_back(found.points[1]);
+        queries.push_back(static_cast<int32_t>(q));
+        neighbours.push_back(found.points[1]);
       }
     }
-    const std::size_t count = acceptedQueries.size();
-    ASSERT_EQ(static_cast<std::size_t>(matches.record.matchCount), count);
-    matches.queries.resize(count);
-    matches.neighbours.resize(count);
-    EXPECT_EQ(matches.queries, acceptedQueries);
-    EXPECT_EQ(matches.neighbours, acceptedPoints);
-    EXPECT_EQ(printed, "searchCount 200 matchNum " + std::to_string(count) + "\n");
+    const Matched matched(query, ref, ratio);
+    EXPECT_EQ(matched.queries, queries);
+    EXPECT_EQ(matched.neighbours, neighbours);
+    EXPECT_EQ(matched.printed, "searchCount 200 matchNum " + std::to_string(queries.size()) + "\n");
     if (ratio == 0.8f) {
-      EXPECT_GT(count, 20u);
-      EXPECT_LT(count, 180u);
+      EXPECT_GT(queries.size(), 20u);
+      EXPECT_LT(queries.size(), 180u);
     }
   }
 }
 
 TEST(KnnMatcher, RefusesTiesAndTakesTheOnlyPoint) {
   Random random(11);
-  const Descriptor point = velmora::test::surfLike(random, 1)[0];
-  FeatureSet queries({shifted(point, 300)});
-  ST_IMAGEFEATURES query = queries.record();
+  const Descriptor point = surfLike(random, 1)[0];
+  const Descriptor near = noisy(point, 500, random);
   const struct {
     const char* name;
-    std::vector<Descriptor> points;
-    int32_t matches;
-  } cases[] = {{"equally near", {point, point}, 0},
-               {"one point: compared with the largest distance", {point}, 1},
-               {"none", {}, 0}};
+    std::vector<Descriptor> queries, points;
+    std::size_t matches;
+  } cases[] = {{"equally near", {near}, {point, point}, 0},
+               {"one point: compared with the largest distance", {near}, {point}, 1},
+               {"no point", {near}, {}, 0},
+               {"no query", {}, {point}, 0}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    FeatureSet set(c.points);
-    Forest forest(set);
-    ST_IMAGEFEATURES ref = set.record();
-    Matches matches(1);
-    EXPECT_EQ(KnnMatcher(&query, &ref, forest.roots, &matches.record, 1.0f), 0);
-    EXPECT_EQ(matches.record.matchCount, c.matches);
+    FeatureSet query(c.queries);
+    FeatureSet ref(c.points);
+    const Matched matched(query, ref, 1.0f);
+    EXPECT_EQ(matched.queries.size(), c.matches) << c.name;
+    EXPECT_EQ(matched.printed, "searchCount " + std::to_string(c.queries.size()) + " matchNum " +
+                                   std::to_string(c.matches) + "\n");
   }
 }
 
-TEST(KnnMatcher, CountsNothingWithoutQueries) {
-  Random random(12);
-  FeatureSet set(velmora::test::surfLike(random, 3));
-  Forest forest(set);
-  FeatureSet none({});
-  ST_IMAGEFEATURES query = none.record();
-  ST_IMAGEFEATURES ref = set.record();
-  Matches matches(1);
-  CaptureStdout();
-  EXPECT_EQ(KnnMatcher(&query, &ref, forest.roots, &matches.record, 0.4f), 0);
-  EXPECT_EQ(GetCapturedStdout(), "searchCount 0 matchNum 0\n");
-  EXPECT_EQ(matches.record.matchCount, 0);
-}
-
-/// Two sets whose points correspond one to one; match point i lies at (100 i, 57 i % 400) in Q6
-/// pixels of the reduced picture plus a shift.
+/// Two sets whose points correspond one to one, in reverse order: seven in a row, 100 pixels apart.
 struct Pair {
-  FeatureSet ref;
-  FeatureSet match;
-  Forest forest;
+  FeatureSet ref, match;
   std::vector<float> refPoints, matchPoints;
   tagST_MATCH_PAIRS pairs;
+  int32_t result = 0;
 
-  Pair(std::size_t count, uint64_t seed)
-      : ref(descriptors(count, seed)), match(ref.descriptors), forest(ref) {
-    std::reverse(match.descriptors.begin(), match.descriptors.end());
-    refPoints.resize(2 * count, -1.0f);
-    matchPoints.resize(2 * count, -1.0f);
-    pairs = {refPoints.data(), matchPoints.data(), -1};
+  Pair(std::size_t count, uint64_t seed) : Pair(Random(seed), count) {
     for (std::size_t i = 0; i < count; ++i) {
       const auto k = static_cast<int32_t>(i);
       ref.keypoints[i] = {0, 0, 6400 * (k % 7) + k, 6400 * (k / 7) - 3 * k, 9};
       match.keypoints[count - 1 - i] = ref.keypoints[i];
-      match.keypoints[count - 1 - i].x += 32;
     }
   }
-  int32_t run(int32_t scale, float ratio = 0.4f) {
+  std::string run(int32_t scale) {
+    Forest forest(ref);
     ST_IMAGEFEATURES refRecord = ref.record();
     ST_IMAGEFEATURES matchRecord = match.record();
-    return FeatureMatcher(&refRecord, &matchRecord, forest.roots, &pairs, scale, ratio);
+    return printedBy([&] {
+      result = FeatureMatcher(&refRecord, &matchRecord, forest.roots, &pairs, scale, 0.4f);
+    });
   }
 
  private:
-  static std::vector<Descriptor> descriptors(std::size_t count, uint64_t seed) {
-    Random random(seed);
-    return velmora::test::surfLike(random, count);
+  Pair(Random random, std::size_t count)
+      : ref(surfLike(random, count)),
+        match(ref.descriptors),
+        refPoints(2 * count, -1.0f),
+        matchPoints(2 * count, -1.0f),
+        pairs{refPoints.data(), matchPoints.data(), -1} {
+    std::reverse(match.descriptors.begin(), match.descriptors.end());
   }
 };
 
-TEST(FeatureMatcher, PairsRoundedFullSizePixels) {
-  for (const int32_t scale : {1, 4}) {
-    Pair pair(40, 20);
-    CaptureStdout();
-    ASSERT_EQ(pair.run(scale), 0);
-    EXPECT_THAT(GetCapturedStdout(),
-                testing::StartsWith("input refImg points 40 matchImg points number 40\n"
-                                    "searchCount 40 matchNum 40\n"
-                                    "KnnMatcher find matched num 40\n"));
-    ASSERT_EQ(pair.pairs.count, 40);  // one shift: RANSAC drops none
-    for (std::size_t j = 0; j < 40; ++j) {
-      // Queries come in their order: reference point 39 - j.
-      const ST_KEYPOINT& point = pair.ref.keypoints[39 - j];
-      const auto pixel = [&](int32_t q6) {
-        return static_cast<float>(std::floor((q6 * scale + 32) / 64.0));
-      };
-      EXPECT_EQ(pair.refPoints[2 * j], pixel(point.x));
-      EXPECT_EQ(pair.refPoints[2 * j + 1], pixel(point.y));
-      EXPECT_EQ(pair.matchPoints[2 * j], pixel(point.x + 32));
-      EXPECT_EQ(pair.matchPoints[2 * j + 1], pixel(point.y));
-    }
-  }
-}
-
-TEST(FeatureMatcher, FiltersByTheUsualRansac) {
-  // With nine of ten pairs right fewer than the hundred iterations suffice, with three of ten they
-  // are used up; errors of up to 4 pixels tell the threshold.
-  for (const int right : {9, 3}) {
+TEST(FeatureMatcher, GivesRoundedFullSizePixelsToRansac) {
+  // With all pairs or nine of ten right fewer than the hundred iterations suffice, with three of
+  // ten they are used up; errors of up to 4 pixels tell the threshold.
+  const struct {
+    int right;
+    int32_t scale;
+  } cases[] = {{10, 1}, {9, 4}, {3, 4}};
+  for (const auto& c : cases) {
     Pair pair(200, 24);
     Random random(25);
-    for (std::size_t i = 0; i < 200; ++i) {
-      const auto spread = [&] { return static_cast<int32_t>(random.range(0, 40000)); };
-      const auto error = [&] { return static_cast<int32_t>(random.range(-4 * 16, 4 * 16)); };
-      ST_KEYPOINT& from = pair.ref.keypoints[i];
-      ST_KEYPOINT& to = pair.match.keypoints[199 - i];
-      from = {0, 0, spread(), spread(), 9};
-      to = static_cast<int>(i % 10) < right
-               ? ST_KEYPOINT{0, 0, from.x + 160 + error(), from.y - 96 + error(), 9}
-               : ST_KEYPOINT{0, 0, spread(), spread(), 9};
-    }
-    std::vector<float> ref, match;
-    for (std::size_t j = 0; j < 200; ++j) {  // in the order of the queries
-      const ST_KEYPOINT& from = pair.ref.keypoints[199 - j];
-      const ST_KEYPOINT& to = pair.match.keypoints[j];
-      for (const auto& [points, point] : {std::pair{&ref, from}, std::pair{&match, to}}) {
-        for (const int32_t q6 : {point.x, point.y})
-          points->push_back(static_cast<float>(std::floor((4 * q6 + 32) / 64.0)));
-      }
-    }
-    const velmora::test::PlainRansac plain(ref, match, {100, 12.0f, 0.9995f});
-    CaptureStdout();
-    ASSERT_EQ(pair.run(4), 0);
-    EXPECT_THAT(
-        GetCapturedStdout(),
-        testing::EndsWith("\nransac iteration count:" + std::to_string(plain.iterations) +
-                          "\nfind inliner count:" + std::to_string(plain.inliers) + "/200\n"));
-    ASSERT_EQ(pair.pairs.count, plain.inliers);
-    std::size_t at = 0;
+    Pairs expected;  // in the order of the queries
+    const auto pixel = [&](int32_t q6) { return std::floor((c.scale * q6 + 32) / 64.0); };
     for (std::size_t j = 0; j < 200; ++j) {
-      if (!plain.kept[j]) continue;
-      EXPECT_EQ(pair.refPoints[2 * at], ref[2 * j]);
-      EXPECT_EQ(pair.matchPoints[2 * at + 1], match[2 * j + 1]);
-      ++at;
+      const auto spread = [&] { return static_cast<int32_t>(random.range(-4000, 36000)); };
+      const auto error = [&] { return static_cast<int32_t>(random.range(-4 * 16, 4 * 16)); };
+      const ST_KEYPOINT from = {0, 0, spread(), spread(), 9};
+      const ST_KEYPOINT to =
+          static_cast<int>(j % 10) < c.right
+              ? ST_KEYPOINT{0, 0, from.x + 160 + error(), from.y - 96 + error(), 9}
+              : ST_KEYPOINT{0, 0, spread(), spread(), 9};
+      pair.ref.keypoints[199 - j] = from;
+      pair.match.keypoints[j] = to;
+      expected.add({pixel(from.x), pixel(from.y)}, {pixel(to.x), pixel(to.y)}, true);
     }
+    auto scratch = expected.scratch();
+    const std::string printed = printedBy([&] {
+      float homography[9];
+      tagRANSAC_PARAMS params = {100, 12.0f, 0.9995f};
+      RansacEstimation(&expected.record, homography, &params, scratch.data());
+    });
+    EXPECT_EQ(pair.run(c.scale),
+              "input refImg points 200 matchImg points number 200\nsearchCount 200 matchNum 200\n"
+              "KnnMatcher find matched num 200\n" +
+                  printed);
+    EXPECT_EQ(pair.result, 0);
+    ASSERT_EQ(pair.pairs.count, expected.record.count);
+    EXPECT_EQ(pair.refPoints, expected.ref);
+    EXPECT_EQ(pair.matchPoints, expected.match);
   }
 }
 
@@ -235,17 +168,17 @@ TEST(FeatureMatcher, KeepsThePairsUnfilteredWhenNoSampleIsValid) {
       keypoint.y %= 640;
     }
   }
-  EXPECT_EQ(pair.run(1), 0);
+  pair.run(1);
+  EXPECT_EQ(pair.result, 0);
   EXPECT_EQ(pair.pairs.count, 30);
 }
 
 TEST(FeatureMatcher, WantsFiveMatches) {
   for (const std::size_t count : {0, 1, 4, 5}) {
     Pair pair(count, 22);
-    CaptureStdout();
-    EXPECT_EQ(pair.run(4), count < 5 ? 2 : 0) << count;
-    EXPECT_THAT(GetCapturedStdout(),
+    EXPECT_THAT(pair.run(4),
                 testing::HasSubstr("KnnMatcher find matched num " + std::to_string(count) + "\n"));
+    EXPECT_EQ(pair.result, count < 5 ? 2 : 0) << count;
     if (count < 5) {
       EXPECT_EQ(pair.pairs.count, -1);
       EXPECT_THAT(pair.refPoints, testing::Each(-1.0f));
@@ -255,26 +188,16 @@ TEST(FeatureMatcher, WantsFiveMatches) {
 }
 
 TEST(FeatureMatcher, ReportsEachFailedAllocation) {
-  InitLogParams(nullptr, 2);
-  const char* sources[] = {"matcher", "matcher", "kdtrree_index", "matcher"};
-  for (int n = 0;; ++n) {
-    Pair pair(12, 23);
-    LogCapture log;
-    const HeapFaults heap(n);
-    const int32_t result = pair.run(4);
-    EXPECT_EQ(heap.live(), 0u) << n;
-    if (heap.requests() <= n) {
-      EXPECT_EQ(result, 0);
-      EXPECT_EQ(n, 4);
-      break;
-    }
-    ASSERT_LT(n, 4);
-    EXPECT_EQ(result, -1000) << n;
-    EXPECT_THAT(log.takeTexts(),
-                testing::ElementsAre(testing::AllOf(
-                    testing::HasSubstr(std::string("[src/registration/source/") + sources[n] + "]"),
-                    testing::EndsWith("GETFEATURE_SURF: malloc failed!\n"))));
-  }
+  const std::string text = "GETFEATURE_SURF: malloc failed!";
+  Pair pair(12, 23);
+  Forest forest(pair.ref);
+  expectEachHeapFailureReported(
+      {{"matcher", text}, {"matcher", text}, {"kdtrree_index", text}, {"matcher", text}}, [&] {
+        ST_IMAGEFEATURES ref = pair.ref.record();
+        ST_IMAGEFEATURES match = pair.match.record();
+        return FeatureMatcher(&ref, &match, forest.roots, &pair.pairs, 4, 0.4f);
+      });
 }
 
 }  // namespace
+}  // namespace velmora::test

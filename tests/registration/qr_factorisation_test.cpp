@@ -2,150 +2,103 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <vector>
 
 #include "registration/source/damping_parameter.h"
 #include "support/random.h"
 
+namespace velmora::test {
 namespace {
 
-using velmora::ColumnMatrix;
-using velmora::LinearProblem;
-using velmora::test::Random;
+constexpr std::size_t kRows = 20;
+constexpr std::size_t kColumns = 4;
 
-/// A matrix with its factorisation and the right-hand side that belongs to it.
+/// A x = b with columns of very different size, the factorisation of A, and the scale D.
 struct System {
-  std::size_t m, n;
-  std::vector<float> a, factors, b, qtb, rDiagonal, norms, work;
+  std::vector<float> a, factors, b, qtb, d = {1, 3, 0.5f, 20}, x, sDiagonal, work1, work2;
   std::vector<int32_t> pivots;
+  ColumnMatrix r;
 
-  System(std::size_t rows, std::size_t columns, uint64_t seed)
-      : m(rows), n(columns), a(m * n), b(m), rDiagonal(n), norms(n), work(n), pivots(n) {
+  explicit System(uint64_t seed)
+      : a(kRows * kColumns),
+        b(kRows),
+        x(kColumns),
+        sDiagonal(kColumns),
+        work1(kColumns),
+        work2(kColumns),
+        pivots(kColumns),
+        r(nullptr, 0, 0) {
     Random random(seed);
-    for (std::size_t i = 0; i < a.size(); ++i)  // columns of very different size
-      a[i] = static_cast<float>((random.unit() - 0.5) * std::pow(10.0, double(i / m)));
+    for (std::size_t i = 0; i < a.size(); ++i)
+      a[i] = static_cast<float>((random.unit() - 0.5) * std::pow(10.0, double(i / kRows)));
     for (float& value : b)
       value = static_cast<float>(random.unit() - 0.5);
-    factorise();
-  }
-  void factorise() {
     factors = a;
     qtb = b;
-    velmora::factoriseQr(matrix(), pivots, rDiagonal, norms, work);
-    velmora::applyQTransposed(matrix(), qtb);
+    r = ColumnMatrix(factors.data(), kRows, kColumns);
+    factoriseQr(r, pivots, sDiagonal, work1, work2);
+    applyQTransposed(r, qtb);
+    for (std::size_t j = 0; j < kColumns; ++j)
+      r.at(j, j) = sDiagonal[j];
   }
-  ColumnMatrix matrix() { return {factors.data(), m, n}; }
-  /// R with its diagonal in place.
-  ColumnMatrix triangle() {
-    for (std::size_t j = 0; j < n; ++j)
-      matrix().at(j, j) = rDiagonal[j];
-    return matrix();
-  }
-  /// A^T A x + p D D x - A^T b, relative to A^T b per parameter.
-  double gradient(const std::vector<float>& x, const std::vector<float>& d, double p) const {
+  /// A^T A x + p D D x - A^T b, relative to A^T b: 0 at the minimum of |A x - b|^2 + p |D x|^2.
+  [[nodiscard]] double gradient(double p) const {
     double worst = 0;
-    for (std::size_t j = 0; j < n; ++j) {
+    for (std::size_t j = 0; j < kColumns; ++j) {
       double sum = p * d[j] * d[j] * x[j];
       double size = std::abs(sum);
-      for (std::size_t i = 0; i < m; ++i) {
+      for (std::size_t i = 0; i < kRows; ++i) {
         double residual = -double{b[i]};
-        for (std::size_t k = 0; k < n; ++k)
-          residual += double{a[k * m + i]} * x[k];
-        sum += a[j * m + i] * residual;
-        size += std::abs(a[j * m + i] * double{b[i]});
+        for (std::size_t k = 0; k < kColumns; ++k)
+          residual += double{a[k * kRows + i]} * x[k];
+        sum += a[j * kRows + i] * residual;
+        size += std::abs(a[j * kRows + i] * double{b[i]});
       }
       worst = std::max(worst, std::abs(sum) / size);
     }
     return worst;
   }
-};
-
-TEST(FactoriseQr, KeepsTheInnerProductsOfTheColumns) {
-  // R^T R = P^T A^T A P, with the magnitudes on R's diagonal falling.
-  for (const auto& [rows, columns] : {std::pair<std::size_t, std::size_t>{1, 1}, {4, 4}, {30, 9}}) {
-    System s(rows, columns, rows);
-    const ColumnMatrix r = s.triangle();
-    for (std::size_t j = 0; j < columns; ++j) {
-      if (j > 0) {
-        EXPECT_LE(std::abs(s.rDiagonal[j]), std::abs(s.rDiagonal[j - 1]) * 1.001f);
-      }
-      for (std::size_t k = 0; k <= j; ++k) {
-        const auto p = static_cast<std::size_t>(s.pivots[j]);
-        const auto q = static_cast<std::size_t>(s.pivots[k]);
-        double expected = 0;
-        for (std::size_t i = 0; i < rows; ++i)
-          expected += double{s.a[p * rows + i]} * s.a[q * rows + i];
-        double product = 0;
-        for (std::size_t i = 0; i <= k; ++i)
-          product += double{r.at(i, j)} * r.at(i, k);
-        EXPECT_NEAR(product, expected, 2e-6 * double{s.norms[p]} * s.norms[q]);
-      }
-    }
-    std::vector<int32_t> sorted = s.pivots;
-    std::sort(sorted.begin(), sorted.end());
-    for (std::size_t j = 0; j < columns; ++j)
-      EXPECT_EQ(sorted[j], static_cast<int32_t>(j));
+  [[nodiscard]] double length() const {
+    return std::hypot(std::hypot(d[0] * x[0], d[1] * x[1]), std::hypot(d[2] * x[2], d[3] * x[3]));
   }
-}
-
-TEST(FactoriseQr, MeetsZeroColumns) {
-  System s(6, 3, 1);
-  std::fill(s.a.begin() + 6, s.a.begin() + 12, 0.0f);
-  s.factorise();
-  EXPECT_EQ(s.norms[1], 0.0f);
-  EXPECT_EQ(s.pivots[2], 1);
-  EXPECT_EQ(s.rDiagonal[2], 0.0f);
-  std::vector<float> x = s.qtb;
-  EXPECT_EQ(velmora::solveUpper(s.triangle(), x), 2u);
-  EXPECT_EQ(x[2], 0.0f);
-}
+};
 
 TEST(SolveDamped, SolvesTheNormalEquations) {
   for (uint64_t seed = 1; seed < 10; ++seed) {
-    System s(20, 5, seed);
-    Random random(seed);
-    std::vector<float> d(5), x(5), sDiagonal(5);
-    for (float& value : d)
-      value = seed % 3 == 0 ? 0.0f : static_cast<float>(random.unit() * 100);
-    const ColumnMatrix r = s.triangle();
+    System s(seed);
+    if (seed % 3 == 0) s.d.assign(kColumns, 0.0f);
     const std::vector<float> before = s.factors;
-    velmora::solveDamped(r, s.pivots, d, s.qtb, x, sDiagonal, s.work);
-    EXPECT_LT(s.gradient(x, d, 1), 1e-5);
-    for (std::size_t j = 0; j < 5; ++j) {
+    solveDamped(s.r, s.pivots, s.d, s.qtb, s.x, s.sDiagonal, s.work1);
+    EXPECT_LT(s.gradient(1), 1e-5);
+    for (std::size_t j = 0; j < kColumns; ++j) {
       for (std::size_t i = 0; i <= j; ++i)
-        EXPECT_EQ(r.at(i, j), before[j * 20 + i]);  // R itself is kept
+        EXPECT_EQ(s.r.at(i, j), before[j * kRows + i]);  // R itself is kept
     }
   }
 }
 
 TEST(FindDamping, KeepsTheStepWithinATenthOfTheBound) {
   for (uint64_t seed = 1; seed < 10; ++seed) {
-    System s(20, 4, seed);
-    std::vector<float> d = {1, 3, 0.5f, 20}, x(4), sDiagonal(4), work1(4), work2(4);
-    const LinearProblem problem = {s.triangle(), s.pivots, d, s.qtb};
-    const auto length = [&] {
-      double sum = 0;
-      for (std::size_t j = 0; j < 4; ++j)
-        sum += std::pow(double{d[j]} * x[j], 2);
-      return std::sqrt(sum);
+    System s(seed);
+    const auto find = [&](float bound, float guess) {
+      return findDamping({s.r, s.pivots, s.d, s.qtb}, bound, guess, s.x, s.sDiagonal, s.work1,
+                         s.work2);
     };
-    EXPECT_EQ(velmora::findDamping(problem, 1e9f, 5.0f, x, sDiagonal, work1, work2), 0.0f);
-    EXPECT_LT(s.gradient(x, d, 0), 1e-5);
-    const double free = length();
+    EXPECT_EQ(find(1e9f, 5.0f), 0.0f);
+    EXPECT_LT(s.gradient(0), 1e-5);
+    const double free = s.length();
     for (const double share : {0.8, 0.3, 0.01}) {
       for (const float guess : {0.0f, 1e-3f, 1e3f}) {
         const auto bound = static_cast<float>(share * free);
-        const float damping =
-            velmora::findDamping(problem, bound, guess, x, sDiagonal, work1, work2);
+        const float damping = find(bound, guess);
         EXPECT_GT(damping, 0.0f);
-        EXPECT_NEAR(length(), bound, 0.101 * bound);
-        EXPECT_LT(s.gradient(x, d, damping), 1e-4);
+        EXPECT_NEAR(s.length(), bound, 0.101 * bound);
+        EXPECT_LT(s.gradient(damping), 1e-4);
       }
     }
   }
 }
 
 }  // namespace
+}  // namespace velmora::test

@@ -6,9 +6,8 @@
 #include <limits>
 #include <vector>
 
+namespace velmora {
 namespace {
-
-using velmora::euclideanNorm;
 
 TEST(EuclideanNorm, HoldsInAllThreeRanges) {
   constexpr float kMax = std::numeric_limits<float>::max();
@@ -35,3 +34,4 @@ TEST(EuclideanNorm, HoldsInAllThreeRanges) {
 }
 
 }  // namespace
+}  // namespace velmora
