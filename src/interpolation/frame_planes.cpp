@@ -11,23 +11,30 @@
 namespace velmora {
 namespace {
 
-/// Runs a conversion on the four quarters of `rows` rows, the last one on the calling thread.
-/// makeBand(quarter) gives the record of a quarter.
+/// Runs a conversion of all rows: of NV12 frames on four quarters, the last one on the calling
+/// thread, of NV21 frames on the calling thread alone. NV21 has never taken the conversion's slots;
+/// hosts that deliver it may hold them. makeBand(rows) gives the record of a band of rows.
 template <typename MakeBand>
-void runQuarters(SR_ThreadJob conversion, int32_t rows, const MakeBand& makeBand) {
+void convert(const FrameShape& shape, SR_ThreadJob conversion, int32_t rows,
+             const MakeBand& makeBand) {
+  if (shape.format == VELMORA_SR_FORMAT_NV21) {
+    auto whole = makeBand({0, rows});
+    conversion(&whole, kConversionCaller);
+    return;
+  }
   std::array bands = {makeBand(quarterBand(rows, 0)), makeBand(quarterBand(rows, 1)),
                       makeBand(quarterBand(rows, 2)), makeBand(quarterBand(rows, 3))};
   runOnSlots(kConversionSlots, conversion, {bands.data(), &bands[1], &bands[2], &bands[3]},
              kConversionCaller);
 }
 
-/// The interior origin of a padded plane; null for no plane.
+/// The interior origin of a padded plane.
 uint8_t* interior(const ProcessBuffer<uint8_t>& plane, int32_t width, int32_t border) {
   return plane.data() + (std::ptrdiff_t{width} + 2 * border + 1) * border;
 }
 
 void loadLuma(const FrameShape& shape, const FramesToLoad& frames, int32_t border) {
-  runQuarters(YNV12TO420EdgeMirror_ThreadFunc, shape.height, [&](const RowBand& rows) {
+  convert(shape, YNV12TO420EdgeMirror_ThreadFunc, shape.height, [&](const RowBand& rows) {
     const std::ptrdiff_t offset = std::ptrdiff_t{rows.first} * shape.width;
     SR_LumaCopyBand band = {};
     band.destination1 = interior(frames.planes1.y, shape.width, border);
@@ -50,7 +57,7 @@ void loadChromaPairs(const FrameShape& shape, const FramesToLoad& frames, int32_
   const auto odd = [&](const PaddedFrame& planes) {
     return interior(vFirst ? planes.u : planes.v, shape.chromaWidth(), border);
   };
-  runQuarters(UVNV12TO420EdgeMirror_ThreadFunc, shape.chromaHeight(), [&](const RowBand& rows) {
+  convert(shape, UVNV12TO420EdgeMirror_ThreadFunc, shape.chromaHeight(), [&](const RowBand& rows) {
     const std::size_t offset = shape.lumaSize() + static_cast<std::size_t>(rows.first) * 2 *
                                                       static_cast<std::size_t>(shape.chromaWidth());
     SR_ChromaSplitBand band = {};
@@ -132,7 +139,7 @@ void storeChromaPairs(const FrameShape& shape, const OutputChroma& chroma, uint8
   const bool vFirst = shape.format == VELMORA_SR_FORMAT_NV21;
   const uint8_t* even = vFirst ? chroma.v.data() : chroma.u.data();
   const uint8_t* odd = vFirst ? chroma.u.data() : chroma.v.data();
-  runQuarters(UVNV12TO420_ThreadFunc, shape.chromaHeight(), [&](const RowBand& rows) {
+  convert(shape, UVNV12TO420_ThreadFunc, shape.chromaHeight(), [&](const RowBand& rows) {
     const std::ptrdiff_t offset = std::ptrdiff_t{rows.first} * shape.chromaWidth();
     return SR_ChromaMergeBand{even + offset,       odd + offset, destination + 2 * offset,
                               shape.chromaWidth(), rows.first,   rows.end};

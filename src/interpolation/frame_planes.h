@@ -1,4 +1,4 @@
-// Frames to padded planes and planes to frames, on four bands of the thread pool.
+// Frames to padded planes and planes to frames; of NV12 on four bands of the thread pool.
 #ifndef VELMORA_SRC_INTERPOLATION_FRAME_PLANES_H
 #define VELMORA_SRC_INTERPOLATION_FRAME_PLANES_H
 

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <string>
 #include <vector>
 
 #include "interpolation/driver_call.h"
 #include "velmora_sr/interpolation.h"
+#include "velmora_sr/thread_pool.h"
 
 namespace {
 
@@ -45,6 +48,27 @@ TEST(TwoFrameDriver, EqualsThePlainComputation) {
       ASSERT_EQ(call.output(), call.expected(kernels)) << c.w << "x" << c.h << " format " << format;
     }
   }
+}
+
+// Slots 0 to 2 are held here all the while: a conversion that wants them does not come back.
+TEST(TwoFrameDriver, ConvertsNv21OnTheCallingThreadAlone) {
+  const Kernels kernels = Kernels::lanczos(50);
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(MultiThread_Init(16), 0);
+  for (const int slot : {0, 1, 2})
+    MultiThread_wait(slot);
+  DriverCall call = callOf(60, 40, 5, 120, 80);
+  auto done = std::async(std::launch::async, [&call] { call.run(SRInterpolation); });
+  EXPECT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  for (const int slot : {0, 1, 2}) {
+    MultiThread_set(
+        slot, [](void*, int32_t) {}, nullptr);
+    MultiThread_post_lock(slot);
+  }
+  done.wait();
+  MultiThread_destory();
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(call.output(), call.expected(kernels));
 }
 
 TEST(TwoFrameDriver, EnlargesTheFirstFrameAloneAfterAFailedRegistration) {
