@@ -194,10 +194,11 @@ VELMORA_API int32_t SRInterpolation_Single(Velmora_SR_CInputImage* input,
 ///           rightData nor maps; otherwise posMap1 (horizontal) and posMap2 (vertical) hold
 ///           width * height positions in the second frame, 16.16
 /// The valid region is taken as it is; the process driver has checked it.
-/// Returns 0; 1 for another format (logged "UnSupport image format!\n"), whether registration
-/// failed or not; otherwise as SRInterpolation_Single. Only a result of 0 has written to the
-/// output. Blocks, in this order: padded luma, U and V of the first frame, the same of the second,
-/// output U, output V; then 16-bit planes for U and V. With registFailed the blocks of
+/// Pairs of NV12 frames are converted on slots 0, 1 and 2 and the caller, of NV21 on the caller
+/// alone. Returns 0; 1 for another format (logged "UnSupport image format!\n"), whether
+/// registration failed or not; otherwise as SRInterpolation_Single. Only a result of 0 has written
+/// to the output. Blocks, in this order: padded luma, U and V of the first frame, the same of the
+/// second, output U, output V; then 16-bit planes for U and V. With registFailed the blocks of
 /// SRInterpolation_Single.
 VELMORA_API int32_t SRInterpolation(Velmora_SR_CInputImage* input, Velmora_SR_COutPutImage* output,
                                     SR_ParamsPrivate* priv);

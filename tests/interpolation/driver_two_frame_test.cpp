@@ -59,11 +59,11 @@ TEST(TwoFrameDriver, ConvertsNv21OnTheCallingThreadAlone) {
     MultiThread_wait(slot);
   DriverCall call = callOf(60, 40, 5, 120, 80);
   auto done = std::async(std::launch::async, [&call] { call.run(SRInterpolation); });
-  EXPECT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  EXPECT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
   for (const int slot : {0, 1, 2}) {
     MultiThread_set(
         slot, [](void*, int32_t) {}, nullptr);
-    MultiThread_post_lock(slot);
+    MultiThread_post(slot);
   }
   done.wait();
   MultiThread_destory();
