@@ -12,7 +12,6 @@
 #include "support/log_capture.h"
 #include "support/random.h"
 #include "velmora_sr/deghosting.h"
-#include "velmora_sr/thread_pool.h"
 
 namespace {
 
@@ -202,6 +201,7 @@ Maps scattered(int w, int h, bool wild) {
 
 TEST(DeGhost, EqualsThePlainComputation) {
   Handle handle;
+  const RunningPool pool;
   // Bands that are and are not multiples of blocks, odd sizes, sizes below a block and a band.
   const int sizes[][2] = {{48, 32}, {50, 38}, {33, 31}, {17, 6}, {5, 23},
                           {3, 3},   {2, 2},   {1, 9},   {9, 1},  {66, 1}};
@@ -228,14 +228,6 @@ TEST(DeGhost, EqualsThePlainComputation) {
   }
 }
 
-TEST(DeGhost, KeepsAFrameThatEqualsItsGuide) {
-  Handle handle;
-  const Frame frame = frameOf(40, 26, 45);
-  EXPECT_EQ(deghostedBy(handle, frame, frame, shifted(40, 26, 0, 0), 1, 5).data, frame.data);
-  EXPECT_EQ(deghostedBy(handle, frame, frame, shifted(40, 26, 128 * 256, 0), 1, 5).data, frame.data)
-      << "samples are compared at whole positions";
-}
-
 TEST(DeGhost, ReplacesWhatDiffersFromTheGuideAndKeepsTheRest) {
   Handle handle;
   const int w = 32;
@@ -255,22 +247,6 @@ TEST(DeGhost, ReplacesWhatDiffersFromTheGuideAndKeepsTheRest) {
     EXPECT_EQ(result.luma(7, w - 1), value);
     EXPECT_EQ(result.luma(h - 1, 9), value);
   }
-}
-
-TEST(DeGhost, ADifferenceInOneChromaSampleReplacesItsSamples) {
-  Handle handle;
-  Frame guide = {16, 16, Bytes(16 * 16 * 3 / 2, 80)};
-  const Frame first = guide;
-  guide.chroma(2, 3, 1) = 200;
-  Frame result = deghostedBy(handle, guide, first, shifted(16, 16, 0, 0), 1, 5);
-  for (int y = 0; y < 15; ++y) {
-    for (int x = 0; x < 15; ++x) {
-      const bool hit = y / 2 == 2 && x / 2 == 3;
-      EXPECT_EQ(result.luma(y, x), hit ? 79 : 80) << y << " " << x;
-    }
-  }
-  EXPECT_EQ(result.chroma(2, 3, 1), 200);
-  EXPECT_EQ(result.chroma(2, 3, 0), 80);
 }
 
 TEST(DeGhost, BandsReachNoFurtherThanTheirRows) {
@@ -297,20 +273,6 @@ TEST(DeGhost, BandsReachNoFurtherThanTheirRows) {
     const bool untouched = std::all_of(begin, begin + 2 * (w / 2), [](int b) { return b == 0x5C; });
     EXPECT_EQ(untouched, row != 2 && row != 3) << row;
   }
-}
-
-TEST(DeGhost, GivesTheSameOnRunningThreads) {
-  Handle handle;
-  const Frame guide = frameOf(75, 53, 48);
-  const Frame first = near(guide, 20, 49);
-  const Maps maps = scattered(75, 53, false);
-  const Frame alone = deghostedBy(handle, guide, first, maps, 2, 19);
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(MultiThread_Init(16), 0);
-  for (int i = 0; i < 20; ++i)
-    ASSERT_EQ(deghostedBy(handle, guide, first, maps, 2, 19).data, alone.data);
-  MultiThread_destory();
-  testing::internal::GetCapturedStdout();
 }
 
 TEST(DeGhost, LeavesTheFramesAloneWhereItCannotWork) {

@@ -48,20 +48,6 @@ TEST(SingleFrameDriver, EqualsThePlainComputation) {
   }
 }
 
-TEST(SingleFrameDriver, FormatsOfPairsDifferInTheirOrderOnly) {
-  const Kernels kernels = Kernels::lanczos(50);
-  DriverCall nv12 = {110, 104, 4, 165, 156, 2, 2, 107, 101};
-  DriverCall nv21 = {110, 104, 5, 165, 156, 2, 2, 107, 101};
-  for (std::size_t i = 110 * 104; i < nv21.frame.size(); i += 2)
-    std::swap(nv21.frame[i], nv21.frame[i + 1]);
-  nv12.run(SRInterpolation_Single);
-  nv21.run(SRInterpolation_Single);
-  Bytes swapped = nv21.output();
-  for (std::size_t i = 165 * 156; i + 1 < swapped.size(); i += 2)
-    std::swap(swapped[i], swapped[i + 1]);
-  EXPECT_EQ(nv12.output(), swapped);
-}
-
 TEST(SingleFrameDriver, ReplacesAnUnusableRegionByTheInsetDefault) {
   const Kernels kernels = Kernels::lanczos(50);
   const struct {

@@ -53,8 +53,7 @@ TEST(TwoFrameDriver, EqualsThePlainComputation) {
 // Slots 0 to 2 are held here all the while: a conversion that wants them does not come back.
 TEST(TwoFrameDriver, ConvertsNv21OnTheCallingThreadAlone) {
   const Kernels kernels = Kernels::lanczos(50);
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(MultiThread_Init(16), 0);
+  const RunningPool pool;
   for (const int slot : {0, 1, 2})
     MultiThread_wait(slot);
   DriverCall call = callOf(60, 40, 5, 120, 80);
@@ -66,8 +65,6 @@ TEST(TwoFrameDriver, ConvertsNv21OnTheCallingThreadAlone) {
     MultiThread_post(slot);
   }
   done.wait();
-  MultiThread_destory();
-  testing::internal::GetCapturedStdout();
   EXPECT_EQ(call.output(), call.expected(kernels));
 }
 

@@ -1,9 +1,15 @@
-// A handle with the test allocator, made current for the plane functions while it lives.
+// A handle with the test allocator, made current for the plane functions while it lives; a running
+// thread pool.
 #ifndef VELMORA_TESTS_INTERPOLATION_HANDLE_H
 #define VELMORA_TESTS_INTERPOLATION_HANDLE_H
 
+#include <gtest/gtest.h>
+
+#include <string>
+
 #include "support/test_allocator.h"
 #include "velmora_sr/records.h"
+#include "velmora_sr/thread_pool.h"
 
 namespace velmora::test {
 
@@ -30,6 +36,23 @@ struct Handle {
 
   SR_ParamsPublic pub = {};
   SR_ParamsPrivate priv = {};
+};
+
+/// The workers of the thread pool, while it lives. What they print is dropped.
+class RunningPool {
+ public:
+  RunningPool() {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(MultiThread_Init(16), 0);
+    testing::internal::GetCapturedStdout();
+  }
+  ~RunningPool() {
+    testing::internal::CaptureStdout();
+    MultiThread_destory();
+    testing::internal::GetCapturedStdout();
+  }
+  RunningPool(const RunningPool&) = delete;
+  RunningPool& operator=(const RunningPool&) = delete;
 };
 
 }  // namespace velmora::test

@@ -52,15 +52,6 @@ TEST(Lanczos1D, EvaluatesTheKernelAroundThePosition) {
   }
 }
 
-TEST(Lanczos1D, IsExactOnSamplesAndSymmetricBetweenThem) {
-  std::array<float, 4> taps{};
-  Lanczos1D(taps.data(), 3.0f, 1.0f, 4, 2);
-  EXPECT_EQ(taps[1], 1.0f);
-  Lanczos1D(taps.data(), 0.5f, 1.0f, 4, 2);
-  EXPECT_EQ(taps[0], taps[3]);
-  EXPECT_EQ(taps[1], taps[2]);
-}
-
 TEST(Lanczos1D, SurvivesArgumentsThatMakeNoSense) {
   std::array<float, 4> taps{};
   for (const float x : {kNan, kInfinity, -kInfinity}) {
@@ -221,15 +212,9 @@ class KernelGenerators : public testing::Test {
   std::ptrdiff_t before_ = liveNewBlocks();
 };
 
-TEST_F(KernelGenerators, ReproduceTheCompiledInTables) {
-  ASSERT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_SUCCEED);
-  expectEveryFifthDefaultRow(50, 1);
-}
-
 // p / 10 and 5 p / 50 are the same number, so the tables share their rows.
-TEST_F(KernelGenerators, MakeAsManyPhasesAsTheGlobalSays) {
-  ASSERT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_SUCCEED);
-  for (const int32_t phases : {10, 25, 5, 1}) {
+TEST_F(KernelGenerators, ReproduceTheCompiledInTablesInAsManyPhasesAsTheGlobalSays) {
+  for (const int32_t phases : {50, 10, 25, 5, 1}) {
     G_QUANTIZATION = phases;
     ASSERT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_SUCCEED);
     EXPECT_EQ(G_QUANTIZATION, phases);

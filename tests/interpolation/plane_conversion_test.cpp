@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <functional>
 #include <vector>
 
 #include "support/random.h"
@@ -44,85 +46,68 @@ Bytes expectedPlane(const Bytes& from, int width, int step, int offset) {
   return plane;
 }
 
-TEST(PlaneConversion, CopiesLumaOfTwoFramesBandByBand) {
-  Random random(2);
+/// Widths, each with one frame and with two.
+void forEachCase(const std::function<void(int width, bool two)>& check) {
   for (const int width : kWidths) {
+    for (const bool two : {false, true}) {
+      SCOPED_TRACE(testing::Message() << width << (two ? " samples, two frames" : " samples"));
+      check(width, two);
+    }
+  }
+}
+
+TEST(PlaneConversion, CopiesLumaBandByBand) {
+  Random random(2);
+  forEachCase([&](int width, bool two) {
     const Bytes source1 = random.bytes(at(kRows, width, 0));
     const Bytes source2 = random.bytes(at(kRows, width, 0));
     Bytes plane1 = untouchedPlane(width);
     Bytes plane2 = untouchedPlane(width);
     for (int i = 0; i < 4; ++i) {
-      const int first = kBandStarts[i];
+      const std::size_t offset = at(kBandStarts[i], width, 0);
       SR_LumaCopyBand band = {interior(plane1, width),
-                              interior(plane2, width),
-                              source1.data() + at(first, width, 0),
-                              source2.data() + at(first, width, 0),
+                              two ? interior(plane2, width) : nullptr,
+                              source1.data() + offset,
+                              two ? source2.data() + offset : nullptr,
                               width,
                               width + 2 * kBorder,
-                              first,
+                              kBandStarts[i],
                               kBandStarts[i + 1]};
       YNV12TO420EdgeMirror_ThreadFunc(&band, i);
     }
-    EXPECT_EQ(plane1, expectedPlane(source1, width, 1, 0)) << width;
-    EXPECT_EQ(plane2, expectedPlane(source2, width, 1, 0)) << width;
-  }
+    EXPECT_EQ(plane1, expectedPlane(source1, width, 1, 0));
+    EXPECT_EQ(plane2, two ? expectedPlane(source2, width, 1, 0) : untouchedPlane(width));
+  });
 }
 
-TEST(PlaneConversion, SplitsChromaOfTwoFramesBandByBand) {
+TEST(PlaneConversion, SplitsChromaBandByBand) {
   Random random(3);
-  for (const int width : kWidths) {
+  forEachCase([&](int width, bool two) {
     const Bytes source1 = random.bytes(at(kRows, 2 * width, 0));
     const Bytes source2 = random.bytes(at(kRows, 2 * width, 0));
-    Bytes u1 = untouchedPlane(width);
-    Bytes v1 = u1;
-    Bytes u2 = u1;
-    Bytes v2 = u1;
+    std::array<Bytes, 4> planes;  // U and V of the first frame, then of the second
+    planes.fill(untouchedPlane(width));
     for (int i = 0; i < 4; ++i) {
-      const int first = kBandStarts[i];
-      SR_ChromaSplitBand band = {interior(u1, width),
-                                 interior(v1, width),
-                                 interior(u2, width),
-                                 interior(v2, width),
-                                 source1.data() + at(first, 2 * width, 0),
-                                 source2.data() + at(first, 2 * width, 0),
+      const std::size_t offset = at(kBandStarts[i], 2 * width, 0);
+      SR_ChromaSplitBand band = {interior(planes[0], width),
+                                 interior(planes[1], width),
+                                 two ? interior(planes[2], width) : nullptr,
+                                 two ? interior(planes[3], width) : nullptr,
+                                 source1.data() + offset,
+                                 two ? source2.data() + offset : nullptr,
                                  width,
                                  width + 2 * kBorder,
-                                 first,
+                                 kBandStarts[i],
                                  kBandStarts[i + 1]};
       UVNV12TO420EdgeMirror_ThreadFunc(&band, i);
     }
-    EXPECT_EQ(u1, expectedPlane(source1, width, 2, 0)) << width;
-    EXPECT_EQ(v1, expectedPlane(source1, width, 2, 1)) << width;
-    EXPECT_EQ(u2, expectedPlane(source2, width, 2, 0)) << width;
-    EXPECT_EQ(v2, expectedPlane(source2, width, 2, 1)) << width;
-  }
-}
-
-TEST(PlaneConversion, DoesWithoutASecondFrame) {
-  constexpr int kWidth = 19;
-  Random random(4);
-  const Bytes luma = random.bytes(at(kRows, kWidth, 0));
-  const Bytes pairs = random.bytes(at(kRows, 2 * kWidth, 0));
-  Bytes y = untouchedPlane(kWidth);
-  Bytes u = y;
-  Bytes v = y;
-  SR_LumaCopyBand copy = {interior(y, kWidth),  nullptr, luma.data(), nullptr, kWidth,
-                          kWidth + 2 * kBorder, 0,       kRows};
-  YNV12TO420EdgeMirror_ThreadFunc(&copy, 0);
-  SR_ChromaSplitBand split = {interior(u, kWidth),
-                              interior(v, kWidth),
-                              nullptr,
-                              nullptr,
-                              pairs.data(),
-                              nullptr,
-                              kWidth,
-                              kWidth + 2 * kBorder,
-                              0,
-                              kRows};
-  UVNV12TO420EdgeMirror_ThreadFunc(&split, 0);
-  EXPECT_EQ(y, expectedPlane(luma, kWidth, 1, 0));
-  EXPECT_EQ(u, expectedPlane(pairs, kWidth, 2, 0));
-  EXPECT_EQ(v, expectedPlane(pairs, kWidth, 2, 1));
+    for (int byte = 0; byte < 2; ++byte) {
+      const auto plane = static_cast<std::size_t>(byte);
+      EXPECT_EQ(planes[plane], expectedPlane(source1, width, 2, byte));
+      EXPECT_EQ(planes[plane + 2],
+                two ? expectedPlane(source2, width, 2, byte) : untouchedPlane(width));
+    }
+  });
 }
 
 TEST(PlaneConversion, MergesChromaBandByBand) {

@@ -6,37 +6,22 @@
 
 #include "support/random.h"
 #include "velmora_sr/kernel_tables.h"
+#include "velmora_sr/records.h"
 
 namespace velmora::test {
 namespace {
 
 using Rows = std::vector<std::vector<int16_t>>;
 
-double lanczos2(double t) {
-  constexpr double kPi = 3.14159265358979323846;
-  if (t == 0) return 1;
-  if (std::fabs(t) >= 2) return 0;
-  return std::sin(kPi * t) * std::sin(kPi * t / 2) / (kPi * kPi * t * t / 2);
-}
-
-/// Four kernel values of a phase with their mirrored neighbours: [0] is k = -2, [1] is k = -1, ...
-std::vector<double> valuesOf(double f) {
-  std::vector<double> v(6);
-  for (int k = -1; k <= 2; ++k)
-    v[static_cast<std::size_t>(k + 2)] = lanczos2(k - f);
-  v[0] = v[2];
-  v[5] = v[3];
-  return v;
-}
-
-std::vector<int16_t> normalised(const std::vector<double>& taps) {
-  double sum = 0;
-  for (const double tap : taps)
-    sum += tap;
-  std::vector<int16_t> row;
-  for (const double tap : taps)
-    row.push_back(static_cast<int16_t>(tap / sum * 4096));
-  return row;
+/// A table of the library's generators as rows, each with its values.
+Rows rowsOf(int16_t** table, int count, int values) {
+  Rows rows;
+  for (int i = 0; i < count; ++i) {
+    rows.emplace_back(table[i], table[i] + values);
+    delete[] table[i];
+  }
+  delete[] table;
+  return rows;
 }
 
 std::vector<int16_t*> pointersTo(Rows& rows) {
@@ -90,37 +75,13 @@ Kernels::~Kernels() {
 }
 
 Kernels Kernels::lanczos(int phases) {
-  Rows plain;
-  Rows sharp;
-  Rows sharp2D;
-  const auto highPass = [](double a, double b, double c) {
-    return b + 0.2 * (0.55 * b - 0.275 * (a + c));
-  };
-  for (int p = 0; p < phases; ++p) {
-    const auto v = valuesOf(static_cast<double>(p) / phases);
-    plain.push_back(normalised({v[1], v[2], v[3], v[4]}));
-    std::vector<double> sharpened;
-    for (std::size_t i = 1; i <= 4; ++i)
-      sharpened.push_back(highPass(v[i - 1], v[i], v[i + 1]));
-    sharp.push_back(normalised(sharpened));
-  }
-  for (int pv = 0; pv < phases; ++pv) {
-    for (int ph = 0; ph < phases; ++ph) {
-      const auto v = valuesOf(static_cast<double>(pv) / phases);
-      const auto h = valuesOf(static_cast<double>(ph) / phases);
-      std::vector<int16_t> row;
-      int sum = 0;
-      for (std::size_t r = 1; r <= 4; ++r) {
-        for (std::size_t c = 1; c <= 4; ++c) {
-          row.push_back(static_cast<int16_t>(highPass(v[r - 1], v[r], v[r + 1]) *
-                                             highPass(h[c - 1], h[c], h[c + 1]) * 4000));
-          sum += row.back();
-        }
-      }
-      row.push_back(static_cast<int16_t>(sum));
-      sharp2D.push_back(row);
-    }
-  }
+  // The scratch of the generators is none of a call's blocks.
+  SR_ParamsPublic* const handle = std::exchange(zelkParamPrivate.pub, nullptr);
+  G_QUANTIZATION = phases;
+  Rows plain = rowsOf(CreateLanczosLUT1D(4, 2, 0.0f), phases, 4);
+  Rows sharp = rowsOf(CreateLanczosLUT1D(4, 2, 0.2f), phases, 4);
+  Rows sharp2D = rowsOf(CreateLanczosLUT2D(4, 2, 0.2f), phases * phases, 17);
+  zelkParamPrivate.pub = handle;
   return {phases, plain, sharp, sharp2D};
 }
 

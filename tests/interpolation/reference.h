@@ -1,6 +1,6 @@
 // Plain versions of the interpolation, sample by sample from the formulas: every value is computed
 // from the unpadded image through one mirroring access function. They share nothing with the
-// library.
+// library but the kernel tables, which have tests of their own.
 #ifndef VELMORA_TESTS_INTERPOLATION_REFERENCE_H
 #define VELMORA_TESTS_INTERPOLATION_REFERENCE_H
 

@@ -13,7 +13,6 @@
 #include "support/log_capture.h"
 #include "velmora_sr/interpolation.h"
 #include "velmora_sr/kernel_tables.h"
-#include "velmora_sr/thread_pool.h"
 
 namespace {
 
@@ -82,6 +81,7 @@ constexpr Case kCases[] = {
 
 TEST(SingleFrame, EqualsThePlainComputation) {
   Handle handle;
+  const RunningPool pool;
   for (const int phases : {50, 1, 3, 64}) {
     for (const bool extreme : {false, true}) {
       const Kernels kernels = extreme ? Kernels::random(phases, 7) : Kernels::lanczos(phases);
@@ -147,19 +147,6 @@ TEST(SingleFrame, HalvesTheGeometryForChroma) {
   }
 }
 
-TEST(SingleFrame, KeepsConstantPlanesConstant) {
-  Handle handle;
-  const Kernels kernels = Kernels::lanczos(50);
-  const Span columns = {0, 18, 50};
-  const Span rows = {0, 12, 40};
-  for (const int value : {0, 1, 127, 128, 254, 255}) {
-    const Image image = {19, 13, Bytes(19 * 13, static_cast<uint8_t>(value))};
-    const Bytes expected(50 * 40, static_cast<uint8_t>(value));
-    EXPECT_EQ(lumaOf(image, columns, rows), expected);
-    EXPECT_EQ(chromaOf(image, image, columns, rows).u, expected);
-  }
-}
-
 TEST(SingleFrame, CopiesChromaWhereTheGridsCoincide) {
   Handle handle;
   const Kernels kernels = Kernels::lanczos(50);
@@ -170,20 +157,6 @@ TEST(SingleFrame, CopiesChromaWhereTheGridsCoincide) {
   EXPECT_EQ(chroma.v, v.data);
   // The sharp table sharpens there as well.
   EXPECT_NE(lumaOf(u, {0, 22, 23}, {0, 13, 14}), u.data);
-}
-
-TEST(SingleFrame, MirroredInputGivesMirroredOutput) {
-  Handle handle;
-  const Kernels kernels = Kernels::lanczos(50);
-  // Doubling: the phases are 0 and 25, and both rows of the plain table are symmetric.
-  const Image image = randomImage(16, 12, 10);
-  Image flipped = image;
-  for (int y = 0; y < image.h; ++y)
-    std::reverse(flipped.data.begin() + y * image.w, flipped.data.begin() + (y + 1) * image.w);
-  Planes straight = chromaOf(image, flipped, {0, 15, 31}, {0, 11, 23});
-  for (int y = 0; y < 23; ++y)
-    std::reverse(straight.v.begin() + y * 31, straight.v.begin() + (y + 1) * 31);
-  EXPECT_EQ(straight.u, straight.v);
 }
 
 TEST(SingleFrame, BandsOfAPassNeedNoOrderAndNoPlan) {
@@ -234,20 +207,6 @@ TEST(SingleFrame, BandsOfAPassNeedNoOrderAndNoPlan) {
     EXPECT_EQ(u.packed(), interpolated(image, kernels.plain, columns, rows));
     EXPECT_EQ(v.packed(), interpolated(second, kernels.plain, columns, rows));
   }
-}
-
-TEST(SingleFrame, GivesTheSameOnRunningThreads) {
-  Handle handle;
-  const Kernels kernels = Kernels::lanczos(50);
-  const Image image = randomImage(61, 47, 14);
-  const Span columns = {0, 60, 130};
-  const Span rows = {0, 46, 99};
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(MultiThread_Init(16), 0);
-  const Bytes onThreads = lumaOf(image, columns, rows);
-  MultiThread_destory();
-  testing::internal::GetCapturedStdout();
-  EXPECT_EQ(onThreads, interpolated(image, kernels.sharp, columns, rows));
 }
 
 /// Calls ShiftInvariantIntepolation1Frame on one small image; its result and whether it wrote.

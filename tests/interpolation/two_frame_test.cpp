@@ -13,7 +13,6 @@
 #include "support/random.h"
 #include "velmora_sr/interpolation.h"
 #include "velmora_sr/kernel_tables.h"
-#include "velmora_sr/thread_pool.h"
 
 namespace {
 
@@ -98,40 +97,6 @@ TEST(TwoFrame, EqualsThePlainComputation) {
   }
 }
 
-TEST(TwoFrame, PositionsOutsideTheSecondFrameLeaveTheFirstAlone) {
-  const Kernels kernels = Kernels::lanczos(50);
-  const Image first = randomImage(24, 18, 25);
-  const Span columns = {0, 23, 50};
-  const Span rows = {0, 17, 40};
-  // What the second frame holds makes no difference.
-  const Maps maps = mapsOf(24, 18, Field::outside);
-  const Bytes one = fusedBy(first, randomImage(24, 18, 26), maps, columns, rows);
-  EXPECT_EQ(one, fusedBy(first, randomImage(24, 18, 27), maps, columns, rows));
-  EXPECT_NE(
-      one, fusedBy(first, randomImage(24, 18, 26), mapsOf(24, 18, Field::identity), columns, rows));
-}
-
-TEST(TwoFrame, IdenticalFramesGiveWhatOneGives) {
-  const Kernels kernels = Kernels::lanczos(50);
-  const Image image = randomImage(24, 18, 28);
-  const Span columns = {0, 23, 50};
-  const Span rows = {0, 17, 40};
-  const Bytes both = fusedBy(image, image, mapsOf(24, 18, Field::identity), columns, rows);
-  const Bytes one = fusedBy(image, image, mapsOf(24, 18, Field::outside), columns, rows);
-  ASSERT_EQ(both.size(), one.size());
-  for (std::size_t i = 0; i < one.size(); ++i)
-    ASSERT_LE(std::abs(both[i] - one[i]), 1) << i;
-}
-
-TEST(TwoFrame, KeepsConstantPlanesConstant) {
-  const Kernels kernels = Kernels::lanczos(50);
-  for (const int value : {0, 1, 128, 255}) {
-    const Image image = {15, 11, Bytes(15 * 11, static_cast<uint8_t>(value))};
-    EXPECT_EQ(fusedBy(image, image, mapsOf(15, 11, Field::scattered), {0, 14, 33}, {0, 10, 21}),
-              Bytes(33 * 21, static_cast<uint8_t>(value)));
-  }
-}
-
 TEST(TwoFrame, AWeightOfZeroGivesZero) {
   Kernels kernels = Kernels::lanczos(2);
   for (auto& row : kernels.sharp2D)
@@ -213,15 +178,12 @@ TEST(TwoFrame, TakesChromaFromTheFirstFrame) {
   Destination yOut(53, 41, 53);
   Destination uOut(26, 20);
   Destination vOut(26, 20);
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(MultiThread_Init(16), 0);
+  const RunningPool pool;
   EXPECT_EQ(ShiftInvariantIntepolation2Frame(padded(y1).data(), padded(u).data(), padded(v).data(),
                                              padded(y2).data(), nullptr, nullptr, yOut.data(),
                                              uOut.data(), vOut.data(), 4, 0, 27, 19, 53, 41, 0.f,
                                              maps.x.data(), maps.y.data(), 3, 1, 26, 17),
             0);
-  MultiThread_destory();
-  testing::internal::GetCapturedStdout();
   EXPECT_EQ(yOut.packed(), fused(y1, y2, maps, kernels, {3, 26, 53}, {1, 17, 41}));
   EXPECT_EQ(uOut.packed(), interpolated(u, kernels.plain, {1, 13, 26}, {0, 8, 20}));
   EXPECT_EQ(vOut.packed(), interpolated(v, kernels.plain, {1, 13, 26}, {0, 8, 20}));

@@ -111,19 +111,6 @@ TEST(Solve, EqualsTheCofactorFormulaOnRandomSystems) {
     ASSERT_EQ(actual.solved, expected.solved);
     ASSERT_EQ(actual.x, expected.x);
     solved += actual.solved;
-    // And it solves the system; random matrices are rarely worse conditioned than this.
-    if (actual.solved == 0 || whole) continue;
-    double residual = 0;
-    double size = 1;
-    for (std::size_t r = 0; r < 3; ++r) {
-      double sum = -static_cast<double>(b[r]);
-      for (std::size_t c = 0; c < 3; ++c) {
-        sum += static_cast<double>(a[3 * r + c]) * static_cast<double>(actual.x[c]);
-        size = std::max(size, std::abs(static_cast<double>(actual.x[c])));
-      }
-      residual = std::max(residual, std::abs(sum));
-    }
-    EXPECT_LT(residual, 0.01 * size) << round;
   }
   EXPECT_GT(solved, 1500);
   EXPECT_LT(solved, 2000);
