@@ -6,6 +6,7 @@
 #include "interpolation/kernel_tables.h"
 #include "kernel_file_bytes.h"
 #include "support/log_capture.h"
+#include "support/new_faults.h"
 #include "support/scratch_directory.h"
 #include "velmora_sr/configuration.h"
 #include "velmora_sr/records.h"
@@ -102,14 +103,20 @@ TEST_F(ParseConfigFileTest, ReadsThresholdsOrTakesTheirDefaults) {
   }
 }
 
-TEST_F(ParseConfigFileTest, FallsBackWithoutAConfigurationPath) {
-  zelkParamPrivate.ghostLowThr = 77;
-  zelkParamPrivate.ghostHighThr = 78;
-  EXPECT_EQ(parse(nullptr, nullptr), (Lines{kFallbackLine, kDefaultsLine}));
-  EXPECT_EQ(zelkParamPrivate.ghostLowThr, 1);
-  EXPECT_EQ(zelkParamPrivate.ghostHighThr, 5);
-  EXPECT_EQ(G_QUANTIZATION, 50);
-  EXPECT_NE(Lanczos2D_4_2_Fix_Sharp, nullptr);
+TEST_F(ParseConfigFileTest, FallsBackWithoutAPathAndWithoutMemoryForADocument) {
+  for (const char* path : {static_cast<const char*>(nullptr), "/nowhere/zelk.xml"}) {
+    velmora::releaseKernelTables();
+    zelkParamPrivate.ghostLowThr = 77;
+    zelkParamPrivate.ghostHighThr = 78;
+    const Lines fallback = {kFallbackLine, kDefaultsLine};
+    NewFaults faults(path == nullptr ? -1 : 0);
+    faults.once();
+    EXPECT_EQ(parse(path, nullptr), fallback);
+    EXPECT_EQ(zelkParamPrivate.ghostLowThr, 1);
+    EXPECT_EQ(zelkParamPrivate.ghostHighThr, 5);
+    EXPECT_EQ(G_QUANTIZATION, 50);
+    EXPECT_NE(Lanczos2D_4_2_Fix_Sharp, nullptr);
+  }
 }
 
 TEST_F(ParseConfigFileTest, ReplacesPathsThatAreTooShort) {

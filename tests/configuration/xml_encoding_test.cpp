@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "xml_tree.h"
 
@@ -66,6 +68,7 @@ TEST(GuessCharEncoding, LooksAtTheBytes) {
       {std::string(25, ' '), XMLCharEncodingUTF8},
       {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80" + tail, XMLCharEncodingUTF8},
       {"\xC3 " + tail, XMLCharEncodingLegacy},
+      {"\x80" + tail, XMLCharEncodingLegacy},
       {"\xA9" + tail, XMLCharEncodingLegacy},
       {"\xE2\x82 " + tail, XMLCharEncodingLegacy},
       {"\xF8" + tail, XMLCharEncodingLegacy},
@@ -95,36 +98,40 @@ TEST(GuessCharEncoding, Recognises16BitTextUnlessToldNotTo) {
   EXPECT_EQ(guess(marked), XMLCharEncodingLegacy);
 }
 
-TEST(CharacterLength, FollowsTheEncoding) {
+TEST(CharacterLength, FollowsLeadAndTrailBytes) {
+  struct Lead {
+    int first, last;
+    std::size_t length;
+  };
   const struct {
     XMLCharEncoding encoding;
-    const char* text;
-    std::size_t length;
-  } cases[] = {
-      {XMLCharEncodingUTF8, "a", 1},
-      {XMLCharEncodingUTF8, "\xC3\xA9", 2},
-      {XMLCharEncodingUTF8, "\xE2\x82\xAC", 3},
-      {XMLCharEncodingUTF8, "\xF0\x9F\x98\x80", 4},
-      {XMLCharEncodingUTF8, "\xE2\x82", 1},  // cut off
-      {XMLCharEncodingUTF8, "\xE2<>", 1},
-      {XMLCharEncodingUTF8, "\x80\x80", 1},
-      {XMLCharEncodingLegacy, "\xC3\xA9", 1},
-      {XMLCharEncodingShiftJIS, "\x81\x40", 2},
-      {XMLCharEncodingShiftJIS, "\xA0\x40", 1},
-      {XMLCharEncodingShiftJIS, "\xB1\xB1", 1},  // half-width katakana
-      {XMLCharEncodingShiftJIS, "\xE0\x40", 2},
-      {XMLCharEncodingShiftJIS, "\x81", 1},
-      {XMLCharEncodingShiftJIS, "\x81>", 1},
-      {XMLCharEncodingGB2312, "\xB0\xA1", 2},
-      {XMLCharEncodingGB2312, "\xB0\x40", 1},
-      {XMLCharEncodingGB2312, "\x81\xA1", 1},
-      {XMLCharEncodingBig5, "\xA4\x40", 2},
-      {XMLCharEncodingGBK, "\x81\x40", 2},
-      {XMLCharEncodingGBK, "\x80\x40", 1},
-      {XMLCharEncodingGBK, "\xFF\x40", 1},
+    std::vector<Lead> leads;  // all other bytes are characters of their own
+    int firstTrail, lastTrail;
+  } sets[] = {
+      {XMLCharEncodingUTF8, {{0xC0, 0xDF, 2}, {0xE0, 0xEF, 3}, {0xF0, 0xF7, 4}}, 0x80, 0xBF},
+      {XMLCharEncodingLegacy, {}, 0, 0},
+      {XMLCharEncodingShiftJIS, {{0x81, 0x9F, 2}, {0xE0, 0xFC, 2}}, 0x40, 0xFE},
+      {XMLCharEncodingGB2312, {{0xA1, 0xF7, 2}}, 0xA1, 0xFE},
+      {XMLCharEncodingBig5, {{0x81, 0xFE, 2}}, 0x40, 0xFE},
+      {XMLCharEncodingGBK, {{0x81, 0xFE, 2}}, 0x40, 0xFE},
   };
-  for (const auto& c : cases)
-    EXPECT_EQ(characterLength(c.text, 0, c.encoding), c.length) << c.encoding << " " << c.text;
+  for (const auto& set : sets) {
+    for (int lead = 1; lead < 256; ++lead) {
+      std::size_t length = 1;
+      for (const Lead& range : set.leads) {
+        if (lead >= range.first && lead <= range.last) length = range.length;
+      }
+      for (int trail = 1; trail < 256; ++trail) {
+        const bool fits = trail >= set.firstTrail && trail <= set.lastTrail && trail != 0x7F;
+        std::string text(4, static_cast<char>(trail));
+        text.front() = static_cast<char>(lead);
+        ASSERT_EQ(characterLength(text, 0, set.encoding), fits ? length : 1)
+            << set.encoding << ": " << lead << " " << trail;
+        text.resize(std::max<std::size_t>(length - 1, 1));  // cut off
+        ASSERT_EQ(characterLength(text, 0, set.encoding), 1u) << set.encoding << ": " << lead;
+      }
+    }
+  }
 }
 
 TEST(SetGlobalOptions, TakesUTF8ForWhatIsNoEncoding) {

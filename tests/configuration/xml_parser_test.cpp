@@ -40,7 +40,9 @@ TEST(XmlParser, BuildsTheTree) {
       {"<a>&#32;&#9;</a>", "a()"},
       {"<a>p &amp; q &lt;&GT;&Quot;&apos;</a>", "a(\"p & q <>\"'\")"},
       {"<a b='&lt;&#65;&#x42;&#X43;&#x1F600;'/>", "a(@b='<ABC\xF0\x9F\x98\x80' )"},
-      {"<a>&#xE9;&#x20AC;</a>", "a(\"\xC3\xA9\xE2\x82\xAC\")"},
+      {"<a>&#x7F;&#x80;&#x7FF;&#x800;&#xD7FF;&#xE000;&#xFFFF;&#x10000;&#x10FFFF;</a>",
+       "a(\"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF"
+       "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\")"},
       {"<a><![CDATA[ <b> & ]] ]]></a>", "a([<![CDATA[ <b> & ]] ]]>])"},
       {"<!DOCTYPE a SYSTEM 'x'><a/>", "top([<!DOCTYPE a SYSTEM 'x'>]a())"},
       {"<a><PRE>\n <b>&</PRE></a>", "a([<PRE>\n <b>&</PRE>])"},

@@ -32,6 +32,7 @@ TEST(XmlWriter, WritesOnOneLineOrIndented) {
       {"<?target word?>", 2, "<?target word?>"},
       {"<PRE >x</PRE>", -1, "<PRE >x</PRE>"},
       {"<PRE/>", -1, "<PRE/>"},
+      {"text<a>&#xFEFF;</a>", -1, "text<a>\xEF\xBB\xBF</a>"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(XMLNode::parseString(c.text).createXMLString(c.indent), c.written) << c.text;
