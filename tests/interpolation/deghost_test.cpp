@@ -24,40 +24,49 @@ std::array<int16_t, 256> weightsOf(int low, int high) {
   return table;
 }
 
-TEST(DeGhostWeights, FallFromTheLowToTheHighThreshold) {
-  const auto defaults = weightsOf(1, 5);
-  const int16_t expected[] = {4096, 4096, 3072, 2048, 1024, 0, 0};
-  for (std::size_t i = 0; i < std::size(expected); ++i)
-    EXPECT_EQ(defaults[i], expected[i]) << i;
-  EXPECT_EQ(std::count(defaults.begin() + 5, defaults.end(), 0), 251);
-
-  const auto wide = weightsOf(20, 60);
-  EXPECT_EQ(wide[19], 4096);
-  EXPECT_EQ(wide[20], 4096);
-  EXPECT_EQ(wide[21], 3994);  // 39 / 40 of 4096 is 3993.6
-  EXPECT_EQ(wide[59], 102);
-  EXPECT_EQ(wide[60], 0);
-
-  const auto whole = weightsOf(0, 255);
-  EXPECT_EQ(whole[0], 4096);
-  EXPECT_EQ(whole[254], 16);
-  EXPECT_EQ(whole[255], 0);
-}
-
-TEST(DeGhostWeights, AreAStepWhereTheThresholdsMeetOrCross) {
-  for (const auto& [low, high] :
-       {std::pair{7, 7}, {9, 3}, {0, 0}, {255, 0}, {-5, -9}, {2147483647, -2147483647 - 1}}) {
-    const auto table = weightsOf(low, high);
-    for (int i = 0; i < 256; ++i)
-      EXPECT_EQ(table[static_cast<std::size_t>(i)], i < low ? 4096 : 0) << low << " " << high;
+std::vector<int> plainWeights(int low, int high) {
+  std::vector<int> weights;
+  for (int i = 0; i < 256; ++i) {
+    double f = 0;
+    if (i < low) {
+      f = 1;
+    } else if (i < high) {
+      f = static_cast<double>(high - i) / (high - low);
+    }
+    weights.push_back(static_cast<int>(f * 4096 + 0.5));
   }
+  return weights;
 }
 
-TEST(DeGhostWeights, TheReadyMadeTableIsThatOfItsThresholds) {
-  const auto table = weightsOf(1, 15);
-  EXPECT_TRUE(std::equal(table.begin(), table.end(), Degost_LUT));
-  EXPECT_EQ(Degost_LUT[14], 293);
-  EXPECT_EQ(Degost_LUT[15], 0);
+TEST(DeGhostWeights, FallFromTheLowToTheHighThreshold) {
+  const struct {
+    int low, high, difference, weight;
+  } cases[] = {
+      {1, 5, 0, 4096},   {1, 5, 1, 4096},    {1, 5, 2, 3072},   {1, 5, 4, 1024},
+      {1, 5, 5, 0},      {20, 60, 20, 4096}, {20, 60, 59, 102}, {20, 60, 60, 0},
+      {0, 255, 254, 16}, {1, 15, 14, 293},   {20, 60, 21, 3994}};  // 39 / 40 of 4096 is 3993.6
+  for (const auto& c : cases)
+    EXPECT_EQ(weightsOf(c.low, c.high)[static_cast<std::size_t>(c.difference)], c.weight) << c.low;
+}
+
+// They are a step where the thresholds meet or cross.
+TEST(DeGhostWeights, EqualTheFormulaForAllThresholds) {
+  constexpr int kMax = std::numeric_limits<int>::max();
+  for (const auto& [low, high] : {std::pair{1, 5},
+                                  {1, 15},
+                                  {20, 60},
+                                  {0, 255},
+                                  {7, 7},
+                                  {9, 3},
+                                  {0, 0},
+                                  {255, 0},
+                                  {-5, -9},
+                                  {kMax, -kMax - 1}}) {
+    const auto table = weightsOf(low, high);
+    EXPECT_EQ(std::vector<int>(table.begin(), table.end()), plainWeights(low, high))
+        << low << ", " << high;
+  }
+  EXPECT_EQ(std::vector<int>(Degost_LUT, std::end(Degost_LUT)), plainWeights(1, 15));
 }
 
 // --- A plain version of the algorithm ---
@@ -135,20 +144,6 @@ Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<in
     }
   }
   return result;
-}
-
-std::vector<int> plainWeights(int low, int high) {
-  std::vector<int> weights;
-  for (int i = 0; i < 256; ++i) {
-    double f = 0;
-    if (i < low) {
-      f = 1;
-    } else if (i < high) {
-      f = static_cast<double>(high - i) / (high - low);
-    }
-    weights.push_back(static_cast<int>(f * 4096 + 0.5));
-  }
-  return weights;
 }
 
 // --- Calls of the library ---
