@@ -33,24 +33,23 @@ RowBand bandOfRow(const PlaneGeometry& geometry, int32_t row) {
   return paddedRows(geometry, threadIndex);
 }
 
-/// Where the strips of a band lie in the 16-bit plane: the first and the last in their own place,
-/// since the neighbouring bands' output rows need them in the end, those between in two places in
-/// turn. A vertical filter reaches over two strips at most.
+/// Where the strips of a band lie in the 16-bit plane: the first in its own place, since output
+/// rows that the band shares with the one before need it in the end, the others in two places in
+/// turn, where the last two stay for the band behind. A vertical filter reaches over two strips at
+/// most.
 class StripPlaces {
  public:
-  explicit StripPlaces(const RowBand& band)
-      : first_(band.first), last_((band.end - 1 - band.first) / kStripRows) {}
+  explicit StripPlaces(const RowBand& band) : first_(band.first) {}
 
   /// The row of the plane that holds padded row `row` of the band.
   [[nodiscard]] int32_t of(int32_t row) const {
     const int32_t strip = (row - first_) / kStripRows;
-    const int32_t place = strip == 0 || strip == last_ ? strip : 1 + (strip - 1) % 2;
+    const int32_t place = strip == 0 ? 0 : 1 + (strip - 1) % 2;
     return row + (place - strip) * kStripRows;
   }
 
  private:
   int32_t first_;
-  int32_t last_;
 };
 
 /// The padded rows under output row k, first and last of four.
