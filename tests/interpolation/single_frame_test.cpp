@@ -161,53 +161,90 @@ TEST(SingleFrame, CopiesChromaWhereTheGridsCoincide) {
   EXPECT_NE(lumaOf(u, {0, 22, 23}, {0, 13, 14}), u.data);
 }
 
-TEST(SingleFrame, BandsOfAPassNeedNoOrderAndNoPlan) {
-  Handle handle;
-  const Kernels kernels = Kernels::random(50, 11);
-  const Image image = randomImage(29, 21, 12);
-  const Image second = randomImage(29, 21, 13);
-  const Span columns = {1, 28, 53};
-  for (const int outH : {2, 3, 47}) {
-    const Span rows = {0, 20, outH};
-    const Bytes plane = padded(image);
-    const Bytes plane2 = padded(second);
-    Destination luma(53, outH);
-    Destination u(53, outH);
-    Destination v(53, outH);
-    std::vector<int16_t> intermediate(25 * 53);
-    std::vector<int16_t> intermediate2(25 * 53);
-    SR_LumaInterpolationBands y = {
-        plane.data(), luma.data(),         4, 29,     21, 53, outH, 1, 0, 28,
-        20,           intermediate.data(), 0, nullptr};
-    for (const int index : {15, 11, 12, 16, 14, 13})
-      InterPolationY1Frame_H_ThreadFunc(&y, index);
-    for (const int index : {13, 12, 15, 14, -1})
-      InterPolationY1Frame_V_ThreadFunc(&y, index);
-    EXPECT_EQ(luma.packed(), interpolated(image, kernels.sharp, columns, rows));
+/// Two planes of 29 x 21 samples on their way to 53 x outH, without a column plan.
+struct BandCall {
+  explicit BandCall(int outH) : outputs{Destination(53, outH), Destination(53, outH)} {
+    y.source = uv.uSource = planes[0].data();
+    uv.vSource = planes[1].data();
+    y.destination = uv.uDestination = outputs[0].data();
+    uv.vDestination = outputs[1].data();
+    y.intermediate = uv.uIntermediate = intermediates[0].data();
+    uv.vIntermediate = intermediates[1].data();
+    const auto setSizes = [outH](auto& bands) {
+      bands.pad = 4;
+      bands.inW = 29;
+      bands.inH = 21;
+      bands.outW = 53;
+      bands.outH = outH;
+      bands.x0 = 1;
+      bands.x1 = 28;
+      bands.y1 = 20;
+    };
+    setSizes(y);
+    setSizes(uv);
+  }
+  [[nodiscard]] Bytes expected(std::size_t plane, const std::vector<std::vector<int16_t>>& table) {
+    return interpolated(images[plane], table, {1, 28, 53}, {0, 20, y.outH});
+  }
 
-    SR_ChromaInterpolationBands uv = {plane.data(),
-                                      plane2.data(),
-                                      u.data(),
-                                      v.data(),
-                                      4,
-                                      29,
-                                      21,
-                                      53,
-                                      outH,
-                                      1,
-                                      0,
-                                      28,
-                                      20,
-                                      intermediate.data(),
-                                      intermediate2.data(),
-                                      0,
-                                      nullptr};
+  static constexpr int16_t kUnwritten = 0x6B6B;
+  Image images[2] = {randomImage(29, 21, 12), randomImage(29, 21, 13)};
+  Bytes planes[2] = {padded(images[0]), padded(images[1])};
+  std::vector<int16_t> intermediates[2] = {std::vector<int16_t>(25 * 53, kUnwritten),
+                                           std::vector<int16_t>(25 * 53, kUnwritten)};
+  Destination outputs[2];
+  SR_LumaInterpolationBands y = {};
+  SR_ChromaInterpolationBands uv = {};
+};
+
+TEST(SingleFrame, BandsOfAPassNeedNoOrderAndNoPlan) {
+  const Kernels kernels = Kernels::random(50, 11);
+  for (const int outH : {2, 3, 47}) {
+    BandCall luma(outH);
+    for (const int index : {15, 11, 12, 16, 14, 13})
+      InterPolationY1Frame_H_ThreadFunc(&luma.y, index);
+    for (const int index : {13, 12, 15, 14, -1})
+      InterPolationY1Frame_V_ThreadFunc(&luma.y, index);
+    EXPECT_EQ(luma.outputs[0].packed(), luma.expected(0, kernels.sharp));
+    EXPECT_TRUE(luma.outputs[1].untouched());
+
+    BandCall chroma(outH);
     for (const int index : {15, 14, 13, 12})
-      InterPolationUV1Frame_H_ThreadFunc(&uv, index);
+      InterPolationUV1Frame_H_ThreadFunc(&chroma.uv, index);
     for (const int index : {14, 15, 12, 13})
-      InterPolationUV1Frame_V_ThreadFunc(&uv, index);
-    EXPECT_EQ(u.packed(), interpolated(image, kernels.plain, columns, rows));
-    EXPECT_EQ(v.packed(), interpolated(second, kernels.plain, columns, rows));
+      InterPolationUV1Frame_V_ThreadFunc(&chroma.uv, index);
+    for (const std::size_t plane : {0u, 1u})
+      EXPECT_EQ(chroma.outputs[plane].packed(), chroma.expected(plane, kernels.plain));
+  }
+}
+
+// The caller's band, index 12, takes the remainder. The horizontal pass shares out the rows 1 to 23
+// of the padded plane; the first and the last row go with their neighbours.
+TEST(SingleFrame, BandsHoldAQuarterOfTheRowsEach) {
+  const Kernels kernels = Kernels::random(50, 11);
+  const struct {
+    int outH;
+    int firstRows[5];
+  } cases[] = {{7, {0, 4, 5, 6, 7}}, {8, {0, 2, 4, 6, 8}}, {3, {0, 3, 3, 3, 3}}};
+  constexpr int kPaddedFirstRows[5] = {0, 9, 14, 19, 25};
+  for (const auto& c : cases) {
+    for (int band = 0; band < 4; ++band) {
+      BandCall call(c.outH);
+      InterPolationY1Frame_H_ThreadFunc(&call.y, 12 + band);
+      for (int row = 0; row < 25; ++row) {
+        const bool own = row >= kPaddedFirstRows[band] && row < kPaddedFirstRows[band + 1];
+        EXPECT_EQ(call.intermediates[0][static_cast<std::size_t>(row * 53)] != BandCall::kUnwritten,
+                  own)
+            << "padded row " << row << ", band " << band;
+      }
+      InterPolationY1Frame_V_ThreadFunc(&call.y, 12 + band);
+      for (int row = 0; row < c.outH; ++row) {
+        const bool own = row >= c.firstRows[band] && row < c.firstRows[band + 1];
+        const uint8_t* samples = call.outputs[0].data() + row * 56;
+        EXPECT_EQ(std::count(samples, samples + 53, kUntouched) < 53, own)
+            << "row " << row << " of " << c.outH << ", band " << band;
+      }
+    }
   }
 }
 
