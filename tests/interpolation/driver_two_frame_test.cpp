@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <future>
 #include <string>
 #include <vector>
 
 #include "interpolation/driver_call.h"
 #include "velmora_sr/interpolation.h"
-#include "velmora_sr/thread_pool.h"
 
 namespace {
 
@@ -48,24 +45,6 @@ TEST(TwoFrameDriver, EqualsThePlainComputation) {
       ASSERT_EQ(call.output(), call.expected(kernels)) << c.w << "x" << c.h << " format " << format;
     }
   }
-}
-
-// Slots 0 to 2 are held here all the while: a conversion that wants them does not come back.
-TEST(TwoFrameDriver, ConvertsNv21OnTheCallingThreadAlone) {
-  const Kernels kernels = Kernels::lanczos(50);
-  const RunningPool pool;
-  for (const int slot : {0, 1, 2})
-    MultiThread_wait(slot);
-  DriverCall call = callOf(60, 40, 5, 120, 80);
-  auto done = std::async(std::launch::async, [&call] { call.run(SRInterpolation); });
-  EXPECT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-  for (const int slot : {0, 1, 2}) {
-    MultiThread_set(
-        slot, [](void*, int32_t) {}, nullptr);
-    MultiThread_post(slot);
-  }
-  done.wait();
-  EXPECT_EQ(call.output(), call.expected(kernels));
 }
 
 // The region is taken as it is: inside and beyond the frame, upside down. Bands hold many of the
