@@ -32,6 +32,11 @@ Picture read(const std::string& path) {
   return picture;
 }
 
+void save(const std::unique_ptr<FrameWriter>& writer, const Picture& picture) {
+  writer->write(picture);
+  writer->finish();
+}
+
 std::string failureOf(const std::string& path) {
   try {
     openInput({path, {}, {}});
@@ -67,32 +72,24 @@ INSTANTIATE_TEST_SUITE_P(EvenOddTiny, Sizes,
                                   std::to_string(sizes.param.height);
                          });
 
-TEST_P(Sizes, PngKeepsAPicture) {
+TEST_P(Sizes, FilesKeepAPicture) {
   const TemporaryFolder folder;
   const Picture picture = softPicture(GetParam());
-  const auto writer = createPng(folder.file("a.png"));
-  writer->write(picture);
-  writer->finish();
-  const Picture back = read(folder.file("a.png"));
-  ASSERT_EQ(back.size(), picture.size());
+  save(createPng(folder.file("a.png")), picture);
+  save(createJpeg(folder.file("a.jpg"), 97), picture);
+  const Picture fromPng = read(folder.file("a.png"));
+  const Picture fromJpeg = read(folder.file("a.jpg"));
+  ASSERT_EQ(fromPng.size(), picture.size());
+  ASSERT_EQ(fromJpeg.size(), picture.size());
+  EXPECT_GT(psnr(fromPng.y, picture.y), 45);
+  EXPECT_GT(psnr(fromJpeg.y, picture.y), 44);
+  EXPECT_GT(psnr(fromJpeg.u, picture.u), 40);
+  EXPECT_GT(psnr(fromJpeg.v, picture.v), 40);
   // Chroma is interpolated up and averaged down again, which is not quite its inverse.
-  EXPECT_GT(psnr(back.y, picture.y), 45);
   if (GetParam().width > 2) {
-    EXPECT_GT(psnr(back.u, picture.u), 42);
+    EXPECT_GT(psnr(fromPng.u, picture.u), 42);
+    EXPECT_GT(psnr(fromPng.v, picture.v), 42);
   }
-}
-
-TEST_P(Sizes, JpegKeepsAPicture) {
-  const TemporaryFolder folder;
-  const Picture picture = softPicture(GetParam());
-  const auto writer = createJpeg(folder.file("a.jpg"), 97);
-  writer->write(picture);
-  writer->finish();
-  const Picture back = read(folder.file("a.jpg"));
-  ASSERT_EQ(back.size(), picture.size());
-  EXPECT_GT(psnr(back.y, picture.y), 44);
-  EXPECT_GT(psnr(back.u, picture.u), 40);
-  EXPECT_GT(psnr(back.v, picture.v), 40);
 }
 
 TEST_P(Sizes, GreyStaysGrey) {
@@ -101,12 +98,8 @@ TEST_P(Sizes, GreyStaysGrey) {
   picture.grey = true;
   picture.u.reset(picture.u.size, 128);
   picture.v.reset(picture.v.size, 128);
-  const auto png = createPng(folder.file("a.png"));
-  png->write(picture);
-  png->finish();
-  const auto jpeg = createJpeg(folder.file("a.jpg"), 100);
-  jpeg->write(picture);
-  jpeg->finish();
+  save(createPng(folder.file("a.png")), picture);
+  save(createJpeg(folder.file("a.jpg"), 100), picture);
   const Picture fromPng = read(folder.file("a.png"));
   const Picture fromJpeg = read(folder.file("a.jpg"));
   EXPECT_TRUE(fromPng.grey);
@@ -116,49 +109,39 @@ TEST_P(Sizes, GreyStaysGrey) {
   EXPECT_EQ(fromJpeg.u.samples, picture.u.samples);
 }
 
-TEST(Png, ReadsPalettes16BitsAndTransparency) {
+// Written by libpng itself, in one of its formats.
+template <typename Sample>
+Picture pngOf(Size size, uint32_t format, const std::vector<Sample>& samples,
+              const std::vector<uint8_t>& colours = {}) {
   const TemporaryFolder folder;
   png_image image = {};
   image.version = PNG_IMAGE_VERSION;
-  image.width = 2;
-  image.height = 2;
-  image.format = PNG_FORMAT_RGBA;
+  image.width = static_cast<uint32_t>(size.width);
+  image.height = static_cast<uint32_t>(size.height);
+  image.format = format;
+  image.colormap_entries = static_cast<uint32_t>(colours.size() / 3);
+  png_image_write_to_file(&image, folder.file("a.png").c_str(), 0, samples.data(), 0,
+                          colours.data());
+  return read(folder.file("a.png"));
+}
+
+TEST(Png, ReadsPalettes16BitsAndTransparency) {
   // Opaque black, clear black (shown white), half-clear white over white, opaque red.
-  const std::vector<uint8_t> rgba = {0, 0, 0, 255, 0, 0, 0, 0, 255, 255, 255, 128, 255, 0, 0, 255};
-  png_image_write_to_file(&image, folder.file("a.png").c_str(), 0, rgba.data(), 0, nullptr);
-  const Picture clear = read(folder.file("a.png"));
+  const Picture clear = pngOf<uint8_t>(
+      {2, 2}, PNG_FORMAT_RGBA, {0, 0, 0, 255, 0, 0, 0, 0, 255, 255, 255, 128, 255, 0, 0, 255});
   EXPECT_EQ(clear.y.samples, (std::vector<uint8_t>{0, 255, 255, clear.y.samples[3]}));
   EXPECT_NEAR(clear.y.samples[3], 76, 1);
-
-  png_image mapped = {};
-  mapped.version = PNG_IMAGE_VERSION;
-  mapped.width = 4;
-  mapped.height = 1;
-  mapped.format = PNG_FORMAT_RGB_COLORMAP;
-  mapped.colormap_entries = 2;
-  const std::vector<uint8_t> indices = {0, 1, 1, 0};
-  const std::vector<uint8_t> colours = {10, 10, 10, 200, 200, 200};
-  png_image_write_to_file(&mapped, folder.file("p.png").c_str(), 0, indices.data(), 0,
-                          colours.data());
-  EXPECT_EQ(read(folder.file("p.png")).y.samples, (std::vector<uint8_t>{10, 200, 200, 10}));
-
-  png_image deep = {};
-  deep.version = PNG_IMAGE_VERSION;
-  deep.width = 2;
-  deep.height = 1;
-  deep.format = PNG_FORMAT_LINEAR_Y;
-  const std::vector<uint16_t> linear = {0, 65535};
-  png_image_write_to_file(&deep, folder.file("d.png").c_str(), 0, linear.data(), 0, nullptr);
-  const Picture grey = read(folder.file("d.png"));
-  EXPECT_TRUE(grey.grey);
-  EXPECT_EQ(grey.y.samples, (std::vector<uint8_t>{0, 255}));
+  const Picture mapped =
+      pngOf<uint8_t>({4, 1}, PNG_FORMAT_RGB_COLORMAP, {0, 1, 1, 0}, {10, 10, 10, 200, 200, 200});
+  EXPECT_EQ(mapped.y.samples, (std::vector<uint8_t>{10, 200, 200, 10}));
+  const Picture deep = pngOf<uint16_t>({2, 1}, PNG_FORMAT_LINEAR_Y, {0, 65535});
+  EXPECT_TRUE(deep.grey);
+  EXPECT_EQ(deep.y.samples, (std::vector<uint8_t>{0, 255}));
 }
 
 TEST(Png, NamesDamagedFiles) {
   const TemporaryFolder folder;
-  const auto writer = createPng(folder.file("a.png"));
-  writer->write(softPicture({64, 64}));
-  writer->finish();
+  save(createPng(folder.file("a.png")), softPicture({64, 64}));
   const std::string whole = test::fileText(folder.file("a.png"));
   for (const std::size_t length : {std::size_t{9}, std::size_t{40}, whole.size() / 2}) {
     test::writeFile(folder.file("cut.png"), whole.substr(0, length));
@@ -334,18 +317,12 @@ TEST(Profiles, GoAlong) {
   const TemporaryFolder folder;
   const auto profile = longProfile();
   const Picture picture = softPicture({40, 30});
-  const auto jpeg = createJpeg(folder.file("a.jpg"), 90, profile);
-  jpeg->write(picture);
-  jpeg->finish();
+  save(createJpeg(folder.file("a.jpg"), 90, profile), picture);
   EXPECT_EQ(openInput({folder.file("a.jpg"), {}, {}})->info().iccProfile, profile);
   EXPECT_GT(psnr(read(folder.file("a.jpg")).y, picture.y), 40);
-  const auto png = createPng(folder.file("a.png"), profile);
-  png->write(picture);
-  png->finish();
+  save(createPng(folder.file("a.png"), profile), picture);
   EXPECT_EQ(openInput({folder.file("a.png"), {}, {}})->info().iccProfile, profile);
-  const auto none = createPng(folder.file("b.png"));
-  none->write(picture);
-  none->finish();
+  save(createPng(folder.file("b.png")), picture);
   EXPECT_TRUE(openInput({folder.file("b.png"), {}, {}})->info().iccProfile.empty());
 }
 
@@ -360,9 +337,7 @@ TEST(Profiles, IncompleteOnesAreDropped) {
 
 TEST(OpenInput, GoesByContentNotByName) {
   const TemporaryFolder folder;
-  const auto writer = createPng(folder.file("really-png.jpg"));
-  writer->write(softPicture({9, 9}));
-  writer->finish();
+  save(createPng(folder.file("really-png.jpg")), softPicture({9, 9}));
   EXPECT_EQ(openInput({folder.file("really-png.jpg"), {}, {}})->info().format, FileFormat::png);
   test::writeFile(folder.file("text.png"), std::string("hello"));
   EXPECT_NE(failureOf(folder.file("text.png")).find("is no PNG, JPEG or Y4M"), std::string::npos);
