@@ -6,8 +6,8 @@
 #include <cmath>
 #include <vector>
 
-#include "registration/digest.h"
 #include "registration/synthetic_pairs.h"
+#include "support/digest.h"
 
 namespace velmora::test {
 namespace {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/digest.h"
 #include "registration/synthetic_pairs.h"
+#include "support/digest.h"
 #include "velmora_sr/homography.h"
 
 namespace velmora::test {
@@ -36,31 +36,26 @@ TEST(LmEvaluate, GivesTheErrorsOfEachPair) {
 }
 
 TEST(RefineHomography, FindsTheMotionBelowAPixel) {
+  const Motion tilt = tilted(4000, 3000, 1, 1.02, 5, 6, 3e-6, 2e-6);
+  const Motion turn = tilted(4000, 3000, 1, 1.02, 5, 6, 0, 0);
   const struct {
-    const char* name;
-    Motion motion;
-    double width, height;
-    int count;
-    double noise;
-    bool wholePixels;
+    PairsRecipe recipe;  // without outliers, with noise, rounded or not
     double bound;
   } cases[] = {
-      {"exact shift", shift(10.25, -3.5), 4000, 3000, 300, 0, false, 0.02},
-      {"exact tilt", tilted(4000, 3000, 1, 1.02, 5, 6, 3e-6, 2e-6), 4000, 3000, 300, 0, false,
-       0.05},
-      {"noise", tilted(4000, 3000, 1, 1.02, 5, 6, 0, 0), 4000, 3000, 2000, 0.5, false, 0.1},
-      {"whole pixels", shift(10.25, -3.5), 4000, 3000, 2000, 0.5, true, 0.15},
-      {"small frame", shift(1.5, 2.25), 640, 480, 200, 0.5, true, 0.5},
-      {"large frame", shift(51.5, 2.25), 12000, 9000, 4000, 1, true, 0.3},
-      {"five pairs", shift(4, 4), 4000, 3000, 5, 0, false, 0.2},
+      {{shift(10.25, -3.5), 4000, 3000, 300, 0, 0, false}, 0.02},
+      {{tilt, 4000, 3000, 300, 0, 0, false}, 0.05},
+      {{turn, 4000, 3000, 2000, 0, 0.5, false}, 0.1},
+      {{shift(10.25, -3.5), 4000, 3000, 2000, 0, 0.5, true}, 0.15},
+      {{shift(1.5, 2.25), 640, 480, 200, 0, 0.5, true}, 0.5},
+      {{shift(51.5, 2.25), 12000, 9000, 4000, 0, 1, true}, 0.3},
+      {{shift(4, 4), 4000, 3000, 5, 0, 0, false}, 0.2},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [recipe, bound] : cases) {
     Random random(30);
     Pairs pairs;
-    fill(pairs, {c.motion, c.width, c.height, c.count, 0, c.noise, c.wholePixels}, random);
+    fill(pairs, recipe, random);
     const auto h = refined(pairs);
-    EXPECT_LT(c.motion.cornerError(h.data(), c.width, c.height), c.bound);
+    EXPECT_LT(recipe.motion.cornerError(h.data(), recipe.width, recipe.height), bound);
     EXPECT_FLOAT_EQ(h[8], 1.0f);
   }
 }

@@ -1,6 +1,6 @@
 // A digest of numbers, to pin results that have to be the same on every machine.
-#ifndef VELMORA_TESTS_REGISTRATION_DIGEST_H
-#define VELMORA_TESTS_REGISTRATION_DIGEST_H
+#ifndef VELMORA_TESTS_SUPPORT_DIGEST_H
+#define VELMORA_TESTS_SUPPORT_DIGEST_H
 
 #include <bit>
 #include <cstdint>
@@ -36,4 +36,4 @@ class Digest {
 
 }  // namespace velmora::test
 
-#endif  // VELMORA_TESTS_REGISTRATION_DIGEST_H
+#endif  // VELMORA_TESTS_SUPPORT_DIGEST_H
