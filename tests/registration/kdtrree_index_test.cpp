@@ -13,50 +13,6 @@
 namespace velmora::test {
 namespace {
 
-TEST(RandomShuffle, DrawsTheKnownSequence) {
-  std::vector<int32_t> list(10);
-  std::iota(list.begin(), list.end(), 0);
-  unsigned long long state = ~0ULL;
-  for (const int32_t count : {-1, 0, 1, 10})  // too few leave the state alone
-    RandomShuffle(list.data(), count, &state);
-  EXPECT_THAT(list, testing::ElementsAre(3, 2, 1, 9, 0, 7, 6, 4, 8, 5));
-  EXPECT_EQ(state, 0x84dca00411e43195u);
-}
-
-TEST(CalcDistance, ShiftsBeforeItSquaresAndWraps) {
-  Descriptor a{}, b{};
-  a[0] = 255;  // 0 after the shift, from the other side -1
-  a[1] = -1;   // -1: the shift keeps the sign; from the other side 0
-  a[63] = 512;
-  EXPECT_EQ(CalcDistance(a.data(), b.data()), 1 + 4);
-  EXPECT_EQ(CalcDistance(b.data(), a.data()), 1 + 4);
-  a = {};
-  a[5] = 46341 << 8;
-  EXPECT_EQ(CalcDistance(a.data(), b.data()), 46341LL * 46341 - (1LL << 32));
-  a[5] = INT32_MIN;
-  b[5] = 1;                                                    // the difference wraps to 2^31 - 1
-  EXPECT_EQ(CalcDistance(a.data(), b.data()), 1 - (1 << 24));  // (2^23 - 1)^2 modulo 2^32
-}
-
-TEST(AddPoint, KeepsTheTwoNearest) {
-  const struct {
-    int32_t distance;
-    std::array<int32_t, 2> points, distances;
-  } cases[] = {
-      {5, {20, 99}, {10, 5}},                              // nearer than both
-      {10, {99, 20}, {10, 10}},                            // as near as the nearest: second
-      {15, {99, 20}, {15, 10}}, {30, {10, 20}, {30, 10}},  // as far as the second: not entered
-      {-7, {20, 99}, {10, -7}},                            // wrapped distances are signed
-  };
-  for (const auto& c : cases) {
-    std::array<int32_t, 2> points = {10, 20};
-    std::array<int32_t, 2> distances = {30, 10};
-    AddPoint(points.data(), distances.data(), c.distance, 99);
-    EXPECT_EQ(points, c.points) << c.distance;
-    EXPECT_EQ(distances, c.distances) << c.distance;
-  }
-}
-
 using Generator = std::vector<Descriptor> (*)(Random&, std::size_t);
 const struct {
   const char* name;
@@ -155,32 +111,6 @@ TEST(KnnSearch, WritesNothingWithoutQueriesButStillTakesItsScratch) {
     });
   }
   EXPECT_EQ(untouched, 42);
-}
-
-TEST(SearchLevel, DropsBranchesBeyondTheCapacity) {
-  Random random(6);
-  FeatureSet set(surfLike(random, 8));
-  Forest forest(set);
-  std::vector<int32_t*> points;
-  for (auto& descriptor : set.descriptors)
-    points.push_back(descriptor.data());
-  for (const int32_t capacity : {0, 1, 2}) {
-    std::array<ST_NODE*, 8> nodes{};
-    std::array<int32_t, 8> bounds{};
-    tagBranchStruct branches = {nodes.data(), bounds.data(), 0};
-    uint32_t checked = 0;
-    int32_t checks = 0;
-    int32_t neighbours[2] = {}, distances[2] = {INT32_MAX, INT32_MAX};
-    Descriptor query = set.descriptors[3];
-    tagSEARCHLEL_PARAMS params = {0,         &checked,     points.data(),   neighbours,
-                                  distances, query.data(), forest.roots[0], capacity};
-    SearchLevel(&params, &checks, &branches);
-    EXPECT_EQ(branches.count, capacity);
-    EXPECT_EQ(checks, 1);
-    EXPECT_EQ(neighbours[1], 3);  // a point's own descriptor leads to its leaf
-    EXPECT_EQ(distances[1], 0);
-    EXPECT_EQ(checked, 8u);
-  }
 }
 
 }  // namespace
