@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -153,33 +153,21 @@ TEST(GetImageLumaInfo, KeepsAStricterRatioAndCarriesOver) {
 }
 
 TEST(StatHistogram, CountsEveryStepThSample) {
-  // Stride 6, of which 5 samples count.
-  std::vector<uint8_t> plane = {1, 2, 3, 4, 5,   99,  //
-                                6, 7, 8, 9, 1,   99,  //
-                                1, 1, 3, 3, 255, 99};
-  const struct {
-    int32_t width, height, xStep, yStep;
-    std::vector<uint8_t> counted;
-  } cases[] = {
-      {5, 3, 1, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 1, 1, 3, 3, 255}},
-      {5, 3, 2, 1, {1, 3, 5, 6, 8, 1, 1, 3, 255}},
-      {5, 3, 4, 2, {1, 5, 1, 255}},
-      {5, 3, 5, 3, {1}},
-      {5, 3, INT32_MAX, INT32_MAX, {1}},
-      {5, 3, 0, 1, {}},
-      {5, 3, 1, 0, {}},
-      {5, 3, -1, 1, {}},
-      {0, 3, 1, 1, {}},
-      {3, 0, 1, 1, {}},
-      {-3, -3, 1, 1, {}},
-  };
-  for (const auto& c : cases) {
-    std::vector<uint32_t> hist(256, 7);  // not cleared
-    StatHistogram(plane.data(), c.width, c.height, 6, hist.data(), c.xStep, c.yStep);
-    std::vector<uint32_t> expected(256, 7);
-    for (const uint8_t value : c.counted)
-      ++expected[value];
-    EXPECT_EQ(hist, expected) << &c - cases;
+  Random random(8);
+  std::vector<uint8_t> plane = random.bytes(60);  // 6 rows of 8 samples, 10 apart
+  for (const auto& [xStep, yStep] : {std::pair{1, 1}, {2, 1}, {4, 2}, {7, 5}, {3, INT32_MAX}}) {
+    std::vector<uint32_t> hist(256, 7), expected(256, 7);  // not cleared
+    for (int64_t y = 0; y < 6; y += yStep) {
+      for (int64_t x = 0; x < 8; x += xStep)
+        ++expected[plane[y * 10 + x]];
+    }
+    StatHistogram(plane.data(), 8, 6, 10, hist.data(), xStep, yStep);
+    EXPECT_EQ(hist, expected) << xStep << ", " << yStep;
+    // Nothing without a size or a step.
+    for (const auto& [width, height, step] :
+         {std::array{0, 6, 1}, {8, -3, 1}, {8, 6, 0}, {8, 6, -1}})
+      StatHistogram(plane.data(), width, height, 10, hist.data(), step, step);
+    EXPECT_EQ(hist, expected);
   }
 }
 

@@ -154,30 +154,6 @@ TEST(GenerateDiscriptor, TakesAnyPositionAndSize) {
     EXPECT_EQ(described(kForms[0], picture, {point}), plainDescriptor(picture, point));
 }
 
-TEST(GenerateDiscriptor, SharesPointsAmongFourSlots) {
-  Picture picture = noise(60, 50, 62);
-  const tagST_PIC pic = picture.record();
-  for (const int32_t n : {0, 1, 3, 4, 5, 7, 8, 11}) {
-    Points points;
-    for (int32_t i = 0; i < n; ++i)
-      points.push_back(at(i * 300, 1000 + i * 100, 20));
-    const auto expected = plainDescriptors(picture, points);
-    for (int32_t slot = 11; slot <= 16; ++slot) {
-      GuardedBuffer<int32_t> out(points.size() * 64);
-      DescriptorsJob job = {&pic, points.data(), out.data(), &kParams, nullptr, n, -7};
-      GenerateDiscriptor_Simple_neon_multi_inside(&job, slot);
-      EXPECT_EQ(job.result, 0);
-      const auto [first, end] = shareOf(slot, n);
-      for (int32_t i = 0; i < 64 * n; ++i) {
-        const bool written = i >= 64 * first && i < 64 * end;
-        ASSERT_EQ(out.data()[i], written ? expected[i] : GuardedBuffer<int32_t>::unwritten())
-            << n << " points, slot " << slot << ", value " << i;
-      }
-      EXPECT_TRUE(out.intact());
-    }
-  }
-}
-
 TEST(GenerateDiscriptor, RefusesWhatItCannotDescribe) {
   Picture picture = noise(20, 20, 63);
   const struct {
