@@ -69,39 +69,31 @@ TEST(ImgRegistration, RefinesAndFindsTheArea) {
   EXPECT_THAT(call.area[3], testing::AnyOf(864, 863));
 }
 
-TEST(ImgRegistration, SaysWhyItRejects) {
+void expectRejection(const Motion& motion, int count, const std::string& printed,
+                     const std::vector<testing::Matcher<std::string>>& logged) {
   InitLogParams(nullptr, 2);
-  const auto tooFew =
-      logLine("error", "imgregistration", "IMG_REGISTRATION: not enough keypoints!");
-  const auto notOk = logLine("error", "imgregistration", "IMG_REGISTRATION: matrix is not OK!");
-  const auto areaLine = [](const std::string& text) {
-    return logLine("error", "imtransform", "IMG_REGISTRATION: " + text);
+  LogCapture log;
+  const Call call(motion, count);
+  EXPECT_EQ(call.result, 2);
+  EXPECT_EQ(call.printed, "find candidate number " + std::to_string(count) + "\n" + printed);
+  EXPECT_THAT(log.takeTexts(), testing::ElementsAreArray(logged));
+}
+
+TEST(ImgRegistration, SaysWhyItRejects) {
+  const auto line = [](const std::string& source, const std::string& text) {
+    return logLine("error", source, "IMG_REGISTRATION: " + text);
   };
-  const struct {
-    Motion motion;
-    int count;
-    std::string printed;
-    std::vector<testing::Matcher<std::string>> logged;
-  } cases[] = {
-      {shift(0, 0), 0, "0\ncandidate number is small", {tooFew}},
-      {shift(0, 0), 4, "4\ncandidate number is small", {tooFew}},
-      {shift(330, 0),
-       50,
-       "50\nIMG_REGISTRATION: matrix is not OK!!",
-       {areaLine("the global motion between two frames is too large!"), notOk}},
-      {{{0, 0, 70, 0, 0, 80, 0, 0, 1}},
-       50,
-       "50\nIMG_REGISTRATION: matrix is not OK!!",  // a point
-       {areaLine("calculate motion area error!"), notOk}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    LogCapture log;
-    const Call call(c.motion, c.count);
-    EXPECT_EQ(call.result, 2);
-    EXPECT_EQ(call.printed, "find candidate number " + c.printed);
-    EXPECT_THAT(log.takeTexts(), testing::ElementsAreArray(c.logged));
+  for (const int count : {0, 4}) {
+    expectRejection(shift(0, 0), count, "candidate number is small",
+                    {line("imgregistration", "not enough keypoints!")});
   }
+  const auto notOk = line("imgregistration", "matrix is not OK!");
+  expectRejection(
+      shift(330, 0), 50, "IMG_REGISTRATION: matrix is not OK!!",
+      {line("imtransform", "the global motion between two frames is too large!"), notOk});
+  const Motion toOnePoint = {{0, 0, 70, 0, 0, 80, 0, 0, 1}};
+  expectRejection(toOnePoint, 50, "IMG_REGISTRATION: matrix is not OK!!",
+                  {line("imtransform", "calculate motion area error!"), notOk});
 }
 
 TEST(ImgRegistration, ReportsItsFailedAllocation) {
