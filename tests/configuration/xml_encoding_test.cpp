@@ -93,6 +93,13 @@ TEST(GuessCharEncoding, Recognises16BitTextUnlessToldNotTo) {
   EXPECT_EQ(guess(littleEndian), XMLCharEncodingUnknown);
   EXPECT_EQ(guess(bigEndian), XMLCharEncodingUnknown);
   EXPECT_EQ(guess(marked), XMLCharEncodingUnknown);
+  // From a null byte in every second of the even or of the odd places on.
+  for (const std::size_t nulls : {6u, 7u}) {
+    std::string text(28, ' ');
+    for (std::size_t i = 0; i < nulls; ++i)
+      text[2 * i + 1] = '\0';
+    EXPECT_EQ(guess(text), nulls == 7 ? XMLCharEncodingUnknown : XMLCharEncodingUTF8);
+  }
   const XmlOptionsScope off(XMLCharEncodingUTF8, 0);
   EXPECT_EQ(guess(littleEndian), XMLCharEncodingUTF8);
   EXPECT_EQ(guess(marked), XMLCharEncodingLegacy);

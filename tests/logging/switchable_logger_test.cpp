@@ -139,6 +139,7 @@ TEST(LogFxn, HonoursItsArguments) {
   LogCapture log;
   LogFxn(path.c_str(), "%d and %s;", 1, "%d");
   LogFxn(path.c_str(), "again");
+  LogFxn(path.c_str(), "%s", "");
   EXPECT_EQ(readFile(path), "1 and %d;again");
   LogFxn(nullptr, "%d and %s", 2, "%n");
   EXPECT_THAT(log.take(), ElementsAre(systemLine("2 and %n")));

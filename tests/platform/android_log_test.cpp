@@ -60,6 +60,7 @@ TEST(AndroidLog, FiltersByTheRulesOfTheEnvironment) {
       {"ours:I", "IWEF", "WEF"},
       {"ours:i", "IWEF", "WEF"},
       {"ours:4", "IWEF", "WEF"},
+      {"ours:2", "VDIWEF", "WEF"},
       {"ours", "VDIWEF", "WEF"},
       {"*", "DIWEF", "DIWEF"},
       {"*:V", "VDIWEF", "VDIWEF"},
@@ -87,13 +88,18 @@ TEST(AndroidLog, ATagMayHoldAColon) {
   EXPECT_EQ(audible("a:b:I", "a:b"), "IWEF");
 }
 
+TEST(AndroidLog, SilenceHoldsForEveryPriority) {
+  const LogTags environment("*:S");
+  EXPECT_EQ(__android_log_print(8, "tag", "text"), 0);
+}
+
 TEST(AndroidLog, PrefixesEveryLineOfTheText) {
   EXPECT_EQ(printed(4, "tag", "one"), "I/tag: one\n");
   EXPECT_EQ(printed(4, "tag", "one\n"), "I/tag: one\n");
   EXPECT_EQ(printed(6, "tag", "one\ntwo\n"), "E/tag: one\nE/tag: two\n");
   EXPECT_EQ(printed(6, "tag", "one\n\n"), "E/tag: one\nE/tag: \n");
   EXPECT_EQ(printed(6, "tag", ""), "E/tag: \n");
-  EXPECT_EQ(printed(9, "tag", "odd priority"), "?/tag: odd priority\n");
+  EXPECT_EQ(printed(8, "tag", "odd priority"), "?/tag: odd priority\n");
   EXPECT_EQ(printed(7, nullptr, "no tag"), "F/: no tag\n");
 }
 
