@@ -16,6 +16,7 @@ namespace velmora::test {
 
 struct DriverCall {
   using Driver = int32_t (*)(Velmora_SR_CInputImage*, Velmora_SR_COutPutImage*, SR_ParamsPrivate*);
+  using Spoil = void (*)(Velmora_SR_CInputImage&, Velmora_SR_COutPutImage&, Handle&);
   static constexpr uint8_t kUnwritten = 0xE1;
   static constexpr std::size_t kCanary = 32;
 
@@ -31,8 +32,20 @@ struct DriverCall {
   Bytes secondFrame = {};  ///< empty: none
   Maps maps = {};          ///< empty: none
   bool registrationFailed = false;
+  Spoil spoil = nullptr;  ///< changes the records before the call
   int result = -1;
   std::vector<LogLine> log = {};
+
+  /// Adds a second frame that lies (dx, dy) from the first, 16.16.
+  void addSecondFrame(int32_t dx, int32_t dy) {
+    secondFrame = Random(98).bytes(frameSize(w, h));
+    for (int y = 0; y < h; ++y) {
+      for (int x = 0; x < w; ++x) {
+        maps.x.push_back(x * 65536 + dx);
+        maps.y.push_back(y * 65536 + dy);
+      }
+    }
+  }
 
   /// Calls the driver on a handle of its own and checks that all blocks came back.
   void run(Driver driver) {
@@ -58,6 +71,7 @@ struct DriverCall {
     Velmora_SR_CInputImage input = {
         frames, secondFrame.empty() ? nullptr : secondFrames, 1, 1, w, h, format};
     Velmora_SR_COutPutImage output = {buffer.data() + kCanary};
+    if (spoil != nullptr) spoil(input, output, handle);
     LogCapture capture;
     result = driver(&input, &output, &handle.priv);
     log = capture.take();

@@ -98,8 +98,7 @@ TEST(SlotCalls, OfTheDriversFollowTheirStages) {
   const Kernels kernels = Kernels::lanczos(5);
   const auto callsOf = [](DriverCall::Driver driver, int format) {
     DriverCall call = {40, 30, format, 60, 50, 0, 0, 39, 29};
-    call.secondFrame = call.frame;
-    call.maps = {std::vector<int32_t>(40 * 30, 0), std::vector<int32_t>(40 * 30, 0)};
+    call.addSecondFrame(0, 0);
     return slotCallsOf([&] { call.run(driver); });
   };
   const std::string oneFrame =
