@@ -7,7 +7,6 @@
 #include "interpolation/reference.h"
 #include "support/log_capture.h"
 #include "velmora_sr/interpolation.h"
-#include "velmora_sr/kernel_tables.h"
 
 namespace {
 

@@ -1,16 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "interpolation/destination.h"
 #include "interpolation/handle.h"
 #include "interpolation/reference.h"
-#include "support/heap_faults.h"
-#include "support/log_capture.h"
 #include "velmora_sr/interpolation.h"
 #include "velmora_sr/kernel_tables.h"
 
@@ -245,109 +241,6 @@ TEST(SingleFrame, BandsHoldAQuarterOfTheRowsEach) {
             << "row " << row << " of " << c.outH << ", band " << band;
       }
     }
-  }
-}
-
-/// Calls ShiftInvariantIntepolation1Frame on one small image; its result and whether it wrote.
-struct Outcome {
-  int result;
-  bool wrote;
-  std::vector<std::string> log;
-};
-
-Outcome enlargeSmall(int pad, int inW, int outW, bool withPlanes = true) {
-  const Image y = randomImage(16, 16, 15);
-  const Image uv = randomImage(8, 8, 16);
-  Destination yOut(24, 24);
-  Destination uOut(12, 12);
-  Destination vOut(12, 12);
-  const Bytes u = padded(uv);
-  LogCapture log;
-  const int result = ShiftInvariantIntepolation1Frame(
-      padded(y).data(), u.data(), withPlanes ? u.data() : nullptr, yOut.data(), uOut.data(),
-      vOut.data(), pad, 0, inW, 16, outW, 24, 0, 0, 15, 15);
-  return {result, !(yOut.untouched() && uOut.untouched() && vOut.untouched()), log.takeTexts()};
-}
-
-std::vector<std::string> errorLine(const char* text) {
-  return {std::string("NB7UO_ZELK: ShiftInvariantIntepolation1Frame: ") + text + "\n"};
-}
-
-TEST(SingleFrame, WritesNothingWhereItCannotFinish) {
-  Handle handle;
-  {
-    const Outcome outcome = enlargeSmall(4, 16, 24);
-    EXPECT_EQ(outcome.result, SR_RET_LOAD_CONFIG_FAILED) << "no tables are installed";
-    EXPECT_FALSE(outcome.wrote);
-    EXPECT_EQ(outcome.log, errorLine("load config file failed."));
-  }
-  const Kernels kernels = Kernels::lanczos(50);
-  EXPECT_TRUE(enlargeSmall(4, 16, 24).wrote);
-  const struct {
-    int pad, inW, outW;
-    bool withPlanes;
-  } refused[] = {{3, 16, 24, true},  {-4, 16, 24, true}, {4, -1, 24, true},
-                 {4, 16, -24, true}, {4, 16, 24, false}, {4, 2147483647, 24, true}};
-  for (const auto& c : refused) {
-    const Outcome outcome = enlargeSmall(c.pad, c.inW, c.outW, c.withPlanes);
-    EXPECT_EQ(outcome.result, SR_RET_PARAMS_OUT_OF_RANGE) << c.pad << " " << c.inW << " " << c.outW;
-    EXPECT_FALSE(outcome.wrote);
-    EXPECT_EQ(outcome.log, errorLine("params out of range."));
-  }
-  G_QUANTIZATION = 1025;
-  EXPECT_EQ(enlargeSmall(4, 16, 24).result, SR_RET_LOAD_CONFIG_FAILED);
-  G_QUANTIZATION = 0;
-  EXPECT_EQ(enlargeSmall(4, 16, 24).result, SR_RET_LOAD_CONFIG_FAILED);
-  EXPECT_EQ(Handle::leftovers(), "");
-}
-
-TEST(SingleFrame, ReturnsAllBlocksWhenAnyOneIsMissing) {
-  Handle handle;
-  const Kernels kernels = Kernels::lanczos(50);
-  // Intermediate planes: outW columns of 16 bits, as many rows as the padded plane.
-  enlargeSmall(4, 16, 24);
-  EXPECT_EQ(TestAllocator::requests(),
-            (std::vector<uint32_t>{24 * 20 * 2, 12 * 12 * 2, 12 * 12 * 2}));
-  for (int n = 0; n < 3; ++n) {
-    TestAllocator::failRequest(n);
-    const Outcome outcome = enlargeSmall(4, 16, 24);
-    EXPECT_EQ(outcome.result, SR_RET_ALLOC_FAILED) << n;
-    EXPECT_FALSE(outcome.wrote) << n;
-    EXPECT_EQ(outcome.log, errorLine("alloc memory failed.")) << n;
-    EXPECT_EQ(Handle::leftovers(), "") << n;
-  }
-  zelkParamPrivate.pub = nullptr;
-  EXPECT_EQ(enlargeSmall(4, 16, 24).result, SR_RET_ALLOC_FAILED);
-}
-
-/// An allocator that leaves the C heap alone.
-struct Arena {
-  static inline std::array<uint8_t, 1 << 13> bytes;
-  static inline std::size_t used;
-  static void* alloc(uint32_t size, const char*, int32_t) {
-    return &bytes.at(std::exchange(used, used + size));
-  }
-  static void free(void*, const char*, int32_t) {}
-};
-
-TEST(SingleFrame, WritesNothingWithoutMemoryForItsColumnPlans) {
-  Handle handle;
-  handle.pub.alloc = Arena::alloc;
-  handle.pub.free = Arena::free;
-  const Kernels kernels = Kernels::lanczos(50);
-  const Bytes plane = padded(randomImage(16, 16, 15));
-  // Two requests for the positions and taps of luma, two for those of chroma.
-  for (int n = 0; n <= 4; ++n) {
-    Destination luma(24, 24);
-    Destination u(12, 12);
-    Destination v(12, 12);
-    Arena::used = 0;
-    const HeapFaults faults(n);
-    const int result =
-        ShiftInvariantIntepolation1Frame(plane.data(), plane.data(), plane.data(), luma.data(),
-                                         u.data(), v.data(), 4, 0, 16, 16, 24, 24, 0, 0, 15, 15);
-    EXPECT_EQ(result, n < 4 ? SR_RET_ALLOC_FAILED : 0) << n;
-    EXPECT_EQ(luma.untouched() && u.untouched() && v.untouched(), n < 4) << n;
   }
 }
 

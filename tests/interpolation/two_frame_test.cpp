@@ -1,18 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "interpolation/destination.h"
 #include "interpolation/handle.h"
 #include "interpolation/reference.h"
-#include "support/heap_faults.h"
-#include "support/log_capture.h"
 #include "support/random.h"
 #include "velmora_sr/interpolation.h"
-#include "velmora_sr/kernel_tables.h"
 
 namespace {
 
@@ -146,27 +141,6 @@ TEST(TwoFrame, BandsNeedNoOrderAndNoPlan) {
   }
 }
 
-struct Outcome {
-  int result;
-  bool wrote;
-  std::vector<std::string> log;
-};
-
-Outcome fuseSmall(int inW, bool withMap = true) {
-  const Bytes y = padded(randomImage(16, 16, 32));
-  const Bytes uv = padded(randomImage(8, 8, 33));
-  const Maps maps = mapsOf(16, 16, Field::identity);
-  Destination yOut(22, 22, 22);
-  Destination uOut(11, 11);
-  Destination vOut(11, 11);
-  LogCapture log;
-  const int result = ShiftInvariantIntepolation2Frame(
-      y.data(), uv.data(), uv.data(), y.data(), nullptr, nullptr, yOut.data(), uOut.data(),
-      vOut.data(), 4, 0, inW, 16, 22, 22, 0.f, maps.x.data(), withMap ? maps.y.data() : nullptr, 0,
-      0, 15, 15);
-  return {result, !(yOut.untouched() && uOut.untouched() && vOut.untouched()), log.takeTexts()};
-}
-
 TEST(TwoFrame, TakesChromaFromTheFirstFrame) {
   Handle handle;
   const Kernels kernels = Kernels::lanczos(50);
@@ -187,45 +161,6 @@ TEST(TwoFrame, TakesChromaFromTheFirstFrame) {
   EXPECT_EQ(yOut.packed(), fused(y1, y2, maps, kernels, {3, 26, 53}, {1, 17, 41}));
   EXPECT_EQ(uOut.packed(), interpolated(u, kernels.plain, {1, 13, 26}, {0, 8, 20}));
   EXPECT_EQ(vOut.packed(), interpolated(v, kernels.plain, {1, 13, 26}, {0, 8, 20}));
-  EXPECT_EQ(Handle::leftovers(), "");
-}
-
-TEST(TwoFrame, WritesNothingWhereItCannotFinish) {
-  Handle handle;
-  const auto line = [](const char* text) {
-    return std::vector<std::string>{std::string("NB7UO_ZELK: ShiftInvariantIntepolation2Frame: ") +
-                                    text + "\n"};
-  };
-  Outcome outcome = fuseSmall(16);
-  EXPECT_EQ(outcome.result, SR_RET_LOAD_CONFIG_FAILED);
-  EXPECT_FALSE(outcome.wrote);
-  EXPECT_EQ(outcome.log, line("load config file failed."));
-  const Kernels kernels = Kernels::lanczos(50);
-  for (const bool emptyFrame : {false, true}) {
-    outcome = emptyFrame ? fuseSmall(0) : fuseSmall(16, false);
-    EXPECT_EQ(outcome.result, SR_RET_PARAMS_OUT_OF_RANGE);
-    EXPECT_FALSE(outcome.wrote);
-    EXPECT_EQ(outcome.log, line("params out of range."));
-  }
-  for (int n = 0; n < 2; ++n) {
-    TestAllocator::failRequest(n);
-    outcome = fuseSmall(16);
-    EXPECT_EQ(outcome.result, SR_RET_ALLOC_FAILED);
-    EXPECT_FALSE(outcome.wrote);
-    EXPECT_EQ(outcome.log, line("alloc memory failed."));
-  }
-  EXPECT_TRUE(fuseSmall(16).wrote);
-  {
-    const Bytes y = padded(randomImage(16, 16, 32));
-    const Maps maps = mapsOf(16, 16, Field::identity);
-    Destination out(22, 22, 22);
-    const HeapFaults faults(0);
-    EXPECT_EQ(ShiftInvariantIntepolationHighPerformanceFastY2FrameLUTFix(
-                  y.data(), y.data(), out.data(), 4, 0, 16, 16, 22, 22, 0.f, maps.x.data(),
-                  maps.y.data(), 0, 0, 15, 15),
-              SR_RET_ALLOC_FAILED);
-    EXPECT_TRUE(out.untouched());
-  }
   EXPECT_EQ(Handle::leftovers(), "");
 }
 
