@@ -159,7 +159,7 @@ TEST(StatHistogram, CountsEveryStepThSample) {
     std::vector<uint32_t> hist(256, 7), expected(256, 7);  // not cleared
     for (int64_t y = 0; y < 6; y += yStep) {
       for (int64_t x = 0; x < 8; x += xStep)
-        ++expected[plane[y * 10 + x]];
+        ++expected[plane[static_cast<std::size_t>(y * 10 + x)]];
     }
     StatHistogram(plane.data(), 8, 6, 10, hist.data(), xStep, yStep);
     EXPECT_EQ(hist, expected) << xStep << ", " << yStep;

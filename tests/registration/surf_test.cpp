@@ -55,7 +55,8 @@ std::vector<int32_t> plainDescriptor(const Picture& picture, const ST_KEYPOINT& 
       sum += picture.at(static_cast<int32_t>(std::clamp<int64_t>(y, 0, picture.height - 1)),
                         static_cast<int32_t>(std::clamp<int64_t>(x, 0, picture.width - 1)));
     }
-    patch[at] = static_cast<int32_t>((sum * (65536 / (s * s)) + 32768) / 65536 % 256);
+    patch[static_cast<std::size_t>(at)] =
+        static_cast<int32_t>((sum * (65536 / (s * s)) + 32768) / 65536 % 256);
   }
   std::array<int32_t, 64> sums = {};
   for (int32_t k = 0; k < 400; ++k) {
