@@ -168,32 +168,6 @@ Frame deghostedBy(Handle& handle, const Frame& guide, const Frame& first, const 
   return {first.w, first.h, Bytes(buffer.begin() + kCanary, buffer.end() - kCanary)};
 }
 
-Maps shifted(int w, int h, int dx, int dy) {
-  Maps maps;
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      maps.x.push_back(x * 65536 + dx);
-      maps.y.push_back(y * 65536 + dy);
-    }
-  }
-  return maps;
-}
-
-Maps scattered(int w, int h, bool wild) {
-  Random random(41);
-  Maps maps;
-  constexpr int64_t kMin = std::numeric_limits<int32_t>::min();
-  constexpr int64_t kMax = std::numeric_limits<int32_t>::max();
-  for (int i = 0; i < w * h; ++i) {
-    maps.x.push_back(
-        static_cast<int32_t>(wild ? random.range(0, 1) == 0 ? kMin : kMax
-                                  : random.range(-int64_t{6} << 16, int64_t{w + 3} << 16)));
-    maps.y.push_back(static_cast<int32_t>(
-        wild ? random.range(kMin, kMax) : random.range(-int64_t{6} << 16, int64_t{h + 3} << 16)));
-  }
-  return maps;
-}
-
 TEST(DeGhost, EqualsThePlainComputation) {
   Handle handle;
   const RunningPool pool;
@@ -206,9 +180,8 @@ TEST(DeGhost, EqualsThePlainComputation) {
     const Frame first = frameOf(w, h, 42);
     const Frame similar = near(first, 9, 43);
     const Frame other = frameOf(w, h, 44);
-    const Maps fields[] = {shifted(w, h, 0, 0), shifted(w, h, 2 * 65536 + 40000, -70000),
-                           shifted(w, h, -65537, 65535), scattered(w, h, false),
-                           scattered(w, h, true)};
+    const Maps fields[] = {shiftedMaps(w, h, 0, 0), shiftedMaps(w, h, 2 * 65536 + 40000, -70000),
+                           shiftedMaps(w, h, -65537, 65535), scatteredMaps(w, h), wildMaps(w, h)};
     for (const auto& [low, high] : {std::pair{1, 5}, {1, 15}, {20, 60}, {0, 255}, {9, 4}, {0, 0}}) {
       const auto weights = plainWeights(low, high);
       for (const Maps& maps : fields) {
@@ -232,7 +205,7 @@ TEST(DeGhost, ReplacesWhatDiffersFromTheGuideAndKeepsTheRest) {
   for (const auto& [value, expected] :
        {std::pair{100, 100}, {101, 101}, {99, 99}, {105, 99}, {0, 99}, {255, 99}, {103, 101}}) {
     const Frame first = {w, h, Bytes(guide.data.size(), static_cast<uint8_t>(value))};
-    Frame result = deghostedBy(handle, guide, first, shifted(w, h, 0, 0), 1, 5);
+    Frame result = deghostedBy(handle, guide, first, shiftedMaps(w, h, 0, 0), 1, 5);
     EXPECT_EQ(result.luma(7, 9), expected) << value;
     // Chroma is not interpolated: a replaced pair is the guide's.
     const int chroma = std::abs(value - 100) >= 5 ? 100 : value == 103 ? 102 : value;
@@ -249,7 +222,7 @@ TEST(DeGhost, BandsReachNoFurtherThanTheirRows) {
   const int h = 14;
   const Frame guide = frameOf(w, h, 46);
   const Frame first = frameOf(w, h, 47);
-  const Maps maps = shifted(w, h, 30000, 50000);
+  const Maps maps = shiftedMaps(w, h, 30000, 50000);
   const auto weights = weightsOf(0, 0);
   Frame partly = first;
   Bytes scratch(static_cast<std::size_t>(2 * (w / 2) * (h / 2)), 0x5C);
@@ -274,7 +247,7 @@ TEST(DeGhost, LeavesTheFramesAloneWhereItCannotWork) {
   Handle handle;
   const Frame guide = frameOf(20, 10, 50);
   const Frame first = frameOf(20, 10, 51);
-  const Maps maps = shifted(20, 10, 0, 0);
+  const Maps maps = shiftedMaps(20, 10, 0, 0);
   LogCapture log;
   TestAllocator::failRequest(0);
   EXPECT_EQ(deghostedBy(handle, guide, first, maps, 0, 0).data, first.data);

@@ -39,12 +39,7 @@ struct DriverCall {
   /// Adds a second frame that lies (dx, dy) from the first, 16.16.
   void addSecondFrame(int32_t dx, int32_t dy) {
     secondFrame = Random(98).bytes(frameSize(w, h));
-    for (int y = 0; y < h; ++y) {
-      for (int x = 0; x < w; ++x) {
-        maps.x.push_back(x * 65536 + dx);
-        maps.y.push_back(y * 65536 + dy);
-      }
-    }
+    maps = shiftedMaps(w, h, dx, dy);
   }
 
   /// Calls the driver on a handle of its own and checks that all blocks came back.

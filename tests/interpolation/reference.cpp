@@ -157,6 +157,37 @@ Bytes interpolated(const Image& image, const Rows& table, Span columns, Span row
   return out;
 }
 
+Maps shiftedMaps(int w, int h, int dx, int dy) {
+  Maps maps;
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      maps.x.push_back(x * 65536 + dx);
+      maps.y.push_back(y * 65536 + dy);
+    }
+  }
+  return maps;
+}
+
+Maps scatteredMaps(int w, int h) {
+  Random random(21);
+  Maps maps;
+  for (int i = 0; i < w * h; ++i) {
+    maps.x.push_back(static_cast<int32_t>(random.range(-6 << 16, (w + 6) << 16)));
+    maps.y.push_back(static_cast<int32_t>(random.range(-6 << 16, (h + 6) << 16)));
+  }
+  return maps;
+}
+
+Maps wildMaps(int w, int h) {
+  Random random(22);
+  Maps maps;
+  for (int i = 0; i < w * h; ++i) {
+    maps.x.push_back(random.range(0, 1) == 0 ? INT32_MAX : INT32_MIN);
+    maps.y.push_back(static_cast<int32_t>(random.range(INT32_MIN, INT32_MAX)));
+  }
+  return maps;
+}
+
 Bytes fused(const Image& first, const Image& second, const Maps& maps, const Kernels& kernels,
             Span columns, Span rows) {
   const int64_t phases = kernels.phases;

@@ -63,6 +63,12 @@ struct Maps {
   std::vector<int32_t> x, y;
 };
 
+/// Positions (dx, dy) beside their own, 16.16.
+Maps shiftedMaps(int w, int h, int dx, int dy);
+/// Positions anywhere in and around a frame, or any values.
+Maps scatteredMaps(int w, int h);
+Maps wildMaps(int w, int h);
+
 /// Two-frame luma.
 Bytes fused(const Image& first, const Image& second, const Maps& maps, const Kernels& kernels,
             Span columns, Span rows);

@@ -1,56 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <vector>
 
 #include "interpolation/destination.h"
 #include "interpolation/handle.h"
 #include "interpolation/reference.h"
-#include "support/random.h"
 #include "velmora_sr/interpolation.h"
 
 namespace {
 
 using namespace velmora::test;
-
-enum class Field { identity, shifted, scattered, outside, wild };
-
-/// Position maps of a w x h frame.
-Maps mapsOf(int w, int h, Field field) {
-  Random random(21);
-  Maps maps;
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      int64_t px = int64_t{x} << 16;
-      int64_t py = int64_t{y} << 16;
-      switch (field) {
-        case Field::identity:
-          break;
-        case Field::shifted:  // leaves the frame on two sides
-          px += 3 * 65536 + 12345;
-          py -= 2 * 65536 + 54321;
-          break;
-        case Field::scattered:  // about half of it outside, on all sides
-          px = random.range(-(int64_t{w} << 15), int64_t{w} << 17);
-          py = random.range(-(int64_t{h} << 15), int64_t{h} << 17);
-          break;
-        case Field::outside:
-          px = random.range(0, 1) == 0 ? -65536 : int64_t{w} << 16;
-          py = random.range(0, 1) == 0 ? -65536 : int64_t{h} << 16;
-          break;
-        case Field::wild:
-          px = random.range(0, 1) == 0 ? std::numeric_limits<int32_t>::max()
-                                       : std::numeric_limits<int32_t>::min();
-          py = random.range(std::numeric_limits<int32_t>::min(),
-                            std::numeric_limits<int32_t>::max());
-          break;
-      }
-      maps.x.push_back(static_cast<int32_t>(px));
-      maps.y.push_back(static_cast<int32_t>(py));
-    }
-  }
-  return maps;
-}
 
 Bytes fusedBy(const Image& first, const Image& second, const Maps& maps, Span columns, Span rows) {
   Destination destination(columns.out, rows.out, columns.out);
@@ -79,13 +38,18 @@ TEST(TwoFrame, EqualsThePlainComputation) {
       for (const auto& c : cases) {
         const Image first = randomImage(c.w, c.h, 23);
         const Image second = randomImage(c.w, c.h, 24);
-        for (const Field field :
-             {Field::identity, Field::shifted, Field::scattered, Field::outside, Field::wild}) {
-          const Maps maps = mapsOf(c.w, c.h, field);
+        // In place; leaving the frame on two sides; just outside; anywhere; any values.
+        const Maps fields[] = {shiftedMaps(c.w, c.h, 0, 0),
+                               shiftedMaps(c.w, c.h, 3 * 65536 + 12345, -2 * 65536 - 54321),
+                               shiftedMaps(c.w, c.h, c.w << 16, 0),
+                               shiftedMaps(c.w, c.h, 0, -(c.h << 16)),
+                               scatteredMaps(c.w, c.h),
+                               wildMaps(c.w, c.h)};
+        for (const Maps& maps : fields) {
           ASSERT_EQ(fusedBy(first, second, maps, c.columns, c.rows),
                     fused(first, second, maps, kernels, c.columns, c.rows))
               << c.w << "x" << c.h << " phases " << phases << " extreme " << extreme << " field "
-              << static_cast<int>(field);
+              << &maps - fields;
         }
       }
     }
@@ -97,8 +61,7 @@ TEST(TwoFrame, AWeightOfZeroGivesZero) {
   for (auto& row : kernels.sharp2D)
     row[16] = 0;
   const Image image = randomImage(9, 9, 29);
-  EXPECT_EQ(fusedBy(image, image, mapsOf(9, 9, Field::identity), {0, 8, 9}, {0, 8, 9}),
-            Bytes(81, 0));
+  EXPECT_EQ(fusedBy(image, image, shiftedMaps(9, 9, 0, 0), {0, 8, 9}, {0, 8, 9}), Bytes(81, 0));
 }
 
 TEST(TwoFrame, HalvesNegativeWeightsDownwards) {
@@ -106,7 +69,7 @@ TEST(TwoFrame, HalvesNegativeWeightsDownwards) {
   kernels.sharp2D[0] = {0, 0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3};
   const Image image = {5, 1, {0, 1, 2, 3, 254}};
   // (-x - 2) / -3, the half of -3 being -2.
-  EXPECT_EQ(fusedBy(image, image, mapsOf(5, 1, Field::outside), {0, 4, 5}, {0, 0, 1}),
+  EXPECT_EQ(fusedBy(image, image, shiftedMaps(5, 1, 5 << 16, 0), {0, 4, 5}, {0, 0, 1}),
             (Bytes{0, 1, 1, 1, 85}));
 }
 
@@ -114,7 +77,7 @@ TEST(TwoFrame, BandsNeedNoOrderAndNoPlan) {
   const Kernels kernels = Kernels::lanczos(50);
   const Image first = randomImage(29, 21, 30);
   const Image second = randomImage(29, 21, 31);
-  const Maps maps = mapsOf(29, 21, Field::shifted);
+  const Maps maps = shiftedMaps(29, 21, 3 * 65536 + 12345, -2 * 65536 - 54321);
   const Bytes plane1 = padded(first);
   const Bytes plane2 = padded(second);
   for (const int outH : {1, 3, 46}) {
@@ -148,7 +111,7 @@ TEST(TwoFrame, TakesChromaFromTheFirstFrame) {
   const Image y2 = randomImage(27, 19, 35);
   const Image u = randomImage(13, 9, 36);
   const Image v = randomImage(13, 9, 37);
-  const Maps maps = mapsOf(27, 19, Field::shifted);
+  const Maps maps = shiftedMaps(27, 19, 3 * 65536 + 12345, -2 * 65536 - 54321);
   Destination yOut(53, 41, 53);
   Destination uOut(26, 20);
   Destination vOut(26, 20);
