@@ -33,7 +33,7 @@ constexpr Way kWays[] = {{"SRInterpolation_Single", SRInterpolation_Single, fals
                          {"SRInterpolation", SRInterpolation, false, true}};
 
 TEST(Drivers, TakeTheirBlocksInOrderAndReturnThemWhenOneIsMissing) {
-  const Kernels kernels = Kernels::lanczos(50);
+  const Kernels kernels = Kernels::lanczos(5);
   const std::vector<uint32_t> oneFrame = {124 * 114, 64 * 59,       64 * 59,      100 * 75,
                                           100 * 75,  200 * 114 * 2, 100 * 59 * 2, 100 * 59 * 2};
   const std::vector<uint32_t> twoFrames = {124 * 114,    64 * 59,     64 * 59,  124 * 114,
@@ -64,7 +64,7 @@ TEST(Drivers, TakeTheirBlocksInOrderAndReturnThemWhenOneIsMissing) {
 }
 
 TEST(Drivers, RefuseFormatsThatTheyDoNotKnow) {
-  const Kernels kernels = Kernels::lanczos(50);
+  const Kernels kernels = Kernels::lanczos(5);
   for (const Way& way : kWays) {
     const bool knowsPlanes = way.driver == SRInterpolation_Single;
     for (const int format : {0, 1, 3, 6, -4}) {
@@ -107,7 +107,7 @@ TEST(Drivers, RefuseWhatTheyCannotRead) {
     EXPECT_TRUE(withoutTables.untouched());
     EXPECT_EQ(withoutTables.log, way.error("load config file failed."));
 
-    const Kernels kernels = Kernels::lanczos(50);
+    const Kernels kernels = Kernels::lanczos(5);
     for (const auto& c : cases) {
       if (c.onlyWhenFusing && !way.fuses) continue;
       SCOPED_TRACE(testing::Message() << way.name << ", case " << &c - cases);

@@ -115,7 +115,7 @@ TEST_P(PlaneFunctionFailures, WithoutKernelTables) {
     expectRefused({}, SR_RET_LOAD_CONFIG_FAILED, "load config file failed.");
   };
   expectNoTables();
-  const Kernels kernels = Kernels::lanczos(50);
+  const Kernels kernels = Kernels::lanczos(5);
   expectSuccess();
   for (const int phases : {0, 1025}) {
     G_QUANTIZATION = phases;
@@ -124,7 +124,7 @@ TEST_P(PlaneFunctionFailures, WithoutKernelTables) {
 }
 
 TEST_P(PlaneFunctionFailures, WithArgumentsOutOfRange) {
-  const Kernels kernels = Kernels::lanczos(50);
+  const Kernels kernels = Kernels::lanczos(5);
   for (const Arguments& arguments :
        {Arguments{3, 16, 24}, Arguments{-4, 16, 24}, Arguments{4, -1, 24}, Arguments{4, 16, -24},
         Arguments{4, 16, 24, false}, Arguments{4, 2147483647, 24}}) {
@@ -137,7 +137,7 @@ TEST_P(PlaneFunctionFailures, WithArgumentsOutOfRange) {
 }
 
 TEST_P(PlaneFunctionFailures, WithoutABlockOfTheAllocator) {
-  const Kernels kernels = Kernels::lanczos(50);
+  const Kernels kernels = Kernels::lanczos(5);
   expectSuccess();
   EXPECT_EQ(TestAllocator::requests(), GetParam().requests);
   for (int n = 0; n < static_cast<int>(GetParam().requests.size()); ++n) {
@@ -161,7 +161,7 @@ struct Arena {
 TEST_P(PlaneFunctionFailures, WithoutMemoryForTheColumns) {
   handle_.pub.alloc = Arena::alloc;
   handle_.pub.free = Arena::free;
-  const Kernels kernels = Kernels::lanczos(50);
+  const Kernels kernels = Kernels::lanczos(5);
   for (int n = 0; n <= GetParam().heapRequests; ++n) {
     const bool enough = n == GetParam().heapRequests;
     Planes planes;
