@@ -177,9 +177,8 @@ TEST(RegisteredPair, TranscriptAndRegionOfBothScenes) {
 
 TEST(RegisteredPair, OutputShowsTheFirstFrame) {
   for (const auto& [x, y] : {std::pair{0, 0}, std::pair{12, -8}}) {
-    const Session session(kWidth, kHeight, 1);
     PairCall call(frameAt(0, 0), frameAt(x, y));
-    EXPECT_EQ(call.run(session), 0);
+    EXPECT_EQ(call.run(Session(kWidth, kHeight, 1)), 0);
     EXPECT_EQ(call.second, frameAt(x, y)) << "the second frame is never changed";
     const std::vector<uint8_t> alone = enlargedAlone(frameAt(0, 0), call.reportedRegion());
     const std::size_t luma = kOutWidth * kOutHeight;
