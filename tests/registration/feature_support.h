@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "support/random.h"
@@ -109,14 +108,6 @@ struct Integral {
     record = {picture.width + 1, picture.height + 1, sums.data()};
   }
 };
-
-/// The items [first, end) of `count` that a slot of the pool works on: a quarter each, rounded
-/// down, and what remains for slot 15.
-inline std::pair<int32_t, int32_t> shareOf(int32_t slot, int32_t count) {
-  if (slot < 12 || slot > 15) return {0, 0};
-  const int32_t first = (slot - 12) * (count / 4);
-  return {first, slot == 15 ? count : first + count / 4};
-}
 
 inline tagSURFParams surfParams(float threshold = 280.0f, int32_t octaves = 1, int32_t layers = 2) {
   return {threshold, 0.45f, octaves, layers, {kDescriptorLength, 1, 0, 20}};
