@@ -18,7 +18,7 @@ constexpr std::size_t kMaxDocument = 16u << 20;
 constexpr std::size_t kGuessWindow = 200;
 
 /// The one thing in a document instead of the document.
-XMLNode unwrap(XMLNode top) {
+XMLNode unwrap(const XMLNode& top) {
   const bool alone = top.nChildNode() == 1 && top.nElement() == 1;
   return alone ? top.getChildNode(0) : top;
 }

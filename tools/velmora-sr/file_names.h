@@ -22,7 +22,7 @@ std::optional<DumpName> parseDumpName(std::string_view path);
 std::optional<FileFormat> formatByExtension(std::string_view path);
 
 /// By the names that options take: the extensions, and "jpeg".
-std::optional<FileFormat> formatByName(std::string_view name);
+std::optional<FileFormat> formatByName(std::string_view wanted);
 
 /// True for names that end in ".yuv" in any case.
 bool hasYuvExtension(std::string_view path);

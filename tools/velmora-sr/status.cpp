@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -43,7 +44,7 @@ void Status::progress(long done, std::optional<long> total) {
   if (total) text += " of " + std::to_string(*total);
   text += format(", %.1f frames/s", rate);
   if (total && done > 0) {
-    const long left = static_cast<long>(static_cast<double>(*total - done) / rate + 0.5);
+    const long left = std::lround(static_cast<double>(*total - done) / rate);
     text += format(", %ld:%02ld left", left / 60, left % 60);
   }
   if (terminal) {

@@ -8,7 +8,8 @@
 #include "kernels/interpolation_kernels.h"
 
 namespace velmora {
-namespace {
+namespace {  // NOLINT(cert-dcl59-cpp)
+// NOLINTBEGIN(misc-definitions-in-headers)
 
 /// Column j of a block of rows with its source samples clamped to their row.
 [[maybe_unused]] void filterOne(const FilterBlock& block, const ColumnPlan& plan, int32_t j) {
@@ -46,6 +47,7 @@ struct Span {
                           static_cast<uint32_t>(static_cast<uint16_t>(taps[1])) << 16);
 }
 
+// NOLINTEND(misc-definitions-in-headers)
 }  // namespace
 }  // namespace velmora
 

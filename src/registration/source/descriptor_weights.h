@@ -32,8 +32,10 @@ inline constexpr std::array<int32_t, kHaarSide* kHaarSide> kDescriptorWeights = 
   std::array<int32_t, kHaarSide * kHaarSide> weights{};
   for (int32_t i = 0; i < kHaarSide; ++i) {
     for (int32_t j = 0; j < kHaarSide; ++j) {
+      const double weight = row[i] * row[j] / (sum * sum) * 16777216.0;
+      // Positive, and a constant, which std::lround cannot make.
       weights[i * kHaarSide + j] =
-          static_cast<int32_t>(row[i] * row[j] / (sum * sum) * 16777216.0 + 0.5);
+          static_cast<int32_t>(weight + 0.5);  // NOLINT(bugprone-incorrect-roundings)
     }
   }
   return weights;

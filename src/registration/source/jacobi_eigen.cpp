@@ -50,7 +50,7 @@ class JacobiIteration {
     return true;
   }
 
-  EigenSystem sorted() && {
+  EigenSystem sorted() {
     for (std::size_t i = 0; i + 1 < kN; ++i) {
       std::size_t top = i;
       for (std::size_t j = i + 1; j < kN; ++j) {
@@ -119,7 +119,7 @@ EigenSystem jacobiEigen(EigenMatrix matrix, int32_t maxRotations) {
   JacobiIteration iteration(matrix);
   for (int32_t i = 0; i < maxRotations && iteration.rotateLargest(); ++i) {
   }
-  return std::move(iteration).sorted();
+  return iteration.sorted();
 }
 
 }  // namespace velmora

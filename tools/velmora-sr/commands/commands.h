@@ -29,7 +29,7 @@ void addInfo(CLI::App& app);
 std::string versionText();
 
 /// Takes the kernel set that --cpu names; throws UsageError for one that this machine has not.
-void chooseKernelSet(const std::string& name);
+void chooseKernelSet(const std::string& wanted);
 
 }  // namespace velmora::tool
 

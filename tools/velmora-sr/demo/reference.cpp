@@ -32,7 +32,7 @@ std::vector<Weights> bicubicWeights(int from, int to) {
     Weights& target = result[static_cast<std::size_t>(i)];
     target.first = std::max(base - 1, 0);
     const int last = std::min(base + 2, from - 1);
-    target.weights.assign(static_cast<std::size_t>(last - target.first + 1), 0);
+    target.weights.assign(static_cast<std::size_t>(last - target.first) + 1, 0);
     for (int k = 0; k < 4; ++k) {
       const int j = std::clamp(base - 1 + k, 0, from - 1);
       target.weights[static_cast<std::size_t>(j - target.first)] +=

@@ -45,8 +45,8 @@ std::optional<double> blockNoise(const Plane& plane, int left, int top) {
     }
   }
   // Whole numbers: the share of the middle value that lies below the median keeps the scale fine.
-  const auto middle = values.begin() + values.size() / 2;
-  std::nth_element(values.begin(), middle, values.end());
+  int* const middle = values.data() + values.size() / 2;
+  std::nth_element(values.data(), middle, values.data() + values.size());
   const int median = *middle;
   const auto below = std::count_if(values.begin(), values.end(), [&](int v) { return v < median; });
   const auto equal = std::count(values.begin(), values.end(), median);
@@ -58,7 +58,9 @@ std::optional<double> blockNoise(const Plane& plane, int left, int top) {
 }  // namespace
 
 double noiseOf(const Plane& plane) {
-  const double all = double(plane.size.width / kBlock) * double(plane.size.height / kBlock);
+  const int across = plane.size.width / kBlock;
+  const int down = plane.size.height / kBlock;
+  const double all = double(across) * double(down);
   const int step =
       kBlock * std::max(static_cast<int>(std::ceil(std::sqrt(all / kEnoughBlocks))), 1);
   std::vector<double> blocks;

@@ -32,7 +32,7 @@ const char* orNull(const std::string& path) {
 void requireConfiguration(const std::string& path) {
   const auto bytes = readFile(path, kMaxConfigurationBytes);
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (text.find("<") == std::string_view::npos) {
+  if (text.find('<') == std::string_view::npos) {
     throw Failure("--config: " + path + " is no XML configuration file (see zelk.xml)");
   }
 }
@@ -48,7 +48,7 @@ void requireKernels(const std::string& path) {
                   " is no kernel file: it should begin with a count of 1 to " +
                   std::to_string(kMaxPhases) + " phases");
   }
-  const uint64_t count = static_cast<uint64_t>(phases);
+  const auto count = static_cast<uint64_t>(phases);
   const uint64_t wanted = 4 + count * count * 34 + 2 * count * 8;
   if (source.length() && *source.length() != wanted) {
     throw Failure("--kernel: " + path + " has " + std::to_string(*source.length()) +

@@ -250,7 +250,7 @@ void reducePatch(const uint8_t* window, std::ptrdiff_t stride, int32_t spacing, 
     for (int32_t x = 0; x < kPatchSide; ++x) {
       uint32_t sum = 0;
       for (int32_t i = 0; i < spacing; ++i)
-        sum += *column++;
+        sum += *column++;  // NOLINT(clang-analyzer-core.uninitialized.Assign): vectors wrote them
       *patch++ = static_cast<uint8_t>((sum * reciprocal + 32768) >> 16);
     }
   }
