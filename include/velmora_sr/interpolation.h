@@ -24,12 +24,6 @@
 #include "velmora_sr/export.h"
 #include "velmora_sr/records.h"
 
-namespace velmora {
-struct ColumnPlan;
-struct FusionColumns;
-struct StripWork;
-}  // namespace velmora
-
 // --- One frame ---
 
 /// Resamples one padded planar 4:2:0 image onto the output grid: luma with the sharp 1D table, then
@@ -71,10 +65,8 @@ struct SR_LumaInterpolationBands {
   int32_t pad;            ///< kernel size; the border is pad / 2
   int32_t inW, inH, outW, outH;
   int32_t x0, y0, x1, y1;
-  int16_t* intermediate;               ///< (inH + pad) rows of outW: row r is padded row r filtered
-  int32_t destinationPitch;            ///< bytes from row to row; 0: outW rounded up to 8
-  const velmora::ColumnPlan* columns;  ///< null: the horizontal pass computes its own
-  const velmora::StripWork* strips = nullptr;  ///< null: each pass goes over its whole band
+  int16_t* intermediate;     ///< (inH + pad) rows of outW: row r is padded row r filtered
+  int32_t destinationPitch;  ///< bytes from row to row; 0: outW rounded up to 8
 };
 
 /// The same for both chroma planes, all sizes and positions being those of the chroma planes.
@@ -89,8 +81,6 @@ struct SR_ChromaInterpolationBands {
   int16_t* uIntermediate;
   int16_t* vIntermediate;
   int32_t destinationPitch;
-  const velmora::ColumnPlan* columns;
-  const velmora::StripWork* strips = nullptr;
 };
 
 /// One band of a pass: horizontal (H) from the source into the intermediate plane, vertical (V)
@@ -99,8 +89,9 @@ struct SR_ChromaInterpolationBands {
 ///                the plane functions above have it; shared by the four bands and only read
 ///   threadIndex  12 (the caller's band, with the remainder rows, at the top) or the slot, 13..15;
 ///                any other index does nothing
-/// Jobs for the thread pool; the bands of one pass write disjoint rows and may run at once. Without
-/// kernel tables they do nothing.
+/// Jobs for the thread pool; the bands of one pass write disjoint rows and may run at once. Each
+/// works out the columns of the plane for itself, in scratch from the C heap. Without kernel tables
+/// they do nothing; a band that gets no scratch logs an error and writes nothing.
 VELMORA_API void InterPolationY1Frame_H_ThreadFunc(void* bands, int32_t threadIndex);
 VELMORA_API void InterPolationY1Frame_V_ThreadFunc(void* bands, int32_t threadIndex);
 VELMORA_API void InterPolationUV1Frame_H_ThreadFunc(void* bands, int32_t threadIndex);
@@ -149,14 +140,13 @@ struct SR_FusionBands {
   const int32_t* mapY;
   int32_t taps;  ///< kernel size; the border is taps / 2
   int32_t x0, y0, x1, y1;
-  const velmora::FusionColumns* columns;  ///< null: each band computes its own
 };
 
 /// One band of output rows.
 ///   bands        an SR_FusionBands, valid as the plane function has it; only read
 ///   threadIndex  12 (the caller's band, with the remainder rows, at the top) or the slot, 13..15;
 ///                any other index does nothing
-/// A job for the thread pool; the bands write disjoint rows. Without kernel tables it does nothing.
+/// A job for the thread pool like those of the one-frame passes: the bands write disjoint rows.
 VELMORA_API void InterPolationY_ThreadFunc(void* bands, int32_t threadIndex);
 
 // --- Drivers ---

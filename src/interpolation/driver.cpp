@@ -36,8 +36,8 @@ int32_t enlargeFirstFrame(const ReconstructionJob& job) {
       job.in.format != VELMORA_SR_FORMAT_PLANAR) {
     return kUnsupportedFormat;
   }
-  LumaInterpolation luma;
-  ChromaInterpolation chroma;
+  SeparableInterpolation luma(SeparableInterpolation::Planes::luma);
+  SeparableInterpolation chroma(SeparableInterpolation::Planes::chroma);
   auto prepared = luma.prepare(job.geometry(), job.allocator);
   if (prepared == SR_RET_SUCCEED) {
     prepared = chroma.prepare(job.geometry().halved(), job.allocator);
@@ -45,14 +45,14 @@ int32_t enlargeFirstFrame(const ReconstructionJob& job) {
   if (prepared != SR_RET_SUCCEED) return prepared;
 
   // The output frame is packed whatever its width: its luma needs no copy of a rounded-up pitch.
-  luma.run(planes.y.data(), job.output, job.out.width,
+  luma.run({planes.y.data()}, {job.output}, job.out.width,
            {.rows = job.firstFrame, .padded = {planes.y.data()}});
   uint8_t* const outputPairs = job.output + job.out.lumaSize();
   const bool planar = job.in.format == VELMORA_SR_FORMAT_PLANAR;
   const bool hasPairs = !planar && job.in.chromaSize() != 0;
   if (!hasPairs) loadPlanarChroma(job.in, job.firstFrame, planes, job.border());
   // Which of U and V comes first makes no difference here: what comes in first goes out first.
-  chroma.run(planes.u.data(), planes.v.data(), outputChroma.u.data(), outputChroma.v.data(),
+  chroma.run({planes.u.data(), planes.v.data()}, {outputChroma.u.data(), outputChroma.v.data()},
              job.out.chromaWidth(),
              {.rows = hasPairs ? job.firstFrame + job.in.lumaSize() : nullptr,
               .padded = {planes.u.data(), planes.v.data()},

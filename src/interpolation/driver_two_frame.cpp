@@ -26,7 +26,7 @@ Velmora_SR_ESR_RET fuseFrames(const ReconstructionJob& job, const SecondFrame& s
     return SR_RET_ALLOC_FAILED;
   }
   LumaFusion luma;
-  ChromaInterpolation chroma;
+  SeparableInterpolation chroma(SeparableInterpolation::Planes::chroma);
   auto prepared = luma.prepare(job.geometry());
   if (prepared == SR_RET_SUCCEED) {
     prepared = chroma.prepare(job.geometry().halved(), job.allocator);
@@ -34,8 +34,8 @@ Velmora_SR_ESR_RET fuseFrames(const ReconstructionJob& job, const SecondFrame& s
   if (prepared != SR_RET_SUCCEED) return prepared;
 
   loadFrames(job.in, {job.firstFrame, planes1, second.frame, planes2}, job.border());
-  luma.run(planes1.y.data(), planes2.y.data(), job.output, second.mapX, second.mapY);
-  chroma.run(planes1.u.data(), planes1.v.data(), outputChroma.u.data(), outputChroma.v.data(),
+  luma.run({planes1.y.data(), planes2.y.data(), job.output, second.mapX, second.mapY});
+  chroma.run({planes1.u.data(), planes1.v.data()}, {outputChroma.u.data(), outputChroma.v.data()},
              job.out.chromaWidth());
   storeChromaPairs(job.out, outputChroma, job.output);
   return SR_RET_SUCCEED;

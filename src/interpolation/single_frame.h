@@ -4,40 +4,40 @@
 #ifndef VELMORA_SRC_INTERPOLATION_SINGLE_FRAME_H
 #define VELMORA_SRC_INTERPOLATION_SINGLE_FRAME_H
 
+#include <array>
+
 #include "interpolation/allocation.h"
 #include "interpolation/column_plan.h"
 #include "interpolation/separable_passes.h"
 
 namespace velmora {
 
-class LumaInterpolation {
+/// Planes that take the two passes together: luma is one, with the sharp table, chroma two, with
+/// the plain one.
+class SeparableInterpolation {
  public:
-  /// Takes the column plan and the intermediate plane. SR_RET_SUCCEED, SR_RET_LOAD_CONFIG_FAILED
-  /// (no kernel tables), SR_RET_PARAMS_OUT_OF_RANGE (geometry) or SR_RET_ALLOC_FAILED.
+  enum class Planes { luma = 1, chroma = 2 };
+
+  explicit SeparableInterpolation(Planes planes) : planes_(planes) {}
+
+  /// Takes the intermediate planes and the column plan. The geometry is that of the planes
+  /// themselves. SR_RET_SUCCEED, SR_RET_LOAD_CONFIG_FAILED (no kernel tables),
+  /// SR_RET_PARAMS_OUT_OF_RANGE (geometry) or SR_RET_ALLOC_FAILED.
   Velmora_SR_ESR_RET prepare(const PlaneGeometry& geometry, const Allocator& allocator);
-  /// Both passes, then returns the intermediate plane. With `strips.rows` the source is only the
-  /// memory that strips of the frame's rows pass through.
-  void run(const uint8_t* source, uint8_t* destination, int32_t destinationPitch,
-           const StripWork& strips = {});
+  /// Both passes, then returns the intermediate planes. With `strips.rows` the sources are only the
+  /// memory that strips of the frame's rows pass through. Luma has the first of each pair alone.
+  void run(const std::array<const uint8_t*, 2>& source, const std::array<uint8_t*, 2>& destination,
+           int32_t destinationPitch, const StripWork& strips = {});
 
  private:
+  [[nodiscard]] PhaseTable table() const {
+    return planes_ == Planes::luma ? sharpTable() : plainTable();
+  }
+
+  Planes planes_;
   PlaneGeometry geometry_ = {};
   ColumnPlanOwner columns_;
-  ProcessBuffer<int16_t> intermediate_;
-};
-
-/// The geometry is that of the chroma planes.
-class ChromaInterpolation {
- public:
-  Velmora_SR_ESR_RET prepare(const PlaneGeometry& geometry, const Allocator& allocator);
-  void run(const uint8_t* uSource, const uint8_t* vSource, uint8_t* uDestination,
-           uint8_t* vDestination, int32_t destinationPitch, const StripWork& strips = {});
-
- private:
-  PlaneGeometry geometry_ = {};
-  ColumnPlanOwner columns_;
-  ProcessBuffer<int16_t> uIntermediate_;
-  ProcessBuffer<int16_t> vIntermediate_;
+  std::array<ProcessBuffer<int16_t>, 2> intermediate_;
 };
 
 }  // namespace velmora

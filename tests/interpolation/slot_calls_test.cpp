@@ -19,12 +19,7 @@ const char* nameOf(SR_ThreadJob job) {
   if (job == YNV12TO420EdgeMirror_ThreadFunc) return "copy luma";
   if (job == UVNV12TO420EdgeMirror_ThreadFunc) return "split chroma";
   if (job == UVNV12TO420_ThreadFunc) return "merge chroma";
-  if (job == InterPolationY1Frame_H_ThreadFunc) return "luma across";
-  if (job == InterPolationY1Frame_V_ThreadFunc) return "luma down";
-  if (job == InterPolationUV1Frame_H_ThreadFunc) return "chroma across";
-  if (job == InterPolationUV1Frame_V_ThreadFunc) return "chroma down";
-  if (job == InterPolationY_ThreadFunc) return "fuse";
-  return job == DeGhostThreadFunc ? "deghost" : "?";
+  return job == DeGhostThreadFunc ? "deghost" : "interpolate";  // whose jobs are internal
 }
 
 void note(const char* call, int32_t slot) {
@@ -102,8 +97,9 @@ TEST(SlotCalls, OfTheDriversFollowTheirStages) {
     return slotCallsOf([&] { call.run(driver); });
   };
   const std::string oneFrame =
-      jobsOn(kInterpolation, {"luma across", "luma down", "chroma across", "chroma down"});
-  const std::string twoFrames = jobsOn(kInterpolation, {"fuse", "chroma across", "chroma down"});
+      jobsOn(kInterpolation, {"interpolate", "interpolate", "interpolate", "interpolate"});
+  const std::string twoFrames =
+      jobsOn(kInterpolation, {"interpolate", "interpolate", "interpolate"});
   for (const int format : {4, 5, 0})
     EXPECT_EQ(callsOf(SRInterpolation_Single, format), oneFrame) << format;
   EXPECT_EQ(callsOf(SRInterpolation, 4), jobsOn(kConversion, {"copy luma", "split chroma"}) +

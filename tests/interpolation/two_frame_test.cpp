@@ -95,8 +95,7 @@ TEST(TwoFrame, BandsNeedNoOrderAndNoPlan) {
                             1,
                             0,
                             28,
-                            20,
-                            nullptr};
+                            20};
     for (const int index : {15, 11, 13, 12, 16, 14})
       InterPolationY_ThreadFunc(&bands, index);
     EXPECT_EQ(destination.packed(),

@@ -7,24 +7,17 @@
 #include <cstdint>
 #include <span>
 
+#include "thread_pool/row_band.h"
 #include "thread_pool/slot_group.h"
 
 namespace velmora {
 
 inline constexpr std::array<int32_t, 4> kFeatureSlots = {12, 13, 14, 15};
 
-struct Share {
-  int32_t first;
-  int32_t end;
-};
-
 /// The share of `count` items that a slot works on: a quarter each, rounded down, and what remains
 /// for the last. Empty for slots outside the group.
-constexpr Share shareOfSlot(int32_t slot, int32_t count) {
-  const int32_t part = slot - kFeatureSlots.front();
-  if (part < 0 || part > 3 || count < 0) return {0, 0};
-  const int32_t quarter = count / 4;
-  return {part * quarter, part == 3 ? count : (part + 1) * quarter};
+constexpr RowBand shareOfSlot(int32_t slot, int32_t count) {
+  return rowBand(count, slot - kFeatureSlots.front(), Remainder::last);
 }
 
 /// Runs job(&records[t], 12 + t) on the first slots of the group, one per record, and waits.

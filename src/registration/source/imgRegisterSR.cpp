@@ -7,6 +7,7 @@
 #include "common/failure_line.h"
 #include "common/process_buffer.h"
 #include "kernels/kernel_table.h"
+#include "thread_pool/row_band.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/platform.h"
 #include "velmora_sr/registration.h"
@@ -80,13 +81,12 @@ void GetSubPixelPositionGlobalRegist(float* homography, int32_t* posY, int32_t* 
                                      int32_t height) {
   constexpr std::array<int32_t, 3> kSlots = {12, 13, 14};
   if (width < 1 || height < 1) return;
-  const int32_t quarter = height / 4;
   std::array<PositionBandJob, 4> bands;
   std::array<void*, 4> args{};
   for (int32_t i = 0; i < 4; ++i) {
     const auto index = static_cast<std::size_t>(i);
-    const int32_t endRow = i == 3 ? height : (i + 1) * quarter;
-    bands[index] = {homography, posY, posX, width, i * quarter, endRow};
+    const velmora::RowBand rows = velmora::rowBand(height, i, velmora::Remainder::last);
+    bands[index] = {homography, posY, posX, width, rows.first, rows.end};
     args[index] = &bands[index];
   }
   velmora::runOnSlots(kSlots, GetPosThreadFunc, args, kCallerIndex);

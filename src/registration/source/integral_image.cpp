@@ -13,7 +13,7 @@ namespace velmora {
 namespace {
 
 /// Sums along rows [first, end) of the integral image; `row` is row `first`.
-void integrateRows(const uint8_t* src, int32_t* row, int32_t width, Share rows) {
+void integrateRows(const uint8_t* src, int32_t* row, int32_t width, RowBand rows) {
   const auto integrateRow = kernels().registration.integrateRow;
   for (int32_t y = rows.first; y < rows.end; ++y) {
     integrateRow(src, row, width - 1);
@@ -66,7 +66,7 @@ void IntegralMat_partH(uint8_t* src, int32_t* dst, int32_t W, int32_t H) {
 void IntegralMat_partH_multi_impl(void* job, int32_t slot) {
   const auto& rows = *static_cast<const IntegralRowsJob*>(job);
   if (rows.width < 1) return;
-  const velmora::Share share = velmora::shareOfSlot(slot, rows.height - 1);
+  const velmora::RowBand share = velmora::shareOfSlot(slot, rows.height - 1);
   velmora::integrateRows(rows.src + std::ptrdiff_t{share.first} * (rows.width - 1),
                          rows.dst + std::ptrdiff_t{share.first} * rows.width, rows.width, share);
 }

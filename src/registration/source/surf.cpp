@@ -142,7 +142,7 @@ int32_t describePoints(const tagST_PIC& pic, std::span<const ST_KEYPOINT> points
   return 0;
 }
 
-std::span<const ST_KEYPOINT> sharePoints(const DescriptorsJob& job, Share share) {
+std::span<const ST_KEYPOINT> sharePoints(const DescriptorsJob& job, RowBand share) {
   return {job.keypoints + share.first, static_cast<std::size_t>(share.end - share.first)};
 }
 
@@ -169,7 +169,7 @@ int32_t GenerateDiscriptor_Simple_neon(const tagST_PIC* pic, ST_KEYPOINT* kps, i
 void GenerateDiscriptor_Simple_neon_multi_inside(void* job, int32_t slot) {
   using namespace velmora;
   auto& work = *static_cast<DescriptorsJob*>(job);
-  const Share share = shareOfSlot(slot, work.count);
+  const RowBand share = shareOfSlot(slot, work.count);
   work.result = describePoints(*work.pic, sharePoints(work, share),
                                work.descriptors + std::ptrdiff_t{share.first} * kDescriptorLength,
                                *work.params);
