@@ -50,23 +50,30 @@ class VELMORA_API XmlConfig {
   /// with an empty Config element. Returns 1, or 0 when even that failed for want of memory.
   int LoadConfig(const char* path);
 
-  /// @param path  begins with "/" and is below 257 bytes, of which 255 count. Other paths, null
-  ///              among them, and elements that are not there give the empty node
+  /// Finds the element at a path.
+  /// @param path  begins with "/" and is below 257 bytes, of which 255 count
+  /// @return the empty node for any other path, null included, and for an element that is not there
   [[nodiscard]] XMLNode SearchNode(const char* path) const;
 
-  /// The number at the head of the element's text, saturated; the default when there is none.
+  /// The whole number at the head of the element's text, saturated; the default if there is none.
   [[nodiscard]] int GetInteger(const char* path, int defaultValue) const;
+  /// The number at the head of the element's text, saturated; the default if there is none.
   [[nodiscard]] float GetFloat(const char* path, float defaultValue) const;
   /// The element's first text, which lives until the next LoadConfig, or the default itself.
   [[nodiscard]] const char* GetString(const char* path, const char* defaultValue) const;
 
-  /// Read numbers separated by blanks, commas or semicolons into out[0 .. n - 1], until something
-  /// else comes, the text ends or n are read. The rest of `out` stays as it is.
-  /// @param out  n values; may be null if n is below 1
-  /// Return how many were read.
+  // Lists of numbers, separated by blanks, commas or semicolons. Reading ends after n numbers, at
+  // the end of the text or at anything else, and leaves the rest of `out` as it is.
+  //   out  n values; may be null if n is below 1
+  // The result is the number of values read.
+
+  /// Reads up to n whole numbers of 16 bits.
   int GetVectorShort(const char* path, short* out, int n) const;
+  /// Reads up to n whole numbers of 32 bits.
   int GetVectorInt(const char* path, int* out, int n) const;
+  /// Reads up to n whole numbers of 32 bits, without a sign.
   int GetVectorUnsignedInt(const char* path, unsigned* out, int n) const;
+  /// Reads up to n numbers in single precision.
   int GetVectorFloat(const char* path, float* out, int n) const;
 
  private:

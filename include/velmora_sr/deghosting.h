@@ -15,9 +15,11 @@
 /// The weights for the thresholds 1 and 15, Q12, by difference 0 .. 255.
 VELMORA_API extern const int16_t Degost_LUT[256];
 
-/// Builds the weights of two thresholds: 4096 below `low`, 0 from `high` on, and in between
-/// (high - i) / (high - low) in single precision, in Q12, rounded. low >= high gives a step: 4096
-/// below `low`, 0 from there on.
+/// Builds the weights of two thresholds: 4096 below `low`, 0 from `high` on, and in between the
+/// ramp (high - i) / (high - low) in single precision, in Q12, rounded. A `low` that is not below
+/// `high` gives a step: 4096 below `low`, 0 from there on. The weight as a piecewise linear
+/// function of the difference follows E. Dubois, S. Sabri, "Noise reduction in image sequences
+/// using motion-compensated temporal filtering", IEEE Transactions on Communications 32, 1984.
 ///   table      256 entries, all written; not null
 ///   low, high  any values; differences are 0 .. 255
 /// Any thread.

@@ -12,8 +12,8 @@
 // Common rules. Pointers are not null and belong to the caller unless a line says otherwise; arrays
 // do not overlap; nothing is kept after a call. Pictures are 8-bit and packed: row y begins at
 // data + y * width. A picture of any size from 1 x 1 up is safe; one that is too small for a filter
-// has no key points. Sums and products wrap to the stated width. The same input gives the same
-// bytes for every form of a function, on every machine and for every timing of the threads.
+// has no key points. Sums and products wrap to the width of their type. The same input gives the
+// same bytes for every form of a function, on every machine and for every timing of the threads.
 //
 // Forms. A name with _neon gives the values of the plain name; a name with _multi spreads its work
 // over slots 12 to 15 of the thread pool (thread_pool.h) and collects it before it returns. Without
@@ -185,7 +185,7 @@ VELMORA_API void DownScaleNewX16_neon_surf_asm(uint8_t* src, int32_t height, int
 /// @return 0; kStageAllocFailed; SR_RET_PARAMS_OUT_OF_RANGE for a picture without pixels
 VELMORA_API int32_t IntegralMat(tagST_PIC* pic, tagIntegralMat* out);
 
-/// IntegralMat with its row pass on slots 12 to 15.
+/// Builds the integral image with its row pass on slots 12 to 15; else as IntegralMat.
 VELMORA_API int32_t IntegralMat_multi(tagST_PIC* pic, tagIntegralMat* out);
 
 /// Row pass: sums along each row, from row 1 on; row 0 is not touched.
@@ -198,6 +198,7 @@ VELMORA_API void IntegralMat_partH(uint8_t* src, int32_t* dst, int32_t W, int32_
 /// @param dst  the integral image after the row pass, W * H values
 /// @param W,H  size of the integral image
 VELMORA_API void IntegralMat_partV(int32_t* dst, int32_t W, int32_t H);
+/// Column pass, the values of IntegralMat_partV.
 VELMORA_API void IntegralMat_partV_neon(int32_t* dst, int32_t W, int32_t H);
 
 /// Thread job of the row pass. With B = (height - 1) / 4, slot 12 + t fills rows t * B + 1 up to,
@@ -241,23 +242,24 @@ VELMORA_API void StatHistogram(uint8_t* data, int32_t width, int32_t height, int
 VELMORA_API int32_t SURF_detect(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
                                 int32_t* count);
 
-/// SURF_detect on the thread pool: the responses of up to four layers on slots 12 to 15, the search
-/// of the first two middle layers on slots 12 and 13. The same points in the same order with up to
-/// two middle layers; further middle layers are not searched by this form.
+/// Finds key points like SURF_detect, on the thread pool: the responses of up to four layers on
+/// slots 12 to 15, the search of the first two middle layers on slots 12 and 13. The same points in
+/// the same order with up to two middle layers; this form does not search further ones.
 VELMORA_API int32_t SURF_detect_neon(const tagIntegralMat* im, const tagSURFParams* p,
                                      ST_KEYPOINT* out, int32_t* count);
 
 /// Computes the responses of one layer at all grid points whose filter lies in the picture.
 /// @param im     integral image of the picture
-/// @param layer  size (at least 9), step (at least 1), cols, rows, and det with room for cols *
-/// rows
-///               values. Grid point (i, j) is written at row (size / 2) / step + i and column
-///               (size / 2) / step + j; other entries stay as they are
+/// @param layer  size (at least 9), step (at least 1), cols, rows, and det with room for
+///               cols * rows values. Grid point (i, j) is written at row (size / 2) / step + i and
+///               column (size / 2) / step + j; other entries stay as they are
 /// The response is ((Dxx * Dyy * c1) >> 16) - ((Dxy^2 * c2) >> 16) in 1/16 units, with Dxx * Dyy
 /// cut to 32 bits and c1, c2 from the areas of the filter's lobes, the mixed term weighted by 0.81.
 VELMORA_API void CalcLayerDet_0123_neon(const tagIntegralMat* im, tagOctaveLayer* layer);
 
-/// Thread jobs of CalcLayerDet_0123_neon, all the same. @param job  a LayerDetJob
+/// Thread job of CalcLayerDet_0123_neon; the three names do the same.
+/// @param job   a LayerDetJob
+/// @param slot  not read
 VELMORA_API void CalcLayerDet_0123_neon_multi(void* job, int32_t slot);
 VELMORA_API void CalcLayerDet_0123_neon_multi_dxdydxy(void* job, int32_t slot);
 VELMORA_API void CalcLayerDet_0123_neon_multi_dxdy_dxy(void* job, int32_t slot);
@@ -277,7 +279,9 @@ VELMORA_API void FindMaximaInLayer_neon(const tagIntegralMat* im, const tagSURFP
                                         tagOctaveLayer* layers, int32_t layerIndex,
                                         ST_KEYPOINT* out, int32_t* count);
 
-/// Thread job of FindMaximaInLayer_neon. @param job  a LayerMaximaJob
+/// Thread job of FindMaximaInLayer_neon.
+/// @param job   a LayerMaximaJob
+/// @param slot  not read
 VELMORA_API void FindMaximaInLayer_neon_multi(void* job, int32_t slot);
 
 /// Moves a key point to the extremum of the quadratic through its neighbourhood (M. Brown, D. Lowe,
@@ -320,8 +324,8 @@ VELMORA_API int32_t GenerateDiscriptor_Simple_neon(const tagST_PIC* pic, ST_KEYP
                                                    int32_t* desc, const tagDISCRIPTOR_PARAMS* dp,
                                                    const tagIntegralMat* im, int32_t n);
 
-/// GenerateDiscriptor_Simple on slots 12 to 15. The first failure in slot order is returned; the
-/// other slots' points are described all the same.
+/// Describes key points like GenerateDiscriptor_Simple, on slots 12 to 15. The first failure in
+/// slot order is returned; the other slots' points are described all the same.
 VELMORA_API int32_t GenerateDiscriptor_Simple_neon_multi(const tagST_PIC* pic, ST_KEYPOINT* kps,
                                                          int32_t* desc,
                                                          const tagDISCRIPTOR_PARAMS* dp,
@@ -334,7 +338,7 @@ VELMORA_API void GenerateDiscriptor_Simple_neon_multi_inside(void* job, int32_t 
 
 // --- Extraction ----------------------------------------------------------------------------------
 
-/// Scratch that a registration reserves for features and matches.
+/// Tells the scratch that a registration reserves for features and matches.
 /// @param scratchSize  set to 12432064 bytes
 /// @param extraSize    set to 0
 /// @param width,height not used
@@ -366,7 +370,8 @@ VELMORA_API int32_t GetFeatureSurf(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATU
 /// @return 0 or the code of the stage that failed
 VELMORA_API int32_t GetSurfFeature_neon(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p);
 
-/// The same on the calling thread alone; prints and logs the number of points.
+/// Extracts the features of one picture on the calling thread alone, else as GetSurfFeature_neon;
+/// prints and logs the number of points.
 VELMORA_API int32_t GetSurfFeature(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p);
 
 #endif  // VELMORA_SR_FEATURES_H

@@ -1,5 +1,4 @@
-// Homographies from pairs of points: the Levenberg-Marquardt minimiser and the refinement built on
-// it.
+// Homographies from pairs of points: a Levenberg-Marquardt minimiser, and the refinement by it.
 //
 // A homography is 9 floats, row-major, mapping reference coordinates (x, y, 1) to coordinates of
 // the registered picture, in pixels.
@@ -33,8 +32,8 @@ static_assert(sizeof(lm_control_type) == 9 * 4);  // nine words wherever it runs
 
 /// Status texts, indexed by lm_control_type::info.
 VELMORA_API extern const char* const lm_shortmsg[11];
-/// Long texts. The entries for 4 and 5 are one text, so from 5 on an entry stands one place before
-/// its status, and there is none for 10. Hosts index the table as it is.
+/// Long status texts, shorter by one: 4 and 5 share entry 4. From status 6 on the text of a status
+/// stands one entry before its number.
 VELMORA_API extern const char* const lm_infmsg[10];
 
 /// Computes the residuals.
@@ -71,11 +70,15 @@ VELMORA_API void LM_Minimize(int32_t m, int32_t n, float* par, lm_evaluate_ftype
                              lm_print_ftype printout, void* data, lm_control_type* control,
                              unsigned char* scratch);
 
-/// The residuals of a homography: 2 * count values, the x and y error of each pair.
-/// @param par   9 values
+/// Computes the residuals of a homography, the x and y error of each pair: the function that
+/// RefineHomography hands to LM_Minimize.
+/// @param par   9 values, row-major; the last one counts, too
 /// @param m     not read
-/// @param data  a tagST_MATCH_PAIRS
-/// @param info  not written
+/// @param fvec  2 * count values, written: projected minus registered point, in pixels. Not finite
+///              where the denominator of the projection is 0
+/// @param data  a tagST_MATCH_PAIRS, only read; not null
+/// @param info  neither read nor written, may be null: the evaluation cannot fail
+/// Any thread.
 VELMORA_API void LM_Evaluate(float* par, int32_t m, float* fvec, void* data, int32_t* info);
 
 /// Fits one homography to all pairs: normalised direct linear transform, then Levenberg-Marquardt
@@ -88,16 +91,17 @@ VELMORA_API void LM_Evaluate(float* par, int32_t m, float* fvec, void* data, int
 VELMORA_API void RefineHomography(tagST_MATCH_PAIRS* pairs, float* homography,
                                   unsigned char* scratch);
 
-/// RansacEstimation and RefineHomography in one call, with a report of the mean reprojection error
-/// on standard output ("project error after lmmin:"; 0 without pairs).
+/// Calls RansacEstimation, then RefineHomography, and prints the mean reprojection error ("project
+/// error after lmmin:"; 0 without pairs).
 /// @param pairs       compacted to the inliers
 /// @param homography  9 values, read for the report even where neither step writes it
+/// @param params      as in RansacEstimation
 /// @param scratch     the larger of 80 * count and (44 * count + 56) * 4 bytes, aligned to 4
-/// @return 0
+/// @return 0, also when RANSAC found no valid sample
 VELMORA_API int32_t HomographyEstimation(tagST_MATCH_PAIRS* pairs, float* homography,
                                          tagRANSAC_PARAMS* params, unsigned char* scratch);
 
-/// Inverse of a 3 x 3 matrix by cofactors; prints "det: %f\n".
+/// Inverts a 3 x 3 matrix by cofactors; prints "det: %f\n".
 /// @param m        9 values, row-major. A singular matrix gives values that are not finite
 /// @param inverse  9 values; may be m
 VELMORA_API void MatInverse_3x3(float* m, float* inverse);

@@ -34,8 +34,7 @@ VELMORA_API void ShrinkDepthData(const float* src, float* dst, int inW, int inH,
 /// @param dst   outH * outW samples, written; must not overlap src
 VELMORA_API void ShrinkImage(const char* src, char* dst, int inW, int inH, int outW, int outH);
 
-/// Resamples a mask by taking, for each output sample, one input sample as it is, so that no new
-/// values arise.
+/// Resamples a mask without making new values: each output sample is one input sample as it is.
 ///
 /// Positions are kept with 12 fraction bits: they start at 0, grow by the step
 /// floor((in - 1) / out * 4096 + 0.5) per output sample and are cut to whole samples.

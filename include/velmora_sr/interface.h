@@ -21,9 +21,10 @@
 ///         handle with one SR_Uninitializtion.
 VELMORA_API Velmora_SR_ESR_RET SR_Initializtion(SR_ParamsPublic* handle);
 
-/// Resets the de-ghosting thresholds of zelkParamPrivate to 1 and 5, silently, unless
-/// 0 <= ghostLowThr <= ghostHighThr <= 255.
-/// @return SR_RET_SUCCEED.
+/// Resets the de-ghosting thresholds to 1 and 5 unless 0 <= ghostLowThr <= ghostHighThr <= 255.
+/// Both are read from and written to zelkParamPrivate; nothing is logged. Call it after changing
+/// them and not during a process call.
+/// @return SR_RET_SUCCEED: it cannot fail, and needs no handle.
 VELMORA_API Velmora_SR_ESR_RET CheckParams();
 
 /// Sums up how large a working block the stages want, in a process-wide total. No stage wants one
@@ -36,8 +37,8 @@ VELMORA_API int32_t SR_Query(Velmora_SR_CInputImage* input, SR_ParamsPublic* pub
 /// Runs SR_Query and allocates the working block on the C heap, in place of an earlier one. The
 /// block belongs to the library; SR_Uninitializtion (and so VELMORA_SR_Destroy) releases it.
 /// @param input  As for SR_Query.
-/// @param pub    Not null; its memSize and memBuffer are set to the block; on failure to 0 and
-/// null.
+/// @param pub    Not null; its memSize and memBuffer are set to the block, on failure to 0 and
+///               null.
 /// @return SR_RET_SUCCEED; SR_RET_ALLOC_FAILED when the heap is exhausted (logged);
 ///         SR_RET_PARAMS_OUT_OF_RANGE for a null pub (logged).
 VELMORA_API Velmora_SR_ESR_RET SR_MemManagement(Velmora_SR_CInputImage* input,

@@ -46,17 +46,22 @@ VELMORA_API extern const std::array<std::array<int16_t, 4>, 50> D_Lanczos1D_4_2_
 VELMORA_API extern const std::array<std::array<int16_t, 4>, 50> D_Lanczos1D_4_2_Fix_sharp;
 VELMORA_API extern const std::array<std::array<int16_t, 17>, 2500> D_Lanczos2D_4_2_Fix_Sharp;
 
-/// High-pass filters for KernelFiltering's step: the first is the one it uses, the second, a wider
-/// one, is there for hosts that make kernels of their own.
+/// The high-pass filter of KernelFiltering: the identity less a Gaussian of standard deviation 1.
 VELMORA_API extern const std::array<std::array<float, 3>, 3> sharpenFilter_3_1_0_LUT;
+/// A wider filter (standard deviation 1.5) for hosts that sharpen kernels of their own.
 VELMORA_API extern const std::array<std::array<float, 3>, 3> sharpenFilter_3_1_5_LUT;
 
 // ---- Generators -------------------------------------------------------------------------------
 // Single precision, the same bits on every platform.
+//
+// Sources: C. E. Duchon, "Lanczos filtering in one and two dimensions", Journal of Applied
+// Meteorology 18, 1979, for the kernel, a product of two sincs; W. F. Schreiber, "Wirephoto quality
+// improvement by unsharp masking", Pattern Recognition 2, 1970, for the sharpening, which adds a
+// share of what a Gaussian takes away.
 
 /// Values of the Lanczos kernel around position x.
 /// @param out    2 * (taps / 2) values written: for k = 1 - taps / 2 .. taps / 2 the kernel at
-///               t = (k - frac(x)) / scale, and 0 where |t| >= a. Null: nothing happens
+///               t = (k - frac(x)) / scale, and 0 where |t| >= a. Null: nothing is written
 /// @param x      position in samples; only its fraction x - floor(x) matters
 /// @param scale  width of the kernel in samples, 1 for enlarging, > 0
 /// @param taps   number of values, even; below 2 nothing is written
@@ -64,17 +69,17 @@ VELMORA_API extern const std::array<std::array<float, 3>, 3> sharpenFilter_3_1_5
 ///               sin(pi t) sin(pi t / 2) / (pi^2 t^2 / 2)
 VELMORA_API void Lanczos1D(float* out, float x, float scale, int taps, int a);
 
-/// Lanczos1D, then every value divided by their sum. Values that sum to 0 stay as they are.
+/// Calls Lanczos1D and divides every value by their sum. Values that sum to 0 stay as they are.
 VELMORA_API void Lanczos1DNorm(float* out, float x, float scale, int taps, int a);
 
 /// The separable product of Lanczos1D at y (rows) and at x (columns), not normalised.
-/// @param out  n x n values written, row by row, n = 2 * (taps / 2). Null: nothing happens
+/// @param out  n x n values written, row by row, n = 2 * (taps / 2). Null: nothing is written
 /// The rest as in Lanczos1D; taps above 32 write nothing.
 VELMORA_API void Lanczos2D(float* out, float x, float y, float scale, int taps, int a);
 
-/// Fractions of the default phases.
+/// Writes the fractions of the default phases.
 /// @param out  50 values written, whatever G_QUANTIZATION is: p * 0.02 for p = 0..49, rounded once
-///             to single precision. Null: nothing happens
+///             to single precision. Null: nothing is written
 VELMORA_API void CreateQuantizationLUT(float* out);
 
 /// Sharpens a 1D kernel in place: value += strength * (-0.2741, 0.5481, -0.2741) around it, the
@@ -87,13 +92,14 @@ VELMORA_API void CreateQuantizationLUT(float* out);
 /// On failure the kernel is as before.
 VELMORA_API Velmora_SR_ESR_RET KernelFiltering1D(float* kernel, int taps, float strength);
 
-/// The same for a block of taps x taps values, row by row, with sharpenFilter_3_1_0_LUT.
+/// Sharpens a block of taps x taps values in place, row by row, with sharpenFilter_3_1_0_LUT.
+/// Borders, parameters and results as in KernelFiltering1D.
 VELMORA_API Velmora_SR_ESR_RET KernelFiltering(float* block, int taps, float strength);
 
 /// Makes a 1D table of G_QUANTIZATION phases: Lanczos1D values, sharpened at the strength (0: the
 /// plain table), divided by their sum, times 4096, truncated toward zero.
-/// @param taps   values per row, even, 2..32
-/// @param order  support of the kernel, 1..32
+/// @param taps      values per row, even, 2..32
+/// @param order     support of the kernel, 1..32
 /// @param strength  finite
 /// Returns G_QUANTIZATION rows, owned by the caller (delete[] each row, then the array); null for
 /// parameters out of range, a phase count outside 1..1024, or when memory runs out. The installed
@@ -105,12 +111,16 @@ VELMORA_API int16_t** CreateLanczosLUT1D(int taps, int order, float strength);
 /// values [vertical phase * G_QUANTIZATION + horizontal phase]. The rest as in CreateLanczosLUT1D.
 VELMORA_API int16_t** CreateLanczosLUT2D(int taps, int order, float strength);
 
-/// Makes all three tables with G_QUANTIZATION phases and installs them, releasing those that were
-/// installed: CreateLanczosLUT2D with s2D, then CreateLanczosLUT1D with s1D, then
-/// CreateLanczosLUT1D with 0 for the plain table: the order in which a kernel file holds them. The
-/// stages interpolate with 4 taps; other counts are for hosts with stages of their own. Returns
-/// SR_RET_SUCCEED; SR_RET_PARAMS_OUT_OF_RANGE or SR_RET_ALLOC_FAILED with nothing installed or
-/// released. CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f) with 50 phases makes the compiled-in tables.
+/// Makes all three tables with G_QUANTIZATION phases and installs them in place of those installed,
+/// which are released. With the arguments (4, 2, 0.2f, 0.2f) and 50 phases these are the
+/// compiled-in tables.
+/// @param taps   as in CreateLanczosLUT1D. The library's stages interpolate with 4 taps; other
+///               counts are for hosts with stages of their own
+/// @param order  as in CreateLanczosLUT1D
+/// @param s1D    strength of the sharp 1D table, finite; the plain one is made with 0
+/// @param s2D    strength of the 2D table, finite
+/// Returns SR_RET_SUCCEED; SR_RET_PARAMS_OUT_OF_RANGE or SR_RET_ALLOC_FAILED with nothing installed
+/// or released.
 VELMORA_API Velmora_SR_ESR_RET CreateLanczosLUT_ZELK(int taps, int order, float s1D, float s2D);
 
 #endif  // VELMORA_SR_KERNEL_TABLES_H

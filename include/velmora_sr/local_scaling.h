@@ -3,8 +3,7 @@
 // For hosts that build multi-resolution processing on top of the library; the pipeline itself does
 // not call these functions. Planes are packed, row by row, belong to the caller and must not
 // overlap one another. An empty plane (rows or cols below 1, or a null pointer) is left alone.
-// Nothing is allocated and nothing kept, so calls on separate buffers may run on any threads at the
-// same time.
+// Nothing is allocated and nothing kept: calls on separate buffers may run at once on any threads.
 #ifndef VELMORA_SR_LOCAL_SCALING_H
 #define VELMORA_SR_LOCAL_SCALING_H
 
@@ -15,7 +14,7 @@
 /// Halves a plane in both directions and keeps what UpScaleWithError needs to restore it: every
 /// sample becomes the residual from the rounded mean of its 2 x 2 block.
 ///
-/// Note the order, rows before columns, and that the two describe the first plane of the call.
+/// Mind the order: rows come before columns, and both describe `full`, the first plane of the call.
 /// @param full      rows * cols samples
 /// @param rows      rows of full; the last row of an odd number is left out, its residuals and half
 ///                  samples are not written
@@ -30,7 +29,7 @@ VELMORA_API int32_t DownScaleWithError(const uint8_t* full, int32_t rows, int32_
 /// Restores a plane from its half and the residuals: exactly the input of DownScaleWithError when
 /// neither was changed.
 ///
-/// Note that rows and cols describe the first plane of the call, here the half plane.
+/// Mind that rows and cols describe `half`, the first plane of the call.
 /// @param half      rows * cols samples
 /// @param rows      rows of half
 /// @param cols      columns of half
@@ -48,8 +47,7 @@ VELMORA_API int32_t UpScaleWithError(const uint8_t* half, int32_t rows, int32_t 
 /// @param b  3 floats, not null
 /// @param x  3 floats, written when solved; may be b; not null
 /// The last three arguments are ignored.
-/// @return 1 when solved; 0, with x untouched, when the determinant is exactly 0 (or a pointer
-/// null)
+/// @return 1 when solved; 0, with x untouched, when the determinant is exactly 0 or a pointer null
 VELMORA_API int Solve(float* A, float* b, float* x, int, int, int);
 
 #endif  // VELMORA_SR_LOCAL_SCALING_H

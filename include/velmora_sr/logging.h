@@ -14,8 +14,11 @@
 /// @param path  file that the lines are appended to in mode 3, null for the system log; kept by
 ///              pointer, so it must live as long as messages are logged. Not used in other modes.
 /// @param mode  the highest level that LogMsg lets through: 0 errors, 1 also warnings, 2 also
-///              information; 3 is 2 with the lines going to the file. Below 0: none of them.
+///              information; 3 is 2 with the lines going to the file. Below 0: none of them. Above
+///              3: everything but debug lines, to the system log.
 /// @return path in mode 3, else null
+/// Cannot fail: the file is opened for each line. A later call replaces the settings; there is no
+/// way to take the logger out again but a mode below 0. Not while another thread logs.
 VELMORA_API const char* InitLogParams(const char* path, int mode);
 
 /// Writes one text in printf style, without adding a line feed.
@@ -40,7 +43,8 @@ VELMORA_API void LogMsg(const char* file, int line, int level, const char* fmt, 
     __attribute__((format(printf, 4, 5)));
 
 /// Writes the version line of the registration code to the system log (priority 4, tag
-/// "libimgproc"), whether or not the logger is installed. The library itself never calls it.
+/// "libimgproc"), whether or not the logger is installed. Returns nothing and cannot fail. The
+/// library itself never calls it. Any thread.
 VELMORA_API void LogVersion();
 
 /// Writes up to two planes to one file, replacing it. What was written, or that the file could not

@@ -30,9 +30,12 @@ struct tagST_REGISTRATION_AREA {
 VELMORA_API int32_t MatrixEstimation(float* homography, int32_t width, int32_t height,
                                      int32_t& left, int32_t& top, int32_t& right, int32_t& bottom);
 
-/// The same, printing "MotionEstimation" first and describing the rectangle by start and size.
-/// @param area  not null; untouched on a rejection
-/// @return 0 or 2
+/// Calls MatrixEstimation and describes the rectangle by its start and size. Prints
+/// "MotionEstimation" to standard output first.
+/// @param homography    9 entries
+/// @param width,height  of both frames, pixels
+/// @param area          not null; untouched on a rejection
+/// @return 0 or 2, as MatrixEstimation
 VELMORA_API int32_t MotionEstimation(float* homography, int32_t width, int32_t height,
                                      tagST_REGISTRATION_AREA* area);
 
@@ -55,15 +58,15 @@ VELMORA_API void FillBlank(tagST_PIC* dst, tagST_PIC* src, int32_t startX, int32
                            int32_t realW, int32_t realH);
 
 /// Warps src onto the rectangle of dst, bilinear in luma (one projection for each 2 x 2 block),
-/// nearest in chroma, after painting the outside with FillBlank2. Prints two progress lines.
-/// @param reference   its width bounds the columns that are written
-/// @param src,dst     luma in data, interleaved chroma in chroma1, as in FillBlank. Source
-/// positions
-///                    outside src are clamped to its edge
+/// nearest in chroma, after painting the outside with FillBlank2. Prints two progress lines. See
+/// G. Wolberg, "Digital Image Warping", 1990, on inverse mapping.
+/// @param reference   its width bounds the columns that are written; not null
+/// @param src,dst     not null; luma in data, interleaved chroma in chroma1, as in FillBlank.
+///                    Positions outside src are clamped to its edge
 /// @param homography  9 entries, dst to src
-/// @param area        the rectangle of dst
+/// @param area        the rectangle of dst; not null. What lies outside dst is left out
 /// @param scratch     not used, may be null
-/// @return 0
+/// @return 0, also when a luma plane is null or a picture has no pixels: nothing is warped then
 VELMORA_API int32_t AffineTransform(tagST_PIC* reference, tagST_PIC* src, tagST_PIC* dst,
                                     float* homography, tagST_REGISTRATION_AREA* area,
                                     unsigned char* scratch);

@@ -26,8 +26,10 @@ VELMORA_API void EdgeMirror(const int16_t* source, int16_t* destination, int32_t
 VELMORA_API void EdgeMirror(const float* source, float* destination, int32_t b, int32_t w,
                             int32_t h);
 
-/// The same in place: the interior of the padded plane is already filled, the border is written.
+/// Fills the border of a padded plane whose interior is filled already, by the same rule.
 ///   plane  (w + 2b) * (h + 2b) samples; not null
+///   b, w, h  as above
+/// Any thread.
 VELMORA_API void EdgeMirror(uint8_t* plane, int32_t b, int32_t w, int32_t h);
 VELMORA_API void EdgeMirror(int16_t* plane, int32_t b, int32_t w, int32_t h);
 VELMORA_API void EdgeMirror(float* plane, int32_t b, int32_t w, int32_t h);
@@ -52,10 +54,10 @@ VELMORA_API void YNV12TO420EdgeMirror_ThreadFunc(void* band, int32_t threadIndex
 
 /// One band of rows of two interleaved chroma planes on their way into four padded planes.
 struct SR_ChromaSplitBand {
-  uint8_t* u1;               ///< interior origins of the padded planes; for pairs with V first
-  uint8_t* v1;               ///< (NV21) name the V plane in the U field and the other way round
-  uint8_t* u2;               ///< not used without source2
-  uint8_t* v2;               ///< not used without source2
+  uint8_t* u1;               ///< interior origin of the plane that takes the first of each pair
+  uint8_t* v1;               ///< the plane for the second; swap u1 and v1 for NV21, u2 and v2 too
+  uint8_t* u2;               ///< the same for the second frame; not used without source2
+  uint8_t* v2;               ///< likewise
   const uint8_t* source1;    ///< first pair of the band, rows of 2 * width bytes
   const uint8_t* source2;    ///< the same in the second frame; null: one frame only
   int32_t width;             ///< pairs per row, any width

@@ -38,11 +38,14 @@ struct SR_ParamsPrivate {
   int32_t ghostHighThr;  ///< differences from it on take the second frame; 0..255
 };
 
-/// The library-wide instance. Written by creation, process and destroy only.
+/// What the call in progress shares with its stages. Written by creation, process and destroy only.
 VELMORA_API extern SR_ParamsPrivate zelkParamPrivate;
 
-/// Text of an internal result code; "unknow error info." for every value without one (1 and 6 are
-/// deliberately among them). The string is constant. Any thread.
+/// Gives the text of an internal result code.
+/// @param code  any value
+/// @return a constant string, never null; "unknow error info." for values without a text of their
+///         own, 1 and 6 among them
+/// Any thread.
 VELMORA_API const char* GetRetInfo(Velmora_SR_ESR_RET code);
 
 #if UINTPTR_MAX == 0xFFFFFFFFu

@@ -29,8 +29,7 @@
 /// Result of HomographyRegistration on any failure.
 constexpr int32_t kRegistrationFailed = 0x7FFFFFFF;
 
-// The names _YUVIM and _WIDTHHEIGHT are fixed by the interface, leading underscore and capital
-// included.
+// The names _YUVIM and _WIDTHHEIGHT, although reserved, belong to the interface.
 
 /// A semi-planar frame.
 struct _YUVIM {
@@ -76,7 +75,7 @@ static_assert(offsetof(tagST_IMGREGISTRATION_PARAMS_IN, features) == 8);
 static_assert(sizeof(PositionBandJob) == 24);
 #endif
 
-/// Memory that registration wants to be given beforehand: none, it takes what it needs at run time.
+/// Tells the memory that registration wants beforehand: none, it takes what it needs at run time.
 /// @param input  not read
 /// @param pub    not read
 /// @param size   set to 0
@@ -88,8 +87,7 @@ VELMORA_API int32_t Query_GlobalRegistration(Velmora_SR_CInputImage* input, SR_P
 /// @param input  leftData[0] and rightData[0] are the first and the second frame: width * height
 ///               luma samples each, followed by the chroma
 /// @param priv   the library's record; its pub gives the allocator. registFailed is 1 from the
-/// start
-///               of the call until the registration has succeeded, then 0
+///               start of the call until the registration has succeeded, then 0
 /// @param posX   width * height values, row-major: for each pixel of the first frame its column in
 ///               the second, 16.16. Positions beyond 16 bits of pixels saturate. Not written when
 ///               the registration fails
@@ -112,7 +110,7 @@ VELMORA_API int32_t RegisterImgOnePlane(Velmora_SR_CInputImage* input, SR_Params
 /// @param partMap       width * height part numbers, 0 .. parts - 1, one per pixel of the first
 ///                      frame; null for one part. Key points outside it belong to no part
 /// @param parts         number of parts; below 2 the whole frame is one part and the map is not
-/// read
+///                      read
 /// @return 0 when the last part succeeded, whatever became of the others; kRegistrationFailed
 ///         otherwise
 VELMORA_API int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTHHEIGHT size,
@@ -120,7 +118,7 @@ VELMORA_API int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTH
                                            int32_t& right, int32_t& bottom, uint8_t* partMap,
                                            int32_t parts);
 
-/// Work memory that the driver reserves for ImgRegistration.
+/// Tells the work memory that the driver reserves for ImgRegistration.
 /// @param size          set to width * height * 3 / 2 bytes, rounded up to a multiple of 16
 /// @param other         set to 0
 /// @param width,height  of the frames

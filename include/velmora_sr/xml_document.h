@@ -92,7 +92,7 @@ class VELMORA_API XMLNode {
   ~XMLNode();
 
   static const XMLNode emptyXMLNode;
-  /// The empty node.
+  /// Gives the empty node.
   static XMLNode emptyNode() noexcept;
 
   // ---- Parsing ----
@@ -117,12 +117,12 @@ class VELMORA_API XMLNode {
   static XMLNode parseString(const char* text, const char* tag = nullptr,
                              XMLResults* results = nullptr) noexcept;
 
-  /// Reads a whole file and parses it up to its first null byte like parseString.
+  /// Reads a whole file and parses it as parseString does, up to its first null byte.
   static XMLNode parseFile(const char* path, const char* tag = nullptr,
                            XMLResults* results = nullptr) noexcept;
 
-  /// parseFile in the encoding that the file's first 200 bytes suggest (UTF-8 if they suggest
-  /// none); this encoding stays in the global options.
+  /// Calls parseFile in the encoding that the file's first 200 bytes suggest (UTF-8 if they suggest
+  /// none). The global options keep this encoding.
   static XMLNode openFileHelper(const char* path, const char* tag = nullptr) noexcept;
 
   /// Guesses an encoding from the first bytes of a document.
@@ -145,41 +145,49 @@ class VELMORA_API XMLNode {
 
   /// True for the empty node.
   [[nodiscard]] bool isEmpty() const noexcept { return record_ == nullptr; }
-  /// True for <?...?>.
+  /// True for a declaration, <?...?>.
   [[nodiscard]] bool isDeclaration() const noexcept;
-  /// Null for the document's top node.
+  /// The name of an element or declaration; null for the document's top node.
   [[nodiscard]] const char* getName() const noexcept;
-  /// Empty for a node without a parent, or whose parent is gone.
+  /// The parent; empty for a node that never had one or whose parent is gone.
   [[nodiscard]] XMLNode getParentNode() const noexcept;
 
-  /// Numbers of children, texts, clear sections, attributes, and all of them.
+  /// Counts the node's children.
   [[nodiscard]] int nChildNode() const noexcept;
+  /// Counts the node's texts.
   [[nodiscard]] int nText() const noexcept;
+  /// Counts the node's clear sections.
   [[nodiscard]] int nClear() const noexcept;
+  /// Counts the node's attributes.
   [[nodiscard]] int nAttribute() const noexcept;
+  /// Counts children, texts, clear sections and attributes together.
   [[nodiscard]] int nElement() const noexcept;
-  /// Number of children of a name.
+  /// Counts the children with this name.
   [[nodiscard]] int nChildNode(const char* name) const noexcept;
 
   /// The i-th child, from 0.
   [[nodiscard]] XMLNode getChildNode(int i) const noexcept;
-  /// The first child of a name. With an index the search starts at child *index (from 0), which
-  /// then moves behind the child found: call again for the next one.
+  /// The first child with this name. With an index the search starts at child *index (from 0),
+  /// which then moves behind the child found: call again for the next one.
   [[nodiscard]] XMLNode getChildNode(const char* name, int* index = nullptr) const noexcept;
-  /// The j-th child of a name, from 0.
+  /// The j-th child with this name, from 0.
   [[nodiscard]] XMLNode getChildNode(const char* name, int j) const noexcept;
-  /// The i-th text, decoded.
+  /// The i-th text, from 0, decoded; null if there is none.
   [[nodiscard]] const char* getText(int i = 0) const noexcept;
+  /// The i-th clear section, from 0; nulls if there is none.
   [[nodiscard]] XMLClear getClear(int i = 0) const noexcept;
+  /// The i-th attribute, from 0; nulls if there is none.
   [[nodiscard]] XMLAttribute getAttribute(int i) const noexcept;
-  /// Value of the first attribute of a name; the index works as in getChildNode.
+  /// The value of the first attribute with this name; the index works as in getChildNode.
   [[nodiscard]] const char* getAttribute(const char* name, int* index = nullptr) const noexcept;
+  /// True if there is an attribute with this name, even without a value.
   [[nodiscard]] bool isAttributeSet(const char* name) const noexcept;
 
   // ---- Changing a node ----
 
-  /// Deletes the i-th text or clear section; what is not there is left alone.
+  /// Deletes the i-th text, if there is one.
   void deleteText(int i = 0) noexcept;
+  /// Deletes the i-th clear section, if there is one.
   void deleteClear(int i = 0) noexcept;
 
   // ---- Writing ----
@@ -194,7 +202,7 @@ class VELMORA_API XMLNode {
   /// written gives the same tree, as long as texts of white space are dropped or nothing is
   /// indented.
   static int CreateXMLStringR(XMLNodeDataTag* record, char* out, int indent) noexcept;
-  /// The same as a string; "" when it does not fit.
+  /// Writes this node and its subtree as XML; "" if the length does not fit an int.
   [[nodiscard]] std::string createXMLString(int indent = 2) const {
     const int length = CreateXMLStringR(record_, nullptr, indent);
     std::string text(static_cast<std::string::size_type>(length > 0 ? length : 0), '\0');
@@ -224,15 +232,16 @@ class VELMORA_API ToXMLStringTool {
 // default, and so does a text that does not begin with such a thing, white space apart. Numbers are
 // decimal and saturate; the decimal mark is a point in every locale.
 
-/// The number at the head of a text.
+/// The whole number at the head of a text.
 VELMORA_API int xmltoi(const char* text, int defaultValue = 0) noexcept;
 VELMORA_API long xmltol(const char* text, long defaultValue = 0) noexcept;
+/// The number at the head of a text.
 VELMORA_API double xmltof(const char* text, double defaultValue = 0.0) noexcept;
-/// By the first letter: t, y or 1 are true, f, n or 0 false.
+/// True or false by the first letter, in either case: t, y and 1 or f, n and 0.
 VELMORA_API bool xmltob(const char* text, bool defaultValue = false) noexcept;
-/// The text itself.
+/// The text itself, or the default for null.
 VELMORA_API const char* xmltoa(const char* text, const char* defaultValue = "") noexcept;
-/// Its first byte.
+/// The first byte of a text; an empty text gives the default.
 VELMORA_API char xmltoc(const char* text, char defaultValue = '\0') noexcept;
 
 #endif  // VELMORA_SR_XML_DOCUMENT_H
