@@ -22,10 +22,7 @@ struct WeightedSum {
     weight += taps[16];
   }
 
-  /// The quotient rounds half a weight up, so that two frames that agree give what one gives. Of
-  /// integers below 2^31 the truncated quotient is the same in double precision, in which the
-  /// algorithm is stated, as in integers: a / b lies at least 1 / b away from an integer that it is
-  /// not, which is more than the rounding of a quotient below 2^31.
+  /// The quotient rounds half a weight up, so that two frames that agree give what one gives.
   [[nodiscard]] uint8_t value() const {
     if (weight == 0) return 0;
     return static_cast<uint8_t>(std::clamp((sum + (weight >> 1)) / weight, 0, 255));

@@ -15,9 +15,10 @@ int16_t** Lanczos2D_4_2_Fix_Sharp = nullptr;
 namespace velmora {
 namespace {
 
-/// What installKernelTables last put in place. A host may have set G_QUANTIZATION for the
-/// generators since, or (creation does) dropped the pointers: a global is released by this count
-/// only while it still holds the pointer that came with it.
+/// What installKernelTables last put in place; the pointers are for comparing and own nothing.
+/// Since then a host may have set G_QUANTIZATION for the generators, or set a global to a table of
+/// its own, or creation may have dropped the globals. So a global is released by this count only
+/// while it still holds the pointer that came with it, and by G_QUANTIZATION otherwise.
 struct Installed {
   int32_t phases;
   const int16_t* const* sharp2D;

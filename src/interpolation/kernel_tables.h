@@ -1,4 +1,15 @@
 // Owns kernel tables while they are made, installs and releases them.
+//
+// Who owns the rows, in the order of their life:
+//   made       a KernelTables or KernelRows object, which frees them if it is dropped
+//   installed  the globals of velmora_sr/kernel_tables.h, raw pointers that the stages read. They
+//              are freed by releaseKernelTables, which destruction calls, and installing calls for
+//              the tables that it replaces
+//   dropped    nobody: creation sets the globals to null without freeing, so that whoever still
+//              reads the tables of an earlier handle finds them there
+// Tables of CreateLanczosLUT1D and -2D belong to the caller from the start. A host may set the
+// globals to tables that it made with new[]; they then count as installed and are freed alike.
+// Nothing here locks: no stage may run while tables are installed or released.
 #ifndef VELMORA_SRC_INTERPOLATION_KERNEL_TABLES_H
 #define VELMORA_SRC_INTERPOLATION_KERNEL_TABLES_H
 
@@ -37,12 +48,12 @@ class KernelRows {
     return {rows_[row], rowLength_};
   }
 
-  /// Hands the rows over: the receiver ends them with free().
+  /// Hands the rows over: the receiver owns them and ends them with free().
   [[nodiscard]] int16_t** release() {
     count_ = 0;
     return std::exchange(rows_, nullptr);
   }
-  /// Releases `count` rows, those that are not null, and the array. Null: nothing happens.
+  /// Releases `count` rows, null or not, and the array. Null: nothing happens.
   static void free(int16_t** rows, std::size_t count);
 
  private:
@@ -51,7 +62,7 @@ class KernelRows {
   std::size_t rowLength_ = 0;
 };
 
-/// The three tables of one phase count, on their way to the globals.
+/// The three tables of one phase count, on their way to the globals; the owner until then.
 struct KernelTables {
   int32_t phases = 0;
   KernelRows sharp2D;
@@ -65,7 +76,8 @@ struct KernelTables {
   explicit operator bool() const { return sharp2D && sharp1D && plain1D; }
 };
 
-/// Puts the tables in place of the installed ones, which are released.
+/// Puts the tables in place of the installed ones, which are released. The globals own them now.
+/// @param tables  complete; an empty one leaves the library without tables
 void installKernelTables(KernelTables tables);
 
 /// Releases the installed tables and sets their pointers to null. Rows are released by the phase

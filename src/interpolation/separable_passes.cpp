@@ -33,10 +33,20 @@ RowBand bandOfRow(const PlaneGeometry& geometry, int32_t row) {
   return paddedRows(geometry, threadIndex);
 }
 
-/// Where the strips of a band lie in the 16-bit plane: the first in its own place, since output
-/// rows that the band shares with the one before need it in the end, the others in two places in
-/// turn, where the last two stay for the band behind. A vertical filter reaches over two strips at
-/// most.
+/// Where the strips of a band lie in the 16-bit plane:
+///
+///     rows of the plane             strips that they hold, one after the other
+///     band.first +  0 ..  7         0
+///     band.first +  8 .. 15         1, 3, 5, ...
+///     band.first + 16 .. 23         2, 4, 6, ...
+///     the rest of the band          none
+///
+/// A vertical filter takes four neighbouring rows, so it reaches over two strips at most. Once
+/// strip s is filtered, strips s - 1 and s are in the plane: enough for every output row that strip
+/// s completes, since those that end earlier are written already. What remains at the end is for
+/// the vertical pass, whose output rows lie on the border of two bands: strip 0 with the band's
+/// first rows, which is why it keeps a place of its own, and the last two strips with its last
+/// rows. The last strip, and strip 0 of a small band, may have fewer than eight rows.
 class StripPlaces {
  public:
   explicit StripPlaces(const RowBand& band) : first_(band.first) {}
@@ -77,7 +87,8 @@ class OutputRows {
   }
 
   /// Writes output row k; placeOf(row) is where padded row `row` lies in the 16-bit plane. With
-  /// pairs the samples pass through row `scratch` of the destination planes.
+  /// pairs the samples pass through row `scratch` of the destination planes, an output row that no
+  /// other thread writes.
   template <typename PlaceOf>
   void write(int32_t k, int32_t scratch, const PlaceOf& placeOf) const {
     const bool paired = planes_.strips != nullptr && planes_.strips->pairs != nullptr;
@@ -136,8 +147,8 @@ class SourceRows {
     }
   }
 
-  /// Makes `count` padded rows from `row` on out of the image's, in the source planes from `place`
-  /// on.
+  /// Makes `count` padded rows, from `row` on, out of the image's; they go to the source planes
+  /// from row `place` on.
   void load(int32_t row, int32_t count, int32_t place) const {
     const std::ptrdiff_t border = geometry_.pad / 2;
     const std::ptrdiff_t width = geometry_.inW;
@@ -166,7 +177,13 @@ class SourceRows {
   const SeparablePlanes& planes_;
 };
 
-/// Both passes over a band, strip by strip, as far as they need no other band.
+/// Both passes over a band, strip by strip, as far as they need no other band: the output rows
+/// whose four source rows all lie in [band.first, band.end). In source order these follow each
+/// other, and `next` walks over them once.
+///
+/// Rows that are overwritten belong to this band alone: of the source planes the first strip's
+/// rows, of the 16-bit plane those of StripPlaces, of the destination planes the first output row
+/// of the band, the scratch row. If the band has no output row, none is written.
 void filterInStrips(const PlaneGeometry& geometry, const RowBand& band, const SourceRows& source,
                     const OutputRows& output, const StripWork& strips) {
   const StripPlaces places(band);

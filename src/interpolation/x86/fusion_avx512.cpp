@@ -1,10 +1,23 @@
 // Fusion with AVX-512. Intrinsics and static functions only: see cmake/VelmoraKernels.cmake.
 //
-// Eight neighbouring samples of either frame mostly read from four rows of 16 source samples. These
-// 64 bytes make one register, out of which a byte permutation picks the 4 x 4 samples of two output
-// samples, widened to 16 bits. Where that does not hold (the mapped positions change their line or
-// leave the frame, or a table has weights that are not positive) the AVX2 kernel does the eight
-// samples.
+// Eight neighbouring output samples, a group, mostly read from four rows of 16 source samples of
+// either frame. Such a window makes one register, a row per 128 bits:
+//
+//     column           base                 base + 12      base + 15
+//     bytes  0 .. 15   .  .  A  A  A  A  B  B  B  B  .  .  .  .  .  .
+//     bytes 16 .. 31   .  .  A  A  A  A  B  B  B  B  .  .  .  .  .  .
+//     bytes 32 .. 47   .  .  A  A  A  A  B  B  B  B  .  .  .  .  .  .
+//     bytes 48 .. 63   .  .  A  A  A  A  B  B  B  B  .  .  .  .  .  .
+//
+// A and B are the blocks of 4 x 4 samples of two output samples, at offsets 2 and 6; they may
+// overlap. An offset lies in 0 .. 12, or the block leaves the window. One byte permutation picks
+// two blocks and widens them to 16 bits.
+//
+// The base is the smaller of the first and the last block's columns, which bound the others where
+// columns rise or fall steadily, moved left where 16 samples would reach beyond the row. Every
+// offset is tested nevertheless. The AVX2 kernel does the whole group where one is out of range (in
+// an enlarged frame only where the second frame's positions jump), where mapped positions change
+// their line or leave the frame, or where a table has weights that are not positive.
 //
 // A stretch of columns goes through three loops, which leave their results in memory: positions,
 // dot products, quotients. In one loop there would be too many values for the registers.
@@ -17,7 +30,7 @@ namespace velmora::avx512 {
 namespace {
 
 constexpr __mmask64 kEvenBytes = 0x5555555555555555u;
-/// Samples of a window and row, and the last of them that four samples can begin at.
+/// Samples of a window's row, and the last offset that a block can have in it.
 constexpr int32_t kWindow = 16;
 constexpr int32_t kLastOffset = kWindow - 4;
 
@@ -97,8 +110,8 @@ struct SecondFrame {
   __m256i tableRows;
 };
 
-// Locates the eight columns from j on. The result holds if the returned lanes, of those given, are
-// all eight.
+// Locates the eight columns from j on. Returns those of `lanes` that pass every test; the result
+// holds, and its corner may be read, if they are all eight.
 __mmask8 locateSecond(const FusionRow& row, const FusionColumns& columns, int32_t j, __mmask8 lanes,
                       SecondFrame& second) {
   const int32_t mapBase =

@@ -35,8 +35,19 @@ uint64_t usefulOctaves(const tagIntegralMat& im, const tagSURFParams& params) {
   return static_cast<uint64_t>(std::clamp(params.nOctaves, 0, most));
 }
 
-/// The layers of all octaves and their response planes, in one block of the call's memory: the list
-/// of the middle layers (those searched for maxima), the layer records, the planes.
+/// The layers of all octaves and their response planes, in one block of the call's memory. With n
+/// layers per octave (the n - 2 middle ones are searched for maxima, each against its two
+/// neighbours) it holds
+///
+///     middle list      octaves * (n - 2) indices   for n = 4: 1, 2, 5, 6, 9, 10, ...
+///     layer records    octaves * n                 record i: layer i % n of octave i / n
+///     planes           one per record              cols * rows responses, without gaps
+///     unused
+///
+/// Octave o looks at every 2^o-th pixel, so its planes have a quarter of the entries of the one
+/// before. There are 31 octaves at most: a step is at most 2^30. The list is padded so that the
+/// records are aligned; the planes follow records of whole words. Empty when the planes would take
+/// more than 32 bits of bytes or the block cannot be had.
 class LayerStack {
  public:
   LayerStack(const tagIntegralMat& im, const tagSURFParams& params)
@@ -46,7 +57,8 @@ class LayerStack {
     const uint64_t layerCount = octaves * perOctave_;
     const uint64_t listBytes = roundedUp(middleCount * sizeof(int32_t), alignof(tagOctaveLayer));
     const uint64_t recordBytes = layerCount * sizeof(tagOctaveLayer);
-    // Four times the planes of octave 0; all further octaves add less than a third of those.
+    // Four times the planes of octave 0, more than all octaves take: the further ones add less than
+    // a third of those.
     const uint64_t pixels = saturatingProduct(static_cast<uint64_t>(std::max(im.width, 0)),
                                               static_cast<uint64_t>(std::max(im.height, 0)));
     const uint64_t planeBytes =
