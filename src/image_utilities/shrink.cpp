@@ -59,7 +59,7 @@ void shrinkBilinear(const Sample* src, Sample* dst, int inW, int inH, int outW, 
   }
 }
 
-/// Step of the mask's positions, 12 fraction bits; the quotient is single precision, the rest
+/// Step of the mask's positions, 12 fraction bits. The quotient is in single precision, the rest in
 /// double.
 int64_t fixedStepOf(int inSize, int outSize) {
   const double scaled = static_cast<double>(stepOf(inSize, outSize)) * 4096.0;

@@ -1,5 +1,4 @@
-// The compiled-in kernel tables: 50 phases, 4 taps, order 2, strength 0.2, worked out by the
-// compiler.
+// The compiled-in kernel tables: 50 phases, 4 taps, order 2, strength 0.2, made by the compiler.
 #include <array>
 #include <cstddef>
 #include <cstdint>

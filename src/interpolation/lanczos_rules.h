@@ -1,5 +1,5 @@
 // The rules that make kernel tables: Lanczos values, sharpening, Q12. The compiled-in tables and
-// the generators share them.
+// the generators share them; velmora_sr/kernel_tables.h names their sources.
 //
 // Tables must come out alike on every platform, so nothing here calls the mathematics library:
 // plain IEEE arithmetic in the order written, without contraction. The values are those of single
@@ -19,11 +19,13 @@ inline constexpr int kDefaultTaps = 4;
 inline constexpr int kDefaultOrder = 2;
 inline constexpr float kDefaultStrength = 0.2f;
 
-/// High-pass filter of the 1D sharpening: outer, centre.
+/// High-pass filter of the 1D sharpening, the identity less a Gaussian of standard deviation 1:
+/// outer, centre.
 inline constexpr float kSharpenOuter = -0.2741f;
 inline constexpr float kSharpenCentre = 0.5481f;
 
-/// 3 x 3 filters of the 2D sharpening: corner, edge, centre.
+/// 3 x 3 filters of the 2D sharpening, the identity less a Gaussian of standard deviation 1
+/// and 1.5: corner, edge, centre.
 struct SharpenFilter {
   float corner, edge, centre;
 
@@ -53,8 +55,8 @@ constexpr double sine(double x) {
   return half % 2 == 0 ? r * sum : -(r * sum);
 }
 
-/// Lanczos kernel of order 2 at distance t from the sample: sin(pi t) sin(pi t / 2) / (pi^2 t^2 /
-/// 2). The constant added above and below makes 1 of t = 0.
+/// Lanczos kernel of order 2 at distance t from the sample:
+/// sin(pi t) sin(pi t / 2) / (pi^2 t^2 / 2). The constant added above and below makes 1 of t = 0.
 constexpr float lanczos(float t) {
   constexpr float kTiny = 2.2204e-16f;
   const auto outer = static_cast<float>(sine(static_cast<double>(3.1415926f * t)));

@@ -15,8 +15,8 @@ constexpr int32_t kEigenSweeps = 30;
 constexpr int32_t kParameters = 9;
 
 /// Mean distance of the projected reference points from the registered ones. The denominator takes
-/// the registered point's x where the reference point's belongs: the number is a report to compare
-/// with earlier ones, and keeps its definition.
+/// the registered point's x where the reference point's belongs. The number is only printed, and
+/// stays like this so that it compares with earlier ones.
 float meanProjectionError(const tagST_MATCH_PAIRS& pairs, const float* h) {
   if (pairs.count < 1) return 0.0f;
   float sum = 0.0f;

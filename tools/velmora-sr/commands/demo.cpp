@@ -1,5 +1,4 @@
-// velmora-sr demo: two noisy frames of a scene of the tool's own, fused and compared with the
-// truth.
+// velmora-sr demo: two noisy frames of a drawn scene, fused and compared with the truth.
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -34,12 +33,10 @@ constexpr const char* kHelp =
     "Draws a scene with a ball that moves, takes two noisy frames of half the size with a camera "
     "that shakes, and makes one picture of both as 'velmora-sr fuse' does. Writes into DIR (made "
     "if missing): truth.png, the scene; frame.png and second.png, the frames; of the part that "
-    "both "
-    "show bicubic.png and enlarged.png, the first frame enlarged by plain bicubic interpolation "
-    "and "
-    "by the library, fused.png, both frames together, and mask.png, the weight of the first frame "
-    "in de-ghosting; comparison.png, details side by side; index.html, a page with the comparison "
-    "that needs no other file. Tells PSNR and SSIM against the truth.";
+    "both show bicubic.png and enlarged.png, the first frame enlarged by plain bicubic "
+    "interpolation and by the library, fused.png, both frames together, and mask.png, the weight "
+    "of the first frame in de-ghosting; comparison.png, details side by side; index.html, a page "
+    "with the comparison that needs no other file. Tells PSNR and SSIM against the truth.";
 
 constexpr Size kFrame = {640, 480};
 constexpr double kNoise = 8;
@@ -230,9 +227,8 @@ void run(const std::string& folder) {
              100 * results.fusion.replacedShare);
   const std::string remark =
       "The first three rows leave out where the ball is in either frame. There one frame is "
-      "compared "
-      "with the scene of the first frame, the fused picture with that of the second, from which "
-      "de-ghosting takes what moved.";
+      "compared with the scene of the first frame, the fused picture with that of the second, from "
+      "which de-ghosting takes what moved.";
   OutputFile file((base / "index.html").string());
   file.write(page(introduction, rows, remark, readFile(comparison, kLargestPng)));
   file.commit();

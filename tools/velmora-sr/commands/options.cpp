@@ -37,10 +37,9 @@ void addGeometryOptions(CLI::App& command, FrameOptions& options) {
       ->type_name("WxH")
       ->excludes(scale);
   command
-      .add_option(
-          "--region", options.region,
-          "Part of the input to enlarge: first column and row, last column and row, counted "
-          "from 0 (the whole picture)")
+      .add_option("--region", options.region,
+                  "Part of the input to enlarge: first column and row, last column and row, "
+                  "counted from 0 (the whole picture)")
       ->type_name("X0,Y0,X1,Y1");
 }
 

@@ -98,8 +98,7 @@ void addRegister(CLI::App& app) {
       ->required();
   command
       ->add_option("--json", options->json,
-                   "Also write the report as JSON; - for standard output, "
-                   "instead of the text")
+                   "Also write the report as JSON; - for standard output, instead of the text")
       ->type_name("FILE");
   command
       ->add_option("--picture", options->picture,

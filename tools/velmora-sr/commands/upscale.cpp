@@ -20,9 +20,8 @@ constexpr const char* kHelp =
     "mirrored for the library and cut to size afterwards.\n"
     "Pictures and raw frames are taken as full-range BT.601 (JPEG) YUV with 4:2:0 chroma; a Y4M "
     "keeps its range and its header. Grey pictures stay grey, colour profiles go along. A PNG's "
-    "transparent parts are laid "
-    "over white; a JPEG is turned upright as its camera noted. Of a clip that goes into a PNG or "
-    "JPEG the first frame is taken.";
+    "transparent parts are laid over white; a JPEG is turned upright as its camera noted. Of a "
+    "clip that goes into a PNG or JPEG the first frame is taken.";
 
 struct Options {
   std::string input;
