@@ -16,7 +16,8 @@ static void give_back(void* block, const char* tag, int32_t reserved) {
   free(block);
 }
 
-/* The library's part: in holds width * height * 3 / 2 bytes, out factor * factor times as many. */
+/* All that concerns the library: `in` holds width * height * 3 / 2 bytes, `out` factor * factor
+ * times as many. */
 static int enlarge(uint8_t* in, int32_t width, int32_t height, int32_t factor, uint8_t* out) {
   /* Null paths: built-in thresholds and kernels. */
   Velmora_SR_CreateParams params = {.inImageWidth = width,
