@@ -7,11 +7,11 @@
 #include <tuple>
 #include <vector>
 
-#include "interface/interposers.h"
 #include "interface/session.h"
 #include "support/heap_faults.h"
 #include "support/scratch_directory.h"
 #include "support/test_allocator.h"
+#include "thread_pool/thread_faults.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/kernel_tables.h"
 #include "velmora_sr/thread_pool.h"
@@ -158,10 +158,9 @@ TEST(Create, WithoutThreadsStillDeliversTheHandle) {
   const Velmora_SR_CreateParams params = parameters(64, 48, 0);
   SR_ParamsPublic* handle = nullptr;
   LogCapture log;
-  {
-    const ThreadFailure failure;
-    EXPECT_EQ(VELMORA_SR_Create(&params, &handle), -1);
-  }
+  threadFaults = {.failCreateAt = 0};
+  EXPECT_EQ(VELMORA_SR_Create(&params, &handle), -1);
+  threadFaults = {};
   ASSERT_NE(handle, nullptr);
   EXPECT_EQ(handle->state, 2);
   const Lines lines = log.take();

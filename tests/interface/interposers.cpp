@@ -1,29 +1,18 @@
 #include "interface/interposers.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 
-#include <atomic>
-#include <cerrno>
 #include <filesystem>
 #include <string_view>
 
 namespace {
 
-std::atomic<bool> threadsFail{false};
 std::string dumpDirectory;
 
 }  // namespace
 
 extern "C" {
-int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                          void* (*start)(void*), void* arg);
 int __real_open(const char* path, int flags, mode_t mode);
-
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                          void* (*start)(void*), void* arg) {
-  return threadsFail ? EAGAIN : __real_pthread_create(thread, attributes, start, arg);
-}
 
 int __wrap_open(const char* path, int flags, mode_t mode) {
   constexpr std::string_view kDumps = "/data/zelk/";
@@ -35,13 +24,6 @@ int __wrap_open(const char* path, int flags, mode_t mode) {
 }
 
 namespace velmora::test {
-
-ThreadFailure::ThreadFailure() {
-  threadsFail = true;
-}
-ThreadFailure::~ThreadFailure() {
-  threadsFail = false;
-}
 
 DumpRedirection::DumpRedirection() {
   dumpDirectory = scratch_.path("");

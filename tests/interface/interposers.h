@@ -1,5 +1,4 @@
-// Stand-ins between the library and the C library: failing thread starts, and dump files that go to
-// another directory. They work on calls from the test program and from the library's objects in it,
+// Sends the files of debug dumps to another directory: a stand-in between the library and open(),
 // through the linker's --wrap.
 #ifndef VELMORA_TESTS_INTERFACE_INTERPOSERS_H
 #define VELMORA_TESTS_INTERFACE_INTERPOSERS_H
@@ -10,15 +9,6 @@
 #include "support/scratch_directory.h"
 
 namespace velmora::test {
-
-/// While one lives, no thread can be started.
-class ThreadFailure {
- public:
-  ThreadFailure();
-  ~ThreadFailure();
-  ThreadFailure(const ThreadFailure&) = delete;
-  ThreadFailure& operator=(const ThreadFailure&) = delete;
-};
 
 /// While one lives, files below /data/zelk/ are opened in a scratch directory instead.
 class DumpRedirection {
