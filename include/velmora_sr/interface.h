@@ -3,7 +3,10 @@
 //
 // Threads: everything here works on process-wide state (zelkParamPrivate, the kernel tables, the
 // worker threads, one working block). Serialise these calls with each other and with the entry
-// points. All are synchronous; failures are returned and logged, see each function.
+// points. All are synchronous; failures are returned and logged, see each function. What a host's
+// allocator throws leaves these functions as that exception, with all blocks returned. Unlike the
+// entry points they compute in the caller's floating-point environment: call them in the default
+// one.
 #ifndef VELMORA_SR_INTERFACE_H
 #define VELMORA_SR_INTERFACE_H
 
@@ -56,13 +59,14 @@ VELMORA_API int32_t SR_Uninitializtion();
 /// of memory for the position maps included, the output comes from the first frame alone.
 /// @param in   Not null. leftData[0] and rightData[0]: NV12 or NV21 frames of width x height, not
 ///             null; the first frame is modified in place where de-ghosting replaces samples, the
-///             second frame's bytes and its entry in rightData are left as they were.
+///             second frame's bytes and its entry in rightData are left as they were. Of frames
+///             that overlap in memory a copy of the second one is used, taken beforehand.
 /// @param out  Not null. data: srImageWidth * srImageHeight * 3 / 2 bytes, written.
 /// @param pub  Not null, created, with an allocator pair. Read: output size, allocator, region to
 ///             enlarge; written: the region that was used, memSize, memBuffer.
 /// @return The result of SRInterpolation (0: the output is written); SR_RET_ALLOC_FAILED without
-///         memory for de-ghosting; -1 for null arguments or frames and impossible frame sizes
-///         (logged). The output is untouched unless 0 is returned.
+///         memory for that copy or for de-ghosting; -1 for null arguments or frames and impossible
+///         frame sizes (logged). The output is untouched unless 0 is returned.
 VELMORA_API int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out,
                                SR_ParamsPublic* pub);
 

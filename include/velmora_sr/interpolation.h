@@ -167,12 +167,11 @@ VELMORA_API void InterPolationY_ThreadFunc(void* bands, int32_t threadIndex);
 /// inset of 150 samples with even ends; both are logged as errors.
 /// Planar frames keep a long-standing flaw: their chroma rows come out shifted against each other.
 /// Pass them as pairs.
-/// Returns 0; 7 for another format, not logged; otherwise, logged as an error,
-/// SR_RET_LOAD_CONFIG_FAILED (no kernel tables installed), SR_RET_ALLOC_FAILED (a block is missing)
-/// or SR_RET_PARAMS_OUT_OF_RANGE (a null pointer, or a size below 1 or above 2^28). Only a result
-/// of 0 has written to the output; all blocks go back in any case. Blocks, in this order: padded
-/// luma, padded U, padded V, output U, output V; then 16-bit planes of output width by padded
-/// height for luma, U and V.
+/// Returns 0; otherwise, logged as an error, 7 for another format, SR_RET_LOAD_CONFIG_FAILED (no
+/// kernel tables installed), SR_RET_ALLOC_FAILED (a block is missing) or SR_RET_PARAMS_OUT_OF_RANGE
+/// (a null pointer, or a size below 1 or above 2^28). Only a result of 0 has written to the output;
+/// all blocks go back in any case. Blocks, in this order: padded luma, padded U, padded V, output
+/// U, output V; then 16-bit planes of output width by padded height for luma, U and V.
 VELMORA_API int32_t SRInterpolation_Single(Velmora_SR_CInputImage* input,
                                            Velmora_SR_COutPutImage* output, SR_ParamsPrivate* priv);
 

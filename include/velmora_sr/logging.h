@@ -49,7 +49,7 @@ VELMORA_API void LogVersion();
 
 /// Writes up to two planes to one file, replacing it. What was written, or that the file could not
 /// be created or written, is said in the system log under the tag "NB7UO_ZELK".
-/// @param path    file to create, not null
+/// @param path    file to create, not null; the caller's choice, so a link is followed
 /// @param plane1  size1 bytes, or null for none
 /// @param size1   bytes; below 1 for none
 /// @param plane2  size2 bytes that follow plane1 in the file, or null for none

@@ -1,7 +1,9 @@
 /* Platform services that the library calls: the system log and the system properties. C99 and C++.
  *
  * On Android both come from the system. Elsewhere the library brings its own, weak and with default
- * visibility, so that a host program can define functions of these names and receive the calls. */
+ * visibility, so that a host program can define functions of these names and receive the calls:
+ * that is how to redirect the log, or to silence what every creation says at error priority.
+ * examples/host_log.c does it in a dozen lines. Such a function must not throw. */
 #ifndef VELMORA_SR_PLATFORM_H
 #define VELMORA_SR_PLATFORM_H
 
@@ -36,7 +38,8 @@ VELMORA_API int __android_log_print(int prio, const char* tag, const char* fmt, 
  *   value  92 bytes, or null (then nothing is written); written: the value, cut at 91 bytes, and a
  *          terminator; the empty text when unset
  * Returns the length of the text written, 0 when unset. The library's own version takes the
- * environment variable of the same name. Any thread that does not race with setenv. */
+ * environment variable of the same name; in a process that runs with raised rights (secure_getenv)
+ * every property is unset. Any thread that does not race with setenv. */
 VELMORA_API int __system_property_get(const char* name, char* value);
 
 #ifdef __cplusplus

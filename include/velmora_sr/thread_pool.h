@@ -18,7 +18,14 @@
 // results without a pool.
 //
 // A job reports failure through its argument; an exception that leaves it is dropped, and the slot
-// counts as done.
+// counts as done. (A share of the library's own stages that throws fails its stage: the exception
+// is thrown on by the function that runs the stage, and ends the process call.)
+//
+// A worker has a stack of 256 KB, thread-local variables included, and begins each job in the
+// default floating-point environment.
+//
+// The child of a fork() has no workers. Its slots are free, and jobs run on the caller until the
+// users that it inherited have left; the next MultiThread_Init then starts workers of its own.
 #ifndef VELMORA_SR_THREAD_POOL_H
 #define VELMORA_SR_THREAD_POOL_H
 

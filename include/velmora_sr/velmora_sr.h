@@ -2,13 +2,24 @@
  *
  * The three entry points of the library and the records that cross them. C99 and C++.
  *
- *   create   VELMORA_SR_Create    one handle for a fixed input size and scene
+ *   create   VELMORA_SR_Create    one handle for a scene
  *   process  VELMORA_SR_Process   one frame set in, one frame out, any number of times
  *   destroy  VELMORA_SR_Destroy   ends the handle
  *
+ * A PROCESS CALL THAT WROTE NOTHING RETURNS 0, TOO: when memory runs out or another stage fails,
+ * the log says so and the output keeps its old bytes. A host that must tell fills them beforehand
+ * or listens to the log.
+ *
  * Threads: the three calls are synchronous and not re-entrant. Kernel tables, configuration and the
  * worker threads are shared by the whole process, so keep one live handle at a time and serialise
- * the calls; they may come from different threads.
+ * the calls; they may come from different threads. The sixteen workers have stacks of 256 KB, of
+ * which no call uses more than 16. The child of a fork() has no workers: there the calls of an
+ * inherited handle run on the calling thread alone, to the same bytes, and a handle created after
+ * its destruction has workers again. A child that was forked during a call must not use the
+ * library.
+ *
+ * Floating point: the calls compute with the default environment (to nearest, no traps) whatever
+ * the host has set, call the allocator and the log in it, and restore the host's, flags included.
  *
  * Frames: a frame is one block of width * height luma bytes followed by its chroma, 4:2:0, 8 bits,
  * no row padding: width * height * 3 / 2 bytes for even sizes. Chroma is interleaved (NV12, NV21)
@@ -20,9 +31,14 @@
  * columns and rows. Chroma is resampled on its own half-size grid by the same rule. Both axes scale
  * on their own: proportions are the caller's to keep.
  *
- * Log: everything that happens is told to the system log under the tag "NB7UO_ZELK" (platform.h
- * says where that is outside Android); registration and the worker threads also print progress to
- * standard output.
+ * Log: everything that happens is told to the system log under the tag "NB7UO_ZELK", ordinary steps
+ * of a creation at error priority among it; registration and the worker threads also print progress
+ * to standard output. platform.h says where the log is outside Android, and how a host takes its
+ * lines over, to filter or to silence them (examples/host_log.c).
+ *
+ * Debug dumps: while the system property "persist.camera.nb7uo.zelk.yuv" begins with 1, each
+ * process call writes its frames to new files of mode 0600 below /data/zelk/. Links are not
+ * followed there; a name that is taken gets a counter.
  */
 #ifndef VELMORA_SR_VELMORA_SR_H
 #define VELMORA_SR_VELMORA_SR_H
@@ -66,8 +82,8 @@ typedef void* (*SR_AllocFxn)(uint32_t size, const char* tag, int32_t reserved);
  * took it returns, with the same tag and reserved value. */
 typedef void (*SR_FreeFxn)(void* ptr, const char* tag, int32_t reserved);
 
-/* Internal result codes, see GetRetInfo in records.h for their texts. VELMORA_SR_Create may pass
- * 2..5 on (reserved: the configuration steps substitute defaults instead of failing). */
+/* Internal result codes of the steps and stages, see GetRetInfo in records.h for their texts. The
+ * three calls return none of them but 0. */
 #ifdef __cplusplus
 enum Velmora_SR_ESR_RET : int32_t {
 #else
@@ -83,8 +99,8 @@ enum {
 
 /* What VELMORA_SR_Create needs to know; read once, the strings are copied. */
 typedef struct Velmora_SR_CreateParams {
-  int32_t inImageWidth;  /* input width in pixels, >= 1 */
-  int32_t inImageHeight; /* input height in pixels, >= 1 */
+  int32_t inImageWidth;  /* input width in pixels; told in the handle and the log, not checked */
+  int32_t inImageHeight; /* input height, likewise */
   int32_t srScene;       /* scene code; a code outside 0..2 is refused at process time */
   SR_AllocFxn alloc; /* with free: where every buffer of a process call comes from. The two are */
   SR_FreeFxn free;   /* kept only as a pair; without them no process call can work */
@@ -116,10 +132,12 @@ typedef struct SR_ParamsPublic {
 } SR_ParamsPublic;
 
 /* The frames of one process call. The library never frees a frame. In scenes 1 and 2 it changes
- * leftData in place where de-ghosting replaces samples; the second frame's bytes never change. */
+ * leftData in place where de-ghosting replaces samples; the second frame's bytes never change but
+ * where it shares memory with the first. Two frames that do are no error: the call then works from
+ * a copy of the second one. */
 typedef struct Velmora_SR_InputFrames {
-  int32_t width;     /* must equal the creation width */
-  int32_t height;    /* must equal the creation height; width * height * 3 / 2 below 2^31 */
+  int32_t width;     /* of this call's frames, >= 1; sizes of the creation are not compared */
+  int32_t height;    /* likewise; width * height * 3 / 2 below 2^31 */
   int32_t format;    /* image format code of all frames */
   uint8_t* leftData; /* first frame, the reference of every scene */
   uint32_t reserved5;
@@ -163,11 +181,12 @@ VELMORA_API int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params,
  *   input       not null; read during the call only (scenes 1 and 2 may change the first frame)
  *   frameCount  number of frames supplied, >= 1; at least 2 for scene 2
  *   output      not null; its data is written, then its valid region
- * Returns 0 when done, also when a stage failed and the output was left untouched (the log says
- * so); -1 for a null argument, frameCount < 1, an impossible size or null output data; -2 when the
- * handle is not a created one; -3 when a frame that the scene needs is missing; -4 for an unknown
- * scene. Memory that runs out, missing kernel tables, missing allocator functions and a format that
- * the scene does not know are failures of a stage.
+ * Returns 0 when done, AND ALSO 0 WHEN A STAGE FAILED AND THE OUTPUT WAS LEFT UNTOUCHED (one error
+ * line in the log says why; after "VELMORA_SR_Process stopped", which tells of an exception, the
+ * output may be written in part); -1 for a null argument, frameCount < 1, an impossible size or
+ * null output data; -2 when the handle is not a created one; -3 when a frame that the scene needs
+ * is missing; -4 for an unknown scene. Memory that runs out, missing kernel tables, missing
+ * allocator functions and a format that the scene does not know are failures of a stage.
  *
  * Region: it has to lie inside the frame and to span at least 100 columns and rows; otherwise the
  * frame without a margin of 150 pixels takes its place. Scene 0 reports the caller's region as it
@@ -180,8 +199,9 @@ VELMORA_API int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params,
  * is a plain copy of the first frame, which it may overlap; the region is then reported as 0, 0,
  * width, height.
  *
- * Memory: all working buffers come from the handle's allocator and are back before the return;
- * calls with the same sizes and the same outcome take the same blocks. No thread is started. */
+ * Memory: all working buffers come from the handle's allocator and are back before the return, the
+ * copy of a second frame that overlaps the first among them; calls with the same sizes and the same
+ * outcome take the same blocks. No thread is started. */
 VELMORA_API int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames* input,
                                        int32_t frameCount, Velmora_SR_OutputFrame* output);
 

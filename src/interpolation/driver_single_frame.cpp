@@ -12,7 +12,10 @@ int32_t SRInterpolation_Single(Velmora_SR_CInputImage* input, Velmora_SR_COutPut
   // The handle keeps the caller's region: only the job's copy is replaced.
   job.region = velmora::usableOrDefault(job.region, job.in.width, job.in.height);
   const int32_t result = velmora::enlargeFirstFrame(job);
-  // An unknown format is the caller's code to read, not a line in the log.
-  if (result == velmora::kUnsupportedFormat) return result;
+  if (result == velmora::kUnsupportedFormat) {
+    __android_log_print(velmora::kLogError, velmora::kLogTag, "%s: %s: unknown image format: %d\n",
+                        velmora::kLogTag, __func__, job.in.format);
+    return result;
+  }
   return velmora::logged(static_cast<Velmora_SR_ESR_RET>(result), __func__);
 }

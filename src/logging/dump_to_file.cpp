@@ -1,12 +1,29 @@
 // Debug dumps of frames.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
 #include "common/failure_line.h"
+#include "logging/new_file.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/platform.h"
 
 namespace {
+
+struct Close {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Close>;
+
+struct Planes {
+  const uint8_t* first;
+  int firstSize;
+  const uint8_t* second;
+  int secondSize;
+};
 
 void writePlane(std::FILE* file, const char* path, const uint8_t* plane, int size) {
   using namespace velmora;
@@ -22,20 +39,33 @@ void writePlane(std::FILE* file, const char* path, const uint8_t* plane, int siz
   }
 }
 
-}  // namespace
-
-void dump_to_file(const char* path, const uint8_t* plane1, int size1, const uint8_t* plane2,
-                  int size2) {
+void writePlanes(const File& file, const char* path, const Planes& planes) {
   using namespace velmora;
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  const std::unique_ptr<std::FILE, Close> file(path == nullptr ? nullptr : std::fopen(path, "wb"));
   if (file == nullptr) {
     __android_log_print(kLogError, kLogTag, "%s: failed to create file [%s]", kLogTag,
                         path == nullptr ? "" : path);
     return;
   }
-  writePlane(file.get(), path, plane1, size1);
-  writePlane(file.get(), path, plane2, size2);
+  writePlane(file.get(), path, planes.first, planes.firstSize);
+  writePlane(file.get(), path, planes.second, planes.secondSize);
+}
+
+}  // namespace
+
+bool velmora::dumpToNewFile(const char* path, const uint8_t* plane1, int size1,
+                            const uint8_t* plane2, int size2) {
+  constexpr int kOwnerOnly = 0600;
+  const int descriptor =
+      open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kOwnerOnly);
+  if (descriptor < 0 && errno == EEXIST) return false;
+  const File file(descriptor < 0 ? nullptr : fdopen(descriptor, "wb"));
+  if (descriptor >= 0 && file == nullptr) close(descriptor);
+  writePlanes(file, path, {plane1, size1, plane2, size2});
+  return true;
+}
+
+void dump_to_file(const char* path, const uint8_t* plane1, int size1, const uint8_t* plane2,
+                  int size2) {
+  const File file(path == nullptr ? nullptr : std::fopen(path, "wb"));
+  writePlanes(file, path, {plane1, size1, plane2, size2});
 }

@@ -9,7 +9,9 @@ extern "C" __attribute__((weak)) int __system_property_get(const char* name, cha
   constexpr std::size_t kValueSize = 92;  // terminator included, as on Android
   if (value == nullptr) return 0;
   value[0] = '\0';
-  const char* found = name == nullptr ? nullptr : std::getenv(name);
+  // Properties are the owner's to set: whoever starts a program that runs with raised rights is not
+  // to switch anything in it.
+  const char* found = name == nullptr ? nullptr : secure_getenv(name);
   if (found == nullptr) return 0;
   const std::size_t length = std::min(std::strlen(found), kValueSize - 1);
   std::memcpy(value, found, length);

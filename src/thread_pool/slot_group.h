@@ -12,8 +12,9 @@
 //   }, &pass, 12);
 //
 // The slots are numbers from 0 to 15, each at most once, and none may be in use by the calling
-// thread itself. Jobs should not throw: what leaves a slot's share is dropped, what leaves the
-// caller's share is thrown on after the slots are done.
+// thread itself. A share that throws fails the whole job: when all are done its exception is thrown
+// on to the caller, the caller's own one first, then that of the first failed slot. The results of
+// the job count as unfinished.
 #ifndef VELMORA_SRC_THREAD_POOL_SLOT_GROUP_H
 #define VELMORA_SRC_THREAD_POOL_SLOT_GROUP_H
 

@@ -1,8 +1,12 @@
 // The process-wide pool of sixteen worker threads with fixed slots.
 #include "velmora_sr/thread_pool.h"
 
+#include <limits.h>
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cfenv>
 #include <cstdio>
 #include <span>
 
@@ -13,6 +17,9 @@ namespace {
 std::array<SR_ThreadSlot, VELMORA_SR_THREAD_SLOTS> slots = {};
 int32_t userCount = 0;
 int32_t createdThreads = 0;
+
+/// Jobs take a tenth of it; the system's default is megabytes of address space for each worker.
+constexpr std::size_t kStackSize = 256 * 1024;
 
 SR_ThreadSlot* slotAt(int32_t slot) {
   if (slot < 0 || slot >= VELMORA_SR_THREAD_SLOTS) return nullptr;
@@ -39,6 +46,7 @@ void runJob(const SR_ThreadSlot& slot, int32_t index) {
   try {
     slot.job(slot.arg, index);
   } catch (...) {
+    if (slot.failure != nullptr) *slot.failure = std::current_exception();
   }
 }
 
@@ -48,6 +56,8 @@ void* workerLoop(void* indexPointer) {
     take(slot.startSem);
     if (slot.exitFlag != 0) return nullptr;
     if (slot.job == nullptr) continue;
+    // A thread inherits the rounding and the traps of whoever started the pool.
+    std::fesetenv(FE_DFL_ENV);
     runJob(slot, slot.index);
     sem_post(&slot.doneSem);
   }
@@ -60,7 +70,11 @@ bool startWorker(SR_ThreadSlot& slot, int32_t index, const pthread_attr_t& attri
   slot.exitFlag = 0;
   slot.job = nullptr;
   slot.arg = nullptr;
-  if (pthread_create(&slot.thread, &attribute, workerLoop, &slot.index) != 0) {
+  slot.failure = nullptr;
+  int error = pthread_create(&slot.thread, &attribute, workerLoop, &slot.index);
+  // Thread-local variables count as stack: those of the host may not fit.
+  if (error == EINVAL) error = pthread_create(&slot.thread, nullptr, workerLoop, &slot.index);
+  if (error != 0) {
     sem_destroy(&slot.startSem);
     sem_destroy(&slot.doneSem);
     return false;
@@ -82,6 +96,19 @@ void endWorkers(std::span<SR_ThreadSlot> workers) {
   }
 }
 
+/// In the child of a fork the workers do not exist, and what they were at is lost. The users stay:
+/// each of them still owes its MultiThread_destory.
+void forgetWorkers() {
+  createdThreads = 0;
+  for (SR_ThreadSlot& slot : slots) {
+    slot.failure = nullptr;
+    slot.hasWorker = 0;
+  }
+}
+
+// Once, when the library is loaded: handlers cannot be taken back.
+[[maybe_unused]] const int forkHandler = pthread_atfork(nullptr, nullptr, forgetWorkers);
+
 }  // namespace
 
 int32_t MultiThread_Init(int32_t /*n*/) {
@@ -96,6 +123,8 @@ int32_t MultiThread_Init(int32_t /*n*/) {
     std::printf("Failed to init thread attribute.");
     return -1;
   }
+  pthread_attr_setstacksize(&attribute,
+                            std::max(kStackSize, static_cast<std::size_t>(PTHREAD_STACK_MIN)));
   for (int32_t i = 0; i < VELMORA_SR_THREAD_SLOTS; ++i) {
     if (startWorker(*slotAt(i), i, attribute)) continue;
     std::printf("[%s] Create Thread Failed!", __func__);
@@ -133,6 +162,11 @@ void MultiThread_set(int32_t slot, SR_ThreadJob job, void* arg) {
   target->arg = arg;
 }
 
+void velmora::keepFailure(int32_t slot, std::exception_ptr* failure) {
+  SR_ThreadSlot* target = slotAt(slot);
+  if (target != nullptr) target->failure = failure;
+}
+
 int32_t MultiThread_post(int32_t slot) {
   SR_ThreadSlot* target = slotAt(slot);
   if (target == nullptr) return -1;
@@ -157,6 +191,7 @@ int32_t MultiThread_clean(int32_t slot) {
   if (target->hasWorker != 0) take(target->doneSem);
   target->job = nullptr;
   target->arg = nullptr;
+  target->failure = nullptr;
   if (target->hasWorker != 0) sem_post(&target->doneSem);
   return 0;
 }

@@ -6,6 +6,7 @@
 #include <semaphore.h>
 
 #include <cstdint>
+#include <exception>
 
 #include "velmora_sr/thread_pool.h"
 
@@ -20,8 +21,18 @@ struct SR_ThreadSlot {
   int32_t index;     ///< the slot's number, passed to every job
   SR_ThreadJob job;  ///< null when no job is set
   void* arg;         ///< the job's argument
+  /// Takes what the job throws; null when nobody asks.
+  std::exception_ptr* failure;
   uint8_t
       hasWorker;  ///< 1 while thread runs and the semaphores exist; changed by start and end only
 };
+
+namespace velmora {
+
+/// Between MultiThread_set and MultiThread_post of a slot: what its job throws goes to *failure,
+/// which must live until the slot is cleaned. Without this call it is dropped.
+void keepFailure(int32_t slot, std::exception_ptr* failure);
+
+}  // namespace velmora
 
 #endif  // VELMORA_SRC_THREAD_POOL_THREAD_SLOT_H

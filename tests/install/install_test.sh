@@ -23,6 +23,10 @@ build_examples_with_cmake() {
     { cat "$work/log"; fail "find_package"; }
   "$CMAKE" --build "$work/build"
   check_enlarge "$work/build/enlarge"
+  # The host has the library's log: only the line that it lets through, and nothing beside it.
+  [[ $(ANDROID_LOG_TAGS='*:V' "$work/build/host_log" 2>&1) == \
+    *'camera: [6 NB7UO_ZELK] NB7UO_ZELK: some input paras is NULL!!'$'\n'MultiThread_destory* ]] ||
+    fail "host_log: the library's lines did not reach their host"
 }
 
 rm -rf "$work"

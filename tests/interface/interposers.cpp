@@ -1,55 +1,42 @@
 #include "interface/interposers.h"
 
-#include <pthread.h>
+#include <fcntl.h>
 
-#include <atomic>
-#include <cerrno>
-#include <cstdio>
+#include <filesystem>
 #include <string_view>
-#include <utility>
 
 namespace {
 
-std::atomic<bool> threadsFail{false};
 std::string dumpDirectory;
 
 }  // namespace
 
 extern "C" {
-int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                          void* (*start)(void*), void* arg);
-std::FILE* __real_fopen(const char* path, const char* mode);
+int __real_open(const char* path, int flags, mode_t mode);
 
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                          void* (*start)(void*), void* arg) {
-  return threadsFail ? EAGAIN : __real_pthread_create(thread, attributes, start, arg);
-}
-
-std::FILE* __wrap_fopen(const char* path, const char* mode) {
+int __wrap_open(const char* path, int flags, mode_t mode) {
   constexpr std::string_view kDumps = "/data/zelk/";
   const std::string_view wanted = path;
-  if (dumpDirectory.empty() || !wanted.starts_with(kDumps)) return __real_fopen(path, mode);
-  return __real_fopen((dumpDirectory + "/" + std::string(wanted.substr(kDumps.size()))).c_str(),
-                      mode);
+  if (dumpDirectory.empty() || !wanted.starts_with(kDumps)) return __real_open(path, flags, mode);
+  const std::string there = dumpDirectory + "/" + std::string(wanted.substr(kDumps.size()));
+  return __real_open(there.c_str(), flags, mode);
 }
 }
 
 namespace velmora::test {
 
-ThreadFailure::ThreadFailure() {
-  threadsFail = true;
+DumpRedirection::DumpRedirection() {
+  dumpDirectory = scratch_.path("");
 }
-
-ThreadFailure::~ThreadFailure() {
-  threadsFail = false;
-}
-
-DumpRedirection::DumpRedirection(std::string directory) {
-  dumpDirectory = std::move(directory);
-}
-
 DumpRedirection::~DumpRedirection() {
   dumpDirectory.clear();
+}
+std::map<std::string, std::string> DumpRedirection::files() const {
+  std::map<std::string, std::string> contents;
+  for (const auto& entry : std::filesystem::directory_iterator(scratch_.path("")))
+    if (entry.exists())
+      contents[entry.path().filename().string()] = readFile(entry.path().string());
+  return contents;
 }
 
 }  // namespace velmora::test

@@ -4,18 +4,24 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <cmath>
-#include <filesystem>
+#include <limits>
 #include <map>
+#include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
+#ifdef __SSE__
+#include <xmmintrin.h>
+#endif
+
 #include "common/valid_region.h"
-#include "interface/interposers.h"
 #include "interface/session.h"
 #include "interface/textured_frame.h"
+#include "kernels/kernel_table.h"
 #include "support/heap_faults.h"
-#include "support/scratch_directory.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/platform.h"
@@ -25,6 +31,7 @@ namespace velmora::test {
 namespace {
 
 using testing::ElementsAreArray;
+using Lines = std::vector<LogLine>;
 
 constexpr int32_t kWidth = 480, kHeight = 400;  // the least that registration works on
 constexpr int32_t kOutWidth = 720, kOutHeight = 600;
@@ -74,20 +81,17 @@ std::string fourValues(const char* prefix, const Region& r) {
                 "EndW = ", r.endW, ", ", prefix, "EndH = ", r.endH);
 }
 
-LogLine registeredLine(const Region& r) {
-  return info(joined("NB7UO_ZELK: ", fourValues("vrSR", r), "\n"));
-}
-
-LogLine failedLine(const Region& r) {
-  return info(joined("NB7UO_ZELK: Registration Failed. Enter Single SR Mode.\n\t\t\t",
-                     fourValues("vrSR", r), "\n"));
+LogLine areaLine(bool registered, const Region& r) {
+  return info(
+      joined("NB7UO_ZELK: ", registered ? "" : "Registration Failed. Enter Single SR Mode.\n\t\t\t",
+             fourValues("vrSR", r), "\n"));
 }
 
 LogLine evenLine(const Region& r) {
   return info(joined("NB7UO_ZELK: ", fourValues("vr", r), "\n"));
 }
 
-std::vector<LogLine> replacementLines(const Region& rejected, const Region& replacement) {
+Lines replacementLines(const Region& rejected, const Region& replacement) {
   return {error(joined("NB7UO_ZELK: invalid valid region params: [", fourValues("vr", rejected),
                        "].\n")),
           error(joined("NB7UO_ZELK: use default valid region params: [",
@@ -95,7 +99,7 @@ std::vector<LogLine> replacementLines(const Region& rejected, const Region& repl
 }
 
 /// The registered area that a successful call has logged.
-Region registeredArea(const std::vector<LogLine>& lines) {
+Region registeredArea(const Lines& lines) {
   for (const LogLine& line : lines) {
     Region r = {};
     if (std::sscanf(line.text.c_str(),
@@ -115,22 +119,24 @@ Region evenIntersection(const Region& a, const Region& b) {
           down(std::min(a.endW, b.endW)), down(std::min(a.endH, b.endH))};
 }
 
-// --- pairs that register
+// --- pairs that register, and pairs that do not
 
-TEST(RegisteredPair, TranscriptAndRegionOfBothScenes) {
-  struct Shift {
-    int32_t x, y;
-    Region covered;  // what both frames show, in pixels of the first
+TEST(Pairs, TranscriptRegionAndFramesOfBothScenes) {
+  struct Second {
+    const std::vector<uint8_t>& frame;
+    Region covered;  // what both frames show, in pixels of the first; all 0: not registered
   };
-  constexpr Shift none = {0, 0, {0, 0, 479, 399}};
-  constexpr Shift rightUp = {12, -8, {12, 0, 479, 391}};
-  constexpr Shift leftDown = {-6, 20, {0, 20, 473, 399}};
+  const std::vector<uint8_t> blank(frameBytes(kWidth, kHeight), 120);
+  const Second same = {frameAt(0, 0), {0, 0, 479, 399}};
+  const Second rightUp = {frameAt(12, -8), {12, 0, 479, 391}};
+  const Second leftDown = {frameAt(-6, 20), {0, 20, 473, 399}};
+  const Second flat = {blank, {0, 0, 0, 0}};
   const struct {
-    Shift shift;
+    const Second& second;
     Region asked;
     bool replaced;
   } cases[] = {
-      {none, whole(kWidth, kHeight), false},
+      {same, whole(kWidth, kHeight), false},
       {rightUp, whole(kWidth, kHeight), false},
       {leftDown, whole(kWidth, kHeight), false},
       {rightUp, {100, 60, 399, 299}, false},  // inside of what is registered: kept
@@ -140,148 +146,155 @@ TEST(RegisteredPair, TranscriptAndRegionOfBothScenes) {
       {rightUp, {0, 0, 100, 399}, true},      // too narrow once the left is cut
       {rightUp, {300, 40, 200, 350}, true},   // turned around
       {rightUp, {0, 300, 479, 398}, true},    // 98 rows
+      {flat, whole(kWidth, kHeight), false},
+      {flat, {31, 20, 400, 301}, false},
+      {flat, {-1, 0, 478, 398}, true},
+      {flat, {0, 0, 480, 398}, true},
+      {flat, {20, 20, 118, 300}, true},
+      {flat, {21, 20, 121, 300}, true},  // evening takes a column too many
+      {flat, {20, 20, 120, 120}, false},
   };
   for (const int32_t scene : {1, 2}) {
-    const Session session(kWidth, kHeight, scene);
-    for (const auto& [shift, asked, replaced] : cases) {
-      SCOPED_TRACE(joined("scene ", scene, ", shift ", shift.x, ", ", shift.y, ", region ",
-                          testing::PrintToString(asked)));
-      PairCall call(frameAt(0, 0), frameAt(shift.x, shift.y), asked);
+    for (const auto& [second, asked, replaced] : cases) {
+      SCOPED_TRACE(joined("scene ", scene, ", region ", testing::PrintToString(asked)));
+      const bool registers = &second != &flat;
+      const Session session(kWidth, kHeight, scene);
+      PairCall call(frameAt(0, 0), second.frame, asked);
       LogCapture log;
       EXPECT_EQ(call.run(session, 2), 0);
-      const std::vector<LogLine> lines = maskedLines(log);
-      const Region registered = registeredArea(lines);
-      EXPECT_NEAR(registered.startW, shift.covered.startW, 2);
-      EXPECT_NEAR(registered.startH, shift.covered.startH, 2);
-      EXPECT_NEAR(registered.endW, shift.covered.endW, 2);
-      EXPECT_NEAR(registered.endH, shift.covered.endH, 2);
+      const Lines lines = maskedLines(log);
+      const Region registered = registers ? registeredArea(lines) : Region{0, 0, 0, 0};
+      EXPECT_NEAR(registered.startW, second.covered.startW, 2);
+      EXPECT_NEAR(registered.startH, second.covered.startH, 2);
+      EXPECT_NEAR(registered.endW, second.covered.endW, 2);
+      EXPECT_NEAR(registered.endH, second.covered.endH, 2);
 
-      const Region narrowed = evenIntersection(asked, registered);
+      const Region narrowed = evenIntersection(asked, registers ? registered : asked);
       const Region used = replaced ? Region{150, 150, 328, 248} : narrowed;
-      EXPECT_THAT(
-          lines,
-          ElementsAreArray(
-              openingLines(session, call) +
-              std::vector<LogLine>{dumpLine(), registeredLine(registered), evenLine(narrowed)} +
-              (replaced ? replacementLines(narrowed, used) : std::vector<LogLine>{}) +
-              std::vector<LogLine>{dumpLine()} + closingLines()));
+      EXPECT_THAT(lines, ElementsAreArray(openingLines(session, call) +
+                                          Lines{dumpLine(), areaLine(registers, registered),
+                                                evenLine(narrowed)} +
+                                          (replaced ? replacementLines(narrowed, used) : Lines{}) +
+                                          Lines{dumpLine()} + closingLines()));
       EXPECT_EQ(call.reportedRegion(), used);
-      EXPECT_EQ(zelkParamPrivate.registFailed, 0);
+      EXPECT_EQ(zelkParamPrivate.registFailed, registers ? 0 : 1);
       EXPECT_EQ(zelkParamPrivate.posMap1, nullptr) << "the maps are gone with the call";
       EXPECT_EQ(zelkParamPrivate.posMap2, nullptr);
+      EXPECT_EQ(call.second, second.frame) << "the second frame is never changed";
       EXPECT_EQ(TestAllocator::live(), 0u);
       EXPECT_EQ(TestAllocator::faults(), "");
-    }
-  }
-}
-
-TEST(RegisteredPair, OutputShowsTheFirstFrame) {
-  for (const auto& [x, y] : {std::pair{0, 0}, std::pair{12, -8}}) {
-    PairCall call(frameAt(0, 0), frameAt(x, y));
-    EXPECT_EQ(call.run(Session(kWidth, kHeight, 1)), 0);
-    EXPECT_EQ(call.second, frameAt(x, y)) << "the second frame is never changed";
-    const std::vector<uint8_t> alone = enlargedAlone(frameAt(0, 0), call.reportedRegion());
-    const std::size_t luma = kOutWidth * kOutHeight;
-    EXPECT_NE(call.data, alone) << "nothing was fused";
-    EXPECT_GT(psnr(call.data, alone, luma), 30) << x << ", " << y;
-    EXPECT_GT(psnr(call.data, alone, call.data.size()), 30) << x << ", " << y;
-  }
-}
-
-TEST(RegisteredPair, SceneOneAndTwoAgreeAndRepeatsAreIdentical) {
-  std::vector<std::vector<uint8_t>> outputs;
-  std::vector<std::vector<uint8_t>> firstFrames;
-  std::vector<std::vector<uint32_t>> requests;
-  for (const int32_t scene : {1, 2}) {
-    const Session session(kWidth, kHeight, scene);
-    for (int repeat = 0; repeat < 2; ++repeat) {
-      TestAllocator::reset();
-      PairCall call(frameAt(0, 0), frameAt(-6, 20));
-      EXPECT_EQ(call.run(session, 2), 0);
-      outputs.push_back(call.data);
-      firstFrames.push_back(call.first);
-      requests.push_back(TestAllocator::requests());
-    }
-  }
-  for (std::size_t i = 1; i < outputs.size(); ++i) {
-    EXPECT_TRUE(outputs[i] == outputs[0]) << i;
-    EXPECT_TRUE(firstFrames[i] == firstFrames[0]) << i;
-    EXPECT_EQ(requests[i], requests[0]) << i;
-  }
-}
-
-// --- pairs that do not
-
-TEST(UnregistrablePair, EqualsSceneZeroWithTheSameRegion) {
-  const struct {
-    Region asked, used;
-    bool replaced;
-  } cases[] = {
-      {whole(kWidth, kHeight), {0, 0, 478, 398}, false},
-      {{31, 20, 400, 301}, {32, 20, 400, 300}, false},
-      {{-1, 0, 478, 398}, {-2, 0, 478, 398}, true},
-      {{0, 0, 480, 398}, {0, 0, 480, 398}, true},
-      {{20, 20, 118, 300}, {20, 20, 118, 300}, true},
-      {{21, 20, 121, 300}, {22, 20, 120, 300}, true},  // evening takes a column too many
-      {{20, 20, 120, 120}, {20, 20, 120, 120}, false},
-  };
-  for (const int32_t scene : {1, 2}) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(joined("scene ", scene, ", ", testing::PrintToString(c.asked)));
-      const Region used = c.replaced ? Region{150, 150, 328, 248} : c.used;
+      if (registers && asked != whole(kWidth, kHeight)) continue;
       const std::vector<uint8_t> alone = enlargedAlone(frameAt(0, 0), used);
-      const Session session(kWidth, kHeight, scene);
-      PairCall call(frameAt(0, 0), flatFrame(), c.asked);
-      LogCapture log;
-      EXPECT_EQ(call.run(session, 2), 0);
-      const std::vector<LogLine> lines = maskedLines(log);
-      EXPECT_THAT(lines,
-                  ElementsAreArray(
-                      openingLines(session, call) +
-                      std::vector<LogLine>{dumpLine(), failedLine({0, 0, 0, 0}), evenLine(c.used)} +
-                      (c.replaced ? replacementLines(c.used, used) : std::vector<LogLine>{}) +
-                      std::vector<LogLine>{dumpLine()} + closingLines()));
-      EXPECT_EQ(call.reportedRegion(), used);
-      EXPECT_EQ(zelkParamPrivate.registFailed, 1);
-      EXPECT_TRUE(call.data == alone);
-      EXPECT_EQ(call.first, frameAt(0, 0)) << "without registration nothing is de-ghosted";
-      EXPECT_EQ(call.second, flatFrame());
-      EXPECT_EQ(TestAllocator::live(), 0u);
-      EXPECT_EQ(TestAllocator::faults(), "");
+      EXPECT_EQ(call.data == alone, !registers);
+      EXPECT_GT(psnr(call.data, alone, kOutWidth * kOutHeight), 30);
+      EXPECT_GT(psnr(call.data, alone, call.data.size()), 30);
+      EXPECT_TRUE(registers || call.first == frameAt(0, 0)) << "nothing is de-ghosted";
     }
   }
 }
 
-TEST(UnregistrablePair, FailureDoesNotLast) {
+/// What a call gives: everything that must not depend on anything but its frames.
+struct Outcome {
+  explicit Outcome(const PairCall& call)
+      : output(call.data), first(call.first), requests(TestAllocator::requests()) {}
+  bool operator==(const Outcome&) const = default;
+
+  std::vector<uint8_t> output, first;
+  std::vector<uint32_t> requests;
+};
+
+Outcome outcomeOf(int32_t scene) {
+  const Session session(kWidth, kHeight, scene);
+  PairCall call(frameAt(0, 0), frameAt(-6, 20));
+  EXPECT_EQ(call.run(session, 2), 0);
+  return Outcome(call);
+}
+
+TEST(RegisteredPair, GivesTheSameInBothScenesAndAfterAFailure) {
   const Session session(kWidth, kHeight, 1);
-  PairCall good(frameAt(0, 0), frameAt(12, -8));
-  EXPECT_EQ(good.run(session), 0);
-  PairCall bad(frameAt(0, 0), flatFrame());
-  EXPECT_EQ(bad.run(session), 0);
+  PairCall call(frameAt(0, 0), flatFrame());
+  EXPECT_EQ(call.run(session), 0);
   EXPECT_EQ(zelkParamPrivate.registFailed, 1);
-  PairCall again(frameAt(0, 0), frameAt(12, -8));
+  TestAllocator::reset();
+  PairCall again(frameAt(0, 0), frameAt(-6, 20));
   EXPECT_EQ(again.run(session), 0);
   EXPECT_EQ(zelkParamPrivate.registFailed, 0);
-  EXPECT_TRUE(again.data == good.data);
+  EXPECT_TRUE(Outcome(again) == outcomeOf(2));
+}
+
+bool flushesSubnormals() {
+  volatile float smallest = std::numeric_limits<float>::min();
+  return smallest / 2 == 0;
+}
+
+TEST(RegisteredPair, DoesNotDependOnTheHostsFloatingPointEnvironment) {
+  const Outcome good = outcomeOf(2);
+  for (const int rounding : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    SCOPED_TRACE(rounding);
+    PairCall call(frameAt(0, 0), frameAt(-6, 20));
+    const Velmora_SR_CreateParams params = parameters(kWidth, kHeight, 2);
+    SR_ParamsPublic* handle = nullptr;
+    TestAllocator::reset();
+    std::fenv_t ours;
+    std::fegetenv(&ours);
+    std::fesetround(rounding);
+    feenableexcept(FE_DIVBYZERO | FE_INVALID | FE_OVERFLOW);  // where the processor has traps
+#ifdef __SSE__
+    _mm_setcsr(_mm_getcsr() | 0x8040);
+#endif
+    std::feraiseexcept(FE_UNDERFLOW);
+    const bool flushing = flushesSubnormals();
+    const int trapping = fegetexcept();
+    const int raised = std::fetestexcept(FE_ALL_EXCEPT);
+    int32_t codes = VELMORA_SR_Create(&params, &handle);
+    codes |= VELMORA_SR_Process(handle, &call.input, 2, &call.output);
+    codes |= VELMORA_SR_Destroy(&handle);
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), raised);
+    EXPECT_EQ(fegetexcept(), trapping);
+    EXPECT_EQ(std::fegetround(), rounding);
+    EXPECT_EQ(flushesSubnormals(), flushing);
+    std::fesetenv(&ours);
+    EXPECT_EQ(codes, 0);
+    EXPECT_TRUE(Outcome(call) == good);
+  }
+}
+
+TEST(RegisteredPair, FramesThatShareMemoryGiveWhatTwoFramesGive) {
+  const std::size_t bytes = frameBytes(kWidth, kHeight);
+  for (const std::ptrdiff_t offset :
+       {std::ptrdiff_t{0}, std::ptrdiff_t{8} * kWidth + 4, std::ptrdiff_t{-4} * kWidth,
+        static_cast<std::ptrdiff_t>(bytes) - 1, static_cast<std::ptrdiff_t>(bytes)}) {
+    SCOPED_TRACE(offset);
+    const bool overlaps = offset < static_cast<std::ptrdiff_t>(bytes);
+    std::vector<uint8_t> memory = texturedFrame(kWidth, 3 * kHeight, 0, 0);
+    uint8_t* const first = memory.data() + 4 * kWidth;
+    PairCall apart({first, first + bytes}, {first + offset, first + offset + bytes});
+    PairCall call(apart.first, apart.second);
+    call.input.leftData = first;
+    call.input.rightData = call.input.leftData2 = first + offset;
+    const Session session(kWidth, kHeight, 2);
+    EXPECT_EQ(apart.run(session, 2), 0);
+    std::vector<uint32_t> expected = TestAllocator::requests();
+    if (overlaps) expected.insert(expected.begin() + 2, static_cast<uint32_t>(bytes));
+    TestAllocator::reset();
+    EXPECT_EQ(call.run(session, 2), 0);
+    EXPECT_TRUE(call.data == apart.data);
+    EXPECT_TRUE(std::equal(apart.first.begin(), apart.first.end(), first));
+    EXPECT_EQ(TestAllocator::requests(), expected);
+    EXPECT_EQ(TestAllocator::live(), 0u);
+    if (!overlaps) continue;
+    call.data.assign(call.data.size(), Call::kUntouched);
+    TestAllocator::failRequest(2);
+    LogCapture log;
+    EXPECT_EQ(call.run(session, 2), 0);
+    EXPECT_TRUE(call.outputUntouched());
+    EXPECT_THAT(log.take(),
+                testing::Contains(
+                    error("NB7UO_ZELK: alloc memory failed. The output is left untouched.\n")));
+  }
 }
 
 // --- what goes wrong
-
-TEST(TwoFrameFailures, OtherFormatsAreNotWritten) {
-  const Session session(kWidth, kHeight, 1);
-  for (const int32_t format : {0, 1, 6}) {
-    for (const bool registers : {true, false}) {
-      PairCall call(frameAt(0, 0), registers ? frameAt(12, -8) : flatFrame(),
-                    whole(kWidth, kHeight), format);
-      LogCapture log;
-      EXPECT_EQ(call.run(session), 0);
-      EXPECT_THAT(log.takeTexts(),
-                  testing::Contains(testing::HasSubstr("UnSupport image format!\n")));
-      EXPECT_TRUE(call.outputUntouched());
-      EXPECT_EQ(TestAllocator::live(), 0u);
-    }
-  }
-}
 
 TEST(TwoFrameFailures, EveryRequestThatFailsEndsInOneFrameOrNone) {
   // Both the caller's allocator and the stages' own scratch end in malloc.
@@ -310,8 +323,8 @@ TEST(TwoFrameFailures, EveryRequestThatFailsEndsInOneFrameOrNone) {
     EXPECT_EQ(TestAllocator::live(), 0u);
     EXPECT_EQ(TestAllocator::faults(), "");
     EXPECT_EQ(call.second, frameAt(12, -8));
-    const std::vector<LogLine> lines = maskedLines(log);
-    EXPECT_EQ(std::vector<LogLine>(lines.end() - 2, lines.end()), closingLines());
+    const Lines lines = maskedLines(log);
+    EXPECT_EQ(Lines(lines.end() - 2, lines.end()), closingLines());
     if (call.outputUntouched()) {
       ++none;
     } else if (zelkParamPrivate.registFailed != 0) {
@@ -326,28 +339,57 @@ TEST(TwoFrameFailures, EveryRequestThatFailsEndsInOneFrameOrNone) {
   EXPECT_GT(none, 5);
 }
 
+/// A kernel that fails on the workers and does nothing on the caller.
+const std::thread::id testThread = std::this_thread::get_id();
+constexpr auto failing = [](auto...) {
+  if (std::this_thread::get_id() != testThread) throw std::bad_alloc();
+};
+
+TEST(TwoFrameFailures, AShareThatThrowsEndsTheCallWithItsLine) {
+  const Session session(kWidth, kHeight, 2);
+  KernelTable& table = const_cast<KernelTable&>(kernels());
+  const KernelTable whole = table;
+  for (int stage = 0; stage < 6; ++stage) {
+    SCOPED_TRACE(stage);
+    (stage == 0 ? table.registration.integrateRow = failing : nullptr);
+    (stage == 1 ? table.registration.hessianRow = failing : nullptr);
+    (stage == 2 ? table.registration.positionRow = failing : nullptr);
+    (stage == 3 ? table.interpolation.deghostBlocks = failing : nullptr);
+    (stage == 4 ? table.interpolation.fuseRow = failing : nullptr);
+    (stage == 5 ? table.interpolation.mergePairs = failing : nullptr);
+    PairCall call(frameAt(0, 0), frameAt(-6, 20));
+    LogCapture log;
+    EXPECT_EQ(call.run(session, 2), 0);
+    table = whole;
+    const Lines lines = maskedLines(log);
+    EXPECT_EQ(
+        Lines(lines.end() - 3, lines.end()),
+        Lines{error("NB7UO_ZELK: VELMORA_SR_Process stopped: std::bad_alloc\n")} + closingLines());
+    EXPECT_EQ(call.outputUntouched(), stage < 5);
+    EXPECT_EQ(TestAllocator::live(), 0u);
+  }
+}
+
 // --- the order of blocks and lines
 
-/// The counting allocator, telling the log of the blocks that a call takes first.
+/// The counting allocator, telling the log of frame records, position maps and the like.
 struct TracingAllocator {
-  static constexpr std::size_t kTraced = 4;
-  static inline std::vector<const void*> blocks;
+  static constexpr uint32_t kMap = kWidth * kHeight * 4;
+  static inline std::map<const void*, uint32_t> sizes;
 
   static void* alloc(uint32_t size, const char* tag, int32_t reserved) {
     void* const block = TestAllocator::alloc(size, tag, reserved);
-    if (blocks.size() < kTraced) tell("take", blocks.size());
-    blocks.push_back(block);
+    sizes[block] = size;
+    tell("take", size);
     return block;
   }
   static void free(void* block, const char* tag, int32_t reserved) {
-    const auto found = std::find(blocks.begin(), blocks.end(), block);
-    const auto number = static_cast<std::size_t>(found - blocks.begin());
-    if (number < kTraced) tell("return", number);
-    if (found != blocks.end()) *found = nullptr;
+    tell("return", sizes[block]);
     TestAllocator::free(block, tag, reserved);
   }
-  static void tell(const char* what, std::size_t number) {
-    __android_log_print(kInfo, "blocks", "%s %d", what, static_cast<int>(number));
+  static void tell(const char* what, uint32_t size) {
+    const char* const kind = size == kMap ? "map" : size == sizeof(void*) ? "record" : nullptr;
+    if (kind != nullptr) __android_log_print(kInfo, "blocks", "%s %s", what, kind);
   }
 };
 
@@ -356,57 +398,17 @@ TEST(TwoFrameFlow, BlocksComeAndGoInTheOrderOfTheSteps) {
   params.alloc = TracingAllocator::alloc;
   params.free = TracingAllocator::free;
   const Session session(params);
-  TracingAllocator::blocks.clear();
   PairCall call(frameAt(0, 0), flatFrame());
   LogCapture log;
   EXPECT_EQ(call.run(session, 2), 0);
   std::vector<std::string> steps;
-  for (const LogLine& line : log.take()) {
+  for (const LogLine& line : log.take())
     if (line.tag == "blocks" || line == dumpLine()) steps.push_back(line.text);
-  }
   const std::string dump = dumpLine().text;
-  EXPECT_THAT(steps,
-              testing::ElementsAre("take 0", "take 1", dump,  // the frame records
-                                   "take 2", "take 3",        // the position maps
-                                   "return 2", "return 3", testing::AnyOf("return 0", "return 1"),
-                                   testing::AnyOf("return 0", "return 1"), dump));
-  const auto& requests = TestAllocator::requests();
-  constexpr auto kMapBytes = static_cast<uint32_t>(kWidth * kHeight * 4);
-  EXPECT_EQ(std::vector<uint32_t>(requests.begin(), requests.begin() + 4),
-            (std::vector<uint32_t>{sizeof(uint8_t*), sizeof(uint8_t*), kMapBytes, kMapBytes}));
-}
-
-// --- dumps, and the flow as a function of its own
-
-TEST(TwoFrameDumps, NameBothFrames) {
-  for (const int32_t scene : {1, 2}) {
-    const ScratchDirectory scratch;
-    const DumpRedirection redirection(scratch.path(""));
-    setSystemProperty("persist.camera.nb7uo.zelk.yuv", "1");
-    const Session session(kWidth, kHeight, scene);
-    PairCall call(frameAt(0, 0), flatFrame());
-    EXPECT_EQ(call.run(session, 2), 0);
-    setSystemProperty("persist.camera.nb7uo.zelk.yuv", "");
-
-    std::map<std::string, std::string> dumps;  // by what follows the time stamp
-    std::map<std::string, std::string> stamps;
-    for (const auto& entry : std::filesystem::directory_iterator(scratch.path(""))) {
-      const std::string name = entry.path().filename().string();
-      const std::size_t split = name.find("_sr_");
-      dumps[name.substr(split)] = readFile(entry.path().string());
-      stamps[name.substr(split)] = name.substr(0, split);
-    }
-    const std::string left =
-        scene == 1 ? "_sr_left_w480_h400_f4.yuv" : "_sr_left1_w480_h400_f4.yuv";
-    const std::string right =
-        scene == 1 ? "_sr_right_w480_h400_f4.yuv" : "_sr_left2_w480_h400_f4.yuv";
-    ASSERT_EQ(dumps.size(), 3u);
-    EXPECT_EQ(dumps[left], std::string(call.first.begin(), call.first.end()));
-    EXPECT_EQ(dumps[right], std::string(call.second.begin(), call.second.end()));
-    EXPECT_EQ(dumps["_sr_result_w720_h600_f4.yuv"],
-              std::string(call.data.begin(), call.data.end()));
-    EXPECT_EQ(stamps[left], stamps[right]) << "both frames share one time stamp";
-  }
+  EXPECT_THAT(steps, testing::ElementsAre(
+                         "take record", "take record", dump, "take map", "take map", "take record",
+                         "return record",  // the homography's
+                         "return map", "return map", "return record", "return record", dump));
 }
 
 TEST(SR_Process, RestoresTheSecondFramesPointerAndReportsFailures) {

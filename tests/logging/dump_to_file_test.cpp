@@ -11,8 +11,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using velmora::test::LogCapture;
 using velmora::test::LogLine;
 using velmora::test::readFile;
@@ -20,62 +18,56 @@ using velmora::test::readFile;
 constexpr uint8_t kLuma[] = {1, 2, 0, 255};
 constexpr uint8_t kChroma[] = {10, 13};
 
-class DumpToFile : public testing::Test {
- protected:
-  [[nodiscard]] LogLine line(int priority, const std::string& text) const {
-    return {priority, "NB7UO_ZELK", "NB7UO_ZELK: " + text + " [" + path_ + "]"};
+/// The lines of a dump; each text is followed by the path in brackets.
+std::vector<LogLine> lines(int priority, const std::vector<std::string>& texts,
+                           const std::string& path, const char* end = "\n") {
+  std::vector<LogLine> all;
+  for (const std::string& text : texts)
+    all.push_back({priority, "NB7UO_ZELK", "NB7UO_ZELK: " + text + " [" + path + "]" + end});
+  return all;
+}
+
+TEST(DumpToFile, WritesThePlanesThatAreThereOverAnOlderFile) {
+  const struct {
+    const uint8_t* luma;
+    int lumaSize;
+    const uint8_t* chroma;
+    int chromaSize;
+    std::string content;
+    std::vector<std::string> texts;
+  } cases[] = {
+      {kLuma,
+       4,
+       kChroma,
+       2,
+       {"\1\2\0\377\n\r", 6},
+       {"done writing 4 bytes to file", "done writing 2 bytes to file"}},
+      {kLuma, 4, nullptr, 2, {"\1\2\0\377", 4}, {"done writing 4 bytes to file"}},
+      {nullptr, 4, kChroma, 2, "\n\r", {"done writing 2 bytes to file"}},
+      {kLuma, 0, kChroma, -1, "", {}},
+  };
+  const velmora::test::ScratchDirectory directory;
+  const std::string path = directory.path("frame%d.yuv");
+  for (const auto& c : cases) {
+    LogCapture log;
+    dump_to_file(path.c_str(), c.luma, c.lumaSize, c.chroma, c.chromaSize);
+    EXPECT_EQ(readFile(path), c.content);
+    EXPECT_TRUE(std::filesystem::exists(path));
+    EXPECT_EQ(log.take(), lines(4, c.texts, path));
   }
-  [[nodiscard]] LogLine doneLine(int size) const {
-    LogLine done = line(4, "done writing " + std::to_string(size) + " bytes to file");
-    done.text += '\n';
-    return done;
-  }
-
-  velmora::test::ScratchDirectory directory_;
-  std::string path_ = directory_.path("frame%d.yuv");
-  LogCapture log_;
-};
-
-TEST_F(DumpToFile, WritesBothPlanesOneAfterTheOther) {
-  dump_to_file(path_.c_str(), kLuma, 4, kChroma, 2);
-  EXPECT_EQ(readFile(path_), std::string("\1\2\0\377\n\r", 6));
-  EXPECT_THAT(log_.take(), ElementsAre(doneLine(4), doneLine(2)));
 }
 
-TEST_F(DumpToFile, ReplacesAnOlderFile) {
-  velmora::test::writeFile(path_, "something longer than a plane");
-  dump_to_file(path_.c_str(), kLuma, 4, nullptr, 2);
-  EXPECT_EQ(readFile(path_), std::string("\1\2\0\377", 4));
-  EXPECT_THAT(log_.take(), ElementsAre(doneLine(4)));
-}
-
-TEST_F(DumpToFile, LeavesOutMissingAndEmptyPlanes) {
-  dump_to_file(path_.c_str(), nullptr, 4, kChroma, 2);
-  EXPECT_EQ(readFile(path_), "\n\r");
-  EXPECT_THAT(log_.take(), ElementsAre(doneLine(2)));
-
-  dump_to_file(path_.c_str(), kLuma, 0, kChroma, -1);
-  EXPECT_TRUE(std::filesystem::exists(path_));
-  EXPECT_EQ(readFile(path_), "");
-  EXPECT_THAT(log_.take(), IsEmpty());
-}
-
-TEST_F(DumpToFile, SaysWhenTheFileCannotBeCreated) {
-  path_ = directory_.path("missing/frame.yuv");
-  dump_to_file(path_.c_str(), kLuma, 4, kChroma, 2);
-  EXPECT_THAT(log_.take(), ElementsAre(line(6, "failed to create file")));
-  path_.clear();
+TEST(DumpToFile, SaysWhatItCannotWrite) {
+  const velmora::test::ScratchDirectory directory;
+  const std::string missing = directory.path("missing/frame.yuv");
+  LogCapture log;
+  dump_to_file(missing.c_str(), kLuma, 4, kChroma, 2);
+  EXPECT_EQ(log.take(), lines(6, {"failed to create file"}, missing, ""));
   dump_to_file(nullptr, kLuma, 4, kChroma, 2);
-  EXPECT_THAT(log_.take(), ElementsAre(line(6, "failed to create file")));
-}
-
-TEST_F(DumpToFile, SaysWhenTheDiskIsFull) {
-  path_ = "/dev/full";
-  if (!std::filesystem::exists(path_)) GTEST_SKIP() << "no " << path_;
-  dump_to_file(path_.c_str(), kLuma, 4, nullptr, 0);
-  LogLine expected = line(6, "failed to write 4 bytes to file");
-  expected.text += '\n';
-  EXPECT_THAT(log_.take(), ElementsAre(expected));
+  EXPECT_EQ(log.take(), lines(6, {"failed to create file"}, "", ""));
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+  dump_to_file("/dev/full", kLuma, 4, nullptr, 0);
+  EXPECT_EQ(log.take(), lines(6, {"failed to write 4 bytes to file"}, "/dev/full"));
 }
 
 }  // namespace

@@ -9,52 +9,33 @@
 
 namespace {
 
-/// Sets ANDROID_LOG_TAGS (null: unset) for one scope.
-class LogTags {
- public:
-  explicit LogTags(const char* rules) {
-    if (rules == nullptr) {
-      unsetenv("ANDROID_LOG_TAGS");
-    } else {
-      setenv("ANDROID_LOG_TAGS", rules, 1);
-    }
-  }
-  ~LogTags() { unsetenv("ANDROID_LOG_TAGS"); }
-  LogTags(const LogTags&) = delete;
-  LogTags& operator=(const LogTags&) = delete;
-};
+/// What a message writes under these rules (null: none).
+std::string printed(const char* rules, int priority, const char* tag, const char* text) {
+  rules == nullptr ? unsetenv("ANDROID_LOG_TAGS") : setenv("ANDROID_LOG_TAGS", rules, 1);
+  testing::internal::CaptureStderr();
+  const int result = __android_log_print(priority, tag, "%s", text);
+  std::string lines = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(result > 0, !lines.empty());
+  unsetenv("ANDROID_LOG_TAGS");
+  return lines;
+}
 
 /// The letters of those priorities from verbose to fatal that come through for a tag.
-std::string audible(const char* rules, const char* tag) {
-  const LogTags environment(rules);
+std::string audible(const char* rules, const std::string& tag) {
   std::string letters;
   for (int priority = 2; priority <= 7; ++priority) {
-    testing::internal::CaptureStderr();
-    const int result = __android_log_print(priority, tag, "text");
-    const std::string line = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(result > 0, !line.empty());
+    const std::string line = printed(rules, priority, tag.c_str(), "text");
     if (line.empty()) continue;
     letters += line.front();
-    EXPECT_EQ(line.substr(1), std::string("/").append(tag).append(": text\n"));
+    EXPECT_EQ(line.substr(1), "/" + tag + ": text\n");
   }
   return letters;
 }
 
-std::string printed(int priority, const char* tag, const char* text) {
-  const LogTags environment("*:V");
-  testing::internal::CaptureStderr();
-  __android_log_print(priority, tag, "%s", text);
-  return testing::internal::GetCapturedStderr();
-}
-
-struct FilterCase {
-  const char* rules;
-  const char* ofOurs;
-  const char* ofOthers;
-};
-
 TEST(AndroidLog, FiltersByTheRulesOfTheEnvironment) {
-  const FilterCase cases[] = {
+  const struct {
+    const char *rules, *ofOurs, *ofOthers;
+  } cases[] = {
       {nullptr, "WEF", "WEF"},
       {"", "WEF", "WEF"},
       {"ours:I", "IWEF", "WEF"},
@@ -77,40 +58,33 @@ TEST(AndroidLog, FiltersByTheRulesOfTheEnvironment) {
       {"ours:9", "WEF", "WEF"},
       {"ours:x:V", "WEF", "WEF"},
   };
-  for (const FilterCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.rules == nullptr ? "(unset)" : c.rules);
     EXPECT_EQ(audible(c.rules, "ours"), c.ofOurs);
     EXPECT_EQ(audible(c.rules, "others"), c.ofOthers);
   }
 }
 
-TEST(AndroidLog, ATagMayHoldAColon) {
-  EXPECT_EQ(audible("a:b:I", "a:b"), "IWEF");
-}
-
-TEST(AndroidLog, SilenceHoldsForEveryPriority) {
-  const LogTags environment("*:S");
-  EXPECT_EQ(__android_log_print(8, "tag", "text"), 0);
-}
-
 TEST(AndroidLog, PrefixesEveryLineOfTheText) {
-  EXPECT_EQ(printed(4, "tag", "one"), "I/tag: one\n");
-  EXPECT_EQ(printed(4, "tag", "one\n"), "I/tag: one\n");
-  EXPECT_EQ(printed(6, "tag", "one\ntwo\n"), "E/tag: one\nE/tag: two\n");
-  EXPECT_EQ(printed(6, "tag", "one\n\n"), "E/tag: one\nE/tag: \n");
-  EXPECT_EQ(printed(6, "tag", ""), "E/tag: \n");
-  EXPECT_EQ(printed(8, "tag", "odd priority"), "?/tag: odd priority\n");
-  EXPECT_EQ(printed(7, nullptr, "no tag"), "F/: no tag\n");
-}
-
-TEST(AndroidLog, FormatsItsArgumentsWhateverTheirLength) {
-  EXPECT_EQ(printed(5, "tag", "100%d"), "W/tag: 100%d\n");
+  const struct {
+    int priority;
+    const char *tag, *text, *lines;
+  } cases[] = {
+      {4, "tag", "one", "I/tag: one\n"},
+      {4, "tag", "one\n", "I/tag: one\n"},
+      {6, "tag", "one\ntwo\n", "E/tag: one\nE/tag: two\n"},
+      {6, "tag", "one\n\n", "E/tag: one\nE/tag: \n"},
+      {6, "tag", "", "E/tag: \n"},
+      {5, "tag", "100%d", "W/tag: 100%d\n"},
+      {8, "tag", "odd priority", "?/tag: odd priority\n"},
+      {7, nullptr, "no tag", "F/: no tag\n"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(printed("*:V", c.priority, c.tag, c.text), c.lines);
+  EXPECT_EQ(printed("*:S", 8, "tag", "text"), "") << "silence holds for every priority";
+  EXPECT_EQ(audible("a:b:I", "a:b"), "IWEF") << "a tag may hold a colon";
   const std::string longText(100'000, 'x');
-  EXPECT_EQ(printed(5, "tag", longText.c_str()),
-            std::string("W/tag: ").append(longText).append("\n"));
-  testing::internal::CaptureStderr();
-  __android_log_print(5, "tag", "%d of %s", 3, "four");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "W/tag: 3 of four\n");
+  EXPECT_EQ(printed(nullptr, 5, "tag", longText.c_str()), "W/tag: " + longText + "\n");
 }
 
 TEST(AndroidLog, MessagesOfSeveralThreadsDoNotMix) {

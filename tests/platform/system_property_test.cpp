@@ -8,46 +8,36 @@
 
 namespace {
 
-constexpr const char* kName = "persist.velmora.test";
+bool raisedRights = false;
 
-class SystemProperty : public testing::Test {
- protected:
-  void SetUp() override { std::memset(value_, 'c', sizeof value_); }
-  void TearDown() override { unsetenv(kName); }
+}  // namespace
 
-  /// What the lookup leaves in the 92 bytes, after checking the bytes behind them.
-  std::string lookUp(int expectedLength) {
-    EXPECT_EQ(__system_property_get(kName, value_), expectedLength);
-    EXPECT_EQ(std::string(value_ + 92, 8), "cccccccc");
-    return value_;
-  }
-
-  char value_[100];
-};
-
-TEST_F(SystemProperty, IsTheEnvironmentVariableOfThatName) {
-  setenv(kName, "1", 1);
-  EXPECT_EQ(lookUp(1), "1");
+extern "C" char* __real_secure_getenv(const char* name);
+extern "C" char* __wrap_secure_getenv(const char* name) {
+  return raisedRights ? nullptr : __real_secure_getenv(name);
 }
 
-TEST_F(SystemProperty, UnsetIsTheEmptyText) {
-  EXPECT_EQ(lookUp(0), "");
-  std::memset(value_, 'c', sizeof value_);
-  EXPECT_EQ(__system_property_get(nullptr, value_), 0);
-  EXPECT_EQ(value_[0], '\0');
-}
+namespace {
 
-TEST_F(SystemProperty, IsCutAtNinetyOneBytes) {
+TEST(SystemProperty, IsTheEnvironmentVariableOfThatNameCutAtNinetyOneBytes) {
+  const char* const name = "persist.velmora.test";
   const std::string exact(91, 'v');
-  setenv(kName, exact.c_str(), 1);
-  EXPECT_EQ(lookUp(91), exact);
-  setenv(kName, (exact + "w").c_str(), 1);
-  EXPECT_EQ(lookUp(91), exact);
-}
-
-TEST_F(SystemProperty, NoBufferNoWrite) {
-  setenv(kName, "1", 1);
-  EXPECT_EQ(__system_property_get(kName, nullptr), 0);
+  for (const std::string& set : {std::string("1"), exact, exact + "w", std::string()}) {
+    set.empty() ? unsetenv(name) : setenv(name, set.c_str(), 1);
+    for (const bool raised : {false, true}) {
+      raisedRights = raised;
+      const std::string expected = raised ? "" : set.substr(0, 91);
+      char value[100];
+      std::memset(value, 'c', sizeof value);
+      EXPECT_EQ(__system_property_get(name, value), static_cast<int>(expected.size()));
+      EXPECT_EQ(value, expected);
+      EXPECT_EQ(std::string(value + 92, 8), "cccccccc");
+      EXPECT_EQ(__system_property_get(nullptr, value), 0);
+      EXPECT_EQ(value[0], '\0');
+      EXPECT_EQ(__system_property_get(name, nullptr), 0);
+    }
+  }
+  raisedRights = false;
 }
 
 }  // namespace

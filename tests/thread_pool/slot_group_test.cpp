@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -19,18 +20,31 @@ using velmora::test::stopPool;
 
 constexpr std::array<int32_t, 3> kSlots = {13, 15, 2};
 
-/// What ran, by index; each share writes its own entry only.
-struct Shares {
-  std::array<int, 17> runs = {};
-  std::array<std::thread::id, 17> threads = {};
-
-  static void run(void* arg, int32_t index) {
-    auto& shares = *static_cast<Shares*>(arg);
-    const auto i = static_cast<std::size_t>(index);
-    ++shares.runs[i];
-    shares.threads[i] = std::this_thread::get_id();
-  }
+/// What ran under an index; each share writes its own entry only.
+struct Run {
+  void* arg = nullptr;
+  std::string thread;
 };
+std::array<Run, 17> runs;
+const std::thread::id caller = std::this_thread::get_id();
+
+void note(void* arg, int32_t index) {
+  Run& run = runs.at(static_cast<std::size_t>(index));
+  run.arg = arg;
+  run.thread += std::this_thread::get_id() == caller ? "c" : "w";
+}
+
+/// "INDEX:ARGUMENT THREADS;" of all that has run, argument k being &args[k].
+std::string takeRuns(const char* args) {
+  std::string text;
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    if (runs[i].thread.empty()) continue;
+    text += std::to_string(i) + ":" + std::to_string(static_cast<char*>(runs[i].arg) - args) + " " +
+            runs[i].thread + ";";
+    runs[i] = {};
+  }
+  return text;
+}
 
 /// Every test runs with and without a pool: the results are the same.
 class SlotGroup : public testing::TestWithParam<bool> {
@@ -46,91 +60,79 @@ class SlotGroup : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(, SlotGroup, testing::Bool(),
                          [](const auto& test) { return test.param ? "Pool" : "NoPool"; });
 
-TEST_P(SlotGroup, RunsEachShareOnceAndTheCallersOnTheCaller) {
-  Shares shares;
-  for (int round = 1; round <= 3; ++round) {
-    runOnSlots(kSlots, Shares::run, &shares, 16);
-    for (const int index : {13, 15, 2, 16})
-      EXPECT_EQ(shares.runs[static_cast<std::size_t>(index)], round) << index;
-  }
-  EXPECT_EQ(shares.runs[0] + shares.runs[1] + shares.runs[12] + shares.runs[14], 0);
-  EXPECT_EQ(shares.threads[16], std::this_thread::get_id());
-  for (const std::size_t slot : {13u, 15u, 2u})
-    EXPECT_EQ(shares.threads[slot] != std::this_thread::get_id(), GetParam()) << slot;
+TEST_P(SlotGroup, RunsEachShareOnceWithItsArgumentAndTheCallersOnTheCaller) {
+  char args[4] = {};
+  void* each[] = {&args[3], &args[2], &args[1], args};
+  runOnSlots(kSlots, note, &args[1], 16);
+  EXPECT_EQ(takeRuns(args),
+            GetParam() ? "2:1 w;13:1 w;15:1 w;16:1 c;" : "2:1 c;13:1 c;15:1 c;16:1 c;");
+  runOnSlots(kSlots, note, each, 7);
+  EXPECT_EQ(takeRuns(args),
+            GetParam() ? "2:1 w;7:0 c;13:3 w;15:2 w;" : "2:1 c;7:0 c;13:3 c;15:2 c;");
+  runOnSlotsOnly(kSlots, note, args);
+  EXPECT_EQ(takeRuns(args), GetParam() ? "2:0 w;13:0 w;15:0 w;" : "2:0 c;13:0 c;15:0 c;");
+  runOnSlots({}, note, args, 5);
+  EXPECT_EQ(takeRuns(args), "5:0 c;");
 }
 
-TEST_P(SlotGroup, GivesEachShareItsOwnArgument) {
-  std::array<Shares, 4> shares;
-  const std::array<void*, 4> arguments = {&shares[0], &shares[1], &shares[2], &shares[3]};
-  runOnSlots(kSlots, Shares::run, arguments, 7);
-  void* plain[] = {&shares[0], &shares[1], &shares[2], &shares[3]};
-  runOnSlots(kSlots, Shares::run, plain, 7);
-  constexpr std::array<std::size_t, 4> kIndices = {13, 15, 2, 7};
-  for (std::size_t k = 0; k < 4; ++k) {
-    for (std::size_t index = 0; index < 17; ++index)
-      EXPECT_EQ(shares[k].runs[index], index == kIndices[k] ? 2 : 0) << k << " " << index;
-  }
-}
-
-TEST_P(SlotGroup, WithoutAShareForTheCaller) {
-  Shares shares;
-  runOnSlotsOnly(kSlots, Shares::run, &shares);
-  int total = 0;
-  for (const int runs : shares.runs)
-    total += runs;
-  EXPECT_EQ(total, 3);
-  EXPECT_EQ(shares.runs[13] + shares.runs[15] + shares.runs[2], 3);
-}
-
-TEST_P(SlotGroup, AnEmptyGroupRunsTheCallersShare) {
-  Shares shares;
-  runOnSlots({}, Shares::run, &shares, 5);
-  EXPECT_EQ(shares.runs[5], 1);
-}
-
-TEST_P(SlotGroup, WaitsForItsSlotsWhenTheCallersShareThrows) {
+/// A job of which some shares throw, after all have begun.
+struct Failing {
+  std::vector<int32_t> throwers;
   std::atomic<int> finished = 0;
-  const SR_ThreadJob job = [](void* arg, int32_t index) {
-    if (index == 16) throw std::runtime_error("share");
+
+  static void run(void* arg, int32_t index) {
+    auto& failing = *static_cast<Failing*>(arg);
+    for (const int32_t thrower : failing.throwers)
+      if (index == thrower) throw std::runtime_error(std::to_string(index));
     std::this_thread::yield();
-    ++*static_cast<std::atomic<int>*>(arg);
-  };
-  EXPECT_THROW(runOnSlots(kSlots, job, &finished, 16), std::runtime_error);
-  EXPECT_EQ(finished, 3);
-  Shares shares;  // the slots are free again
-  runOnSlotsOnly(kSlots, Shares::run, &shares);
-  EXPECT_EQ(shares.runs[13], 1);
+    ++failing.finished;
+  }
+};
+
+TEST_P(SlotGroup, AThrowingShareFailsTheJobWhenAllAreDone) {
+  const struct {
+    std::vector<int32_t> throwers;
+    const char* thrown;
+    bool callerTakesPart = true;
+  } cases[] = {{{16}, "16"}, {{15}, "15"}, {{2, 15}, "15"}, {{13, 16}, "16"}, {{2}, "2", false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.thrown);
+    Failing failing = {c.throwers};
+    std::string thrown;
+    try {
+      if (c.callerTakesPart) {
+        runOnSlots(kSlots, Failing::run, &failing, 16);
+      } else {
+        runOnSlotsOnly(kSlots, Failing::run, &failing);
+      }
+    } catch (const std::runtime_error& error) {
+      thrown = error.what();
+    }
+    EXPECT_EQ(thrown, c.thrown);
+    EXPECT_EQ(failing.finished + static_cast<int>(c.throwers.size()), c.callerTakesPart ? 4 : 3);
+    EXPECT_NO_THROW(runOnSlotsOnly(kSlots, note, nullptr)) << "what they threw is forgotten";
+    EXPECT_EQ(takeRuns(nullptr).size(), 20u);
+  }
 }
 
 // Two passes like the stages': the second reads what other bands of the first wrote.
 TEST_P(SlotGroup, PassesSeeEachOthersResults) {
   struct Planes {
-    std::vector<int> first = std::vector<int>(4096);
-    std::vector<int> second = std::vector<int>(4096);
+    std::array<int, 4> first, second;
   };
-  for (int round = 0; round < 50; ++round) {
-    Planes planes;
-    constexpr std::array<int32_t, 3> kBands = {13, 14, 15};
-    runOnSlots(
-        kBands,
-        [](void* arg, int32_t index) {
-          auto& p = *static_cast<Planes*>(arg);
-          const auto band = static_cast<std::size_t>(index - 12) * 1024;
-          for (std::size_t i = band; i < band + 1024; ++i)
-            p.first[i] = static_cast<int>(i);
-        },
-        &planes, 12);
-    runOnSlots(
-        kBands,
-        [](void* arg, int32_t index) {
-          auto& p = *static_cast<Planes*>(arg);
-          const auto band = static_cast<std::size_t>(index - 12) * 1024;
-          for (std::size_t i = band; i < band + 1024; ++i)
-            p.second[i] = p.first[4095 - i];
-        },
-        &planes, 12);
-    for (std::size_t i = 0; i < 4096; ++i)
-      ASSERT_EQ(planes.second[i], static_cast<int>(4095 - i));
+  constexpr std::array<int32_t, 3> kBands = {13, 14, 15};
+  for (int round = 0; round < 500; ++round) {
+    Planes planes = {};
+    const SR_ThreadJob write = [](void* arg, int32_t index) {
+      static_cast<Planes*>(arg)->first.at(index - 12) = index;
+    };
+    const SR_ThreadJob mirror = [](void* arg, int32_t index) {
+      auto& p = *static_cast<Planes*>(arg);
+      p.second.at(index - 12) = p.first.at(15 - index);
+    };
+    runOnSlots(kBands, write, &planes, 12);
+    runOnSlots(kBands, mirror, &planes, 12);
+    ASSERT_EQ(planes.second, (std::array{15, 14, 13, 12}));
   }
 }
 

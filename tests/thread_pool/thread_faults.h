@@ -2,7 +2,7 @@
 #ifndef VELMORA_TESTS_THREAD_POOL_THREAD_FAULTS_H
 #define VELMORA_TESTS_THREAD_POOL_THREAD_FAULTS_H
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -13,24 +13,24 @@
 namespace velmora::test {
 
 struct ThreadFaults {
-  int created = 0;         ///< threads started
-  int joined = 0;          ///< threads joined
-  int liveAttributes = 0;  ///< attribute objects initialised and not destroyed
-  int failCreateAt = -1;   ///< the n-th start (0: the first) fails; -1: none
+  int created = 0;                ///< threads started
+  int joined = 0;                 ///< threads joined
+  int liveAttributes = 0;         ///< attribute objects initialised and not destroyed
+  std::size_t stackSize = 0;      ///< of the thread started last; 0: the system's own
+  int failCreateAt = -1;          ///< the n-th start (0: the first) fails; -1: none
+  bool refuseStackSizes = false;  ///< threads start with the system's stack only
   bool failAttributeInit = false;
   bool failAttributeDestroy = false;
 };
 
 /// Reset it before each use; not while threads start or end.
-ThreadFaults& threadFaults();
+inline ThreadFaults threadFaults;
 
 /// Runs MultiThread_Init or MultiThread_destory and gives what it printed to standard output.
 inline std::string printedBy(int32_t (*call)(), int32_t expectedResult) {
   testing::internal::CaptureStdout();
-  const int32_t result = call();
-  const std::string printed = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(result, expectedResult);
-  return printed;
+  EXPECT_EQ(call(), expectedResult);
+  return testing::internal::GetCapturedStdout();
 }
 inline std::string startPool(int32_t expectedResult = 0) {
   return printedBy([] { return MultiThread_Init(4); }, expectedResult);

@@ -2,14 +2,18 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <semaphore.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cfenv>
 #include <csignal>
 #include <limits>
+#include <semaphore>
+#include <set>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "support/repetitions.h"
@@ -20,6 +24,7 @@ namespace {
 using velmora::test::repetitions;
 using velmora::test::startPool;
 using velmora::test::stopPool;
+using velmora::test::ThreadFaults;
 using velmora::test::threadFaults;
 
 /// What one job saw.
@@ -27,55 +32,65 @@ struct Seen {
   std::atomic<int> runs = 0;
   std::atomic<int32_t> index = -1;
   std::thread::id thread;
+  int rounding = -1;
 
   static void job(void* arg, int32_t index) {
     auto& seen = *static_cast<Seen*>(arg);
     seen.index = index;
     seen.thread = std::this_thread::get_id();
+    seen.rounding = std::fegetround();
     ++seen.runs;
+  }
+  static void slowJob(void* arg, int32_t index) {
+    usleep(2'000);
+    job(arg, index);
   }
 };
 
+void throwingJob(void*, int32_t) {
+  throw std::runtime_error("job");
+}
+
 /// A job that runs until it is let go.
-class Gate {
- public:
-  Gate() {
-    sem_init(&entered_, 0, 0);
-    sem_init(&open_, 0, 0);
-  }
-  ~Gate() {
-    sem_destroy(&entered_);
-    sem_destroy(&open_);
-  }
-  Gate(const Gate&) = delete;
-  Gate& operator=(const Gate&) = delete;
+struct Gate {
+  std::binary_semaphore entered{0};
+  std::binary_semaphore open{0};
+  std::atomic<bool> passed = false;
 
   static void job(void* arg, int32_t) {
     auto& gate = *static_cast<Gate*>(arg);
-    sem_post(&gate.entered_);
-    sem_wait(&gate.open_);
-    gate.passed_ = true;
+    gate.entered.release();
+    gate.open.acquire();
+    gate.passed = true;
   }
-  void awaitEntry() { sem_wait(&entered_); }
-  void open() { sem_post(&open_); }
-  [[nodiscard]] bool passed() const { return passed_; }
-
- private:
-  sem_t entered_;
-  sem_t open_;
-  std::atomic<bool> passed_ = false;
 };
 
-/// Every slot is free and has a worker.
-void expectAllSlotsFree() {
+/// Takes a slot's token and starts a job on it.
+void start(int32_t slot, SR_ThreadJob job, void* arg = nullptr) {
+  EXPECT_EQ(MultiThread_wait(slot), 0);
+  MultiThread_set(slot, job, arg);
+  EXPECT_EQ(MultiThread_post(slot), 0);
+}
+
+/// Every slot is free and has a worker of its own, which rounds to nearest whatever it did before.
+void expectWorkers() {
+  std::array<Seen, VELMORA_SR_THREAD_SLOTS> seen;
   for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
-    Seen seen;
-    EXPECT_EQ(MultiThread_trySet(slot, Seen::job, &seen), 0) << slot;
-    MultiThread_post(slot);
-    MultiThread_clean(slot);
-    EXPECT_EQ(seen.runs, 1) << slot;
-    EXPECT_NE(seen.thread, std::this_thread::get_id());
+    start(slot, [](void*, int32_t) { std::fesetround(FE_DOWNWARD); });
+    EXPECT_EQ(MultiThread_clean(slot), 0);
+    EXPECT_EQ(MultiThread_trySet(slot, Seen::job, &seen[static_cast<std::size_t>(slot)]), 0);
+    EXPECT_EQ(MultiThread_post(slot), 0);
   }
+  std::set<std::thread::id> threads = {std::this_thread::get_id()};
+  for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
+    EXPECT_EQ(MultiThread_clean(slot), 0);
+    const Seen& of = seen[static_cast<std::size_t>(slot)];
+    EXPECT_EQ(of.runs, 1);
+    EXPECT_EQ(of.index, slot);
+    EXPECT_EQ(of.rounding, FE_TONEAREST);
+    threads.insert(of.thread);
+  }
+  EXPECT_EQ(threads.size(), 17u);
 }
 
 /// What slots without a worker do: nothing blocks, and a post runs the job at once.
@@ -93,135 +108,116 @@ void expectJobsRunOnTheCaller() {
   }
   EXPECT_EQ(seen.runs, 32);
   EXPECT_EQ(seen.thread, std::this_thread::get_id());
-  MultiThread_set(
-      2, [](void*, int32_t) { throw std::runtime_error("job"); }, nullptr);
-  EXPECT_NO_THROW(MultiThread_post(2));
+  EXPECT_NO_THROW(start(2, throwingJob));
   MultiThread_clean(2);
 }
 
 class ThreadPoolLife : public testing::Test {
  protected:
-  void SetUp() override { threadFaults() = {}; }
+  void SetUp() override { threadFaults = {}; }
   void TearDown() override {
-    EXPECT_EQ(threadFaults().created, threadFaults().joined);
-    EXPECT_EQ(threadFaults().liveAttributes, 0);
-    threadFaults() = {};
+    EXPECT_EQ(threadFaults.created, threadFaults.joined);
+    EXPECT_EQ(threadFaults.liveAttributes, 0);
+    threadFaults = {};
   }
 };
 
 TEST_F(ThreadPoolLife, TheFirstUserStartsItAndTheLastOneEndsIt) {
-  EXPECT_EQ(startPool(), "MultiThread_Init s_thread_index:0");
-  EXPECT_EQ(threadFaults().created, 16);
-  EXPECT_EQ(startPool(), "MultiThread_Init s_thread_index:1MultiThread_Init already init threads");
-  EXPECT_EQ(threadFaults().created, 16);
-  EXPECT_EQ(stopPool(),
-            "MultiThread_destory s_thread_index:2MultiThread_destory wait other module to destory");
-  EXPECT_EQ(threadFaults().joined, 0);
-
-  expectAllSlotsFree();
-  EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
-  EXPECT_EQ(threadFaults().joined, 16);
-}
-
-TEST_F(ThreadPoolLife, StoppingAStoppedPoolChangesNothing) {
   expectJobsRunOnTheCaller();
-  EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:0");
-  EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:0");
-  EXPECT_EQ(startPool(), "MultiThread_Init s_thread_index:0");
-  EXPECT_EQ(threadFaults().created, 16);
-  stopPool();
-}
-
-TEST_F(ThreadPoolLife, SurvivesManyRounds) {
-  testing::internal::CaptureStdout();
-  int runs = 0;
-  const int rounds = repetitions(1000);
-  for (int round = 0; round < rounds; ++round) {
-    ASSERT_EQ(MultiThread_Init(4), 0);
-    const int32_t slot = round % VELMORA_SR_THREAD_SLOTS;
-    MultiThread_wait(slot);
-    MultiThread_set(
-        slot, [](void* arg, int32_t) { ++*static_cast<int*>(arg); }, &runs);
-    MultiThread_post(slot);
-    // Every other round the stop itself has to wait for the job.
-    if (round % 2 == 0) MultiThread_clean(slot);
-    ASSERT_EQ(MultiThread_destory(), 0);
-    ASSERT_EQ(runs, round + 1);
-  }
-  testing::internal::GetCapturedStdout();
-  EXPECT_EQ(threadFaults().created, VELMORA_SR_THREAD_SLOTS * rounds);
-}
-
-TEST_F(ThreadPoolLife, AFailedThreadLeavesNoneBehindAndJobsRunOnTheCaller) {
-  for (const int failing : {0, 1, 7, 15}) {
-    SCOPED_TRACE(failing);
-    threadFaults() = {};
-    threadFaults().failCreateAt = failing;
-    EXPECT_EQ(startPool(-1),
-              "MultiThread_Init s_thread_index:0[MultiThread_Init] Create Thread Failed!");
-    EXPECT_EQ(threadFaults().created, failing);
-    EXPECT_EQ(threadFaults().joined, failing);
-    EXPECT_EQ(threadFaults().liveAttributes, 0);
-
-    expectJobsRunOnTheCaller();
-
-    // The failed user counts.
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:0");
+    threadFaults = {};
+    std::fesetround(FE_UPWARD);
+    EXPECT_EQ(startPool(), "MultiThread_Init s_thread_index:0");
+    std::fesetround(FE_TONEAREST);
     EXPECT_EQ(startPool(),
               "MultiThread_Init s_thread_index:1MultiThread_Init already init threads");
-    EXPECT_EQ(stopPool(),
-              "MultiThread_destory s_thread_index:2MultiThread_destory wait other module to "
-              "destory");
+    EXPECT_EQ(threadFaults.created, 16);
+    EXPECT_EQ(threadFaults.stackSize, 256u * 1024);
+    EXPECT_EQ(
+        stopPool(),
+        "MultiThread_destory s_thread_index:2MultiThread_destory wait other module to destory");
+    EXPECT_EQ(threadFaults.joined, 0);
+    expectWorkers();
     EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
-
-    threadFaults() = {};
-    EXPECT_EQ(startPool(), "MultiThread_Init s_thread_index:0");
-    EXPECT_EQ(threadFaults().created, 16);
-    expectAllSlotsFree();
-    stopPool();
+    EXPECT_EQ(threadFaults.joined, 16);
   }
 }
 
-TEST_F(ThreadPoolLife, AFailedAttributeStartsNothing) {
-  threadFaults().failAttributeInit = true;
-  EXPECT_EQ(startPool(-1), "MultiThread_Init s_thread_index:0Failed to init thread attribute.");
-  EXPECT_EQ(threadFaults().created, 0);
-  EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
+// Every other stop has to wait for the job.
+TEST_F(ThreadPoolLife, SurvivesManyRounds) {
+  for (int round = 0; round < repetitions(1000); ++round) {
+    startPool();
+    Seen seen;
+    start(round % VELMORA_SR_THREAD_SLOTS, Seen::job, &seen);
+    if (round % 2 == 0) MultiThread_clean(round % VELMORA_SR_THREAD_SLOTS);
+    stopPool();
+    ASSERT_EQ(seen.runs, 1);
+  }
 }
 
-TEST_F(ThreadPoolLife, AnAttributeThatCannotBeReleasedFailsTheStartOfAWholePool) {
-  threadFaults().failAttributeDestroy = true;
-  EXPECT_EQ(startPool(-1),
-            "MultiThread_Init s_thread_index:0[MultiThread_Init] destroy threadAttr Failed!");
-  EXPECT_EQ(threadFaults().created, 16);
-  expectAllSlotsFree();
-  EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
-  EXPECT_EQ(threadFaults().joined, 16);
+TEST_F(ThreadPoolLife, AFailedStartLeavesNoThreadBehindAndItsUserCounts) {
+  const struct {
+    ThreadFaults faults;
+    int32_t result;
+    const char* printed;
+    int started;  ///< of which none or all stay
+  } cases[] = {
+      {{.failCreateAt = 0}, -1, "[MultiThread_Init] Create Thread Failed!", 0},
+      {{.failCreateAt = 15}, -1, "[MultiThread_Init] Create Thread Failed!", 15},
+      {{.failAttributeInit = true}, -1, "Failed to init thread attribute.", 0},
+      {{.failAttributeDestroy = true}, -1, "[MultiThread_Init] destroy threadAttr Failed!", 16},
+      {{.refuseStackSizes = true}, 0, "", 16},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.printed);
+    threadFaults = c.faults;
+    EXPECT_EQ(startPool(c.result), std::string("MultiThread_Init s_thread_index:0") + c.printed);
+    EXPECT_EQ(threadFaults.created, c.started);
+    EXPECT_EQ(threadFaults.joined, c.started == 16 ? 0 : c.started);
+    EXPECT_EQ(threadFaults.liveAttributes, 0);
+    startPool();
+    c.started == 16 ? expectWorkers() : expectJobsRunOnTheCaller();
+    stopPool();
+    EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
+    EXPECT_EQ(threadFaults.joined, c.started);
+  }
+}
+
+TEST_F(ThreadPoolLife, AChildOfAForkRunsJobsOnTheCallerUntilItStartsAPoolOfItsOwn) {
+  startPool();
+  Gate gate;
+  start(5, Gate::job, &gate);  // running and owned slots are free in the child
+  gate.entered.acquire();
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    expectJobsRunOnTheCaller();
+    EXPECT_EQ(stopPool(), "MultiThread_destory s_thread_index:1");
+    EXPECT_EQ(threadFaults.joined, 0);
+#if !defined(__SANITIZE_THREAD__)  // which lets no thread start here
+    startPool();
+    expectWorkers();
+    stopPool();
+#endif
+    _exit(HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  gate.open.release();
+  stopPool();
+  EXPECT_TRUE(gate.passed) << "the end of the pool waits for the job";
 }
 
 class ThreadPool : public testing::Test {
  protected:
   void SetUp() override { startPool(); }
-  void TearDown() override { stopPool(); }
+  void TearDown() override {
+    expectWorkers();
+    stopPool();
+  }
 };
-
-TEST_F(ThreadPool, EachSlotRunsItsJobWithItsNumberOnAThreadOfItsOwn) {
-  std::array<Seen, VELMORA_SR_THREAD_SLOTS> seen;
-  for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot)
-    EXPECT_EQ(MultiThread_wait(slot), 0);
-  for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot) {
-    MultiThread_set(slot, Seen::job, &seen[static_cast<std::size_t>(slot)]);
-    EXPECT_EQ(MultiThread_post(slot), 0);
-  }
-  for (int32_t slot = 0; slot < VELMORA_SR_THREAD_SLOTS; ++slot)
-    EXPECT_EQ(MultiThread_clean(slot), 0);
-  for (std::size_t i = 0; i < seen.size(); ++i) {
-    EXPECT_EQ(seen[i].runs, 1);
-    EXPECT_EQ(seen[i].index, static_cast<int32_t>(i));
-    for (std::size_t k = 0; k < i; ++k)
-      EXPECT_NE(seen[i].thread, seen[k].thread);
-    EXPECT_NE(seen[i].thread, std::this_thread::get_id());
-  }
-}
 
 TEST_F(ThreadPool, ASlotIsBusyWhileItsJobRuns) {
   Gate gate;
@@ -229,48 +225,35 @@ TEST_F(ThreadPool, ASlotIsBusyWhileItsJobRuns) {
   EXPECT_EQ(MultiThread_trySet(6, Gate::job, &gate), 0);
   EXPECT_EQ(MultiThread_trySet(6, Seen::job, &seen), -1);  // armed
   MultiThread_post(6);
-  gate.awaitEntry();
+  gate.entered.acquire();
   EXPECT_EQ(MultiThread_trySet(6, Seen::job, &seen), -1);  // running
   std::atomic<bool> passedBeforeToken = false;
   std::thread waiter([&] {
     MultiThread_wait(6);
-    passedBeforeToken = gate.passed();
+    passedBeforeToken = gate.passed.load();
     MultiThread_set(6, Seen::job, &seen);
     MultiThread_post(6);
   });
-  gate.open();
+  gate.open.release();
   waiter.join();
   EXPECT_TRUE(passedBeforeToken);
   MultiThread_clean(6);
   EXPECT_EQ(seen.runs, 1);  // and a refused trySet left the gate's job alone
-  expectAllSlotsFree();
 }
 
 TEST_F(ThreadPool, PostLockWaitsForTheJobAndKeepsIt) {
-  int runs = 0;
-  const SR_ThreadJob slowJob = [](void* arg, int32_t) {
-    usleep(2'000);
-    ++*static_cast<int*>(arg);
-  };
-  MultiThread_wait(0);
-  MultiThread_set(0, slowJob, &runs);
-  EXPECT_EQ(MultiThread_post_lock(0), 0);
-  EXPECT_EQ(runs, 1);
-  MultiThread_wait(0);  // the token has come back
-  EXPECT_EQ(MultiThread_post_lock(0), 0);
-  EXPECT_EQ(runs, 2);
-  EXPECT_EQ(MultiThread_clean(0), 0);
+  Seen seen;
+  for (int run = 1; run <= 2; ++run) {
+    MultiThread_wait(0);  // the second time for a token that has come back
+    if (run == 1) MultiThread_set(0, Seen::slowJob, &seen);
+    EXPECT_EQ(MultiThread_post_lock(0), 0);
+    EXPECT_EQ(seen.runs, run);
+  }
 }
 
 TEST_F(ThreadPool, AThrowingJobIsDone) {
-  for (const int32_t slot : {0, 15}) {
-    MultiThread_wait(slot);
-    MultiThread_set(
-        slot, [](void*, int32_t) { throw std::runtime_error("job"); }, nullptr);
-    MultiThread_post(slot);
-    MultiThread_clean(slot);
-  }
-  expectAllSlotsFree();
+  start(15, throwingJob);
+  MultiThread_clean(15);
 }
 
 TEST_F(ThreadPool, RefusesOtherSlots) {
@@ -285,7 +268,6 @@ TEST_F(ThreadPool, RefusesOtherSlots) {
     EXPECT_EQ(MultiThread_clean(slot), -1);
   }
   EXPECT_EQ(seen.runs, 0);
-  expectAllSlotsFree();
 }
 
 // A post without a job. Seen from outside, only time tells that the worker
@@ -308,71 +290,47 @@ TEST_F(ThreadPool, APostWithoutAJobIsConsumedAndKeepsTheToken) {
 
 std::atomic<int> signalsTaken = 0;
 
-/// Takes SIGUSR1 without restarting what it interrupts.
-class InterruptingSignal {
- public:
-  InterruptingSignal() {
-    signalsTaken = 0;
-    struct sigaction action = {};
-    action.sa_handler = [](int) { ++signalsTaken; };
-    sigaction(SIGUSR1, &action, &previous_);
+/// Sends five signals that restart nothing that they interrupt.
+void interrupt(pthread_t thread) {
+  struct sigaction action = {};
+  action.sa_handler = [](int) { ++signalsTaken; };
+  sigaction(SIGUSR1, &action, nullptr);
+  for (int i = 0; i < 5; ++i) {
+    const int before = signalsTaken;
+    pthread_kill(thread, SIGUSR1);
+    for (int k = 0; k < 1000 && signalsTaken == before; ++k)
+      usleep(100);
   }
-  ~InterruptingSignal() { sigaction(SIGUSR1, &previous_, nullptr); }
-  InterruptingSignal(const InterruptingSignal&) = delete;
-  InterruptingSignal& operator=(const InterruptingSignal&) = delete;
-
-  static void sendTo(pthread_t thread, int times) {
-    for (int i = 0; i < times; ++i) {
-      const int before = signalsTaken;
-      pthread_kill(thread, SIGUSR1);
-      for (int k = 0; k < 1000 && signalsTaken == before; ++k)
-        usleep(100);
-    }
-  }
-
- private:
-  struct sigaction previous_ = {};
-};
-
-TEST_F(ThreadPool, SignalsDoNotEndAWait) {
-  const InterruptingSignal signal;
-  Gate gate;
-  MultiThread_wait(1);
-  MultiThread_set(1, Gate::job, &gate);
-  MultiThread_post(1);
-  gate.awaitEntry();
-  const pthread_t caller = pthread_self();
-  std::thread sender([&gate, caller] {
-    usleep(5'000);  // the caller is in its wait by now
-    InterruptingSignal::sendTo(caller, 5);
-    gate.open();
-  });
-  MultiThread_clean(1);
-  EXPECT_TRUE(gate.passed());
-  sender.join();
-  EXPECT_EQ(signalsTaken, 5);
 }
 
-TEST_F(ThreadPool, SignalsDoNotStartAJob) {
-  const InterruptingSignal signal;
+TEST_F(ThreadPool, SignalsNeitherEndAWaitNorStartAJob) {
+  Gate gate;
+  start(1, Gate::job, &gate);
+  gate.entered.acquire();
+  std::thread sender([&gate, caller = pthread_self()] {
+    usleep(5'000);  // the caller is in its wait by now
+    interrupt(caller);
+    gate.open.release();
+  });
+  MultiThread_clean(1);
+  EXPECT_TRUE(gate.passed);
+  sender.join();
+
   pthread_t worker;
-  MultiThread_wait(4);
-  MultiThread_set(
+  start(
       4, [](void* arg, int32_t) { *static_cast<pthread_t*>(arg) = pthread_self(); }, &worker);
-  MultiThread_post(4);
   MultiThread_clean(4);
   usleep(5'000);  // the worker is back in its wait by now
-
   Seen seen;
   MultiThread_wait(4);
   MultiThread_set(4, Seen::job, &seen);
-  InterruptingSignal::sendTo(worker, 5);
+  interrupt(worker);
   usleep(5'000);
   EXPECT_EQ(seen.runs, 0);
   MultiThread_post(4);
   MultiThread_clean(4);
   EXPECT_EQ(seen.runs, 1);
-  EXPECT_EQ(signalsTaken, 5);
+  EXPECT_EQ(signalsTaken, 10);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "common/failure_line.h"
+#include "common/float_environment.h"
 #include "common/valid_region.h"
 #include "interface/source/parameter_lines.h"
 #include "interface/source/process_driver.h"
@@ -136,6 +137,7 @@ void copyFirstFrame(const Velmora_SR_InputFrames& input, const Velmora_SR_Output
 using namespace velmora;
 
 int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params, SR_ParamsPublic** handleOut) {
+  const DefaultFloatEnvironment environment;
   if (handleOut != nullptr) *handleOut = nullptr;
   if (params != nullptr && handleOut != nullptr) dropKernelTables();
   logVersionBanner();
@@ -161,6 +163,7 @@ int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params, SR_ParamsPublic
 
 int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames* input,
                            int32_t frameCount, Velmora_SR_OutputFrame* output) {
+  const DefaultFloatEnvironment environment;
   const std::clock_t start = std::clock();
   logInfo("VELMORA_SR_Process Start.");
   if (input == nullptr || handle == nullptr || output == nullptr || frameCount <= 0) {
@@ -203,6 +206,7 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
 }
 
 int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle) {
+  const DefaultFloatEnvironment environment;
   logInfo("VELMORA_SR_Destroy Start.");
   if (handle != nullptr) {
     // What the handles share goes first, before this one is looked at: a caller that has lost its

@@ -6,13 +6,14 @@
 #include <cstdio>
 
 #include "common/failure_line.h"
-#include "velmora_sr/logging.h"
+#include "logging/new_file.h"
 #include "velmora_sr/platform.h"
 
 namespace velmora {
 namespace {
 
 constexpr std::size_t kPropertySize = 92;  // what __system_property_get may write
+constexpr int kMostNames = 1000;           // that are tried for one frame
 
 }  // namespace
 
@@ -26,11 +27,13 @@ bool dumpsWanted() {
   return length >= 1 && value[0] == '1';
 }
 
-std::string dumpPath(const DumpFrame& frame, const std::tm& time) {
+std::string dumpPath(const DumpFrame& frame, const std::tm& time, int repetition) {
+  std::array<char, 16> counter{};
+  if (repetition > 0) std::snprintf(counter.data(), counter.size(), "_%d", repetition + 1);
   std::array<char, 2048> path{};
-  std::snprintf(path.data(), path.size(), "/data/zelk/%d_%d_%d_%d_%d_%d_sr_%s_w%d_h%d_f%d.yuv",
+  std::snprintf(path.data(), path.size(), "/data/zelk/%d_%d_%d_%d_%d_%d_sr_%s_w%d_h%d_f%d%s.yuv",
                 time.tm_year + 1900, time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min,
-                time.tm_sec, frame.kind, frame.width, frame.height, frame.format);
+                time.tm_sec, frame.kind, frame.width, frame.height, frame.format, counter.data());
   return path.data();
 }
 
@@ -43,8 +46,14 @@ std::tm dumpTime() {
 
 void dump(const DumpFrame& frame, const std::tm& time) {
   const int32_t lumaSize = frame.width * frame.height;
-  dump_to_file(dumpPath(frame, time).c_str(), frame.data, lumaSize, frame.data + lumaSize,
-               lumaSize / 2);
+  for (int repetition = 0; repetition < kMostNames; ++repetition) {
+    if (dumpToNewFile(dumpPath(frame, time, repetition).c_str(), frame.data, lumaSize,
+                      frame.data + lumaSize, lumaSize / 2)) {
+      return;
+    }
+  }
+  __android_log_print(kLogError, kLogTag, "%s: failed to create file [%s]", kLogTag,
+                      dumpPath(frame, time, 0).c_str());
 }
 
 }  // namespace velmora

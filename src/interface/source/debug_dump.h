@@ -23,13 +23,14 @@ bool dumpsWanted();
 
 /// Name of a dump:
 /// "/data/zelk/YEAR_MONTH_DAY_HOUR_MINUTE_SECOND_sr_KIND_wWIDTH_hHEIGHT_fFORMAT.yuv", numbers
-/// unpadded.
-std::string dumpPath(const DumpFrame& frame, const std::tm& time);
+/// unpadded. The n-th repetition of a name has "_n + 1" before ".yuv": "..._f4_2.yuv".
+std::string dumpPath(const DumpFrame& frame, const std::tm& time, int repetition = 0);
 
 /// The current local time; all frames that are dumped together share it.
 std::tm dumpTime();
 
-/// Writes one frame to the file of that name, luma then chroma. Failures are logged.
+/// Writes one frame to a new file of that name, luma then chroma, for its owner alone. Where the
+/// name is taken, be it by a link, the next repetition of it is used. Failures are logged.
 void dump(const DumpFrame& frame, const std::tm& time);
 
 }  // namespace velmora

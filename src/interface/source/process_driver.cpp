@@ -1,6 +1,7 @@
 // The process driver: frame records and dumps around the stages of a scene, and the two-frame flow.
 #include "interface/source/process_driver.h"
 
+#include <cstring>
 #include <ctime>
 #include <limits>
 
@@ -77,6 +78,39 @@ ValidRegion registerFrames(Velmora_SR_CInputImage& in, const PositionMaps& maps)
   }
   return registered;
 }
+
+/// The second frame of a call. De-ghosting changes the first frame while it reads the second, so
+/// where they share bytes a copy takes the second one's place in the record until this ends.
+class SecondFrame {
+ public:
+  SecondFrame(const Velmora_SR_CInputImage& in, const SR_ParamsPublic& handle)
+      : entry_(in.rightData[0]), original_(entry_) {
+    const auto chroma = std::size_t{2} * static_cast<std::size_t>(in.width / 2) *
+                        static_cast<std::size_t>(in.height / 2);
+    const std::size_t bytes =
+        static_cast<std::size_t>(in.width) * static_cast<std::size_t>(in.height) + chroma;
+    if (!overlap(in.leftData[0], original_, bytes)) return;
+    copy_ = {handle.alloc, handle.free, bytes};
+    entry_ = copy_.data();
+    if (copy_) std::memcpy(copy_.data(), original_, bytes);
+  }
+  ~SecondFrame() { entry_ = original_; }
+  SecondFrame(const SecondFrame&) = delete;
+  SecondFrame& operator=(const SecondFrame&) = delete;
+
+  /// Null when there was no memory for the copy.
+  [[nodiscard]] uint8_t* data() const { return entry_; }
+
+ private:
+  static bool overlap(const uint8_t* a, const uint8_t* b, std::size_t bytes) {
+    const auto distance = reinterpret_cast<uintptr_t>(a) - reinterpret_cast<uintptr_t>(b);
+    return distance < bytes || uintptr_t{0} - distance < bytes;
+  }
+
+  uint8_t*& entry_;
+  uint8_t* const original_;
+  ProcessBuffer<uint8_t> copy_;
+};
 
 bool holdsFrame(uint8_t* const* frames) {
   return frames != nullptr && frames[0] != nullptr;
@@ -168,8 +202,12 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   const int32_t width = in->width;
   const int32_t height = in->height;
   zelkParamPrivate.pub = pub;
+  const SecondFrame second(*in, *pub);
+  if (second.data() == nullptr) {
+    logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
+    return SR_RET_ALLOC_FAILED;
+  }
   const PositionMaps maps(*pub, static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-  uint8_t* const secondFrame = in->rightData[0];
 
   ValidRegion region = regionOf(*pub);
   const ValidRegion registered = registerFrames(*in, maps);
@@ -187,7 +225,7 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
     setRegion(*pub, region);
     // Frames that disagree must not be fused as they are.
     const Velmora_SR_ESR_RET deghosted =
-        deghostFrame(secondFrame, in->leftData[0], &zelkParamPrivate, width, height,
+        deghostFrame(second.data(), in->leftData[0], &zelkParamPrivate, width, height,
                      maps.horizontal(), maps.vertical());
     if (deghosted != SR_RET_SUCCEED) return deghosted;
   }
@@ -201,7 +239,5 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   pub->memSize = workingMemory.size;
   pub->memBuffer = workingMemory.block.get();
   maps.publish();
-  const int32_t result = SRInterpolation(in, out, &zelkParamPrivate);
-  in->rightData[0] = secondFrame;
-  return result;
+  return SRInterpolation(in, out, &zelkParamPrivate);
 }

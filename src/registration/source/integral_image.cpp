@@ -34,9 +34,10 @@ int32_t buildIntegral(const tagST_PIC& pic, tagIntegralMat& out, RowPass rowPass
   auto table =
       takeFromCall<int32_t>(static_cast<uint64_t>(out.width) * static_cast<uint64_t>(out.height));
   if (!table) return kStageAllocFailed;
-  out.data = table.release();
+  out.data = table.data();
   std::fill_n(out.data, out.width, 0);
   rowPass();
+  out.data = table.release();  // only now: a pass that throws returns the table
   return 0;
 }
 
