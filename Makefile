@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test test-arm asan tsan bench bench-peers lint format coverage install clean
+.PHONY: help deps build demo test test-arm asan tsan bench bench-peers lint format coverage install uninstall clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -47,6 +47,9 @@ coverage: ## line coverage of the tests: build/coverage/report/index.html
 
 install: ## build and install to PREFIX (default /usr/local)
 	@scripts/check install "$(PREFIX)"
+
+uninstall: ## remove what install laid down in PREFIX
+	@scripts/check uninstall "$(PREFIX)"
 
 clean: ## remove what was built
 	rm -rf build out demo

@@ -12,6 +12,13 @@ target_compile_options(velmora_flags INTERFACE -ffp-contract=off)
 target_compile_options(velmora_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wcast-align>)
+# The same sources give the same bytes in every folder.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-ffile-prefix-map=/a=b VELMORA_CXX_PREFIX_MAP)
+if(VELMORA_CXX_PREFIX_MAP)
+  target_compile_options(velmora_flags INTERFACE
+    $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
+endif()
 if(VELMORA_WERROR)
   target_compile_options(velmora_flags INTERFACE -Werror)
 endif()

@@ -52,6 +52,11 @@ if(TARGET velmora-sr)
   file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(velmora-sr PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
   install(TARGETS velmora-sr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  configure_file(${PROJECT_SOURCE_DIR}/docs/man/velmora-sr.1.in ${generated_dir}/velmora-sr.1 @ONLY)
+  # The page names the prefix, which is known for sure when it is installed.
+  install(CODE "
+    set(PROJECT_VERSION ${PROJECT_VERSION})
+    set(data_dir \"${CMAKE_INSTALL_DATADIR}\")
+    cmake_path(ABSOLUTE_PATH data_dir BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/docs/man/velmora-sr.1.in\" \"${generated_dir}/velmora-sr.1\" @ONLY)")
   install(FILES ${generated_dir}/velmora-sr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()

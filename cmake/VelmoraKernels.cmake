@@ -18,8 +18,11 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$" AND CMAKE_SIZEOF_
   if(VELMORA_X86_SIMD)
     list(APPEND VELMORA_KERNEL_SETS avx2 avx512)
     set(VELMORA_FLAGS_avx2 -mavx2 -mfma)
-    # GCC 12 takes the undefined operands inside its own intrinsics for uninitialised reads.
-    set(VELMORA_FLAGS_avx512 -Wno-uninitialized -Wno-maybe-uninitialized -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx512vbmi -mavx512vnni -mfma)
+    set(VELMORA_FLAGS_avx512 -mavx512f -mavx512bw -mavx512vl -mavx512dq -mavx512vbmi -mavx512vnni -mfma)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # GCC 12 takes the undefined operands inside its own intrinsics for uninitialised reads.
+      list(APPEND VELMORA_FLAGS_avx512 -Wno-uninitialized -Wno-maybe-uninitialized)
+    endif()
   endif()
 endif()
 foreach(set IN LISTS VELMORA_KERNEL_SETS)

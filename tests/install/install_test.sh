@@ -35,6 +35,7 @@ case $1 in
   prefix)
     rm -rf "$prefix"
     "$CMAKE" --install "$BUILD_DIR" --prefix "$prefix" >"$work/log"
+    cp "$BUILD_DIR/install_manifest.txt" "$work/manifest"
     for file in "$LIBDIR/libvelmora_sr.so" "$LIBDIR/libvelmora_sr.so.${VERSION%%.*}" \
       "$LIBDIR/libvelmora_sr.so.$VERSION" "$LIBDIR/pkgconfig/velmora_sr.pc" \
       "$LIBDIR/cmake/velmora_sr/velmora_srConfig.cmake" include/velmora_sr/velmora_sr.h \
@@ -45,12 +46,40 @@ case $1 in
     diff <(cd "$SOURCE_DIR/include" && find velmora_sr -type f | sort) \
       <(cd "$prefix/include" && find velmora_sr -type f | sort) || fail "installed headers"
     if [[ -e $prefix/bin/velmora-sr ]]; then
-      [[ -s $prefix/share/man/man1/velmora-sr.1 ]] || fail "the tool came without its manual page"
+      grep -qF "$prefix/share/velmora_sr/zelk.xml" "$prefix/share/man/man1/velmora-sr.1" ||
+        fail "the manual page does not name the prefix"
       "$prefix/bin/velmora-sr" --version | grep -F "$VERSION" || fail "installed tool"
     fi
     # No file may remember where it was built.
-    ! grep -rlF "$BUILD_DIR" "$prefix/$LIBDIR/cmake" "$prefix/$LIBDIR/pkgconfig" ||
-      fail "a path of the build tree was installed"
+    ! grep -rlF "$SOURCE_DIR" "$prefix" --exclude=velmora-sr.1 ||
+      fail "a path of the build was installed"
+    ! "$READELF" -d "$BUILD_DIR"/tools/velmora-sr/velmora-sr | grep 'RUNPATH.*\[/' ||
+      fail "the tool's bytes depend on where it is built"
+    ;;
+  hardening)
+    for file in "$prefix/$LIBDIR/libvelmora_sr.so" "$prefix"/bin/*; do
+      "$READELF" -dlW "$file" >"$work/elf"
+      "$READELF" -sW "$file" >"$work/symbols"
+      for mark in 'Elf file type is DYN' 'FLAGS_1.* NOW' GNU_RELRO 'GNU_STACK .* RW +0x'; do
+        grep -qE "$mark" "$work/elf" || fail "$file: no $mark"
+      done
+      [[ $file == *.so ]] || grep -q 'FLAGS_1.* PIE' "$work/elf" || fail "$file: no PIE"
+      for symbol in __stack_chk_fail '__[a-z]*_chk'; do
+        grep -q "UND $symbol@" "$work/symbols" || fail "$file: calls no $symbol"
+      done
+      # The C library's start files have no landing pads, so the mark of the whole file is missing.
+      [[ -z $CET ]] || "$OBJDUMP" -d --no-show-raw-insn "$file" | grep -A1 -E '<(main|VELMORA_SR_Create)>:' |
+        grep -q endbr || fail "$file: no landing pads"
+    done
+    ;;
+  uninstall)
+    cp -a "$prefix" "$work/copy"
+    : >"$work/copy/include/velmora_sr/of_others.h"
+    sed "s|^$prefix|$work/copy|" "$SCRATCH/prefix/manifest" >"$work/manifest"
+    "$SOURCE_DIR/scripts/remove-installed" "$work/manifest"
+    [[ $(cd "$work/copy" && find . ! -type d) == ./include/velmora_sr/of_others.h ]] ||
+      fail "left: $(find "$work/copy" ! -type d)"
+    [[ -z $(find "$work/copy/share" "$work/copy/$LIBDIR" -name velmora_sr) ]] || fail "empty folders are left"
     ;;
   find_package)
     build_examples_with_cmake "$prefix"

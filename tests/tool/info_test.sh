@@ -1,58 +1,78 @@
 #!/usr/bin/env bash
-# What files hold, told without a device.
+# What files hold, told without a device, and from a header alone.
 # shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
-frame=$2
 
-# says FILE TEXT: info on the file must contain the text.
+# says FILE PATTERN...: info on the file must print lines of these patterns.
 says() {
-  "$tool" info "$1" >told 2>messages || fail "info $1: $(cat messages)"
-  grep -qE -- "$2" told || fail "\"$2\" is missing for $1: $(cat told)"
+  local file=$1 pattern
+  shift
+  "$tool" info "$file" >told 2>messages || fail "info $file: $(cat messages)"
+  for pattern in "$@"; do
+    grep -qE -- "$pattern" told || fail "\"$pattern\" is missing for $file: $(cat told)"
+  done
+}
+# changed OFFSET: k7 with another byte there.
+changed() {
+  cp k7 changed
+  printf '\x11' | dd of=changed bs=1 seek="$1" conv=notrunc 2>dd-messages
 }
 
-says "$frame" '^format +PNG$'
-says "$frame" '^size +[0-9]+x[0-9]+$'
-ok "$tool" upscale "$frame" --region 0,0,199,149 --scale 1.5 -o clip.y4m
-says clip.y4m '^format +Y4M$'
-says clip.y4m '^size +300x225$'
+says "$2" '^format +PNG$' '^size +640x480$'
+"$tool" info - <"$2" >piped 2>messages
+same told piped "from a pipe"
+ok "$tool" upscale "$2" --region 0,0,199,149 --scale 1.5 -o clip.y4m
+says clip.y4m '^format +Y4M$' '^size +300x225$' '^frames +1$'
 
 ok "$tool" kernels --phases 50 -o k50
-says k50 '^phases +50 \(as built in\)$'
-for table in 'two frames +2500' 'luma +50' 'chroma +50'; do
-  says k50 "^$table rows, .*, as the built-in rule makes them\$"
-done
+says k50 '^phases +50 \(as built in\)$' '^two frames +2500 rows, .*, as the built-in rule makes them$' \
+  '^luma +50 rows, .*, as the built-in' '^chroma +50 rows, .*, as the built-in'
 ok "$tool" kernels --phases 7 -o k7
 says k7 '^phases +7$'
-# One changed tap: the sharpened table is no longer the rule's, the others are.
-cp k7 changed
-printf '\x11' | dd of=changed bs=1 seek=$((4 + 7 * 7 * 34)) conv=notrunc 2>dd-messages
-says changed "^luma .*not the built-in rule's\$"
-says changed '^chroma .*as the built-in rule makes them$'
-# A tap of a block: its weight is not the sum any more.
-cp k7 changed
-printf '\x11' | dd of=changed bs=1 seek=4 conv=notrunc 2>dd-messages
+# A tap of the sharpened table; then one of a block, whose weight is not the sum any more.
+changed $((4 + 7 * 7 * 34))
+says changed "^luma .*not the built-in rule's\$" '^chroma .*as the built-in rule makes them$'
+changed 4
 says changed '^two frames .*NOT the sums of the taps'
 
 config() {
   printf '<?xml version="1.0"?>\n<Config><GhostCorrection>%s</GhostCorrection></Config>\n' "$1" >c.xml
 }
 config '<LowThr>3</LowThr><HighThr>9</HighThr>'
-says c.xml '^LowThr +3 \(from "3"\)$'
-says c.xml '^taken +3 and 9$'
-config '<LowThr>3</LowThr>'
-says c.xml '^HighThr +5 \(default: no /Config/GhostCorrection/HighThr\)$'
+says c.xml '^LowThr +3 \(from "3"\)$' '^taken +3 and 9$'
 config '<LowThr>7</LowThr>'
-says c.xml '^taken +1 and 5: '
+says c.xml '^HighThr +5 \(default: no /Config/GhostCorrection/HighThr\)$' '^taken +1 and 5: '
 echo '<Config><GhostCorrection><LowThr>3</LowThr></GhostCorrection></Config>' >c.xml
-says c.xml '^LowThr +1 \(default'
-says c.xml '^note +without an <\?xml'
+says c.xml '^LowThr +1 \(default' '^note +without an <\?xml'
 echo '<Config><Open></Config>' >c.xml
 says c.xml 'not well-formed XML'
 
 refused 1 'missing.png: cannot open' info missing.png
 : >empty
-refused 1 'empty: the file is empty' info empty
+refused 1 'empty: is empty' info empty
 head -c 1000 k50 >short
-refused 1 'short: is no PNG, JPEG or Y4M' info short
+refused 1 'short: begins as a kernel file of 50 phases, which has 85804 bytes, but holds 1000' info short
 refused 2 'FILE is required' info
+
+# Headers that promise 576 megapixels: told without room for them, and refused by what follows. The
+# checksum of the PNG's header is right.
+printf '\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\x5d\xc0\0\0\x5d\xc0\x08\x02\0\0\0\x2c\x96\xe3\x04\0\0\0\1IDATx' >bomb.png
+printf 'YUV4MPEG2 W24000 H24000\nFRAME\nabcdefgh' >bomb.y4m
+for bomb in bomb.png bomb.y4m; do
+  says "$bomb" '^size +24000x24000$'
+  refused 1 "$bomb: " upscale "$bomb" -o x.y4m
+  for call in "info $bomb" "upscale $bomb -o x.y4m"; do
+    # shellcheck disable=SC2086
+    peak kib bash -c '"$@" >told || true' - "$tool" $call
+    # shellcheck disable=SC2154
+    [ "$kib" -lt 100000 ] || fail "$call took $kib KiB"
+  done
+  refused 1 "$bomb: a frame of 24000x24000 is too large: --max-pixels allows 24000000 pixels" \
+    info "$bomb" --max-pixels 24M
+done
+refused 2 '--max-pixels: "601M" is no number of pixels' info bomb.png --max-pixels 601M
+refused 2 '--max-pixels allows 480000 pixels' upscale "$2" --max-pixels 480000 -o x.png
+ok "$tool" upscale "$2" --max-pixels 480000 --size 800x600 -o x.png
+refused 1 'too large: --max-pixels allows 479999 pixels' info x.png --max-pixels 479999
+refused 1 '--max-pixels allows 9999 pixels' demo --max-pixels 9999 folder
 finish

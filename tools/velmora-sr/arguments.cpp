@@ -41,10 +41,8 @@ Size parseSize(const std::string& option, const std::string& value) {
     throw bad(option, value, "size; give WIDTHxHEIGHT in pixels, for example 1920x1080");
   }
   const Size size{sides[0], sides[1]};
-  if (!isAcceptable(size)) {
-    throw bad(option, value,
-              "size that can be handled; sides go from 1 to " + std::to_string(kMaxSide) +
-                  " pixels, up to " + std::to_string(kMaxPixels / 1'000'000) + " megapixels");
+  if (const std::string fault = sizeFault(size); !fault.empty()) {
+    throw bad(option, value, "size that can be handled: " + fault);
   }
   return size;
 }
@@ -76,6 +74,18 @@ int parseNumber(const std::string& option, const std::string& value, int low, in
               "whole number from " + std::to_string(low) + " to " + std::to_string(high));
   }
   return number[0];
+}
+
+int64_t parsePixels(const std::string& option, const std::string& value) {
+  const bool millions = value.ends_with('M');
+  std::array<int, 1> number{};
+  const std::string_view digits(value.data(), value.size() - (millions ? 1 : 0));
+  const int64_t unit = millions ? 1'000'000 : 1;
+  if (!readNumbers(digits, '\0', number) || number[0] < 1 || number[0] * unit > kMaxPixels) {
+    throw bad(option, value,
+              "number of pixels; give 1 to " + std::to_string(kMaxPixels) + ", or millions: 24M");
+  }
+  return number[0] * unit;
 }
 
 GhostThresholds parseThresholds(const std::string& option, const std::string& value) {
@@ -139,11 +149,9 @@ Size FrameOptions::outputSize(Region chosen) const {
     return static_cast<int>(std::max(std::lround(side * factor), 1L));
   };
   const Size result{scaled(chosen.size().width), scaled(chosen.size().height)};
-  if (!isAcceptable(result)) {
+  if (const std::string fault = sizeFault(result); !fault.empty()) {
     throw UsageError("--scale: " + (scale.empty() ? "2" : scale) + " makes " + text(result) +
-                     " of " + text(chosen.size()) + "; sides go up to " + std::to_string(kMaxSide) +
-                     " pixels, pictures up to " + std::to_string(kMaxPixels / 1'000'000) +
-                     " megapixels");
+                     " of " + text(chosen.size()) + ", which is too large: " + fault);
   }
   return result;
 }

@@ -20,6 +20,8 @@ Region parseRegion(const std::string& option, const std::string& value);
 double parseScale(const std::string& option, const std::string& value);
 /// A whole number in [low, high].
 int parseNumber(const std::string& option, const std::string& value, int low, int high);
+/// A number of pixels, also in millions: "24M".
+int64_t parsePixels(const std::string& option, const std::string& value);
 /// "LOW,HIGH", differences of samples: 0 to 255, LOW not above HIGH.
 GhostThresholds parseThresholds(const std::string& option, const std::string& value);
 /// The name of a format; only raw ones when `raw` is set.

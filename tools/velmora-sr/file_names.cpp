@@ -79,7 +79,9 @@ std::optional<DumpName> parseDumpName(std::string_view path) {
   const auto width = takeNumber(path, "_w");
   if (!code || !height || !width) return std::nullopt;
   const Size size{*width, *height};
-  if (!isAcceptable(size)) return std::nullopt;
+  if (size.width < 1 || size.height < 1 || size.width > kMaxSide || size.height > kMaxSide) {
+    return std::nullopt;
+  }
   switch (*code) {
     case 0:
       return DumpName{size, FileFormat::i420};

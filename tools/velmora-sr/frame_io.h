@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "picture.h"
@@ -40,7 +41,16 @@ class FrameReader {
   /// Reads the next frame; false at the end. Throws Failure for damaged data.
   bool next(Picture& picture) {
     const timings::Step step("read");
-    return readFrame(picture);
+    if (!ahead_) return readFrame(picture);
+    picture = std::move(*ahead_);
+    ahead_.reset();
+    return true;
+  }
+  /// Reads the first frame now, for next() to deliver: a file that lacks what its header promises
+  /// is found out before anybody makes room for its size.
+  void readAhead() {
+    Picture first;
+    if (readFrame(first)) ahead_ = std::move(first);
   }
 
  protected:
@@ -48,6 +58,8 @@ class FrameReader {
 
  private:
   virtual bool readFrame(Picture& picture) = 0;
+
+  std::optional<Picture> ahead_;
 };
 
 class FrameWriter {
@@ -76,8 +88,16 @@ struct InputRequest {
   std::optional<FileFormat> rawFormat;  ///< --input-format
 };
 
-/// Opens a file by its content (PNG, JPEG, Y4M), or as raw frames when the request or the file's
-/// name says so.
+class ByteSource;
+
+/// Opens a file and reads its header, known by its content (PNG, JPEG, Y4M), or takes it as raw
+/// frames when the request or the file's name says so. For other content returns nothing, and gives
+/// `source` to the caller with nothing taken from it.
+std::unique_ptr<FrameReader> openHeader(const InputRequest& request,
+                                        std::unique_ptr<ByteSource>& source);
+
+/// Opens the file as openHeader does, and reads the first frame ahead. Throws Failure for other
+/// content.
 std::unique_ptr<FrameReader> openInput(const InputRequest& request);
 
 /// Where frames go, as the options say.

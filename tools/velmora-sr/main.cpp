@@ -10,6 +10,7 @@
 #include "engine/library_log.h"
 #include "errors.h"
 #include "interrupt.h"
+#include "size_limits.h"
 #include "status.h"
 #include "streams.h"
 #include "timings.h"
@@ -25,6 +26,7 @@ struct GlobalOptions {
   bool version = false;
   bool timings = false;
   std::string cpu;
+  std::string maxPixels;
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
@@ -40,6 +42,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
          "Kernels to use: scalar, or another set that --version lists (the fastest one); the "
          "output is the same with all of them")
       ->type_name("SET");
+  app.add_option("--max-pixels", options.maxPixels,
+                 "Largest frame, read or written, in pixels or millions of them: 24M (600M)")
+      ->type_name("N");
   app.add_flag("--version", options.version,
                "Show the versions of tool and library, and the "
                "kernels in use");
@@ -47,6 +52,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.parse_complete_callback([&options] {
     if (options.quiet) status().setLevel(Status::Level::quiet);
     if (!options.cpu.empty()) chooseKernelSet(options.cpu);
+    if (!options.maxPixels.empty()) {
+      allowedPixels = parsePixels("--max-pixels", options.maxPixels);
+    }
     if (!options.version) requireMatchingLibrary();
     if (options.verbose) {
       status().setLevel(Status::Level::verbose);

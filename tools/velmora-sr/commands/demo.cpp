@@ -194,8 +194,9 @@ Canvas comparisonOf(const Results& results, const Measured& measured) {
 }
 
 void run(const std::string& folder) {
-  makeFolder(folder);
   const std::filesystem::path base(folder);
+  requireAcceptable(kSceneSize, (base / "truth.png").string());
+  makeFolder(folder);
   const Frames frames = takeFrames();
   const Results results = enlarge(frames);
   const Measured measured = measure(results);

@@ -9,6 +9,7 @@
 
 #include "commands/commands.h"
 #include "errors.h"
+#include "formats/foreign.h"
 #include "frame_io.h"
 #include "streams.h"
 #include "velmora_sr/configuration.h"
@@ -23,6 +24,7 @@ constexpr const char* kHelp =
     "from them, and which are defaults.";
 
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
+constexpr std::size_t kStartBytes = 4096;
 constexpr int kMaxPhases = 1024;
 
 std::string line(const std::string& key, const std::string& value) {
@@ -47,13 +49,11 @@ int16_t int16At(const std::vector<uint8_t>& bytes, std::size_t offset) {
   return static_cast<int16_t>(bytes[offset] | bytes[offset + 1] << 8);
 }
 
-/// The phase count of a whole kernel file.
+/// The phase count that a file begins with, as kernel files do.
 std::optional<int> kernelPhases(const std::vector<uint8_t>& bytes) {
   if (bytes.size() < 4) return std::nullopt;
   const int32_t phases = int32At(bytes, 0);
-  if (phases < 1 || phases > kMaxPhases || bytes.size() != kernelFileSize(phases)) {
-    return std::nullopt;
-  }
+  if (phases < 1 || phases > kMaxPhases) return std::nullopt;
   return phases;
 }
 
@@ -170,9 +170,7 @@ std::string describeConfiguration(const std::string& path) {
 
 // --- Pictures ---
 
-std::string describePicture(const InputRequest& request) {
-  const auto reader = openInput(request);
-  const StreamInfo& info = reader->info();
+std::string describePicture(const StreamInfo& info) {
   std::string text =
       line("kind", isPictureFormat(info.format) ? "picture" : "frames") +
       line("format", name(info.format)) +
@@ -193,26 +191,26 @@ struct Options {
 };
 
 void run(const Options& options) {
-  const InputRequest request = options.frames.input(options.path);
-  if (options.path == "-" || request.rawSize || request.rawFormat) {
-    printData(describePicture(request));
+  std::unique_ptr<ByteSource> source;
+  if (const auto reader = openHeader(options.frames.input(options.path), source)) {
+    printData(describePicture(reader->info()));
     return;
   }
-  ByteSource source(options.path);
-  const auto length = source.length();
-  if (length && *length <= kLargestFile) {
-    const std::vector<uint8_t> bytes = source.readAll(kLargestFile);
-    if (bytes.empty()) throw Failure(options.path + ": the file is empty");
-    if (const auto phases = kernelPhases(bytes)) {
-      printData(describeKernels(bytes, *phases));
-      return;
+  // Neither a picture nor a clip; what else may be read is small.
+  const auto ahead = source->peek(kStartBytes);
+  const std::vector<uint8_t> start(ahead.begin(), ahead.end());
+  if (const auto phases = kernelPhases(start)) {
+    const std::vector<uint8_t> bytes = source->readAll(kLargestFile);
+    if (bytes.size() != kernelFileSize(*phases)) {
+      throw Failure(source->name() + ": begins as a kernel file of " + std::to_string(*phases) +
+                    " phases, which has " + std::to_string(kernelFileSize(*phases)) +
+                    " bytes, but holds " + std::to_string(bytes.size()));
     }
-    if (looksLikeXml(bytes)) {
-      printData(describeConfiguration(options.path));
-      return;
-    }
+    printData(describeKernels(bytes, *phases));
+    return;
   }
-  printData(describePicture(request));
+  if (!looksLikeXml(start) || options.path == "-") throw foreignContent(*source);
+  printData(describeConfiguration(options.path));
 }
 
 }  // namespace

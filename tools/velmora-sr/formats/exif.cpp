@@ -87,6 +87,10 @@ int exifOrientation(std::span<const uint8_t> jpeg) {
   return 1;
 }
 
+Size uprightSize(Size stored, int orientation) {
+  return orientation >= 5 ? Size{stored.height, stored.width} : stored;
+}
+
 void turnUpright(Picture& picture, int orientation) {
   // Each orientation is a mirror image or not, then a clockwise turn.
   struct Turn {

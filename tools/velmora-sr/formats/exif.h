@@ -13,6 +13,9 @@ namespace velmora::tool {
 /// picture. 1, upright, when the file has none or it cannot be read.
 int exifOrientation(std::span<const uint8_t> jpeg);
 
+/// The size of the upright picture.
+Size uprightSize(Size stored, int orientation);
+
 /// Turns a picture stored with an Exif orientation upright.
 void turnUpright(Picture& picture, int orientation);
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <optional>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -51,50 +50,82 @@ Plane extended(const Plane& plane, Size size) {
   return result;
 }
 
+// Reads what lies before the picture data, the mark that begins it included; where that is no row
+// of segments, the whole file: the decoder has means to find its way.
+void readHead(ByteSource& source, std::vector<uint8_t>& head) {
+  const auto take = [&](std::size_t count) {
+    const std::size_t have = head.size();
+    head.resize(have + count);
+    head.resize(have + source.read(std::span(head).subspan(have)));
+    return head.size() == have + count;
+  };
+  constexpr uint8_t kStartOfScan = 0xDA;
+  bool more = take(2);
+  while (more && take(4) && head.size() <= kMaxCompressedBytes) {
+    const uint8_t* mark = &head[head.size() - 4];
+    const std::size_t length = std::size_t{mark[2]} * 256 + mark[3];
+    const bool standsAlone = mark[1] <= 1 || (mark[1] >= 0xD0 && mark[1] <= 0xD9);
+    if (mark[0] != 0xFF || mark[1] == 0xFF || standsAlone || length < 2) break;
+    const bool last = mark[1] == kStartOfScan;
+    more = take(length - 2);
+    if (last) return;
+  }
+  const std::vector<uint8_t> rest =
+      source.readAll(kMaxCompressedBytes - std::min(kMaxCompressedBytes, head.size()));
+  head.insert(head.end(), rest.begin(), rest.end());
+}
+
 class JpegReader final : public FrameReader {
  public:
   explicit JpegReader(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
-    const std::vector<uint8_t> bytes = source_->readAll(kMaxCompressedBytes);
-    const Handle handle(tjInitDecompress());
-    if (!handle) throw Failure(name() + ": cannot start the JPEG decoder");
+    readHead(*source_, bytes_);
+    const Handle handle = decoder();
     int width = 0;
     int height = 0;
-    int subsampling = -1;
     int colourSpace = -1;
-    const int header = tjDecompressHeader3(handle.get(), bytes.data(), bytes.size(), &width,
-                                           &height, &subsampling, &colourSpace);
+    const int header = tjDecompressHeader3(handle.get(), bytes_.data(), bytes_.size(), &width,
+                                           &height, &subsampling_, &colourSpace);
     if (width < 1 || height < 1) throw damaged(handle);
     if (colourSpace == TJCS_CMYK || colourSpace == TJCS_YCCK) {
       throw Failure(name() + ": is a CMYK picture; convert it to RGB first");
     }
-    info_.size = {width, height};
-    requireAcceptable(info_.size, name());
+    stored_ = {width, height};
+    requireAcceptable(stored_, name());
     info_.format = FileFormat::jpeg;
     info_.frames = 1;
     info_.grey = colourSpace == TJCS_GRAY;
 
-    const bool planes =
-        header == 0 && subsampling >= 0 && (colourSpace == TJCS_YCbCr || colourSpace == TJCS_GRAY);
-    if (planes) {
-      readPlanes(handle, bytes, subsampling);
-    } else {
-      readRgb(handle, bytes);
-    }
-    picture_->grey = info_.grey;
-    info_.iccProfile = jpegProfile(bytes);
-    const int orientation = exifOrientation(bytes);
-    turnUpright(*picture_, orientation);
-    info_.size = picture_->size();
+    inPlanes_ =
+        header == 0 && subsampling_ >= 0 && (colourSpace == TJCS_YCbCr || colourSpace == TJCS_GRAY);
+    info_.iccProfile = jpegProfile(bytes_);
+    orientation_ = exifOrientation(bytes_);
+    info_.size = uprightSize(stored_, orientation_);
   }
 
   const std::string& name() const override { return source_->name(); }
 
  private:
   bool readFrame(Picture& picture) override {
-    if (!picture_) return false;
-    picture = std::move(*picture_);
-    picture_.reset();
+    if (bytes_.empty()) return false;
+    const std::vector<uint8_t> rest = source_->readAll(kMaxCompressedBytes);
+    bytes_.insert(bytes_.end(), rest.begin(), rest.end());
+    const Handle handle = decoder();
+    if (inPlanes_) {
+      readPlanes(handle, picture);
+    } else {
+      readRgb(handle, picture);
+    }
+    bytes_ = {};
+    picture.range = Range::full;
+    picture.grey = info_.grey;
+    turnUpright(picture, orientation_);
     return true;
+  }
+
+  Handle decoder() const {
+    Handle handle(tjInitDecompress());
+    if (!handle) throw Failure(name() + ": cannot start the JPEG decoder");
+    return handle;
   }
 
   Failure damaged(const Handle& handle) const {
@@ -108,37 +139,36 @@ class JpegReader final : public FrameReader {
     status().warn(name() + ": is flawed: " + tjGetErrorStr2(handle.get()));
   }
 
-  void readPlanes(const Handle& handle, const std::vector<uint8_t>& bytes, int subsampling) {
-    const Size size = info_.size;
-    const int count = subsampling == TJSAMP_GRAY ? 1 : 3;
+  void readPlanes(const Handle& handle, Picture& picture) const {
+    const Size size = stored_;
+    const int count = subsampling_ == TJSAMP_GRAY ? 1 : 3;
     std::array<Plane, 3> planes;
     std::array<unsigned char*, 3> pointers = {};
     for (int i = 0; i < count; ++i) {
       const auto index = static_cast<std::size_t>(i);
       planes[index].reset(
-          {tjPlaneWidth(i, size.width, subsampling), tjPlaneHeight(i, size.height, subsampling)});
+          {tjPlaneWidth(i, size.width, subsampling_), tjPlaneHeight(i, size.height, subsampling_)});
       pointers[index] = planes[index].row(0);
     }
     accept(handle,
-           tjDecompressToYUVPlanes(handle.get(), bytes.data(), bytes.size(), pointers.data(),
+           tjDecompressToYUVPlanes(handle.get(), bytes_.data(), bytes_.size(), pointers.data(),
                                    size.width, nullptr, size.height, TJFLAG_ACCURATEDCT));
-    picture_.emplace();
-    picture_->y = cropped(planes[0], size);
+    picture.y = cropped(planes[0], size);
     const Size chroma = chromaSize(size);
     if (count == 1) {
-      picture_->u.reset(chroma, 128);
-      picture_->v.reset(chroma, 128);
+      picture.u.reset(chroma, 128);
+      picture.v.reset(chroma, 128);
     } else {
-      picture_->u = toHalf(planes[1], subsampling);
-      picture_->v = toHalf(planes[2], subsampling);
+      picture.u = toHalf(planes[1]);
+      picture.v = toHalf(planes[2]);
     }
   }
 
   // Chroma of any subsampling to 4:2:0.
-  Plane toHalf(const Plane& plane, int subsampling) const {
-    const Size chroma = chromaSize(info_.size);
-    const int columns = tjMCUWidth[subsampling] / 8;  // luma columns per chroma column
-    const int rows = tjMCUHeight[subsampling] / 8;
+  Plane toHalf(const Plane& plane) const {
+    const Size chroma = chromaSize(stored_);
+    const int columns = tjMCUWidth[subsampling_] / 8;  // luma columns per chroma column
+    const int rows = tjMCUHeight[subsampling_] / 8;
     if (columns == 2 && rows == 2) return cropped(plane, chroma);
     // Whole blocks first, so that every sample keeps its place.
     const Size blocks = {columns == 1 ? 2 * chroma.width : plane.size.width,
@@ -148,16 +178,19 @@ class JpegReader final : public FrameReader {
   }
 
   // For what the planes cannot give: RGB inside, or unusual subsampling.
-  void readRgb(const Handle& handle, const std::vector<uint8_t>& bytes) {
-    std::vector<uint8_t> rgb(std::size_t(info_.size.width) * std::size_t(info_.size.height) * 3);
-    accept(handle,
-           tjDecompress2(handle.get(), bytes.data(), bytes.size(), rgb.data(), info_.size.width, 0,
-                         info_.size.height, TJPF_RGB, TJFLAG_ACCURATEDCT));
-    picture_ = fromRgb(info_.size, rgb);
+  void readRgb(const Handle& handle, Picture& picture) const {
+    std::vector<uint8_t> rgb(std::size_t(stored_.width) * std::size_t(stored_.height) * 3);
+    accept(handle, tjDecompress2(handle.get(), bytes_.data(), bytes_.size(), rgb.data(),
+                                 stored_.width, 0, stored_.height, TJPF_RGB, TJFLAG_ACCURATEDCT));
+    picture = fromRgb(stored_, rgb);
   }
 
   std::unique_ptr<ByteSource> source_;
-  std::optional<Picture> picture_;
+  std::vector<uint8_t> bytes_;  // the head of the file, all of it when decoded, none afterwards
+  Size stored_;                 // as the file lies, before it is turned upright
+  int subsampling_ = -1;
+  int orientation_ = 1;
+  bool inPlanes_ = false;
 };
 
 class JpegWriter final : public FrameWriter {

@@ -3,6 +3,7 @@
 
 #include "errors.h"
 #include "file_names.h"
+#include "formats/foreign.h"
 #include "formats/jpeg.h"
 #include "formats/png.h"
 #include "formats/raw.h"
@@ -46,21 +47,27 @@ std::optional<RawLayout> rawLayoutOf(const InputRequest& request) {
 
 }  // namespace
 
-std::unique_ptr<FrameReader> openInput(const InputRequest& request) {
-  const timings::Step step("read");
+std::unique_ptr<FrameReader> openHeader(const InputRequest& request,
+                                        std::unique_ptr<ByteSource>& source) {
   const auto layout = rawLayoutOf(request);
-  auto source = std::make_unique<ByteSource>(request.path);
+  source = std::make_unique<ByteSource>(request.path);
   if (layout) return openRaw(std::move(source), *layout);
-
   const auto start = source->peek(kY4mMagic.size());
   if (isPng(start)) return openPng(std::move(source));
   if (isJpeg(start)) return openJpeg(std::move(source));
   if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size()) == kY4mMagic) {
     return openY4m(std::move(source));
   }
-  if (start.empty()) throw Failure(source->name() + ": is empty");
-  throw Failure(source->name() +
-                ": is no PNG, JPEG or Y4M; for raw frames give --input-size and --input-format");
+  return nullptr;
+}
+
+std::unique_ptr<FrameReader> openInput(const InputRequest& request) {
+  const timings::Step step("read");
+  std::unique_ptr<ByteSource> source;
+  auto reader = openHeader(request, source);
+  if (!reader) throw foreignContent(*source);
+  reader->readAhead();
+  return reader;
 }
 
 FileFormat outputFormat(const OutputRequest& request, FileFormat input) {
@@ -78,6 +85,7 @@ FileFormat outputFormat(const OutputRequest& request, FileFormat input) {
 
 std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat format,
                                         const StreamInfo& info) {
+  requireAcceptable(info.size, request.path);
   switch (format) {
     case FileFormat::png:
       return createPng(request.path, info.iccProfile);

@@ -3,10 +3,14 @@
 #include <png.h>
 
 #include <algorithm>
+#include <array>
 #include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <functional>
-#include <optional>
+#include <new>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -20,52 +24,106 @@ namespace {
 
 // Rows converted at a time; even, so that each strip begins with a chroma row of its own.
 constexpr int kStripRows = 64;
+// Most that a colour profile, or another chunk that is taken, may unpack to.
+constexpr png_alloc_size_t kMaxProfileBytes = 8'000'000;
 
-// Reads the header of a PNG for its profile. An error inside libpng is a long jump, so nothing with
-// a destructor lives here; the profile is copied out by `take` while libpng still owns it.
-struct ProfileJob {
-  std::span<const uint8_t> rest;
-  std::vector<uint8_t> profile;
+// libpng's words for an error; kept without the heap, which may be what has run out.
+using Message = std::array<char, 200>;
+
+// What the callbacks that read work on. Errors cross libpng as a long jump, so nothing with a
+// destructor lives in the frames between.
+struct ReadJob {
+  ByteSource* source = nullptr;
+  std::span<const uint8_t> rest;  // what lies behind the header, once it is in memory
+  bool inMemory = false;
+  bool noMemory = false;
+  Message message = {};
+  std::exception_ptr failure;
 };
 
-void onProfileError(png_structp png, png_const_charp) {
+ReadJob& readJobOf(png_structp png) {
+  return *static_cast<ReadJob*>(png_get_error_ptr(png));
+}
+
+void onReadError(png_structp png, png_const_charp text) {
+  std::snprintf(readJobOf(png).message.data(), Message().size(), "%s", text);
   png_longjmp(png, 1);
 }
 
-void onProfileWarning(png_structp, png_const_charp) {}
+void onWarning(png_structp, png_const_charp) {}
 
-void onProfileRead(png_structp png, png_bytep data, std::size_t count) {
-  auto& job = *static_cast<ProfileJob*>(png_get_io_ptr(png));
-  if (count > job.rest.size()) png_error(png, "the file ends");
-  std::copy_n(job.rest.data(), count, data);
-  job.rest = job.rest.subspan(count);
+png_voidp onAllocate(png_structp png, png_alloc_size_t bytes) {
+  void* block = std::malloc(bytes);
+  if (block == nullptr) static_cast<ReadJob*>(png_get_mem_ptr(png))->noMemory = true;
+  return block;
 }
 
-void take(png_structp png, png_infop info, ProfileJob& job) {
-  png_charp name = nullptr;
-  int method = 0;
-  png_bytep profile = nullptr;
-  png_uint_32 length = 0;
-  if (png_get_iCCP(png, info, &name, &method, &profile, &length) != 0) {
-    job.profile.assign(profile, profile + length);
+void onFree(png_structp, png_voidp block) {
+  std::free(block);
+}
+
+void onRead(png_structp png, png_bytep data, std::size_t count) {
+  ReadJob& job = readJobOf(png);
+  std::size_t got = 0;
+  if (job.inMemory) {
+    got = std::min(count, job.rest.size());
+    std::copy_n(job.rest.data(), got, data);
+    job.rest = job.rest.subspan(got);
+  } else {
+    try {
+      got = job.source->read({data, count});
+    } catch (...) {
+      job.failure = std::current_exception();
+    }
   }
+  if (got != count) png_error(png, "the file ends early");
 }
 
-void readProfile(png_structp png, png_infop info, ProfileJob& job) {
-  if (setjmp(png_jmpbuf(png)) != 0) return;
-  png_set_read_fn(png, &job, onProfileRead);
+// Everything before the picture data.
+bool readHeader(png_structp png, png_infop info, ReadJob& job) {
+  if (setjmp(png_jmpbuf(png)) != 0) return false;
+  png_set_read_fn(png, &job, onRead);
+  // Chunks that say nothing about colours are passed over: texts may unpack to any length. What the
+  // others may take is bounded.
+  constexpr std::string_view kTaken("bKGD\0cHRM\0gAMA\0iCCP\0sBIT\0sRGB", 30);
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT,
+                              reinterpret_cast<png_const_bytep>(kTaken.data()),
+                              static_cast<int>(kTaken.size() / 5));
+  png_set_chunk_cache_max(png, 16);
+  png_set_chunk_malloc_max(png, kMaxProfileBytes);
+  png_set_user_limits(png, kMaxSide, kMaxSide);
+  png_set_benign_errors(png, 1);
   png_read_info(png, info);
-  take(png, info, job);
+  return true;
 }
 
-std::vector<uint8_t> profileOf(std::span<const uint8_t> bytes) {
-  ProfileJob job{bytes, {}};
-  png_structp png =
-      png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, onProfileError, onProfileWarning);
-  png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
-  if (info != nullptr) readProfile(png, info, job);
-  png_destroy_read_struct(&png, &info, nullptr);
-  return std::move(job.profile);
+// To 8-bit sRGB, grey or colour, transparent parts over white.
+bool startRows(png_structp png, png_infop info, int& passes) {
+  if (setjmp(png_jmpbuf(png)) != 0) return false;
+  const bool transparent = (png_get_color_type(png, info) & PNG_COLOR_MASK_ALPHA) != 0 ||
+                           png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+  png_set_expand(png);
+  // 16-bit files that do not tell their gamma are as sRGB as 8-bit ones.
+  png_set_alpha_mode_fixed(png, PNG_ALPHA_PNG, PNG_DEFAULT_sRGB);
+  if (png_get_bit_depth(png, info) == 16) png_set_scale_16(png);
+  if (transparent) {
+    const png_color_16 white = {0, 255, 255, 255, 255};
+    png_set_background_fixed(png, &white, PNG_BACKGROUND_GAMMA_SCREEN, 0, 0);
+  }
+  png_set_alpha_mode_fixed(png, PNG_ALPHA_PNG, PNG_DEFAULT_sRGB);
+  passes = png_set_interlace_handling(png);
+  png_read_update_info(png, info);
+  return true;
+}
+
+bool readRows(png_structp png, int passes, int rows, std::size_t pitch, uint8_t* target) {
+  if (setjmp(png_jmpbuf(png)) != 0) return false;
+  for (int pass = 0; pass < passes; ++pass) {
+    for (int row = 0; row < rows; ++row)
+      png_read_row(png, target + std::size_t(row) * pitch, nullptr);
+  }
+  return true;
 }
 
 class PngReader final : public FrameReader {
@@ -73,66 +131,93 @@ class PngReader final : public FrameReader {
   explicit PngReader(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
     info_.format = FileFormat::png;
     info_.frames = 1;
-    const std::vector<uint8_t> bytes = source_->readAll(kMaxCompressedBytes);
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()) == 0) {
-      throw damaged(image);
+    // The size comes first in the file; libpng would take memory by it.
+    const auto start = source_->peek(24);
+    if (start.size() == 24 && std::equal(&start[12], &start[16], "IHDR")) {
+      requireAcceptable(png_get_uint_32(&start[16]), png_get_uint_32(&start[20]), name());
     }
-    if (image.width > std::size_t{kMaxSide} || image.height > std::size_t{kMaxSide}) {
-      png_image_free(&image);
-      throw Failure(name() + ": the picture is too large: " + std::to_string(image.width) + "x" +
-                    std::to_string(image.height));
+
+    job_.source = source_.get();
+    png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &job_, onReadError, onWarning, &job_,
+                                    onAllocate, onFree);
+    if (png_ != nullptr) pngInfo_ = png_create_info_struct(png_);
+    if (pngInfo_ == nullptr) {
+      close();
+      throw std::bad_alloc();
     }
-    info_.size = {static_cast<int>(image.width), static_cast<int>(image.height)};
     try {
-      requireAcceptable(info_.size, name());
+      require(readHeader(png_, pngInfo_, job_));
+      takeInfo();
     } catch (...) {
-      png_image_free(&image);
+      close();
       throw;
     }
-    // 16-bit files that do not tell their gamma are as sRGB as 8-bit ones.
-    image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
-    info_.grey = (image.format & PNG_FORMAT_FLAG_COLOR) == 0;
-    image.format = info_.grey ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
-
-    const png_color white = {255, 255, 255};
-    std::vector<uint8_t> samples(PNG_IMAGE_SIZE(image));
-    if (png_image_finish_read(&image, &white, samples.data(), 0, nullptr) == 0) {
-      throw damaged(image);
-    }
-    if (info_.grey) {
-      picture_.emplace(info_.size);
-      picture_->y.samples = std::move(samples);
-      picture_->grey = true;
-    } else {
-      picture_ = fromRgb(info_.size, samples);
-    }
-    info_.iccProfile = profileOf(bytes);
   }
+  ~PngReader() override { close(); }
+  PngReader(const PngReader&) = delete;
+  PngReader& operator=(const PngReader&) = delete;
 
   const std::string& name() const override { return source_->name(); }
 
  private:
+  void close() { png_destroy_read_struct(&png_, &pngInfo_, nullptr); }
+
+  void require(bool done) const {
+    if (done) return;
+    if (job_.failure) std::rethrow_exception(job_.failure);
+    if (job_.noMemory) throw std::bad_alloc();
+    throw Failure(name() + ": is damaged: " + job_.message.data());
+  }
+
+  void takeInfo() {
+    info_.size = {static_cast<int>(png_get_image_width(png_, pngInfo_)),
+                  static_cast<int>(png_get_image_height(png_, pngInfo_))};
+    info_.grey = (png_get_color_type(png_, pngInfo_) & PNG_COLOR_MASK_COLOR) == 0;
+    png_charp profileName = nullptr;
+    int method = 0;
+    png_bytep profile = nullptr;
+    png_uint_32 length = 0;
+    if (png_get_iCCP(png_, pngInfo_, &profileName, &method, &profile, &length) != 0) {
+      info_.iccProfile.assign(profile, profile + length);
+    }
+  }
+
   bool readFrame(Picture& picture) override {
-    if (!picture_) return false;
-    picture = std::move(*picture_);
-    picture_.reset();
+    if (png_ == nullptr) return false;
+    const std::vector<uint8_t> rest = source_->readAll(kMaxCompressedBytes);
+    job_.rest = rest;
+    job_.inMemory = true;
+    // No packed byte stands for more than this many.
+    constexpr std::size_t kMostPacked = 1032;
+    const std::size_t rows = static_cast<std::size_t>(info_.size.height);
+    if (rest.size() * kMostPacked < (png_get_rowbytes(png_, pngInfo_) + 1) * rows) {
+      throw Failure(name() + ": is damaged: " + std::to_string(rest.size()) +
+                    " bytes cannot hold the " + text(info_.size) + " pixels of its header");
+    }
+    int passes = 0;
+    require(startRows(png_, pngInfo_, passes));
+    const std::size_t pitch = std::size_t(info_.size.width) * (info_.grey ? 1 : 3);
+    std::vector<uint8_t> samples(pitch * rows);
+    require(readRows(png_, passes, info_.size.height, pitch, samples.data()));
+    close();
+    if (info_.grey) {
+      picture.reset(info_.size);
+      picture.y.samples = std::move(samples);
+    } else {
+      picture = fromRgb(info_.size, samples);
+    }
+    picture.range = Range::full;
+    picture.grey = info_.grey;
     return true;
   }
 
-  Failure damaged(png_image& image) const {
-    const std::string reason = image.message;
-    png_image_free(&image);
-    return Failure(name() + ": is damaged: " + reason);
-  }
-
   std::unique_ptr<ByteSource> source_;
-  std::optional<Picture> picture_;
+  ReadJob job_;
+  png_structp png_ = nullptr;
+  png_infop pngInfo_ = nullptr;
 };
 
-// What the callbacks of libpng work on. Errors cross libpng as a long jump, so nothing with a
-// destructor lives in the frames between.
+// What the callbacks that write work on.
 struct WriteJob {
   OutputFile* file = nullptr;
   Size size;
@@ -140,7 +225,7 @@ struct WriteJob {
   std::span<const uint8_t> iccProfile;
   std::function<void(int firstRow, int rows, uint8_t* target)> rows;
   std::vector<uint8_t> strip;
-  std::string message;
+  Message message = {};
   std::exception_ptr failure;
 };
 
@@ -149,11 +234,9 @@ WriteJob& jobOf(png_structp png) {
 }
 
 void onError(png_structp png, png_const_charp text) {
-  jobOf(png).message = text;
+  std::snprintf(jobOf(png).message.data(), Message().size(), "%s", text);
   png_longjmp(png, 1);
 }
-
-void onWarning(png_structp, png_const_charp) {}
 
 void onWrite(png_structp png, png_bytep data, std::size_t count) {
   WriteJob& job = jobOf(png);
@@ -212,7 +295,7 @@ void writePng(WriteJob& job) {
   const bool done = info != nullptr && encode(png, info, job);
   png_destroy_write_struct(&png, &info);
   if (job.failure) std::rethrow_exception(job.failure);
-  if (!done) throw Failure(job.file->name() + ": cannot write the PNG: " + job.message);
+  if (!done) throw Failure(job.file->name() + ": cannot write the PNG: " + job.message.data());
 }
 
 class PngWriter final : public FrameWriter {

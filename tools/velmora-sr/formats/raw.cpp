@@ -15,14 +15,15 @@ namespace {
 class RawReader final : public FrameReader {
  public:
   RawReader(std::unique_ptr<ByteSource> source, const RawLayout& layout)
-      : source_(std::move(source)), layout_(layout), frame_(layout.frameBytes()) {
+      : source_(std::move(source)), layout_(layout) {
+    requireAcceptable(layout.size, source_->name());
     info_.size = layout.size;
     info_.format = layout.format;
     if (const auto length = source_->length()) {
-      if (*length == 0 || *length % frame_.size() != 0) {
+      if (*length == 0 || *length % layout_.frameBytes() != 0) {
         throw Failure(wrongLength(std::to_string(*length) + " bytes"));
       }
-      info_.frames = static_cast<long>(*length / frame_.size());
+      info_.frames = static_cast<long>(*length / layout_.frameBytes());
     }
   }
 
@@ -30,9 +31,9 @@ class RawReader final : public FrameReader {
 
  private:
   bool readFrame(Picture& picture) override {
-    const std::size_t got = source_->read(frame_);
+    const std::size_t got = readFrameBytes(*source_, layout_.frameBytes(), frame_);
     if (got == 0 && any_) return false;
-    if (got != frame_.size()) {
+    if (got != layout_.frameBytes()) {
       throw Failure(wrongLength(std::to_string(got) + " bytes in its last frame"));
     }
     unpackRaw(layout_, frame_.data(), picture);
@@ -42,7 +43,7 @@ class RawReader final : public FrameReader {
 
   std::string wrongLength(const std::string& what) const {
     return source_->name() + ": holds " + what + ", but a " + tool::name(layout_.format) +
-           " frame of " + text(layout_.size) + " has " + std::to_string(frame_.size()) +
+           " frame of " + text(layout_.size) + " has " + std::to_string(layout_.frameBytes()) +
            "; check the size and format";
   }
 
@@ -54,11 +55,11 @@ class RawReader final : public FrameReader {
 
 class RawWriter final : public FrameWriter {
  public:
-  RawWriter(const std::string& path, const RawLayout& layout)
-      : file_(path), layout_(layout), frame_(layout.frameBytes()) {}
+  RawWriter(const std::string& path, const RawLayout& layout) : file_(path), layout_(layout) {}
 
  private:
   void writeFrame(const Picture& picture) override {
+    frame_.resize(layout_.frameBytes());
     packRaw(layout_, picture, frame_.data());
     file_.write(frame_);
   }
@@ -93,6 +94,17 @@ std::size_t RawLayout::frameBytes() const {
   const std::size_t luma = std::size_t(size.width) * std::size_t(size.height);
   const Size half = chroma();
   return dump ? luma + luma / 2 : luma + 2 * std::size_t(half.width) * std::size_t(half.height);
+}
+
+std::size_t readFrameBytes(ByteSource& source, std::size_t count, std::vector<uint8_t>& bytes) {
+  constexpr std::size_t kFirstRoom = std::size_t{1} << 20;
+  if (source.length().value_or(0) >= count) bytes.resize(count);
+  std::size_t got = 0;
+  for (;;) {
+    if (bytes.size() < count) bytes.resize(std::min(count, std::max(2 * got, kFirstRoom)));
+    got += source.read(std::span(bytes).subspan(got));
+    if (got < bytes.size() || got == count) return got;
+  }
 }
 
 void unpackRaw(const RawLayout& layout, const uint8_t* bytes, Picture& picture) {

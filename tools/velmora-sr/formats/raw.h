@@ -26,6 +26,10 @@ void unpackRaw(const RawLayout& layout, const uint8_t* bytes, Picture& picture);
 /// Packs one picture.
 void packRaw(const RawLayout& layout, const Picture& picture, uint8_t* bytes);
 
+/// Reads up to `count` bytes into `bytes` and returns how many there were. Room grows with the
+/// data, so that a header which promises much takes nothing by itself.
+std::size_t readFrameBytes(ByteSource& source, std::size_t count, std::vector<uint8_t>& bytes);
+
 std::unique_ptr<FrameReader> openRaw(std::unique_ptr<ByteSource> source, const RawLayout& layout);
 std::unique_ptr<FrameWriter> createRaw(const std::string& path, const RawLayout& layout);
 

@@ -51,11 +51,10 @@ class Y4mReader final : public FrameReader {
     info_.range = header.range;
     info_.y4mParameters = std::move(header.parameters);
     layout_ = {header.size, FileFormat::i420, false};
-    frame_.resize(layout_.frameBytes());
     if (const auto length = source_->length()) {
       // Frame headers are "FRAME\n" unless they carry parameters, which nobody writes.
       const uint64_t body = *length - std::min<uint64_t>(*length, line->size() + 1);
-      info_.frames = static_cast<long>(body / (frame_.size() + 6));
+      info_.frames = static_cast<long>(body / (layout_.frameBytes() + 6));
     }
   }
 
@@ -72,10 +71,11 @@ class Y4mReader final : public FrameReader {
       throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) +
                     " does not begin with \"FRAME\"");
     }
-    const std::size_t got = source_->read(frame_);
-    if (got != frame_.size()) {
+    const std::size_t wanted = layout_.frameBytes();
+    const std::size_t got = readFrameBytes(*source_, wanted, frame_);
+    if (got != wanted) {
       throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
-                    std::to_string(got) + " of " + std::to_string(frame_.size()) + " bytes");
+                    std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
     }
     unpackRaw(layout_, frame_.data(), picture);
     picture.range = info_.range;
@@ -92,7 +92,7 @@ class Y4mReader final : public FrameReader {
 class Y4mWriter final : public FrameWriter {
  public:
   Y4mWriter(const std::string& path, Size size, Range range, const std::string& parameters)
-      : file_(path), layout_{size, FileFormat::i420, false}, frame_(layout_.frameBytes()) {
+      : file_(path), layout_{size, FileFormat::i420, false} {
     std::string header(kY4mMagic);
     header += " W" + std::to_string(size.width) + " H" + std::to_string(size.height);
     if (!parameters.empty()) header.append(" ").append(parameters);
@@ -105,6 +105,7 @@ class Y4mWriter final : public FrameWriter {
  private:
   void writeFrame(const Picture& picture) override {
     file_.write("FRAME\n");
+    frame_.resize(layout_.frameBytes());
     packRaw(layout_, picture, frame_.data());
     file_.write(frame_);
   }
@@ -161,8 +162,8 @@ Y4mHeader parseY4mHeader(const std::string& line) {
   if (header.size.width == 0 || header.size.height == 0) {
     throw Failure("the Y4M header gives no width or no height");
   }
-  if (!isAcceptable(header.size)) {
-    throw Failure("a frame of " + text(header.size) + " is too large");
+  if (const std::string fault = sizeFault(header.size); !fault.empty()) {
+    throw Failure("a frame of " + text(header.size) + " is too large: " + fault);
   }
   return header;
 }

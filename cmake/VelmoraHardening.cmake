@@ -1,0 +1,43 @@
+# Protections that the compiler and the linker can put into library and tool, as far as they have
+# them: addresses that the system may choose, tables that are read-only before the program starts,
+# guarded stack frames, checked copies, and landing pads for indirect jumps.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VELMORA_SANITIZE AND NOT VELMORA_COVERAGE)
+  set(harden ON)
+else()
+  set(harden OFF)
+endif()
+option(VELMORA_HARDENING "Harden library and tool where the compiler can (on in Release)" ${harden})
+
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+
+if(VELMORA_HARDENING)
+  include(CheckCXXCompilerFlag)
+  include(CheckCXXSourceCompiles)
+  include(CheckLinkerFlag)
+  foreach(flag -fstack-protector-strong -fcf-protection=full)
+    string(MAKE_C_IDENTIFIER "VELMORA_CXX${flag}" known)
+    check_cxx_compiler_flag(${flag} ${known})
+    if(${known})
+      target_compile_options(velmora_flags INTERFACE ${flag})
+    endif()
+  endforeach()
+  foreach(flag -z,relro -z,now -z,noexecstack)
+    string(MAKE_C_IDENTIFIER "VELMORA_LINK${flag}" known)
+    check_linker_flag(CXX LINKER:${flag} ${known})
+    if(${known})
+      target_link_options(velmora_flags INTERFACE LINKER:${flag})
+    endif()
+  endforeach()
+  # The headers of the C library say by a warning that they do not know a level.
+  foreach(level 3 2)
+    set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=${level}")
+    check_cxx_source_compiles("#include <cstring>\nint main() {}" VELMORA_FORTIFY_${level})
+    unset(CMAKE_REQUIRED_FLAGS)
+    if(VELMORA_FORTIFY_${level})
+      target_compile_options(velmora_flags INTERFACE
+        -U_FORTIFY_SOURCE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=${level}>)
+      break()
+    endif()
+  endforeach()
+endif()
