@@ -5,11 +5,10 @@
 #include <initializer_list>
 #include <string>
 
-#include "interpolation/driver_call.h"
+#include "interpolation/call.h"
 #include "velmora_sr/deghosting.h"
 #include "velmora_sr/interpolation.h"
 #include "velmora_sr/plane_conversion.h"
-#include "velmora_sr/thread_pool.h"
 
 namespace {
 
@@ -81,11 +80,11 @@ std::string jobsOn(const std::array<int, 3>& slots, std::initializer_list<const 
   return text;
 }
 
-template <typename Call>
-std::string slotCallsOf(Call call) {
+template <typename Job>
+std::string slotCallsOf(Job job) {
   std::string calls;
   transcript = &calls;
-  call();
+  job();
   transcript = nullptr;
   return calls;
 }
@@ -93,22 +92,22 @@ std::string slotCallsOf(Call call) {
 constexpr std::array kConversion = {0, 1, 2};
 constexpr std::array kInterpolation = {13, 14, 15};
 
-TEST(SlotCalls, OfTheDriversFollowTheirStages) {
+// Frames in NV21 are converted on the calling thread.
+TEST(SlotCalls, OfTheEntryPointsFollowTheirStages) {
   const RunningPool pool;
   const Kernels kernels = Kernels::lanczos(5);
-  const auto callsOf = [](DriverCall::Driver driver, int format) {
-    DriverCall call = {40, 30, format, 60, 50, 0, 0, 39, 29};
-    call.addSecondFrame(0, 0);
-    return slotCallsOf([&] { call.run(driver); });
-  };
-  const std::string oneFrame =
-      jobsOn(kInterpolation, {"luma across", "luma down", "chroma across", "chroma down"});
-  const std::string twoFrames = jobsOn(kInterpolation, {"fuse", "chroma across", "chroma down"});
-  for (const int format : {4, 5, 0})
-    EXPECT_EQ(callsOf(SRInterpolation_Single, format), oneFrame) << format;
-  EXPECT_EQ(callsOf(SRInterpolation, 4), jobsOn(kConversion, {"copy luma", "split chroma"}) +
-                                             twoFrames + jobsOn(kConversion, {"merge chroma"}));
-  EXPECT_EQ(callsOf(SRInterpolation, 5), twoFrames) << "NV21 is converted on the calling thread";
+  for (const EntryPoint& entry : entryPoints()) {
+    const bool converts = entry.fuses && entry.format == 4;
+    std::string expected;
+    if (converts) expected += jobsOn(kConversion, {"copy luma", "split chroma"});
+    if (entry.luma && entry.fuses) expected += jobsOn(kInterpolation, {"fuse"});
+    if (entry.luma && !entry.fuses)
+      expected += jobsOn(kInterpolation, {"luma across", "luma down"});
+    if (entry.chroma) expected += jobsOn(kInterpolation, {"chroma across", "chroma down"});
+    if (converts) expected += jobsOn(kConversion, {"merge chroma"});
+    Call call(entry, {40, 30, {0, 39, 60}, {0, 29, 50}}, mapsOf(0, 40, 30));
+    EXPECT_EQ(slotCallsOf([&] { call.run(); }), expected) << entry.name << entry.format;
+  }
 }
 
 TEST(SlotCalls, OfDeghosting) {

@@ -45,6 +45,7 @@ class PageBuffer {
 
   /// Never null, also for no values.
   [[nodiscard]] T* data() const { return static_cast<T*>(static_cast<void*>(begin_ + offset_)); }
+  [[nodiscard]] std::size_t size() const { return count_; }
   [[nodiscard]] std::vector<T> values() const { return {data(), data() + count_}; }
   /// What a value that nobody wrote looks like.
   [[nodiscard]] static T unwritten() {
