@@ -136,24 +136,5 @@ TEST(Strips, UseFewRowsOfTheIntermediatePlane) {
   EXPECT_LE(used, 4 * 3 * 8);  // three strips of eight rows in each of the four bands
 }
 
-TEST(Fusion, DividesByWeightsOfAnySign) {
-  Kernels kernels = Kernels::lanczos(1);
-  const Image image = {5, 1, {0, 1, 2, 3, 254}};
-  const Bytes plane = padded(image);
-  const Maps outside = shiftedMaps(5, 1, 5 << 16, 0);
-  const auto fusedWith = [&](int16_t weight) {
-    kernels.sharp2D[0] = {0, 0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, weight};
-    Bytes out(5, 77);
-    SR_FusionBands bands = {plane.data(),     plane.data(),     out.data(), 5, 1, 5, 1,
-                            outside.x.data(), outside.y.data(), 4,          0, 0, 4, 0,
-                            nullptr};
-    InterPolationY_ThreadFunc(&bands, 12);
-    return out;
-  };
-  EXPECT_EQ(fusedWith(0), Bytes(5, 0));
-  // (-x - 2) / -3: the half of -3 is -2.
-  EXPECT_EQ(fusedWith(-3), (Bytes{0, 1, 1, 1, 85}));
-}
-
 }  // namespace
 }  // namespace velmora::test

@@ -43,28 +43,36 @@ Image asOneBlock(const Image& image) {
   return interior;
 }
 
-int oneFrame(Call& c) {
+/// What is passed of a call, for luma or for chroma.
+Case lumaOf(const Call& c) {
   const Case& g = c.grid;
-  return ShiftInvariantIntepolation1Frame(
-      c.pass(c.inputs[0].data()), c.pass(c.inputs[1].data()), c.pass(c.inputs[2].data()),
-      c.pass(c.outputs[0].data()), c.pass(c.outputs[1].data()), c.pass(c.outputs[2].data()), c.pad,
-      0, c.w, c.h, c.outW, c.outH, g.columns.from, g.rows.from, g.columns.to, g.rows.to);
+  return {c.w, c.h, {g.columns.from, g.columns.to, c.outW}, {g.rows.from, g.rows.to, c.outH}};
+}
+Case chromaOf(const Call& c) {
+  const Case luma = lumaOf(c);
+  return {c.w >> 1, c.h >> 1, halved(luma.columns), halved(luma.rows)};
+}
+
+/// Calls a one-frame function with these planes.
+template <typename Function, typename... Planes>
+int enlarge(Function function, Call& c, const Case& g, const Planes&... planes) {
+  return function(c.pass(planes.data())..., c.pad, -1, g.w, g.h, g.columns.out, g.rows.out,
+                  g.columns.from, g.rows.from, g.columns.to, g.rows.to);
+}
+
+int oneFrame(Call& c) {
+  return enlarge(ShiftInvariantIntepolation1Frame, c, lumaOf(c), c.inputs[0], c.inputs[1],
+                 c.inputs[2], c.outputs[0], c.outputs[1], c.outputs[2]);
 }
 
 int oneFrameLuma(Call& c) {
-  const Case& g = c.grid;
-  return ShiftInvariantIntepolationSeparateY1FrameLUTFix(
-      c.pass(c.inputs[0].data()), c.pass(c.outputs[0].data()), c.pad, -1, c.w, c.h, c.outW, c.outH,
-      g.columns.from, g.rows.from, g.columns.to, g.rows.to);
+  return enlarge(ShiftInvariantIntepolationSeparateY1FrameLUTFix, c, lumaOf(c), c.inputs[0],
+                 c.outputs[0]);
 }
 
 int oneFrameChroma(Call& c) {
-  const Span columns = halved(c.grid.columns);
-  const Span rows = halved(c.grid.rows);
-  return ShiftInvariantIntepolationSeparateUV1FrameLUTFix(
-      c.pass(c.inputs[1].data()), c.pass(c.inputs[2].data()), c.pass(c.outputs[0].data()),
-      c.pass(c.outputs[1].data()), c.pad, -1, c.w >> 1, c.h >> 1, c.outW >> 1, c.outH >> 1,
-      columns.from, rows.from, columns.to, rows.to);
+  return enlarge(ShiftInvariantIntepolationSeparateUV1FrameLUTFix, c, chromaOf(c), c.inputs[1],
+                 c.inputs[2], c.outputs[0], c.outputs[1]);
 }
 
 int twoFrames(Call& c) {

@@ -34,6 +34,9 @@ struct EntryPoint {
     return {{6, "NB7UO_ZELK", std::string("NB7UO_ZELK: ") + name + ": " + text + "\n"}};
   }
 };
+inline void PrintTo(const EntryPoint& entry, std::ostream* out) {
+  *out << entry.name << ", format " << entry.format;
+}
 std::span<const EntryPoint> entryPoints();
 
 struct Call {

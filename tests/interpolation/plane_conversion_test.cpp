@@ -3,22 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <vector>
 
+#include "interpolation/reference.h"
 #include "support/page_buffer.h"
 #include "support/random.h"
 
 namespace velmora::test {
 namespace {
-
-/// The sample of an image at a position outside it: reflected at the edge it lies behind, and held
-/// at the opposite edge where the image is too small for that.
-int mirrored(int i, int n) {
-  if (i < 0) return std::min(-i, n - 1);
-  if (i >= n) return std::max(2 * (n - 1) - i, 0);
-  return i;
-}
 
 template <typename T>
 class EdgeMirrorOf : public testing::Test {};
@@ -61,90 +53,20 @@ TYPED_TEST(EdgeMirrorOf, LeavesAPlaneWithoutAnImageAlone) {
   EXPECT_EQ(plane, std::vector<TypeParam>(64, TypeParam{9}));
 }
 
-using Bytes = std::vector<uint8_t>;
-
-constexpr int kRows = 11;
-constexpr int kBorder = 2;
-
-/// A padded plane whose interior is written, if any of it is.
-struct Plane {
-  explicit Plane(int w)
-      : width(w), samples(static_cast<std::size_t>((kRows + 2 * kBorder) * (w + 2 * kBorder))) {}
-  uint8_t* row(int y) const {
-    return samples.data() + (kBorder + y) * (width + 2 * kBorder) + kBorder;
-  }
-  /// Expects every `step`-th of the bytes from `offset` on, and nothing around them; or nothing.
-  void expect(const Bytes* bytes, int step, int offset) const {
-    Plane expected(width);
-    for (int i = 0; bytes != nullptr && i < kRows * width; ++i)
-      expected.row(i / width)[i % width] = (*bytes)[static_cast<std::size_t>(step * i + offset)];
-    EXPECT_EQ(samples.values(), expected.samples.values());
-    EXPECT_TRUE(samples.intact());
-  }
-  int width;
-  PageBuffer<uint8_t> samples;
-};
-
-// Widths around the blocks of 8 and 16 that vector code works in; one frame and two; bands that
-// cover all rows, an empty one among them.
-TEST(PlaneConversion, CopiesSplitsAndMergesBandByBand) {
-  constexpr int kBandStarts[] = {0, 2, 2, 5, kRows};
-  Random random(2);
-  for (const int width : {1, 2, 7, 8, 9, 15, 16, 17, 31, 32, 33, 67}) {
-    for (const bool two : {false, true}) {
-      SCOPED_TRACE(testing::Message() << width << (two ? " samples, two frames" : " samples"));
-      const Bytes luma[] = {random.bytes(kRows * width), random.bytes(kRows * width)};
-      const Bytes chroma[] = {random.bytes(kRows * 2 * width), random.bytes(kRows * 2 * width)};
-      const Plane y[] = {Plane(width), Plane(width)};
-      const Plane u[] = {Plane(width), Plane(width)};
-      const Plane v[] = {Plane(width), Plane(width)};
-      const PageBuffer<uint8_t> merged(static_cast<std::size_t>(kRows * 2 * width));
-      for (int i = 0; i < 4; ++i) {
-        const int first = kBandStarts[i];
-        const int end = kBandStarts[i + 1];
-        const int pitch = width + 2 * kBorder;
-        const auto from = [&](const Bytes& frame, int step) {
-          return frame.data() + first * step * width;
-        };
-        SR_LumaCopyBand copy = {y[0].row(0),
-                                two ? y[1].row(0) : nullptr,
-                                from(luma[0], 1),
-                                two ? from(luma[1], 1) : nullptr,
-                                width,
-                                pitch,
-                                first,
-                                end};
-        YNV12TO420EdgeMirror_ThreadFunc(&copy, i);
-        SR_ChromaSplitBand split = {u[0].row(0),
-                                    v[0].row(0),
-                                    two ? u[1].row(0) : nullptr,
-                                    two ? v[1].row(0) : nullptr,
-                                    from(chroma[0], 2),
-                                    two ? from(chroma[1], 2) : nullptr,
-                                    width,
-                                    pitch,
-                                    first,
-                                    end};
-        UVNV12TO420EdgeMirror_ThreadFunc(&split, i);
-        SR_ChromaMergeBand merge = {from(luma[0], 1),
-                                    from(luma[1], 1),
-                                    merged.data() + first * 2 * width,
-                                    width,
-                                    first,
-                                    end};
-        UVNV12TO420_ThreadFunc(&merge, i);
-      }
-      for (const int frame : {0, 1}) {
-        const bool written = frame == 0 || two;
-        y[frame].expect(written ? &luma[frame] : nullptr, 1, 0);
-        u[frame].expect(written ? &chroma[frame] : nullptr, 2, 0);
-        v[frame].expect(written ? &chroma[frame] : nullptr, 2, 1);
-      }
-      const Bytes pairs = merged.values();
-      for (std::size_t i = 0; i < pairs.size(); ++i)
-        ASSERT_EQ(pairs[i], luma[i % 2][i / 2]) << i;
-    }
-  }
+// Two frames, bands and kernels of all widths are the drivers' test.
+TEST(PlaneConversion, LeavesOutASecondFrameThatIsNotThere) {
+  const Bytes source = {1, 2, 3, 4, 5, 6, 7, 8};
+  Bytes y(4), u(2), v(2);
+  SR_LumaCopyBand copy = {y.data(), nullptr, source.data(), nullptr, 2, 2, 0, 2};
+  YNV12TO420EdgeMirror_ThreadFunc(&copy, 0);
+  copy.width = 0;
+  YNV12TO420EdgeMirror_ThreadFunc(&copy, 0);
+  EXPECT_EQ(y, (Bytes{1, 2, 3, 4}));
+  SR_ChromaSplitBand split = {u.data(), v.data(), nullptr, nullptr, source.data(),
+                              nullptr,  1,        1,       0,       2};
+  UVNV12TO420EdgeMirror_ThreadFunc(&split, 0);
+  EXPECT_EQ(u, (Bytes{1, 3}));
+  EXPECT_EQ(v, (Bytes{2, 4}));
 }
 
 }  // namespace

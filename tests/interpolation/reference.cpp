@@ -4,23 +4,18 @@
 #include <cmath>
 #include <utility>
 
+#include "interpolation/kernel_tables.h"
 #include "support/random.h"
-#include "velmora_sr/kernel_tables.h"
-#include "velmora_sr/records.h"
 
 namespace velmora::test {
 namespace {
 
 using Rows = Kernels::Rows;
 
-/// A table of the library's generators as rows, each with its values.
 Rows rowsOf(int16_t** table, int count, int values) {
   Rows rows;
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count; ++i)
     rows.emplace_back(table[i], table[i] + values);
-    delete[] table[i];
-  }
-  delete[] table;
   return rows;
 }
 
@@ -74,24 +69,27 @@ Kernels::~Kernels() {
 
 Kernels Kernels::lanczos(int phases) {
   G_QUANTIZATION = phases;
-  Rows plain = rowsOf(CreateLanczosLUT1D(4, 2, 0.0f), phases, 4);
-  Rows sharp = rowsOf(CreateLanczosLUT1D(4, 2, 0.2f), phases, 4);
-  Rows sharp2D = rowsOf(CreateLanczosLUT2D(4, 2, 0.2f), phases * phases, 17);
+  CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f);
+  Rows plain = rowsOf(Lanczos1D_4_2_Fix, phases, 4);
+  Rows sharp = rowsOf(Lanczos1D_4_2_Fix_sharp, phases, 4);
+  Rows sharp2D = rowsOf(Lanczos2D_4_2_Fix_Sharp, phases * phases, 17);
+  releaseKernelTables();
   return {phases, plain, sharp, sharp2D};
 }
 
 Kernels Kernels::random(int phases, uint64_t seed) {
   Random values(seed);
   const auto rows = [&](int count, int taps) {
-    Rows all;
-    for (int i = 0; i < count; ++i) {
-      std::vector<int16_t> row;
-      for (int t = 0; t < taps; ++t) {
-        const bool extreme = values.range(0, 3) == 0;
-        row.push_back(static_cast<int16_t>(extreme ? (values.range(0, 1) == 0 ? -32768 : 32767)
-                                                   : values.range(-9000, 9000)));
+    Rows all(static_cast<std::size_t>(count), std::vector<int16_t>(static_cast<std::size_t>(taps)));
+    for (auto& row : all) {
+      for (int16_t& tap : row) {
+        const int64_t likely = values.range(-9000, 9000);
+        const int64_t kind = values.range(0, 7);
+        tap = static_cast<int16_t>(kind == 0   ? INT16_MIN
+                                   : kind == 1 ? INT16_MAX
+                                   : kind == 2 ? 0
+                                               : likely);
       }
-      all.push_back(row);
     }
     return all;
   };
@@ -100,14 +98,15 @@ Kernels Kernels::random(int phases, uint64_t seed) {
   return {phases, plain, sharp, rows(phases <= 64 ? phases * phases : 0, 17)};
 }
 
+int64_t mirrored(int64_t i, int64_t n) {
+  if (i < 0) return std::min(-i, n - 1);
+  return i < n ? i : std::max<int64_t>(2 * (n - 1) - i, 0);
+}
+
 int Image::operator()(int64_t y, int64_t x) const {
   if (data.empty()) return 128;
-  const auto mirrored = [](int64_t i, int64_t n) {
-    i = std::clamp<int64_t>(i, -2, n + 1);
-    if (i < 0) return std::min(-i, n - 1);
-    return i < n ? i : std::max<int64_t>(2 * (n - 1) - i, 0);
-  };
-  return data[static_cast<std::size_t>(mirrored(y, h) * w + mirrored(x, w))];
+  const auto row = mirrored(std::clamp<int64_t>(y, -2, h + 1), h);
+  return data[static_cast<std::size_t>(row * w + mirrored(std::clamp<int64_t>(x, -2, w + 1), w))];
 }
 
 Image randomImage(int w, int h, uint64_t seed) {

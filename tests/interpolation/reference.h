@@ -16,7 +16,7 @@ class Kernels {
  public:
   /// Lanczos tables of order 2, plain and sharpened.
   static Kernels lanczos(int phases);
-  /// Any 16-bit taps, extremes among them. No 2D table of more than 64 phases.
+  /// Any 16-bit taps, extremes and zeros among them. No 2D table of more than 64 phases.
   static Kernels random(int phases, uint64_t seed);
 
   Kernels(Kernels&&) = delete;
@@ -38,6 +38,10 @@ class Kernels {
 struct Span {
   int from, to, out;
 };
+
+/// The sample of an axis of n at a position outside it: reflected at the edge it lies behind, and
+/// held at the opposite edge where the axis is too short for that.
+int64_t mirrored(int64_t i, int64_t n);
 
 /// An 8-bit image without padding. One without samples is grey.
 struct Image {

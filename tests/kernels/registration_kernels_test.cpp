@@ -26,31 +26,15 @@ void addRow(decltype(Family::addRow) kernel, Trial& t) {
   kernel(above, t.filled<int32_t>(t.count, INT32_MIN, INT32_MAX), t.count);
 }
 
-/// The geometry of a filter of octave 0 or, at step 2, of octave 1.
-HessianFilter filterOf(int32_t filterSize, int32_t step, int64_t directScale, int64_t mixedScale) {
-  const int32_t lobe = filterSize / 3;
-  const int32_t inset = (4 * filterSize + 9) / 18;
-  const int32_t r = (2 * filterSize + 9) / 18;
-  const int32_t corner = filterSize % 2 == 1 ? r - 1 : r;
-  return {filterSize,
-          step,
-          lobe,
-          inset,
-          filterSize - 2 * inset,
-          corner,
-          (filterSize - r - corner) / 2,
-          directScale,
-          mixedScale};
-}
-
-// What pictures give: sums of samples, here of wild ones; and any values.
+// Filters of octave 0 and, at step 2, of octave 1, over what pictures give: sums of samples, here
+// of wild ones; and any values.
 void hessianRow(decltype(Family::hessianRow) kernel, Trial& t) {
-  const HessianFilter filters[] = {
-      filterOf(9, 1, 4660, 3317),          filterOf(15, 1, 517, 655),
-      filterOf(21, 1, 176, 129),           filterOf(27, 1, 57, 58),
-      filterOf(18, 2, 291, 207),           filterOf(27, 1, INT32_MAX, INT32_MAX),
-      filterOf(9, 1, -5, int64_t{1} << 40)};
-  const HessianFilter& filter = filters[t.round];
+  constexpr HessianFilter kFilters[] = {
+      {9, 1, 3, 2, 5, 0, 4, 4660, 3317},          {15, 1, 5, 3, 9, 1, 6, 517, 655},
+      {21, 1, 7, 5, 11, 1, 9, 176, 129},          {27, 1, 9, 6, 15, 2, 11, 57, 58},
+      {18, 2, 6, 4, 10, 2, 7, 291, 207},          {27, 1, 9, 6, 15, 2, 11, INT32_MAX, INT32_MAX},
+      {9, 1, 3, 2, 5, 0, 4, -5, int64_t{1} << 40}};
+  const HessianFilter& filter = kFilters[t.round];
   const int32_t count = std::max(t.count, 1);
   const std::ptrdiff_t width = (count - 1) * filter.step + filter.size + 1;
   const bool picture = t.mode < 2;
@@ -139,30 +123,19 @@ void firstSmallest(decltype(Family::firstSmallest) kernel, Trial& t) {
 // Homographies: a close view, a steep one whose rows cross the vanishing line (-1 / 64 makes the
 // denominator zero at a whole column for y = 0), values that saturate, tiny ones, any bits.
 void positionRow(decltype(Family::positionRow) kernel, Trial& t) {
-  const auto around = [&](double centre, double spread) {
-    return static_cast<float>(centre + spread * (2 * t.random.unit() - 1));
-  };
+  constexpr struct {
+    double diagonal, spread, shift, last;
+  } kViews[] = {
+      {1, 0.1, 40, 1e-4}, {0, 100, 100, 0.01}, {0, 3e38, 3e38, 1e-3}, {0, 3e-38, 3e-38, 1e38}};
   auto* h = t.buffer<float>(9);
   for (int i = 0; i < 9; ++i) {
-    const bool last = i >= 6;
-    const bool shift = i == 2 || i == 5;
-    switch (t.round) {
-      case 0:
-        h[i] = last ? around(0, 1e-4) : shift ? around(0, 40) : around(i % 4 == 0, 0.1);
-        break;
-      case 1:
-        h[i] = i == 6 ? -1.0f / 64 : i == 7 ? around(0, 0.01) : around(0, 100);
-        break;
-      case 2:
-        h[i] = around(0, last ? 1e-3 : 3e38);
-        break;
-      case 3:
-        h[i] = around(0, last ? 1e38 : 3e-38);
-        break;
-      default:
-        h[i] = std::bit_cast<float>(static_cast<uint32_t>(t.random.next()));
-    }
+    const auto& view = kViews[std::min(t.round, 3)];
+    const double spread = i >= 6 ? view.last : i == 2 || i == 5 ? view.shift : view.spread;
+    const double centre = i == 0 || i == 4 ? view.diagonal : 0;
+    h[i] = static_cast<float>(centre + spread * (2 * t.random.unit() - 1));
+    if (t.round > 3) h[i] = std::bit_cast<float>(static_cast<uint32_t>(t.random.next()));
   }
+  if (t.round == 1) h[6] = -1.0f / 64;
   constexpr int32_t kRows[] = {0, 1, 479, 1 << 24};
   auto* x = t.buffer<int32_t>(t.count);
   auto* y = t.buffer<int32_t>(t.count);

@@ -62,6 +62,10 @@ struct Entry {
   std::function<bool(const KernelTable&, const KernelTable&)> same;
 };
 
+inline void PrintTo(const Entry& entry, std::ostream* out) {
+  *out << entry.name;
+}
+
 template <typename Family, typename Kernel>
 Entry entry(const char* name, int rounds, Family KernelTable::*family, Kernel Family::*kernel,
             void (*call)(std::type_identity_t<Kernel>, Trial&)) {
