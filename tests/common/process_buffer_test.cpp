@@ -9,7 +9,7 @@ namespace {
 using velmora::ProcessBuffer;
 using velmora::test::TestAllocator;
 
-TEST(ProcessBuffer, TakesAndReturnsItsBlockOnce) {
+TEST(ProcessBuffer, ReturnsItsBlockOnceAndIsEmptyWhenNothingCanBeHad) {
   TestAllocator::reset();
   {
     ProcessBuffer<int32_t> a(TestAllocator::alloc, TestAllocator::free, 10);
@@ -23,10 +23,6 @@ TEST(ProcessBuffer, TakesAndReturnsItsBlockOnce) {
   }
   EXPECT_EQ(TestAllocator::live(), 0u);
   EXPECT_EQ(TestAllocator::faults(), "");
-}
-
-TEST(ProcessBuffer, IsEmptyWhenNothingCanBeHad) {
-  TestAllocator::reset();
   EXPECT_FALSE(ProcessBuffer<int32_t>(nullptr, TestAllocator::free, 1));
   EXPECT_FALSE(ProcessBuffer<int32_t>(TestAllocator::alloc, nullptr, 1));
   EXPECT_FALSE(ProcessBuffer<int32_t>(TestAllocator::alloc, TestAllocator::free, 0x40000000u));

@@ -5,23 +5,16 @@
 namespace {
 
 TEST(GetRetInfo, KnowsItsCodesAndNoOthers) {
-  const struct {
-    int code;
-    const char* text;
-  } cases[] = {
-      {0, "succeed."},
-      {1, "unknow error info."},
-      {2, "load config file failed."},
-      {3, "alloc memory failed."},
-      {4, "params out of range."},
-      {5, "odd even not consistent."},
-      {6, "unknow error info."},
-      {-1, "unknow error info."},
-      {0x7FFFFFFF, "unknow error info."},
-  };
-  for (const auto& c : cases) {
-    EXPECT_STREQ(GetRetInfo(static_cast<Velmora_SR_ESR_RET>(c.code)), c.text) << c.code;
-  }
+  const char* const texts[] = {"succeed.",
+                               "unknow error info.",
+                               "load config file failed.",
+                               "alloc memory failed.",
+                               "params out of range.",
+                               "odd even not consistent.",
+                               "unknow error info."};
+  for (int code = 0; code < 7; ++code)
+    EXPECT_STREQ(GetRetInfo(static_cast<Velmora_SR_ESR_RET>(code)), texts[code]) << code;
+  EXPECT_STREQ(GetRetInfo(static_cast<Velmora_SR_ESR_RET>(-1)), "unknow error info.");
 }
 
 }  // namespace

@@ -2,137 +2,72 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <functional>
+#include <algorithm>
 #include <vector>
 
+#include "interpolation/reference.h"
+#include "support/page_buffer.h"
 #include "support/random.h"
 
+namespace velmora::test {
 namespace {
 
-using velmora::test::Random;
-using Bytes = std::vector<uint8_t>;
+template <typename T>
+class EdgeMirrorOf : public testing::Test {};
+using SampleTypes = testing::Types<uint8_t, int16_t, float>;
+TYPED_TEST_SUITE(EdgeMirrorOf, SampleTypes);
 
-constexpr uint8_t kUntouched = 0xE1;
-constexpr int kRows = 11;
-constexpr int kBorder = 2;
-// Around the blocks of 8 and 16 that vector code works in.
-constexpr int kWidths[] = {1, 2, 7, 8, 9, 15, 16, 17, 31, 32, 33, 67};
-// Bands that cover all rows, an empty one among them.
-constexpr int kBandStarts[] = {0, 2, 2, 5, kRows};
-
-std::size_t at(int row, int pitch, int column) {
-  return static_cast<std::size_t>(row * pitch + column);
-}
-
-/// A padded plane whose every sample is unwritten.
-Bytes untouchedPlane(int width) {
-  return Bytes(at(kRows + 2 * kBorder, width + 2 * kBorder, 0), kUntouched);
-}
-
-uint8_t* interior(Bytes& plane, int width) {
-  return &plane[at(kBorder, width + 2 * kBorder, kBorder)];
-}
-
-/// The padded plane whose interior holds sample (row, column) = from[row][offset + step * column],
-/// rows of `from` having `step * width` bytes, and whose border is unwritten.
-Bytes expectedPlane(const Bytes& from, int width, int step, int offset) {
-  Bytes plane = untouchedPlane(width);
-  for (int row = 0; row < kRows; ++row) {
-    for (int column = 0; column < width; ++column)
-      plane[at(kBorder + row, width + 2 * kBorder, kBorder + column)] =
-          from[at(row, step * width, step * column + offset)];
-  }
-  return plane;
-}
-
-/// Widths, each with one frame and with two.
-void forEachCase(const std::function<void(int width, bool two)>& check) {
-  for (const int width : kWidths) {
-    for (const bool two : {false, true}) {
-      SCOPED_TRACE(testing::Message() << width << (two ? " samples, two frames" : " samples"));
-      check(width, two);
+TYPED_TEST(EdgeMirrorOf, FillsEveryBorderInBothForms) {
+  Random random(1);
+  for (const auto& [w, h] : {std::pair{1, 1}, {1, 5}, {5, 1}, {2, 2}, {3, 2}, {4, 4}, {33, 9}}) {
+    std::vector<TypeParam> image(static_cast<std::size_t>(w * h));
+    for (auto& sample : image)
+      sample = static_cast<TypeParam>(random.range(0, 127));
+    for (const int b : {0, 1, 2, 3, 5}) {
+      SCOPED_TRACE(testing::Message() << w << "x" << h << ", border " << b);
+      std::vector<TypeParam> expected;
+      for (int y = -b; y < h + b; ++y) {
+        for (int x = -b; x < w + b; ++x)
+          expected.push_back(image[static_cast<std::size_t>(mirrored(y, h) * w + mirrored(x, w))]);
+      }
+      const PageBuffer<TypeParam> copied(expected.size());
+      EdgeMirror(image.data(), copied.data(), b, w, h);
+      EXPECT_EQ(copied.values(), expected);
+      const PageBuffer<TypeParam> inPlace(expected.size());
+      for (int y = 0; y < h; ++y)
+        std::copy_n(image.data() + y * w, w, inPlace.data() + (y + b) * (w + 2 * b) + b);
+      EdgeMirror(inPlace.data(), b, w, h);
+      EXPECT_EQ(inPlace.values(), expected);
+      EXPECT_TRUE(copied.intact() && inPlace.intact());
     }
   }
 }
 
-TEST(PlaneConversion, CopiesLumaBandByBand) {
-  Random random(2);
-  forEachCase([&](int width, bool two) {
-    const Bytes source1 = random.bytes(at(kRows, width, 0));
-    const Bytes source2 = random.bytes(at(kRows, width, 0));
-    Bytes plane1 = untouchedPlane(width);
-    Bytes plane2 = untouchedPlane(width);
-    for (int i = 0; i < 4; ++i) {
-      const std::size_t offset = at(kBandStarts[i], width, 0);
-      SR_LumaCopyBand band = {interior(plane1, width),
-                              two ? interior(plane2, width) : nullptr,
-                              source1.data() + offset,
-                              two ? source2.data() + offset : nullptr,
-                              width,
-                              width + 2 * kBorder,
-                              kBandStarts[i],
-                              kBandStarts[i + 1]};
-      YNV12TO420EdgeMirror_ThreadFunc(&band, i);
-    }
-    EXPECT_EQ(plane1, expectedPlane(source1, width, 1, 0));
-    EXPECT_EQ(plane2, two ? expectedPlane(source2, width, 1, 0) : untouchedPlane(width));
-  });
-}
-
-TEST(PlaneConversion, SplitsChromaBandByBand) {
-  Random random(3);
-  forEachCase([&](int width, bool two) {
-    const Bytes source1 = random.bytes(at(kRows, 2 * width, 0));
-    const Bytes source2 = random.bytes(at(kRows, 2 * width, 0));
-    std::array<Bytes, 4> planes;  // U and V of the first frame, then of the second
-    planes.fill(untouchedPlane(width));
-    for (int i = 0; i < 4; ++i) {
-      const std::size_t offset = at(kBandStarts[i], 2 * width, 0);
-      SR_ChromaSplitBand band = {interior(planes[0], width),
-                                 interior(planes[1], width),
-                                 two ? interior(planes[2], width) : nullptr,
-                                 two ? interior(planes[3], width) : nullptr,
-                                 source1.data() + offset,
-                                 two ? source2.data() + offset : nullptr,
-                                 width,
-                                 width + 2 * kBorder,
-                                 kBandStarts[i],
-                                 kBandStarts[i + 1]};
-      UVNV12TO420EdgeMirror_ThreadFunc(&band, i);
-    }
-    for (int byte = 0; byte < 2; ++byte) {
-      const auto plane = static_cast<std::size_t>(byte);
-      EXPECT_EQ(planes[plane], expectedPlane(source1, width, 2, byte));
-      EXPECT_EQ(planes[plane + 2],
-                two ? expectedPlane(source2, width, 2, byte) : untouchedPlane(width));
-    }
-  });
-}
-
-TEST(PlaneConversion, MergesChromaBandByBand) {
-  Random random(5);
-  for (const int width : kWidths) {
-    const Bytes u = random.bytes(at(kRows, width, 0));
-    const Bytes v = random.bytes(at(kRows, width, 0));
-    Bytes pairs(at(kRows, 2 * width, 0) + 8, kUntouched);
-    for (int i = 0; i < 4; ++i) {
-      const int first = kBandStarts[i];
-      SR_ChromaMergeBand band = {u.data() + at(first, width, 0),
-                                 v.data() + at(first, width, 0),
-                                 pairs.data() + at(first, 2 * width, 0),
-                                 width,
-                                 first,
-                                 kBandStarts[i + 1]};
-      UVNV12TO420_ThreadFunc(&band, i);
-    }
-    Bytes expected(pairs.size(), kUntouched);
-    for (std::size_t i = 0; i < u.size(); ++i) {
-      expected[2 * i] = u[i];
-      expected[2 * i + 1] = v[i];
-    }
-    EXPECT_EQ(pairs, expected) << width;
+TYPED_TEST(EdgeMirrorOf, LeavesAPlaneWithoutAnImageAlone) {
+  std::vector<TypeParam> plane(64, TypeParam{9});
+  const std::vector<TypeParam> image(16, TypeParam{1});
+  for (const auto& [w, h] : {std::pair{0, 4}, {4, 0}, {-3, 4}, {4, -3}}) {
+    EdgeMirror(image.data(), plane.data(), 2, w, h);
+    EdgeMirror(plane.data(), 2, w, h);
   }
+  EXPECT_EQ(plane, std::vector<TypeParam>(64, TypeParam{9}));
+}
+
+// Two frames, bands and kernels of all widths are the drivers' test.
+TEST(PlaneConversion, LeavesOutASecondFrameThatIsNotThere) {
+  const Bytes source = {1, 2, 3, 4, 5, 6, 7, 8};
+  Bytes y(4), u(2), v(2);
+  SR_LumaCopyBand copy = {y.data(), nullptr, source.data(), nullptr, 2, 2, 0, 2};
+  YNV12TO420EdgeMirror_ThreadFunc(&copy, 0);
+  copy.width = 0;
+  YNV12TO420EdgeMirror_ThreadFunc(&copy, 0);
+  EXPECT_EQ(y, (Bytes{1, 2, 3, 4}));
+  SR_ChromaSplitBand split = {u.data(), v.data(), nullptr, nullptr, source.data(),
+                              nullptr,  1,        1,       0,       2};
+  UVNV12TO420EdgeMirror_ThreadFunc(&split, 0);
+  EXPECT_EQ(u, (Bytes{1, 3}));
+  EXPECT_EQ(v, (Bytes{2, 4}));
 }
 
 }  // namespace
+}  // namespace velmora::test

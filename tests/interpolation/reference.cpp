@@ -4,23 +4,18 @@
 #include <cmath>
 #include <utility>
 
+#include "interpolation/kernel_tables.h"
 #include "support/random.h"
-#include "velmora_sr/kernel_tables.h"
-#include "velmora_sr/records.h"
 
 namespace velmora::test {
 namespace {
 
-using Rows = std::vector<std::vector<int16_t>>;
+using Rows = Kernels::Rows;
 
-/// A table of the library's generators as rows, each with its values.
 Rows rowsOf(int16_t** table, int count, int values) {
   Rows rows;
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count; ++i)
     rows.emplace_back(table[i], table[i] + values);
-    delete[] table[i];
-  }
-  delete[] table;
   return rows;
 }
 
@@ -58,13 +53,11 @@ Kernels::Kernels(int phaseCount, Rows plainRows, Rows sharpRows, Rows rows2D)
       plain(std::move(plainRows)),
       sharp(std::move(sharpRows)),
       sharp2D(std::move(rows2D)),
-      plainPointers_(pointersTo(plain)),
-      sharpPointers_(pointersTo(sharp)),
-      sharp2DPointers_(pointersTo(sharp2D)) {
+      pointers_{pointersTo(plain), pointersTo(sharp), pointersTo(sharp2D)} {
   G_QUANTIZATION = phases;
-  Lanczos1D_4_2_Fix = plainPointers_.data();
-  Lanczos1D_4_2_Fix_sharp = sharpPointers_.data();
-  Lanczos2D_4_2_Fix_Sharp = sharp2DPointers_.data();
+  Lanczos1D_4_2_Fix = pointers_[0].data();
+  Lanczos1D_4_2_Fix_sharp = pointers_[1].data();
+  Lanczos2D_4_2_Fix_Sharp = pointers_[2].data();
 }
 
 Kernels::~Kernels() {
@@ -75,43 +68,45 @@ Kernels::~Kernels() {
 }
 
 Kernels Kernels::lanczos(int phases) {
-  // The scratch of the generators is none of a call's blocks.
-  SR_ParamsPublic* const handle = std::exchange(zelkParamPrivate.pub, nullptr);
   G_QUANTIZATION = phases;
-  Rows plain = rowsOf(CreateLanczosLUT1D(4, 2, 0.0f), phases, 4);
-  Rows sharp = rowsOf(CreateLanczosLUT1D(4, 2, 0.2f), phases, 4);
-  Rows sharp2D = rowsOf(CreateLanczosLUT2D(4, 2, 0.2f), phases * phases, 17);
-  zelkParamPrivate.pub = handle;
+  CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f);
+  Rows plain = rowsOf(Lanczos1D_4_2_Fix, phases, 4);
+  Rows sharp = rowsOf(Lanczos1D_4_2_Fix_sharp, phases, 4);
+  Rows sharp2D = rowsOf(Lanczos2D_4_2_Fix_Sharp, phases * phases, 17);
+  releaseKernelTables();
   return {phases, plain, sharp, sharp2D};
 }
 
 Kernels Kernels::random(int phases, uint64_t seed) {
   Random values(seed);
   const auto rows = [&](int count, int taps) {
-    Rows all;
-    for (int i = 0; i < count; ++i) {
-      std::vector<int16_t> row;
-      for (int t = 0; t < taps; ++t) {
-        const bool extreme = values.range(0, 3) == 0;
-        row.push_back(static_cast<int16_t>(extreme ? (values.range(0, 1) == 0 ? -32768 : 32767)
-                                                   : values.range(-9000, 9000)));
+    Rows all(static_cast<std::size_t>(count), std::vector<int16_t>(static_cast<std::size_t>(taps)));
+    for (auto& row : all) {
+      for (int16_t& tap : row) {
+        const int64_t likely = values.range(-9000, 9000);
+        const int64_t kind = values.range(0, 7);
+        tap = static_cast<int16_t>(kind == 0   ? INT16_MIN
+                                   : kind == 1 ? INT16_MAX
+                                   : kind == 2 ? 0
+                                               : likely);
       }
-      all.push_back(row);
     }
     return all;
   };
   Rows plain = rows(phases, 4);
   Rows sharp = rows(phases, 4);
-  return {phases, plain, sharp, rows(phases * phases, 17)};
+  return {phases, plain, sharp, rows(phases <= 64 ? phases * phases : 0, 17)};
+}
+
+int64_t mirrored(int64_t i, int64_t n) {
+  if (i < 0) return std::min(-i, n - 1);
+  return i < n ? i : std::max<int64_t>(2 * (n - 1) - i, 0);
 }
 
 int Image::operator()(int64_t y, int64_t x) const {
-  const auto mirrored = [](int64_t i, int64_t n) {
-    i = std::clamp<int64_t>(i, -2, n + 1);
-    if (i < 0) return std::min(-i, n - 1);
-    return i < n ? i : std::max<int64_t>(2 * (n - 1) - i, 0);
-  };
-  return data[static_cast<std::size_t>(mirrored(y, h) * w + mirrored(x, w))];
+  if (data.empty()) return 128;
+  const auto row = mirrored(std::clamp<int64_t>(y, -2, h + 1), h);
+  return data[static_cast<std::size_t>(row * w + mirrored(std::clamp<int64_t>(x, -2, w + 1), w))];
 }
 
 Image randomImage(int w, int h, uint64_t seed) {
@@ -125,10 +120,10 @@ Image randomImage(int w, int h, uint64_t seed) {
   return image;
 }
 
-Bytes padded(const Image& image, int border) {
+Bytes padded(const Image& image) {
   Bytes plane;
-  for (int y = -border; y < image.h + border; ++y) {
-    for (int x = -border; x < image.w + border; ++x)
+  for (int y = -2; y < image.h + 2; ++y) {
+    for (int x = -2; x < image.w + 2; ++x)
       plane.push_back(static_cast<uint8_t>(image(y, x)));
   }
   return plane;
@@ -168,22 +163,19 @@ Maps shiftedMaps(int w, int h, int dx, int dy) {
   return maps;
 }
 
-Maps scatteredMaps(int w, int h) {
+Maps mapsOf(int field, int w, int h) {
+  const int shifts[][2] = {
+      {0, 0}, {3 * 65536 + 12345, -2 * 65536 - 54321}, {w << 16, 0}, {0, -(h << 16)}};
+  if (field < 4) return shiftedMaps(w, h, shifts[field][0], shifts[field][1]);
   Random random(21);
   Maps maps;
   for (int i = 0; i < w * h; ++i) {
-    maps.x.push_back(static_cast<int32_t>(random.range(-6 << 16, (w + 6) << 16)));
-    maps.y.push_back(static_cast<int32_t>(random.range(-6 << 16, (h + 6) << 16)));
-  }
-  return maps;
-}
-
-Maps wildMaps(int w, int h) {
-  Random random(22);
-  Maps maps;
-  for (int i = 0; i < w * h; ++i) {
-    maps.x.push_back(random.range(0, 1) == 0 ? INT32_MAX : INT32_MIN);
-    maps.y.push_back(static_cast<int32_t>(random.range(INT32_MIN, INT32_MAX)));
+    const bool high = random.range(0, 1) == 0;
+    const int64_t x = random.range(-6 << 16, (w + 6) << 16);
+    const int64_t y =
+        field == 4 ? random.range(-6 << 16, (h + 6) << 16) : random.range(INT32_MIN, INT32_MAX);
+    maps.x.push_back(field == 4 ? static_cast<int32_t>(x) : high ? INT32_MAX : INT32_MIN);
+    maps.y.push_back(static_cast<int32_t>(y));
   }
   return maps;
 }
@@ -225,53 +217,6 @@ Bytes fused(const Image& first, const Image& second, const Maps& maps, const Ker
                            static_cast<double>(weight));
       }
       out.push_back(static_cast<uint8_t>(std::clamp(value, 0.0, 255.0)));
-    }
-  }
-  return out;
-}
-
-Bytes enlargedFrame(const Bytes& frame, int w, int h, int format, const Kernels& kernels,
-                    Span columns, Span rows, const Bytes* secondFrame, const Maps* maps) {
-  const int cw = w / 2;
-  const int ch = h / 2;
-  Image luma = {w, h, Bytes(frame.begin(), frame.begin() + w * h)};
-  Image chroma[2] = {{cw, ch, {}}, {cw, ch, {}}};  // in the order of their bytes in the frame
-  const uint8_t* source = frame.data() + w * h;
-  for (int i = 0; i < cw * ch; ++i) {
-    for (int plane = 0; plane < 2; ++plane)
-      chroma[plane].data.push_back(format == 0 ? source[plane * cw * ch + i]
-                                               : source[2 * i + plane]);
-  }
-  Span chromaColumns = {columns.from / 2, columns.to / 2, columns.out / 2};
-  Span chromaRows = {rows.from / 2, rows.to / 2, rows.out / 2};
-  if (format == 0) {
-    // The planes lie as one block at the start of the padded plane, and its interior is the image.
-    for (auto& plane : chroma) {
-      Bytes block((static_cast<std::size_t>(cw) + 4) * (static_cast<std::size_t>(ch) + 4), 0);
-      std::copy(plane.data.begin(), plane.data.end(), block.begin());
-      for (int y = 0; y < ch; ++y) {
-        for (int x = 0; x < cw; ++x)
-          plane.data[static_cast<std::size_t>(y * cw + x)] =
-              block[static_cast<std::size_t>((y + 2) * (cw + 4) + x + 2)];
-      }
-    }
-  }
-  Bytes out;
-  if (secondFrame == nullptr) {
-    out = interpolated(luma, kernels.sharp, columns, rows);
-  } else {
-    const Image second = {w, h, Bytes(secondFrame->begin(), secondFrame->begin() + w * h)};
-    out = fused(luma, second, *maps, kernels, columns, rows);
-  }
-  const Bytes first = interpolated(chroma[0], kernels.plain, chromaColumns, chromaRows);
-  const Bytes second = interpolated(chroma[1], kernels.plain, chromaColumns, chromaRows);
-  if (format == 0) {
-    out.insert(out.end(), first.begin(), first.end());
-    out.insert(out.end(), second.begin(), second.end());
-  } else {
-    for (std::size_t i = 0; i < first.size(); ++i) {
-      out.push_back(first[i]);
-      out.push_back(second[i]);
     }
   }
   return out;

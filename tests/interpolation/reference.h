@@ -16,7 +16,7 @@ class Kernels {
  public:
   /// Lanczos tables of order 2, plain and sharpened.
   static Kernels lanczos(int phases);
-  /// Any 16-bit taps, extremes among them.
+  /// Any 16-bit taps, extremes and zeros among them. No 2D table of more than 64 phases.
   static Kernels random(int phases, uint64_t seed);
 
   Kernels(Kernels&&) = delete;
@@ -24,14 +24,14 @@ class Kernels {
   ~Kernels();
 
   int phases;
-  std::vector<std::vector<int16_t>> plain;    // [phase] of 4
-  std::vector<std::vector<int16_t>> sharp;    // [phase] of 4
-  std::vector<std::vector<int16_t>> sharp2D;  // [vertical phase * phases + horizontal phase] of 17
+  using Rows = std::vector<std::vector<int16_t>>;
+  Rows plain;    // [phase] of 4
+  Rows sharp;    // [phase] of 4
+  Rows sharp2D;  // [vertical phase * phases + horizontal phase] of 17
 
  private:
-  Kernels(int phaseCount, std::vector<std::vector<int16_t>> plainRows,
-          std::vector<std::vector<int16_t>> sharpRows, std::vector<std::vector<int16_t>> rows2D);
-  std::vector<int16_t*> plainPointers_, sharpPointers_, sharp2DPointers_;
+  Kernels(int phaseCount, Rows plainRows, Rows sharpRows, Rows rows2D);
+  std::vector<int16_t*> pointers_[3];
 };
 
 /// What an axis of the output grid covers in the input.
@@ -39,7 +39,11 @@ struct Span {
   int from, to, out;
 };
 
-/// An 8-bit image without padding.
+/// The sample of an axis of n at a position outside it: reflected at the edge it lies behind, and
+/// held at the opposite edge where the axis is too short for that.
+int64_t mirrored(int64_t i, int64_t n);
+
+/// An 8-bit image without padding. One without samples is grey.
 struct Image {
   int w, h;
   Bytes data;
@@ -51,8 +55,8 @@ struct Image {
 
 Image randomImage(int w, int h, uint64_t seed);
 
-/// The plane padded by `border` that the library reads.
-Bytes padded(const Image& image, int border = 2);
+/// The plane with a border of 2 that the library reads.
+Bytes padded(const Image& image);
 
 /// One-frame interpolation of one plane, packed rows.
 Bytes interpolated(const Image& image, const std::vector<std::vector<int16_t>>& table, Span columns,
@@ -65,19 +69,14 @@ struct Maps {
 
 /// Positions (dx, dy) beside their own, 16.16.
 Maps shiftedMaps(int w, int h, int dx, int dy);
-/// Positions anywhere in and around a frame, or any values.
-Maps scatteredMaps(int w, int h);
-Maps wildMaps(int w, int h);
+/// Six fields: in place; leaving the frame on two sides; just outside; anywhere in and around it;
+/// any values.
+Maps mapsOf(int field, int w, int h);
+inline constexpr int kFields = 6;
 
 /// Two-frame luma.
 Bytes fused(const Image& first, const Image& second, const Maps& maps, const Kernels& kernels,
             Span columns, Span rows);
-
-/// A 4:2:0 frame of any of the three formats taken apart and enlarged: the whole one-frame path.
-/// With a second frame (format 4 or 5 then) luma is fused.
-Bytes enlargedFrame(const Bytes& frame, int w, int h, int format, const Kernels& kernels,
-                    Span columns, Span rows, const Bytes* secondFrame = nullptr,
-                    const Maps* maps = nullptr);
 
 }  // namespace velmora::test
 

@@ -1,26 +1,15 @@
-// Which slots of the thread pool the stages take, for which jobs, in which order.
+// Which slots of the thread pool the stages take, in which order.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <initializer_list>
 #include <string>
 
-#include "interpolation/driver_call.h"
+#include "interpolation/call.h"
 #include "velmora_sr/deghosting.h"
-#include "velmora_sr/interpolation.h"
-#include "velmora_sr/plane_conversion.h"
 #include "velmora_sr/thread_pool.h"
 
 namespace {
 
 std::string* transcript = nullptr;  // of the calls while it is set
-
-const char* nameOf(SR_ThreadJob job) {
-  if (job == YNV12TO420EdgeMirror_ThreadFunc) return "copy luma";
-  if (job == UVNV12TO420EdgeMirror_ThreadFunc) return "split chroma";
-  if (job == UVNV12TO420_ThreadFunc) return "merge chroma";
-  return job == DeGhostThreadFunc ? "deghost" : "interpolate";  // whose jobs are internal
-}
 
 void note(const char* call, int32_t slot) {
   if (transcript == nullptr) return;
@@ -49,7 +38,7 @@ int32_t __wrap__Z17MultiThread_cleani(int32_t slot) {
   return __real__Z17MultiThread_cleani(slot);
 }
 void __wrap__Z15MultiThread_setiPFvPviES_(int32_t slot, SR_ThreadJob job, void* arg) {
-  note(nameOf(job), slot);
+  note("set", slot);
   __real__Z15MultiThread_setiPFvPviES_(slot, job, arg);
 }
 }
@@ -57,54 +46,47 @@ void __wrap__Z15MultiThread_setiPFvPviES_(int32_t slot, SR_ThreadJob job, void* 
 namespace velmora::test {
 namespace {
 
-/// The transcript of one job after the other on three slots.
-std::string jobsOn(const std::array<int, 3>& slots, std::initializer_list<const char*> jobs) {
+/// The transcript of so many jobs, one after the other, on three slots from `first` on.
+std::string jobsOn(int first, int jobs) {
   std::string text;
-  const auto add = [&text](const char* call, int slot) {
-    text += std::string(call) + " " + std::to_string(slot) + "\n";
+  const auto add = [&](const char* call, int slot) {
+    text += std::string(call) + " " + std::to_string(first + slot) + "\n";
   };
-  for (const char* job : jobs) {
-    for (const int slot : slots)
+  for (; jobs > 0; --jobs) {
+    for (const int slot : {0, 1, 2})
       add("wait", slot);
-    for (const int slot : slots) {
-      add(job, slot);
+    for (const int slot : {0, 1, 2}) {
+      add("set", slot);
       add("post", slot);
     }
-    for (const int slot : slots)
+    for (const int slot : {0, 1, 2})
       add("clean", slot);
   }
   return text;
 }
 
-template <typename Call>
-std::string slotCallsOf(Call call) {
+template <typename Job>
+std::string slotCallsOf(Job job) {
   std::string calls;
   transcript = &calls;
-  call();
+  job();
   transcript = nullptr;
   return calls;
 }
 
-constexpr std::array kConversion = {0, 1, 2};
-constexpr std::array kInterpolation = {13, 14, 15};
-
-TEST(SlotCalls, OfTheDriversFollowTheirStages) {
+// Conversion takes the slots from 0 on, of frames in NV12 only: NV21 is converted on the calling
+// thread. Each pass over luma or chroma takes those from 13 on.
+TEST(SlotCalls, OfTheEntryPointsFollowTheirStages) {
   const RunningPool pool;
   const Kernels kernels = Kernels::lanczos(5);
-  const auto callsOf = [](DriverCall::Driver driver, int format) {
-    DriverCall call = {40, 30, format, 60, 50, 0, 0, 39, 29};
-    call.addSecondFrame(0, 0);
-    return slotCallsOf([&] { call.run(driver); });
-  };
-  const std::string oneFrame =
-      jobsOn(kInterpolation, {"interpolate", "interpolate", "interpolate", "interpolate"});
-  const std::string twoFrames =
-      jobsOn(kInterpolation, {"interpolate", "interpolate", "interpolate"});
-  for (const int format : {4, 5, 0})
-    EXPECT_EQ(callsOf(SRInterpolation_Single, format), oneFrame) << format;
-  EXPECT_EQ(callsOf(SRInterpolation, 4), jobsOn(kConversion, {"copy luma", "split chroma"}) +
-                                             twoFrames + jobsOn(kConversion, {"merge chroma"}));
-  EXPECT_EQ(callsOf(SRInterpolation, 5), twoFrames) << "NV21 is converted on the calling thread";
+  for (const EntryPoint& entry : entryPoints()) {
+    const bool converts = entry.fuses && entry.format == 4;
+    const int passes = (entry.luma ? entry.fuses ? 1 : 2 : 0) + (entry.chroma ? 2 : 0);
+    Call call(entry, {40, 30, {0, 39, 60}, {0, 29, 50}}, mapsOf(0, 40, 30));
+    EXPECT_EQ(slotCallsOf([&] { call.run(); }),
+              jobsOn(0, converts ? 2 : 0) + jobsOn(13, passes) + jobsOn(0, converts ? 1 : 0))
+        << entry.name << entry.format;
+  }
 }
 
 TEST(SlotCalls, OfDeghosting) {
@@ -114,7 +96,7 @@ TEST(SlotCalls, OfDeghosting) {
   const std::string calls = slotCallsOf([&] {
     DeGhost(frames[0].data(), frames[1].data(), &handle.priv, 8, 8, map.data(), map.data());
   });
-  EXPECT_EQ(calls, jobsOn({12, 13, 14}, {"deghost"}));
+  EXPECT_EQ(calls, jobsOn(12, 1));
 }
 
 }  // namespace

@@ -1,21 +1,25 @@
 // A buffer that ends at the end of a page (or begins at its begin), with an unreadable page beyond
-// and a known pattern on the other side: a read or write past its end faults, one before it shows.
+// and a known pattern on the other side: a read or write past its end faults, a write before it
+// shows.
 #ifndef VELMORA_TESTS_SUPPORT_PAGE_BUFFER_H
 #define VELMORA_TESTS_SUPPORT_PAGE_BUFFER_H
 
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <new>
-#include <span>
+#include <vector>
 
 namespace velmora::test {
 
 enum class Against { pageEnd, pageBegin };
 
+/// `count` values of a trivial type T, filled with the pattern, so that a test can tell what was
+/// written.
 template <typename T>
 class PageBuffer {
  public:
@@ -32,15 +36,23 @@ class PageBuffer {
     std::memset(begin_, kPattern, usable_);
     offset_ = against == Against::pageEnd ? usable_ - bytes : 0;
   }
+  explicit PageBuffer(const std::vector<T>& values) : PageBuffer(values.size()) {
+    std::copy(values.begin(), values.end(), data());
+  }
   ~PageBuffer() { munmap(block_, total_); }
   PageBuffer(const PageBuffer&) = delete;
   PageBuffer& operator=(const PageBuffer&) = delete;
 
-  T* data() { return static_cast<T*>(static_cast<void*>(begin_ + offset_)); }
-  std::size_t size() const { return count_; }
-  T& operator[](std::size_t i) { return data()[i]; }
-  std::span<T> span() { return {data(), count_}; }
-
+  /// Never null, also for no values.
+  [[nodiscard]] T* data() const { return static_cast<T*>(static_cast<void*>(begin_ + offset_)); }
+  [[nodiscard]] std::size_t size() const { return count_; }
+  [[nodiscard]] std::vector<T> values() const { return {data(), data() + count_}; }
+  /// What a value that nobody wrote looks like.
+  [[nodiscard]] static T unwritten() {
+    T value;
+    std::memset(&value, kPattern, sizeof value);
+    return value;
+  }
   /// Whether the readable bytes around the buffer still hold the pattern.
   [[nodiscard]] bool intact() const {
     const std::size_t end = offset_ + count_ * sizeof(T);
