@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 #include "errors.h"
 #include "file_names.h"
@@ -146,6 +147,14 @@ Size FrameOptions::outputSize(Region chosen) const {
                      " megapixels");
   }
   return result;
+}
+
+void FrameOptions::requireSeparate(std::vector<NamedFile> outputs,
+                                   std::vector<NamedFile> inputs) const {
+  outputs.insert(outputs.begin(), {"-o", output});
+  inputs.push_back({"--config", tuning.configuration});
+  inputs.push_back({"--kernel", tuning.kernels});
+  requireSeparateFiles(outputs, inputs);
 }
 
 void FrameOptions::check() const {

@@ -33,7 +33,7 @@ class RawReader final : public FrameReader {
     const std::size_t got = source_->read(frame_);
     if (got == 0 && any_) return false;
     if (got != frame_.size()) {
-      throw Failure(wrongLength(std::to_string(got) + " bytes in its last frame"));
+      throw InputBroken(wrongLength(std::to_string(got) + " bytes in its last frame"));
     }
     unpackRaw(layout_, frame_.data(), picture);
     any_ = true;

@@ -69,13 +69,13 @@ class Y4mReader final : public FrameReader {
       return false;
     }
     if (*line != "FRAME" && !line->starts_with("FRAME ")) {
-      throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) +
-                    " does not begin with \"FRAME\"");
+      throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) +
+                        " does not begin with \"FRAME\"");
     }
     const std::size_t got = source_->read(frame_);
     if (got != frame_.size()) {
-      throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
-                    std::to_string(got) + " of " + std::to_string(frame_.size()) + " bytes");
+      throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
+                        std::to_string(got) + " of " + std::to_string(frame_.size()) + " bytes");
     }
     unpackRaw(layout_, frame_.data(), picture);
     picture.range = info_.range;
