@@ -96,7 +96,6 @@ TEST(Raw, LeavesNothingWithoutFinish) {
   {
     const auto writer = createRaw(folder.file("a.nv12"), {{2, 2}, FileFormat::nv12, false});
     writer->write(Picture({2, 2}));
-    EXPECT_EQ(folder.fileCount(), 1u);  // beside, under another name
     EXPECT_FALSE(std::filesystem::exists(folder.file("a.nv12")));
   }
   EXPECT_EQ(folder.fileCount(), 0u);

@@ -19,7 +19,7 @@ same file.y4m mixed.y4m
 "$tool" --verbose upscale clip.y4m -o - 2>messages | cat >mixed.y4m
 same file.y4m mixed.y4m
 said 'I/NB7UO_ZELK: '
-"$tool" upscale - -o - --output-format png <"$frame" 2>messages >pipe.png || fail "PNG through pipes"
+"$tool" upscale - -o /dev/stdout --output-format png <"$frame" 2>messages >pipe.png || fail "PNG through pipes"
 ok "$tool" upscale "$frame" -o file.png
 same file.png pipe.png
 "$tool" -q upscale none.y4m -o a.y4m 2>messages
@@ -83,6 +83,12 @@ for command in upscale video; do
   ended 143 SIGTERM
   read -r count < <(sed -n 's/.*error: stopped after frame \([0-9]*\); the clip ends there$/\1/p' messages)
   case $count in [234]) begun "$count" ;; *) fail "$command stopped: $(cat messages)" ;; esac
+  mkfifo endless
+  "$tool" "$command" endless -o folder/out.y4m 2>messages &
+  running=$!
+  sleep 0.1
+  kill -TERM "$running"
+  ended 143 'SIGTERM without input'
   for pause in 0 0.001 0.002 0.004 0.01; do
     start
     kill -TERM "$running"

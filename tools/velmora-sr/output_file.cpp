@@ -40,7 +40,8 @@ void keepAccess(int descriptor, const struct stat& old) {
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path) : name_(path) {
-  if (path == "-") {
+  // Descriptor 1 itself is not for data, see claimStandardOutput().
+  if (path == "-" || path == "/dev/stdout" || path == "/dev/fd/1") {
     name_ = "standard output";
     descriptor_ = dataOutput();
     if (descriptor_ < 0) throw Failure("standard output is closed");
@@ -55,7 +56,7 @@ OutputFile::OutputFile(const std::string& path) : name_(path) {
     throw Failure(path + ": is a directory, give the name of a file");
   }
   if (exists && !S_ISREG(info.st_mode)) {
-    descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    descriptor_ = openStream(path, O_WRONLY);
     if (descriptor_ < 0) throw failure(path, "open");
     owned_ = true;
     return;

@@ -75,6 +75,14 @@ void printData(std::string_view text) {
   if (error != 0 && error != EPIPE) throw cannotWrite("standard output", error);
 }
 
+int openStream(const std::string& path, int flags) {
+  for (;;) {
+    interrupt::check();
+    const int descriptor = open(path.c_str(), flags | O_CLOEXEC);
+    if (descriptor >= 0 || errno != EINTR) return descriptor;
+  }
+}
+
 void writeAll(int descriptor, std::span<const uint8_t> bytes, const std::string& name) {
   const int error = tryWriteAll(descriptor, bytes);
   if (error != 0) throw cannotWrite(name, error);
@@ -88,7 +96,7 @@ ByteSource::ByteSource(const std::string& path) : name_(path) {
       throw UsageError("standard input is a terminal: give a file name, or pipe data into '-'");
     }
   } else {
-    descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_ = openStream(path, O_RDONLY);
     if (descriptor_ < 0) throw Failure(path + ": cannot open: " + systemError());
     owned_ = true;
   }

@@ -27,6 +27,9 @@ int dataOutput();
 /// and gone away is no failure.
 void printData(std::string_view text);
 
+/// open() of what may be a pipe whose other end is not there yet: a signal to stop ends the wait.
+int openStream(const std::string& path, int flags);
+
 /// Writes all bytes to a descriptor; `name` is for the message of the Failure it throws.
 void writeAll(int descriptor, std::span<const uint8_t> bytes, const std::string& name);
 
