@@ -40,6 +40,34 @@ bytes() {
   wc -c <"$1" | tr -d ' '
 }
 
+# said TEXT: the messages of the last call hold it.
+said() {
+  grep -qF -- "$1" messages || fail "\"$1\" is missing: $(cat messages)"
+}
+
+# layout FILE: sets header, width, height, and the bytes of a frame (one) of a Y4M.
+layout() {
+  header=$(head -n 1 "$1")
+  width=${header#* W} width=${width%% *}
+  height=${header#* H} height=${height%% *}
+  one=$((width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2)))
+}
+
+# frames FILE: how many its length holds, or "broken" when it ends within one.
+frames() {
+  local header width height one body
+  layout "$1"
+  body=$(($(bytes "$1") - ${#header} - 1))
+  if [ $((body % (one + 6))) = 0 ]; then echo $((body / (one + 6))); else echo "broken"; fi
+}
+
+# frame FILE NUMBER: one frame of a Y4M as raw bytes, from 1.
+frame() {
+  local header width height one
+  layout "$1"
+  tail -c +$((${#header} + 2 + ($2 - 1) * (one + 6) + 6)) "$1" | head -c "$one"
+}
+
 # hex FILE SKIP COUNT: bytes as hexadecimal digits.
 hex() {
   od -An -v -tx1 -j"$2" -N"$3" "$1" | tr -d ' \n'

@@ -1,78 +1,181 @@
+#undef _FORTIFY_SOURCE  // open() is defined below
 #include "output_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+
 #include "errors.h"
+#include "output_target.h"
 #include "temporary_folder.h"
+
+namespace {
+bool namedOnly = false;  // the file system has no files without a name
+int syncError = 0;
+}  // namespace
+
+// Take the places of those of the C library.
+extern "C" int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  if (namedOnly && (flags & O_TMPFILE) == O_TMPFILE) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  return openat(AT_FDCWD, path, flags, mode);
+}
+
+extern "C" int fsync(int descriptor) {
+  if (syncError == 0) return fdatasync(descriptor);
+  errno = syncError;
+  return -1;
+}
 
 namespace velmora::tool {
 namespace {
 
+namespace fs = std::filesystem;
+using test::fileText;
 using test::TemporaryFolder;
 
-TEST(OutputFile, ReplacesAtCommitOnly) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("a");
-  test::writeFile(path, std::string("old"));
-  OutputFile file(path);
-  file.write(std::string("new"));
-  EXPECT_EQ(test::fileText(path), "old");
-  file.commit();
-  EXPECT_EQ(test::fileText(path), "new");
-  EXPECT_EQ(folder.fileCount(), 1u);
-}
-
-TEST(OutputFile, KeepsTheOldFileWhenTheWorkFails) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("a");
-  test::writeFile(path, std::string("old"));
-  {
-    OutputFile file(path);
-    file.write(std::string("half"));
-  }
-  EXPECT_EQ(test::fileText(path), "old");
-  EXPECT_EQ(folder.fileCount(), 1u);
-}
-
-TEST(OutputFile, WritesThroughLinks) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("target"), std::string("old"));
-  std::filesystem::create_symlink("target", folder.file("link"));
-  OutputFile file(folder.file("link"));
-  file.write(std::string("new"));
-  file.commit();
-  EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
-  EXPECT_EQ(test::fileText(folder.file("target")), "new");
-}
-
-TEST(OutputFile, HasTheModeOfOrdinaryFiles) {
-  const TemporaryFolder folder;
-  const mode_t old = umask(027);
-  {
-    OutputFile file(folder.file("a"));
-    file.commit();
-  }
-  umask(old);
+struct stat infoOf(const std::string& path) {
   struct stat info = {};
-  ASSERT_EQ(stat(folder.file("a").c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0640u);
+  EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
+  return info;
 }
 
-TEST(OutputFile, WritesDevicesDirectly) {
+class OutputFileTest : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    const int probe = ::open(folder_.file("").c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (probe < 0) GTEST_SKIP() << "the file system has no files without a name";
+    close(probe);
+    namedOnly = GetParam();
+  }
+  ~OutputFileTest() override { namedOnly = false; }
+
+  void put(const std::string& path, bool commit = true) {
+    OutputFile file(path);
+    file.write(std::string("new"));
+    EXPECT_EQ(folder_.fileCount(), before_ + (namedOnly ? 1 : 0));
+    if (commit) file.commit();
+  }
+  std::string make(const std::string& name) {
+    test::writeFile(folder_.file(name), std::string("old"));
+    ++before_;
+    return folder_.file(name);
+  }
+
+  TemporaryFolder folder_;
+  std::size_t before_ = 0;
+};
+
+TEST_P(OutputFileTest, ReplacesAtCommitOnlyAndPassesAccessOn) {
+  const std::string path = make("a");
+  const bool root = geteuid() == 0;
+  EXPECT_EQ(root ? chown(path.c_str(), 1234, 1235) : 0, 0);
+  ASSERT_EQ(chmod(path.c_str(), 0604), 0);
+  fs::create_hard_link(path, folder_.file("other"));
+  ++before_;
+  put(path, false);
+  EXPECT_EQ(fileText(path), "old");
+  syncError = EIO;
+  EXPECT_THROW(put(path), Failure);
+  syncError = 0;
+  EXPECT_EQ(fileText(path), "old");
+  EXPECT_EQ(folder_.fileCount(), 2u);
+  put(path);
+  EXPECT_EQ(fileText(path), "new");
+  EXPECT_EQ(fileText(folder_.file("other")), "old");
+  EXPECT_EQ(folder_.fileCount(), 2u);
+  EXPECT_EQ(infoOf(path).st_mode & 07777, 0604u);
+  EXPECT_EQ(infoOf(path).st_uid, root ? 1234u : geteuid());
+  EXPECT_EQ(infoOf(path).st_gid, infoOf(folder_.file("other")).st_gid);
+}
+
+TEST_P(OutputFileTest, MakesOrdinaryFilesAndFollowsLinks) {
+  const mode_t old = umask(027);
+  put(folder_.file("a"));
+  umask(old);
+  EXPECT_EQ(infoOf(folder_.file("a")).st_mode & 0777, 0640u);
+  fs::create_directory(folder_.file("sub"));
+  fs::create_symlink("missing", folder_.file("sub/second"));
+  fs::create_symlink("sub/second", folder_.file("first"));
+  before_ = 3;
+  OutputFile dangling(folder_.file("first"));
+  dangling.commit();
+  EXPECT_EQ(infoOf(folder_.file("sub/missing")).st_size, 0);
+  fs::create_symlink("a", folder_.file("link"));
+  before_ = 4;
+  put(folder_.file("link"));
+  EXPECT_TRUE(fs::is_symlink(folder_.file("link")));
+  EXPECT_EQ(infoOf(folder_.file("a")).st_mode & 0777, 0640u);
+}
+
+TEST_P(OutputFileTest, ASecondSignalLeavesNothing) {
+  const auto stopTwice = [&](int first, int second) {
+    interrupt::install();
+    OutputFile one(folder_.file("one"));
+    OutputFile two(folder_.file("two"));
+    { OutputFile done(folder_.file("three")); }
+    raise(first);
+    if (interrupt::pending() == first) raise(second);
+  };
+  EXPECT_EXIT(stopTwice(SIGINT, SIGTERM), ::testing::KilledBySignal(SIGTERM), "");
+  const int hard = namedOnly ? SIGINT : SIGKILL;
+  EXPECT_EXIT(stopTwice(hard, hard), ::testing::KilledBySignal(hard), "");
+  EXPECT_EQ(folder_.fileCount(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(NamedOnly, OutputFileTest, ::testing::Bool());
+
+TEST(OutputFile, NamesWhatCannotBeMadeAndWritesDevicesDirectly) {
+  const TemporaryFolder folder;
+  fs::create_symlink("round", folder.file("round"));
+  for (const char* name : {"", "missing/a", "missing/", "round"})
+    EXPECT_THROW(OutputFile(folder.file(name)), Failure) << name;
+  EXPECT_THROW(OutputFile(""), Failure);
   OutputFile file("/dev/null");
   file.write(std::string("gone"));
   file.commit();
-  struct stat info = {};
-  ASSERT_EQ(stat("/dev/null", &info), 0);
-  EXPECT_TRUE(S_ISCHR(info.st_mode));
+  EXPECT_TRUE(S_ISCHR(infoOf("/dev/null").st_mode));
 }
 
-TEST(OutputFile, NamesWhatCannotBeMade) {
+TEST(SeparateFiles, AreToldApartByWhatTheyAre) {
   const TemporaryFolder folder;
-  EXPECT_THROW(OutputFile(folder.file("")), Failure);
-  EXPECT_THROW(OutputFile(folder.file("missing/a")), Failure);
+  test::writeFile(folder.file("a"), std::string("a"));
+  test::writeFile(folder.file("b"), std::string("a"));
+  fs::create_hard_link(folder.file("a"), folder.file("hard"));
+  fs::create_symlink("a", folder.file("soft"));
+  fs::create_symlink("new", folder.file("dangling"));
+  fs::create_symlink(".", folder.file("here"));
+  const struct {
+    const char *one, *other;
+    bool same;
+  } cases[] = {{"a", "a", true},         {"a", "./a", true},        {"a", "hard", true},
+               {"soft", "hard", true},   {"new", "here/new", true}, {"new", "dangling", true},
+               {"a", "b", false},        {"new", "newer", false},   {"no/x", "no/x", false},
+               {"here/a", "here", false}};
+  for (const auto& c : cases) {
+    const NamedFile one{"--one", folder.file(c.one)};
+    const NamedFile other{"--other", folder.file(c.other)};
+    SCOPED_TRACE(std::string(c.one) + " " + c.other);
+    if (c.same) {
+      EXPECT_THROW(requireSeparateFiles({one, other}, {}), UsageError);
+      EXPECT_THROW(requireSeparateFiles({one}, {{"", ""}, other}), UsageError);
+    } else {
+      EXPECT_NO_THROW(requireSeparateFiles({one, other}, {}));
+      EXPECT_NO_THROW(requireSeparateFiles({one}, {{"", ""}, other}));
+    }
+  }
+  requireSeparateFiles({{"--one", "/dev/null"}, {"--other", "/dev/null"}, {"", ""}, {"", ""}}, {});
 }
 
 }  // namespace

@@ -1,77 +1,122 @@
 #!/usr/bin/env bash
-# Standard output carries data alone, standard error messages alone, --quiet silences success, and a
-# failure leaves no file.
+# Standard output carries data alone, standard error messages alone, --quiet silences success; what
+# ends a run early, a signal too, costs no finished frame, no old file and leaves nothing beside it.
 # shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 frame=$2
 
-# A file and a pipe give the same bytes, on either side, in every combination.
-ok "$tool" upscale "$frame" --region 20,30,179,149 -o clip.y4m
+# A file and a pipe give the same bytes, on either side, in every combination; --verbose changes none.
+ok "$tool" upscale "$frame" --region 20,30,179,149 -o one.y4m
+{ cat one.y4m; for _ in 2 3 4; do printf 'FRAME\n'; frame one.y4m 1; done; } >clip.y4m
 ok "$tool" upscale clip.y4m -o file.y4m
-"$tool" upscale - -o - <clip.y4m >pipe.y4m 2>messages || fail "pipe to pipe"
+[ "$(sed 's/, [0-9.]* s$//' messages)" = 'velmora-sr: clip.y4m: 320x240 to 640x480, 4 frames' ] ||
+  fail "status: $(cat messages)"
+"$tool" --quiet upscale - -o - <clip.y4m >pipe.y4m 2>messages || fail "pipe to pipe"
+[ ! -s messages ] || fail "--quiet says: $(cat messages)"
 same file.y4m pipe.y4m
-# shellcheck disable=SC2002
-cat clip.y4m | "$tool" upscale - -o mixed.y4m 2>messages || fail "pipe to file"
+ok "$tool" upscale - -o mixed.y4m < <(cat clip.y4m)
 same file.y4m mixed.y4m
-"$tool" upscale clip.y4m -o - 2>messages | cat >mixed.y4m
+"$tool" --verbose upscale clip.y4m -o - 2>messages | cat >mixed.y4m
 same file.y4m mixed.y4m
-"$tool" upscale "$frame" -o - --output-format png 2>messages >pipe.png || fail "PNG to a pipe"
+said 'I/NB7UO_ZELK: '
+"$tool" upscale - -o /dev/stdout --output-format png <"$frame" 2>messages >pipe.png || fail "PNG through pipes"
 ok "$tool" upscale "$frame" -o file.png
 same file.png pipe.png
-"$tool" upscale - -o piped-in.png <"$frame" 2>messages || fail "PNG from a pipe"
-same file.png piped-in.png
-
-# --verbose adds the library's own lines to standard error, and changes no data.
-"$tool" --verbose upscale clip.y4m -o - >verbose.y4m 2>messages || fail "--verbose"
-same file.y4m verbose.y4m
-grep -q 'I/NB7UO_ZELK: ' messages || fail "--verbose shows no log"
-"$tool" upscale clip.y4m -v -o - >verbose.y4m 2>messages || fail "-v behind the subcommand"
-same file.y4m verbose.y4m
-
-# One line of status without it, none with --quiet; errors show all the same.
-"$tool" upscale clip.y4m -o a.y4m >data 2>messages || fail "upscale"
-[ ! -s data ] || fail "status on standard output"
-[ "$(wc -l <messages)" = 1 ] || fail "more or less than one line of status: $(cat messages)"
-grep -q '^velmora-sr: clip.y4m: 320x240 to 640x480' messages || fail "status: $(cat messages)"
-"$tool" --quiet upscale clip.y4m -o a.y4m >data 2>messages || fail "--quiet"
-if [ -s data ] || [ -s messages ]; then fail "--quiet says something"; fi
 "$tool" -q upscale none.y4m -o a.y4m 2>messages
-grep -q 'none.y4m' messages || fail "--quiet hides an error"
+said none.y4m
+ok "$tool" video clip.y4m -o video.y4m
 
-# A failure half way leaves the old file as it was and nothing beside it.
-{ cat clip.y4m; printf 'FRAME\nshort'; } >broken.y4m
+# alone: the folder holds one file, the output.
 mkdir folder
 echo old >folder/out.y4m
-refused 1 'frame 2 ends after' upscale broken.y4m -o folder/out.y4m
-[ "$(cat folder/out.y4m)" = old ] || fail "a failed run changed the old file"
-[ "$(find folder -type f | wc -l)" = 1 ] || fail "a failed run left files: $(ls -A folder)"
+alone() {
+  [ "$(ls -A folder)" = out.y4m ] || fail "$1 leaves $(ls -A folder)"
+}
 
-# The same for a signal: the input never ends, the tool waits for it.
-mkfifo endless
-{ cat clip.y4m; sleep 20; } >endless 2>/dev/null &
-feeder=$!
-"$tool" upscale endless -o folder/out.y4m 2>messages &
-running=$!
-for _ in $(seq 100); do
-  [ "$(find folder -type f | wc -l)" = 2 ] && break
-  sleep 0.05
-done
-[ "$(find folder -type f | wc -l)" = 2 ] || fail "the unfinished file does not stand beside"
-kill -TERM "$running"
-wait "$running"
-status=$?
-kill "$feeder" 2>/dev/null
-[ "$status" = 143 ] || fail "exit $status after SIGTERM"
-[ "$(cat folder/out.y4m)" = old ] || fail "a stopped run changed the old file"
-[ "$(find folder -type f | wc -l)" = 1 ] || fail "a stopped run left files: $(ls -A folder)"
-
-# A reader that goes away, a full disk, a closed standard output: an error, not a crash.
-"$tool" upscale "$frame" -o - 2>messages | head -c 100 >data
-[ "${PIPESTATUS[0]}" = 1 ] || fail "exit ${PIPESTATUS[0]} when the reader goes away"
-grep -q 'standard output: cannot write' messages || fail "broken pipe: $(cat messages)"
+# A failure to write leaves the old file.
+(ulimit -f 100 && exec "$tool" upscale clip.y4m -o folder/out.y4m) 2>messages
+[ $? = 1 ] || fail "a limit on file sizes: $(cat messages)"
+said 'folder/out.y4m: cannot write: File too large'
 if [ -w /dev/full ]; then
   refused 1 '/dev/full: cannot write: No space left' upscale clip.y4m -o /dev/full --output-format y4m
 fi
-"$tool" upscale clip.y4m -o - >&- 2>messages && fail "a closed standard output is accepted"
-grep -q 'standard output is closed' messages || fail "closed output: $(cat messages)"
+[ "$(cat folder/out.y4m)" = old ] || fail "a failed run changed the old file"
+alone 'a failed run'
+
+# begun COUNT: the last run wrote the first COUNT frames of what $command makes of the clip.
+begun() {
+  [ "$(frames folder/out.y4m)" = "$1" ] || fail "$command: $(frames folder/out.y4m) frames, not $1"
+  head -c "$(bytes folder/out.y4m)" "$command.y4m" >wanted.y4m
+  same wanted.y4m folder/out.y4m "$command"
+  alone "$command"
+}
+# start: $command waits for input that does not end, with frames of it done.
+start() {
+  mkfifo endless
+  { cat clip.y4m; : >fed; exec sleep 60; } >endless 2>/dev/null &
+  feeder=$!
+  "$tool" "$command" endless -o folder/out.y4m 2>messages &
+  running=$!
+  for _ in $(seq 600); do [ -e fed ] && break; sleep 0.05; done
+}
+# ended STATUS WHAT
+ended() {
+  local status
+  wait "$running" 2>/dev/null
+  status=$?
+  kill "$feeder" 2>/dev/null
+  rm -f endless fed
+  [ "$status" = "$1" ] || fail "$command: exit $status instead of $1 after $2"
+  alone "$command after $2"
+}
+mv file.y4m upscale.y4m
+for command in upscale video; do
+  for rest in 'FRAME\nshort' 'FRAM' 'FRAMES\n'; do
+    # shellcheck disable=SC2059
+    { cat clip.y4m; printf "$rest"; } >broken.y4m
+    "$tool" "$command" broken.y4m -o folder/out.y4m 2>messages && fail "$command accepts a broken clip"
+    said '; the clip ends with frame 4'
+    begun 4
+  done
+  start
+  kill -TERM "$running"
+  ended 143 SIGTERM
+  read -r count < <(sed -n 's/.*error: stopped after frame \([0-9]*\); the clip ends there$/\1/p' messages)
+  case $count in [234]) begun "$count" ;; *) fail "$command stopped: $(cat messages)" ;; esac
+  mkfifo endless
+  "$tool" "$command" endless -o folder/out.y4m 2>messages &
+  running=$!
+  sleep 0.1
+  kill -TERM "$running"
+  ended 143 'SIGTERM without input'
+  for pause in 0 0.001 0.002 0.004 0.01; do
+    start
+    kill -TERM "$running"
+    sleep $pause
+    kill -TERM "$running" 2>/dev/null
+    ended 143 "two signals, $pause s"
+  done
+done
+
+# Who reads the picture is missed, who reads a text has seen enough; an unwritable output is an error.
+"$tool" upscale "$frame" -o - 2>messages | head -c 100 >data
+[ "${PIPESTATUS[0]}" = 1 ] || fail "no failure when the reader goes away"
+said 'standard output: cannot write'
+for call in --help --version 'upscale --help' "info $frame"; do
+  # shellcheck disable=SC2086
+  { sleep 0.1; "$tool" $call 2>messages; echo $? >status; } | true
+  [ "$(cat status messages)" = 0 ] || fail "$call without reader: $(cat status messages)"
+  if [ -w /dev/full ]; then
+    # shellcheck disable=SC2086
+    "$tool" $call >/dev/full 2>messages && fail "$call: a full disk is accepted"
+    [ "$(cat messages)" = 'velmora-sr: error: standard output: cannot write: No space left on device' ] ||
+      fail "$call on a full disk: $(cat messages)"
+  fi
+  # shellcheck disable=SC2086
+  "$tool" $call >&- 2>messages && fail "$call: a closed standard output is accepted"
+  said 'standard output is closed'
+done
+# shellcheck disable=SC2094
+"$tool" upscale clip.y4m -o - >>clip.y4m 2>messages && fail "a clip is appended to itself"
+said '-o: "-" is the same file as IN'
 finish

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 #include "errors.h"
 #include "file_names.h"
@@ -154,6 +155,14 @@ Size FrameOptions::outputSize(Region chosen) const {
                      " of " + text(chosen.size()) + ", which is too large: " + fault);
   }
   return result;
+}
+
+void FrameOptions::requireSeparate(std::vector<NamedFile> outputs,
+                                   std::vector<NamedFile> inputs) const {
+  outputs.insert(outputs.begin(), {"-o", output});
+  inputs.push_back({"--config", tuning.configuration});
+  inputs.push_back({"--kernel", tuning.kernels});
+  requireSeparateFiles(outputs, inputs);
 }
 
 void FrameOptions::check() const {

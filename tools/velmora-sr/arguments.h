@@ -4,10 +4,12 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "engine/ghost_thresholds.h"
 #include "engine/session.h"
 #include "frame_io.h"
+#include "output_target.h"
 #include "picture.h"
 
 namespace velmora::tool {
@@ -48,6 +50,8 @@ struct FrameOptions {
   [[nodiscard]] Region regionIn(Size picture) const;
   /// The size asked for, or the region's times the scale (2 unless given), rounded.
   [[nodiscard]] Size outputSize(Region chosen) const;
+  /// requireSeparateFiles() of these, -o and the tuning files.
+  void requireSeparate(std::vector<NamedFile> outputs, std::vector<NamedFile> inputs) const;
   /// Checks all values that can be checked before any file is opened.
   void check() const;
 };

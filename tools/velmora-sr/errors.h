@@ -12,6 +12,11 @@ struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The input ends early, is damaged or cannot be read from here on. What came before it is good.
+struct InputBroken : Failure {
+  using Failure::Failure;
+};
+
 /// The call itself is wrong: exit status 2. The text names the option, its value and what it should
 /// be.
 struct UsageError : std::runtime_error {

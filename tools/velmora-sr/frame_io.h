@@ -38,7 +38,7 @@ class FrameReader {
   [[nodiscard]] const StreamInfo& info() const { return info_; }
   /// The name of the file for messages.
   [[nodiscard]] virtual const std::string& name() const = 0;
-  /// Reads the next frame; false at the end. Throws Failure for damaged data.
+  /// Reads the next frame; false at the end. Throws InputBroken for damaged data.
   bool next(Picture& picture) {
     const timings::Step step("read");
     if (!ahead_) return readFrame(picture);

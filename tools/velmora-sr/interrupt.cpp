@@ -1,11 +1,11 @@
 #include "interrupt.h"
 
-#include <signal.h>
+#include <pthread.h>
 #include <unistd.h>
 
-#include <array>
-#include <climits>
+#include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "errors.h"
 
@@ -13,33 +13,48 @@ namespace velmora::tool::interrupt {
 namespace {
 
 volatile sig_atomic_t arrived = 0;
-// Read by the handler: the path is complete before the flag is set.
-std::array<char, PATH_MAX> unfinishedPath;
-volatile sig_atomic_t hasUnfinished = 0;
+pthread_t mainThread;
+// A list that the handler walks: changed by the main thread only, while signals are blocked there.
+UnfinishedFile* unfinished = nullptr;
 int holds = 0;
 
+sigset_t stopSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    sigaddset(&set, signal);
+  return set;
+}
+
 extern "C" void onSignal(int signal) {
-  if (arrived != 0) {
-    if (hasUnfinished != 0) unlink(unfinishedPath.data());
-    _exit(128 + signal);
+  const int error = errno;
+  if (pthread_equal(pthread_self(), mainThread) == 0) {
+    // A worker of the library was interrupted: what is to be stopped runs in the main thread.
+    pthread_kill(mainThread, signal);
+  } else if (arrived != 0) {
+    removeUnfinishedFiles();
+    die(signal);
+  } else {
+    arrived = signal;
   }
-  arrived = signal;
+  errno = error;
 }
 
 }  // namespace
 
 void install() {
+  mainThread = pthread_self();
   struct sigaction action = {};
   action.sa_handler = onSignal;  // without SA_RESTART: blocking calls return EINTR
-  sigemptyset(&action.sa_mask);
+  action.sa_mask = stopSignals();
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction old = {};
     // A signal that the parent ignores (nohup, background jobs) stays ignored.
     if (sigaction(signal, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue;
     sigaction(signal, &action, nullptr);
   }
-  // A reader that went away shows as a failed write with its own message.
   ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
 }
 
 int pending() {
@@ -58,17 +73,41 @@ Hold::~Hold() {
   --holds;
 }
 
-void setUnfinishedFile(const std::string& path) {
-  hasUnfinished = 0;
-  if (path.empty() || path.size() >= unfinishedPath.size()) return;
-  unfinishedPath[path.copy(unfinishedPath.data(), path.size())] = '\0';
-  hasUnfinished = 1;
+Block::Block() noexcept {
+  const sigset_t set = stopSignals();
+  pthread_sigmask(SIG_BLOCK, &set, &old_);
+}
+
+Block::~Block() {
+  pthread_sigmask(SIG_SETMASK, &old_, nullptr);
+}
+
+UnfinishedFile::UnfinishedFile(std::string path) : path_(std::move(path)) {
+  const Block signals;
+  next_ = std::exchange(unfinished, this);
+}
+
+UnfinishedFile::~UnfinishedFile() {
+  const Block signals;
+  UnfinishedFile** link = &unfinished;
+  while (*link != this)
+    link = &(*link)->next_;
+  *link = next_;
+}
+
+void removeUnfinishedFiles() noexcept {
+  for (const UnfinishedFile* file = unfinished; file != nullptr; file = file->next_)
+    unlink(file->path_.c_str());
 }
 
 void die(int signal) {
   ::signal(signal, SIG_DFL);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
   raise(signal);
-  std::_Exit(128 + signal);
+  _exit(128 + signal);
 }
 
 }  // namespace velmora::tool::interrupt

@@ -1,14 +1,17 @@
 // Signals that ask the tool to stop: noticed between pieces of work, so that nothing half-written
-// stays behind.
+// stays behind. For the main thread.
 #ifndef VELMORA_TOOL_INTERRUPT_H
 #define VELMORA_TOOL_INTERRUPT_H
+
+#include <signal.h>
 
 #include <string>
 
 namespace velmora::tool::interrupt {
 
 /// Lets SIGINT, SIGTERM and SIGHUP set a flag instead of ending the process; blocking reads and
-/// writes return early. A second signal removes the unfinished file and ends the process at once.
+/// writes return early. A second signal removes all unfinished files and ends the process at once.
+/// A pipe without reader and a file beyond the limit of its size show as failed writes.
 void install();
 
 /// The signal that arrived, or 0.
@@ -27,8 +30,39 @@ class Hold {
   Hold& operator=(const Hold&) = delete;
 };
 
-/// The unfinished file that a second signal removes; an empty path when there is none.
-void setUnfinishedFile(const std::string& path);
+/// Keeps every signal from arriving while it lives, a second one too: for a few system calls.
+class Block {
+ public:
+  Block() noexcept;
+  ~Block();
+  Block(const Block&) = delete;
+  Block& operator=(const Block&) = delete;
+
+ private:
+  sigset_t old_;
+};
+
+/// The name of a file that goes when the process ends before its time. Every file that the tool has
+/// begun under a name of its own is one of these; they and nothing else are removed by a signal.
+class UnfinishedFile {
+ public:
+  /// Known from here on; making the file is up to the caller, while a Block lives.
+  explicit UnfinishedFile(std::string path);
+  /// Forgets the name.
+  ~UnfinishedFile();
+  UnfinishedFile(const UnfinishedFile&) = delete;
+  UnfinishedFile& operator=(const UnfinishedFile&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+ private:
+  friend void removeUnfinishedFiles() noexcept;
+  std::string path_;
+  UnfinishedFile* next_ = nullptr;
+};
+
+/// Removes every unfinished file that is known; async-signal-safe.
+void removeUnfinishedFiles() noexcept;
 
 /// Ends the process by the signal, as if it had not been caught.
 [[noreturn]] void die(int signal);

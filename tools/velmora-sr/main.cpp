@@ -1,9 +1,12 @@
 // velmora-sr: enlarges photos and video with libvelmora_sr.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "commands/commands.h"
 #include "commands/help.h"
@@ -11,6 +14,7 @@
 #include "errors.h"
 #include "interrupt.h"
 #include "size_limits.h"
+#include "spelling.h"
 #include "status.h"
 #include "streams.h"
 #include "timings.h"
@@ -48,26 +52,70 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("--version", options.version,
                "Show the versions of tool and library, and the "
                "kernels in use");
-  // Carried out before any subcommand, wherever the options stand.
-  app.parse_complete_callback([&options] {
-    if (options.quiet) status().setLevel(Status::Level::quiet);
-    if (!options.cpu.empty()) chooseKernelSet(options.cpu);
-    if (!options.maxPixels.empty()) {
-      allowedPixels = parsePixels("--max-pixels", options.maxPixels);
-    }
-    if (!options.version) requireMatchingLibrary();
-    if (options.verbose) {
-      status().setLevel(Status::Level::verbose);
-      library_log::show();
-      showLibraryOutput();
-    }
-  });
 }
 
-int usage(const std::string& message, const std::string& hint) {
-  status().error(message);
-  if (!status().quiet()) status().note("see " + hint);
-  return kUsage;
+void carryOut(const GlobalOptions& options) {
+  if (options.quiet) status().setLevel(Status::Level::quiet);
+  chooseKernelSet(options.cpu);
+  if (!options.maxPixels.empty()) allowedPixels = parsePixels("--max-pixels", options.maxPixels);
+  if (!options.version) requireMatchingLibrary();
+  if (options.verbose) {
+    status().setLevel(Status::Level::verbose);
+    library_log::show();
+    showLibraryOutput();
+  }
+}
+
+// Every name and option that can stand where `command` was called.
+std::vector<std::string> knownOptions(const CLI::App& app, const CLI::App* command) {
+  std::vector<std::string> known;
+  for (const CLI::App* part : {command, &app}) {
+    if (part == nullptr) continue;
+    for (const CLI::Option* option : part->get_options()) {
+      for (const std::string& name : option->get_lnames())
+        known.push_back("--" + name);
+    }
+  }
+  return known;
+}
+
+std::string withNearest(std::string sentence, const std::string& word,
+                        const std::vector<std::string>& known) {
+  const std::string nearest = nearestWord(word, known);
+  if (!nearest.empty()) sentence.append("; did you mean ").append(nearest).append("?");
+  return sentence;
+}
+
+// What is wrong with the first word that no option and no command takes; empty when there is none.
+std::string unknownWord(const CLI::App& app, const CLI::App* command) {
+  const std::vector<std::string> words = app.remaining(true);
+  if (words.empty()) return "";
+  const std::string word = words.front().substr(0, words.front().find('='));
+  if (word.starts_with('-') && word.size() > 1) {
+    const std::string owner = command == nullptr ? "" : " of " + command->get_name();
+    return withNearest('"' + word + "\" is no option" + owner, word, knownOptions(app, command));
+  }
+  if (command != nullptr) {
+    return '"' + words.front() + "\" is one argument more than " + command->get_name() + " takes";
+  }
+  std::vector<std::string> commands;
+  for (const CLI::App* known : app.get_subcommands([](const CLI::App*) { return true; }))
+    commands.push_back(known->get_name());
+  return withNearest('"' + words.front() + "\" is no command", words.front(), commands);
+}
+
+// An empty value would look like none at all.
+void requireValues(const CLI::App& app, const CLI::App* command) {
+  for (const CLI::App* part : {&app, command}) {
+    if (part == nullptr) continue;
+    for (const CLI::Option* option : part->get_options()) {
+      for (const std::string& value : option->results()) {
+        if (!value.empty()) continue;
+        throw UsageError(option->get_name() + ": \"\" is no value" +
+                         (option->get_positional() ? "" : "; give " + option->get_type_name()));
+      }
+    }
+  }
 }
 
 int run(int argc, char** argv) {
@@ -77,10 +125,10 @@ int run(int argc, char** argv) {
       "Exit status: 0 done, 1 failed, 2 wrong use.");
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("-h,--help", "Show this help, or that of a subcommand behind it");
-  GlobalOptions options;
-  addGlobalOptions(app, options);
   app.fallthrough();
   app.require_subcommand(0, 1);
+  GlobalOptions options;
+  addGlobalOptions(app, options);
   addUpscale(app);
   addFuse(app);
   addVideo(app);
@@ -88,35 +136,51 @@ int run(int argc, char** argv) {
   addKernels(app);
   addRegister(app);
   addInfo(app);
-
-  const auto hint = [&] {
-    const auto called = app.get_subcommands();
-    return called.empty() ? std::string("velmora-sr --help")
-                          : "velmora-sr " + called.front()->get_name() + " --help";
+  const auto called = [&app]() -> const CLI::App* {
+    const auto commands = app.get_subcommands();
+    return commands.empty() ? nullptr : commands.front();
   };
+  // Carried out before any subcommand, wherever the options stand.
+  app.parse_complete_callback([&] {
+    requireValues(app, called());
+    carryOut(options);
+  });
+
   try {
-    app.parse(argc, argv);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+      printData(called() == nullptr ? app.help() : called()->help("velmora-sr"));
+      return kDone;
+    } catch (const CLI::ParseError& error) {
+      // A misspelt option is also missed under its right name: say what was typed.
+      const std::string unknown = unknownWord(app, called());
+      throw UsageError(unknown.empty() ? error.what() : unknown);
+    }
     if (options.version) {
       printData(versionText());
       requireMatchingLibrary();
-    } else if (app.get_subcommands().empty()) {
-      return usage("say what to do: upscale, fuse, video, register, info, demo or kernels", hint());
+    } else if (called() == nullptr) {
+      throw UsageError("say what to do: upscale, fuse, video, register, info, demo or kernels");
     }
-    if (options.timings) {
-      for (const std::string& line : timings::report())
-        status().note(line);
-    }
-    return kDone;
-  } catch (const CLI::CallForHelp&) {
-    const auto called = app.get_subcommands();
-    printData(called.empty() ? app.help() : called.front()->help("velmora-sr"));
-    return kDone;
-  } catch (const CLI::ParseError& error) {
-    return usage(error.what(), hint());
   } catch (const UsageError& error) {
-    return usage(error.what(), hint());
-  } catch (const Failure& failure) {
-    status().error(failure.what());
+    const std::string command = called() == nullptr ? "" : called()->get_name() + " ";
+    const std::string hint = "see velmora-sr " + command + "--help";
+    status().error(error.what());
+    status().note(hint);
+    return kUsage;
+  }
+  if (options.timings) {
+    for (const std::string& line : timings::report())
+      status().note(line);
+  }
+  return kDone;
+}
+
+// Says what went wrong: for the handler of an exception. Allocates nothing.
+int sayWhatFailed() noexcept {
+  try {
+    throw;
   } catch (const Interrupted& interrupted) {
     status().error(interrupted.text);
     interrupt::die(interrupted.signal);
@@ -124,8 +188,26 @@ int run(int argc, char** argv) {
     status().error("out of memory");
   } catch (const std::exception& error) {
     status().error(error.what());
+  } catch (...) {
+    status().error("unknown error");
   }
   return kFailed;
+}
+
+// For what main() cannot catch: an exception while static objects are made or are destroyed.
+[[noreturn]] void onTerminate() {
+  interrupt::removeUnfinishedFiles();
+  if (std::current_exception()) {
+    sayWhatFailed();
+  } else {
+    status().error("out of memory");  // not even an exception could be made
+  }
+  _exit(kFailed);
+}
+
+// Before any static object of the tool is made.
+[[gnu::constructor(101)]] void catchWhatNobodyCatches() {
+  std::set_terminate(onTerminate);
 }
 
 }  // namespace
@@ -133,7 +215,11 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace velmora::tool;
-  claimStandardOutput();
-  interrupt::install();
-  return run(argc, argv);
+  try {
+    claimStandardOutput();
+    interrupt::install();
+    return run(argc, argv);
+  } catch (...) {
+    return sayWhatFailed();
+  }
 }

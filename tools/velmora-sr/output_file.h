@@ -2,15 +2,23 @@
 #ifndef VELMORA_TOOL_OUTPUT_FILE_H
 #define VELMORA_TOOL_OUTPUT_FILE_H
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
+#include "interrupt.h"
+
 namespace velmora::tool {
 
-/// Writes beside the wanted file and renames at commit; without a commit the unfinished file is
-/// removed. "-" is the data stream, and an existing path that is no regular file (a pipe, a device)
-/// is written directly. At most one unfinished file is known to the signal handler at a time.
+/// Writes into a file without a name and gives it its name at commit; without a commit nothing is
+/// left, whatever ends the process. Where the system has no such files one of a name of its own
+/// stands beside the wanted one until then. A file that is replaced passes on its permissions and,
+/// where the system allows it, its owner and group; other hard links keep the old one. Symbolic
+/// links are followed. "-" is the data stream, and an existing path that is no regular file (a
+/// pipe, a device) is written directly.
 class OutputFile {
  public:
   /// Throws Failure when the file cannot be made, UsageError when "-" is a terminal.
@@ -22,13 +30,21 @@ class OutputFile {
   [[nodiscard]] const std::string& name() const { return name_; }
   void write(std::span<const uint8_t> bytes);
   void write(const std::string& text);
-  /// Puts the finished file in place.
+  /// Puts the finished file in place, when its contents have reached the disk.
   void commit();
 
  private:
-  std::string name_;       // for messages
-  std::string target_;     // where the file shall be, links resolved
-  std::string temporary_;  // where it is until commit; empty when written directly
+  void create(mode_t mode);
+  void close();
+  void flushToDisk();
+  void place();
+  [[nodiscard]] int linkTo(const std::string& path) const;
+  [[nodiscard]] std::string temporaryName(int attempt) const;
+
+  std::string name_;    // for messages
+  std::string target_;  // where the file shall be, links resolved; empty when written directly
+  std::string folder_;  // of the target, with its slash
+  std::optional<interrupt::UnfinishedFile> named_;  // the file until commit, if it needs a name
   int descriptor_ = -1;
   bool owned_ = false;
 };

@@ -6,6 +6,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "terminal.h"
+
 namespace velmora::tool {
 
 Status& status() {
@@ -13,21 +15,21 @@ Status& status() {
   return instance;
 }
 
-void Status::line(const std::string& text) {
+void Status::line(std::string_view kind, std::string_view text) noexcept {
   endProgress();
-  std::fprintf(stderr, "velmora-sr: %s\n", text.c_str());
+  terminal::writeLine({"velmora-sr: ", kind, text});
 }
 
-void Status::note(const std::string& text) {
-  if (!quiet()) line(text);
+void Status::note(std::string_view text) noexcept {
+  if (!quiet()) line("", text);
 }
 
-void Status::warn(const std::string& text) {
-  if (!quiet()) line("warning: " + text);
+void Status::warn(std::string_view text) noexcept {
+  if (!quiet()) line("warning: ", text);
 }
 
-void Status::error(const std::string& text) {
-  line("error: " + text);
+void Status::error(std::string_view text) noexcept {
+  line("error: ", text);
 }
 
 void Status::progress(long done, std::optional<long> total) {
@@ -48,15 +50,15 @@ void Status::progress(long done, std::optional<long> total) {
     text += format(", %ld:%02ld left", left / 60, left % 60);
   }
   if (terminal) {
-    std::fprintf(stderr, "\rvelmora-sr: %s\033[K", text.c_str());
+    terminal::writeControl("\rvelmora-sr: " + text + "\033[K");
     progressShown_ = true;
   } else {
-    std::fprintf(stderr, "velmora-sr: %s\n", text.c_str());
+    line("", text);
   }
 }
 
-void Status::endProgress() {
-  if (progressShown_) std::fputs("\r\033[K", stderr);
+void Status::endProgress() noexcept {
+  if (progressShown_) terminal::writeControl("\r\033[K");
   progressShown_ = false;
 }
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace velmora::tool {
 
@@ -15,22 +16,24 @@ class Status {
   void setLevel(Level level) { level_ = level; }
   [[nodiscard]] bool quiet() const { return level_ == Level::quiet; }
 
+  // Lines are written as terminal::writeLine() does, without allocating.
+
   /// One line of information.
-  void note(const std::string& text);
+  void note(std::string_view text) noexcept;
   /// One line that deserves attention; begins with "warning: ".
-  void warn(const std::string& text);
+  void warn(std::string_view text) noexcept;
   /// One line about what went wrong, shown with --quiet too; begins with "error: ".
-  void error(const std::string& text);
+  void error(std::string_view text) noexcept;
 
   /// Progress of a long job: `done` frames, of `total` where that is known. On a terminal one line
   /// is rewritten, elsewhere a line appears every few seconds; short jobs show nothing.
   void progress(long done, std::optional<long> total);
   /// Clears the progress line.
-  void endProgress();
+  void endProgress() noexcept;
 
  private:
   using Clock = std::chrono::steady_clock;
-  void line(const std::string& text);
+  void line(std::string_view kind, std::string_view text) noexcept;
 
   Level level_ = Level::normal;
   bool progressShown_ = false;

@@ -11,6 +11,7 @@
 
 #include "errors.h"
 #include "interrupt.h"
+#include "terminal.h"
 
 namespace velmora::tool {
 namespace {
@@ -19,6 +20,24 @@ int privateOutput = -1;
 
 std::string systemError() {
   return std::strerror(errno);
+}
+
+Failure cannotWrite(const std::string& name, int error) {
+  return Failure(name + ": cannot write: " + std::strerror(error));
+}
+
+// 0, or the number of the error.
+int tryWriteAll(int descriptor, std::span<const uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0) {
+      if (errno != EINTR) return errno;
+      interrupt::check();
+      continue;
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return 0;
 }
 
 }  // namespace
@@ -49,22 +68,24 @@ int dataOutput() {
 }
 
 void printData(std::string_view text) {
-  writeAll(privateOutput, {reinterpret_cast<const uint8_t*>(text.data()), text.size()},
-           "standard output");
+  if (privateOutput < 0) throw Failure("standard output is closed");
+  const std::string shown = terminal::printable(text, true);
+  const int error =
+      tryWriteAll(privateOutput, {reinterpret_cast<const uint8_t*>(shown.data()), shown.size()});
+  if (error != 0 && error != EPIPE) throw cannotWrite("standard output", error);
+}
+
+int openStream(const std::string& path, int flags) {
+  for (;;) {
+    interrupt::check();
+    const int descriptor = open(path.c_str(), flags | O_CLOEXEC);
+    if (descriptor >= 0 || errno != EINTR) return descriptor;
+  }
 }
 
 void writeAll(int descriptor, std::span<const uint8_t> bytes, const std::string& name) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) {
-        interrupt::check();
-        continue;
-      }
-      throw Failure(name + ": cannot write: " + systemError());
-    }
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
+  const int error = tryWriteAll(descriptor, bytes);
+  if (error != 0) throw cannotWrite(name, error);
 }
 
 ByteSource::ByteSource(const std::string& path) : name_(path) {
@@ -75,7 +96,7 @@ ByteSource::ByteSource(const std::string& path) : name_(path) {
       throw UsageError("standard input is a terminal: give a file name, or pipe data into '-'");
     }
   } else {
-    descriptor_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_ = openStream(path, O_RDONLY);
     if (descriptor_ < 0) throw Failure(path + ": cannot open: " + systemError());
     owned_ = true;
   }
@@ -97,7 +118,7 @@ std::size_t ByteSource::readSome(std::span<uint8_t> bytes) {
   for (;;) {
     const ssize_t count = ::read(descriptor_, bytes.data(), bytes.size());
     if (count >= 0) return static_cast<std::size_t>(count);
-    if (errno != EINTR) throw Failure(name_ + ": cannot read: " + systemError());
+    if (errno != EINTR) throw InputBroken(name_ + ": cannot read: " + systemError());
     interrupt::check();
   }
 }
@@ -166,12 +187,13 @@ std::optional<std::string> ByteSource::readLine(std::size_t limit) {
     }
     searched = available;
     if (available > limit || end != ahead_.end()) {
-      throw Failure(name_ + ": a header line is longer than " + std::to_string(limit) + " bytes");
+      throw InputBroken(name_ + ": a header line is longer than " + std::to_string(limit) +
+                        " bytes");
     }
     const std::size_t wanted = available + 256;
     if (peek(wanted).size() == available) {
       if (available == 0) return std::nullopt;
-      throw Failure(name_ + ": ends in the middle of a header line");
+      throw InputBroken(name_ + ": ends in the middle of a header line");
     }
   }
 }

@@ -23,8 +23,12 @@ void showLibraryOutput();
 /// The private copy of standard output; -1 when the tool was started without one.
 int dataOutput();
 
-/// Writes text to the data stream.
+/// Writes text to the data stream, as terminal::printable() makes it. A reader that has seen enough
+/// and gone away is no failure.
 void printData(std::string_view text);
+
+/// open() of what may be a pipe whose other end is not there yet: a signal to stop ends the wait.
+int openStream(const std::string& path, int flags);
 
 /// Writes all bytes to a descriptor; `name` is for the message of the Failure it throws.
 void writeAll(int descriptor, std::span<const uint8_t> bytes, const std::string& name);
@@ -44,12 +48,14 @@ class ByteSource {
   [[nodiscard]] std::optional<uint64_t> length() const { return length_; }
   /// Up to `count` bytes that the next read will deliver; fewer at the end only.
   std::span<const uint8_t> peek(std::size_t count);
+  // What follows throws InputBroken when the system cannot read on.
+
   /// Fills `bytes`; returns how many there were (fewer at the end only).
   std::size_t read(std::span<uint8_t> bytes);
   /// Everything that is left; throws Failure above `limit` bytes.
   std::vector<uint8_t> readAll(std::size_t limit);
   /// The text up to the next line feed, which is taken and left out. Nothing at the end; throws
-  /// Failure when a line exceeds `limit` bytes or ends without a line feed.
+  /// InputBroken when a line exceeds `limit` bytes or ends without a line feed.
   std::optional<std::string> readLine(std::size_t limit);
 
  private:

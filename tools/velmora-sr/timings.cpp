@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 #include "engine/block_pool.h"
 #include "status.h"
@@ -13,20 +15,19 @@ namespace {
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
 struct Entry {
-  std::string name;
-  long calls = 0;
-  Milliseconds time{};
+  const char* name;
+  long calls;
+  Milliseconds time;
 };
 
-std::vector<Entry>& entries() {
-  static std::vector<Entry> list;
-  return list;
-}
+// More than there are steps; without allocations, since a step also ends when memory has run out.
+std::array<Entry, 32> entries;
+std::size_t entryCount = 0;
 
 const std::chrono::steady_clock::time_point programStart = std::chrono::steady_clock::now();
 
 std::string line(const Entry& entry) {
-  return format("%-22s %6ld %11.2f %11.2f", entry.name.c_str(), entry.calls, entry.time.count(),
+  return format("%-22s %6ld %11.2f %11.2f", entry.name, entry.calls, entry.time.count(),
                 entry.time.count() / static_cast<double>(entry.calls));
 }
 
@@ -45,20 +46,20 @@ std::size_t largestResidentSet() {
 
 Step::~Step() {
   const Milliseconds time = Clock::now() - start_;
-  for (Entry& entry : entries()) {
-    if (entry.name != name_) continue;
-    ++entry.calls;
-    entry.time += time;
-    return;
-  }
-  entries().push_back({name_, 1, time});
+  std::size_t i = 0;
+  while (i < entryCount && std::strcmp(entries[i].name, name_) != 0)
+    ++i;
+  if (i == entries.size()) return;
+  if (i == entryCount) entries[entryCount++].name = name_;
+  ++entries[i].calls;
+  entries[i].time += time;
 }
 
 std::vector<std::string> report() {
   std::vector<std::string> lines = {
       format("%-22s %6s %11s %11s", "step", "calls", "ms", "ms per call")};
-  for (const Entry& entry : entries())
-    lines.push_back(line(entry));
+  for (std::size_t i = 0; i < entryCount; ++i)
+    lines.push_back(line(entries[i]));
   lines.push_back(line({"whole run", 1, std::chrono::steady_clock::now() - programStart}));
   // What the library asked for counts whether it was touched or not: the whole has it, too.
   const std::size_t library = block_pool::peakBytes();

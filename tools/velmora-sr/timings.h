@@ -12,6 +12,7 @@ namespace velmora::tool::timings {
 /// steps may lie within each other: each counts the whole of its own. For the main thread.
 class Step {
  public:
+  /// The name is a literal, or lives as long.
   explicit Step(const char* name) : name_(name) {}
   ~Step();
   Step(const Step&) = delete;

@@ -81,13 +81,23 @@ void savePicture(const std::filesystem::path& path, const Picture& picture) {
   interrupt::check();
 }
 
+Failure cannotMake(const std::string& folder, const std::string& reason) {
+  return Failure(folder + ": cannot make this folder: " + reason);
+}
+
+// Tells at once what would be in the way of the results.
+void requireFree(const std::string& folder) {
+  std::error_code error;
+  const auto found = std::filesystem::status(folder, error);
+  if (exists(found) && !is_directory(found)) {
+    throw cannotMake(folder, "a file of this name is in the way");
+  }
+}
+
 void makeFolder(const std::string& folder) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
-  if (error || !std::filesystem::is_directory(folder)) {
-    throw Failure(folder + ": cannot make this folder: " +
-                  (error ? error.message() : "a file of this name is in the way"));
-  }
+  if (error) throw cannotMake(folder, error.message());
 }
 
 struct Frames {
@@ -194,12 +204,13 @@ Canvas comparisonOf(const Results& results, const Measured& measured) {
 }
 
 void run(const std::string& folder) {
+  requireFree(folder);
   const std::filesystem::path base(folder);
   requireAcceptable(kSceneSize, (base / "truth.png").string());
-  makeFolder(folder);
   const Frames frames = takeFrames();
   const Results results = enlarge(frames);
   const Measured measured = measure(results);
+  makeFolder(folder);
 
   savePicture(base / "truth.png", frames.truth);
   savePicture(base / "frame.png", frames.first);

@@ -97,6 +97,7 @@ std::string scales(Region region, Size size) {
 
 void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
+  options.frames.requireSeparate({{"--mask", options.mask}}, {});
   options.check();
   const OutputRequest request = options.frames.outputRequest();
   Frame first = readFrame(options, options.first);

@@ -55,6 +55,7 @@ void writeJson(const std::string& path, const std::string& json) {
 }
 
 void run(const Options& options) {
+  requireSeparateFiles({{"--json", options.json}, {"--picture", options.picture}}, {});
   checkOptions(options);
   Picture first = readFirstFrame(options, options.first);
   Picture second = readFirstFrame(options, options.second);

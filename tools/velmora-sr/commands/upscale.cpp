@@ -1,11 +1,13 @@
 // velmora-sr upscale: every frame of the input enlarged by itself.
 #include <chrono>
+#include <exception>
 #include <memory>
-#include <optional>
 
+#include "clip_end.h"
 #include "commands/commands.h"
 #include "engine/enlarger.h"
 #include "errors.h"
+#include "file_names.h"
 #include "interrupt.h"
 #include "size_limits.h"
 #include "status.h"
@@ -21,16 +23,66 @@ constexpr const char* kHelp =
     "Pictures and raw frames are taken as full-range BT.601 (JPEG) YUV with 4:2:0 chroma; a Y4M "
     "keeps its range and its header. Grey pictures stay grey, colour profiles go along. A PNG's "
     "transparent parts are laid over white; a JPEG is turned upright as its camera noted. Of a "
-    "clip that goes into a PNG or JPEG the first frame is taken.";
+    "clip that goes into a PNG or JPEG the first frame is taken. A signal to stop (Ctrl-C), or "
+    "input that breaks off, leaves a clip of the frames done so far.";
 
 struct Options {
   std::string input;
   FrameOptions frames;
 };
 
+// Whether the output's name or format tells of a picture, for which a clip need not be read to its
+// end.
+bool asksForPicture(const FrameOptions& frames) {
+  const auto format = frames.outputFormat.empty() ? formatByExtension(frames.output)
+                                                  : formatByName(frames.outputFormat);
+  return format && isPictureFormat(*format);
+}
+
+bool holdsMore(FrameReader& reader) {
+  Picture ignored;
+  try {
+    return reader.next(ignored);
+  } catch (const InputBroken&) {
+    return true;
+  }
+}
+
+// The first frame alone.
+void upscalePicture(FrameReader& reader, Enlarger& enlarger, FrameWriter& writer,
+                    FileFormat format) {
+  Picture picture;
+  Picture enlarged;
+  reader.next(picture);
+  enlarger.enlarge(picture, enlarged);
+  interrupt::check();
+  writer.write(enlarged);
+  if (holdsMore(reader)) {
+    status().warn(reader.name() + " holds more than one frame; a " + name(format) +
+                  " takes the first (write .y4m to keep all)");
+  }
+  interrupt::check();
+  writer.finish();
+}
+
+void upscaleAll(FrameReader& reader, Enlarger& enlarger, FrameWriter& writer, long& done) {
+  Picture picture;
+  Picture enlarged;
+  while (reader.next(picture)) {
+    enlarger.enlarge(picture, enlarged);
+    {
+      const interrupt::Hold wholeFrame;
+      writer.write(enlarged);
+    }
+    status().progress(++done, reader.info().frames);
+    interrupt::check();
+  }
+}
+
 void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
   const FrameOptions& frames = options.frames;
+  frames.requireSeparate({}, {{"IN", asksForPicture(frames) ? "" : options.input}});
   frames.check();
   const OutputRequest request = frames.outputRequest();
   const auto reader = openInput(frames.input(options.input));
@@ -48,27 +100,19 @@ void run(const Options& options) {
   out.format = format;
   const auto writer = openOutput(request, format, out);
   Enlarger enlarger(in.size, region, size, frames.tuning);
-  Picture picture;
-  Picture enlarged;
   long count = 0;
-  while (reader->next(picture)) {
-    if (count == 1 && isPictureFormat(format)) {
-      status().warn(reader->name() + " holds more than one frame; a " + name(format) +
-                    " takes the first (write .y4m to keep all)");
-      break;
-    }
-    enlarger.enlarge(picture, enlarged);
-    interrupt::check();
-    writer->write(enlarged);
-    interrupt::check();
-    status().progress(++count, in.frames);
+  std::exception_ptr cut;
+  if (isPictureFormat(format)) {
+    upscalePicture(*reader, enlarger, *writer, format);
+  } else {
+    cut = writeClip(*writer, count, [&] { upscaleAll(*reader, enlarger, *writer, count); });
   }
-  writer->finish();
 
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   status().note(reader->name() + ": " + text(region.size()) + " to " + text(size) +
                 (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
                 tool::format(", %.2f s", time.count()));
+  if (cut) std::rethrow_exception(cut);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 // velmora-sr video: every frame of a clip fused with its neighbour.
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <map>
 #include <memory>
 #include <optional>
 #include <utility>
 
+#include "clip_end.h"
 #include "commands/commands.h"
 #include "engine/enlarger.h"
 #include "engine/noise.h"
@@ -26,7 +28,7 @@ constexpr const char* kHelp =
     "what neighbours share, and a frame whose neighbour does not show all of it, or cannot be "
     "registered, is enlarged alone. So are single frames and frames smaller than 400x400. The last "
     "status line tells how many frames were fused. A Y4M keeps its range and its header. A signal "
-    "to stop (Ctrl-C) leaves a clip of the frames done so far.";
+    "to stop (Ctrl-C), or input that breaks off, leaves a clip of the frames done so far.";
 
 constexpr int kDefaultInset = 16;
 
@@ -173,29 +175,41 @@ void fuseAll(FrameReader& reader, FrameWriter& writer, ClipFuser& fuser, long& d
   Picture current;
   Picture next;
   Picture result;
+  // Input that breaks off ends the clip; that is told when the frames before are written.
+  std::exception_ptr broken;
+  const auto readNext = [&] {
+    try {
+      return reader.next(next);
+    } catch (const InputBroken&) {
+      broken = std::current_exception();
+      return false;
+    }
+  };
   reader.next(current);
-  bool more = reader.next(next);
+  bool more = readNext();
   for (;;) {
     if (more || done > 0) {
       fuser.fuse(done + 1, current, more ? next : previous, result);
     } else {
       fuser.enlargeSingle(current, result);
     }
-    interrupt::check();
     {
+      // A frame that is made is also written.
       const interrupt::Hold wholeFrame;
       writer.write(result);
     }
     status().progress(++done, reader.info().frames);
     interrupt::check();
-    if (!more) return;
+    if (!more) break;
     previous = std::move(current);
     current = std::move(next);
-    more = reader.next(next);
+    more = readNext();
   }
+  if (broken) std::rethrow_exception(broken);
 }
 
 void run(const Options& options) {
+  options.frames.requireSeparate({}, {{"IN", options.input}});
   options.check();
   const OutputRequest request = options.frames.outputRequest();
   const auto reader = openInput(options.frames.input(options.input));
@@ -214,26 +228,14 @@ void run(const Options& options) {
   const auto writer = openOutput(request, format, out);
   const auto start = std::chrono::steady_clock::now();
   long done = 0;
-  std::optional<Interrupted> stopped;
-  try {
-    fuseAll(*reader, *writer, fuser, done);
-  } catch (const Interrupted& interrupted) {
-    if (done == 0) throw;
-    stopped = interrupted;
-  }
-  {
-    const interrupt::Hold wholeClip;
-    writer->finish();
-  }
+  const std::exception_ptr cut =
+      writeClip(*writer, done, [&] { fuseAll(*reader, *writer, fuser, done); });
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   status().note(
       reader->name() + ": " + fuser.tally().summary() +
       tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
       text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()));
-  if (stopped) {
-    throw Interrupted{stopped->signal,
-                      "stopped after frame " + std::to_string(done) + "; the clip ends there"};
-  }
+  if (cut) std::rethrow_exception(cut);
 }
 
 }  // namespace

@@ -16,8 +16,12 @@ struct Line {
 /// Writes every line to standard error in brief form ("I/TAG: text") as it comes.
 void show();
 
-/// The lines since the last call, oldest first; forgets them.
+/// The lines since the last call, oldest first; forgets them. Throws std::bad_alloc when one of
+/// them could not be kept.
 std::vector<Line> take();
+
+/// Forgets the lines since the last call.
+void forget() noexcept;
 
 }  // namespace velmora::tool::library_log
 

@@ -86,7 +86,7 @@ Session::Session(Size frame, int32_t scene, const TuningFiles& files)
 
 Session::~Session() {
   VELMORA_SR_Destroy(&handle_);
-  library_log::take();
+  library_log::forget();
 }
 
 void Session::process(Velmora_SR_InputFrames& input, Region region,

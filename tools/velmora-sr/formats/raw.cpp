@@ -34,7 +34,7 @@ class RawReader final : public FrameReader {
     const std::size_t got = readFrameBytes(*source_, layout_.frameBytes(), frame_);
     if (got == 0 && any_) return false;
     if (got != layout_.frameBytes()) {
-      throw Failure(wrongLength(std::to_string(got) + " bytes in its last frame"));
+      throw InputBroken(wrongLength(std::to_string(got) + " bytes in its last frame"));
     }
     unpackRaw(layout_, frame_.data(), picture);
     any_ = true;

@@ -68,13 +68,13 @@ class Y4mReader final : public FrameReader {
       return false;
     }
     if (*line != "FRAME" && !line->starts_with("FRAME ")) {
-      throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) +
-                    " does not begin with \"FRAME\"");
+      throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) +
+                        " does not begin with \"FRAME\"");
     }
     const std::size_t wanted = layout_.frameBytes();
     const std::size_t got = readFrameBytes(*source_, wanted, frame_);
     if (got != wanted) {
-      throw Failure(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
+      throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
                     std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
     }
     unpackRaw(layout_, frame_.data(), picture);
