@@ -75,7 +75,7 @@ class Y4mReader final : public FrameReader {
     const std::size_t got = readFrameBytes(*source_, wanted, frame_);
     if (got != wanted) {
       throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
-                    std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
+                        std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
     }
     unpackRaw(layout_, frame_.data(), picture);
     picture.range = info_.range;
