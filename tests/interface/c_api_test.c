@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "velmora_sr/report.h"
 #include "velmora_sr/velmora_sr.h"
 
 enum { WIDTH = 320, HEIGHT = 240, SCALE = 2 };
@@ -35,6 +36,7 @@ static int enlarge(uint8_t* in, uint8_t* out) {
   Velmora_SR_CreateParams params = {0};
   Velmora_SR_InputFrames frames = {0};
   Velmora_SR_OutputFrame result = {0};
+  Velmora_SR_Report report = {0};
   SR_ParamsPublic* handle = NULL;
 
   params.inImageWidth = WIDTH;
@@ -56,6 +58,9 @@ static int enlarge(uint8_t* in, uint8_t* out) {
   result.data = out;
   CHECK(VELMORA_SR_Process(handle, NULL, 1, &result) == -1);
   CHECK(VELMORA_SR_Process(handle, &frames, 1, &result) == 0);
+  report.size = sizeof report;
+  CHECK(VELMORA_SR_GetReport(handle, &report) == 0);
+  CHECK(report.written == 1 && report.fused == 0 && strcmp(report.reason, "") == 0);
   CHECK(result.vrStartW == 0 && result.vrEndW == WIDTH - 1 && result.vrEndH == HEIGHT - 1);
   CHECK(requests > 0 && live_blocks == 0);
 
