@@ -98,18 +98,25 @@ typedef struct Velmora_SR_Report {
   int32_t ghostLow;  /* thresholds in force, 0..255: differences below the first keep a sample, */
   int32_t ghostHigh; /* from the second on it is replaced */
   double replacedShare; /* share of the samples of the enlarged region that were replaced, a half
-                           replaced one counting half; measured on about 250,000 of them */
+                           replaced one counting half; measured on half a million of them at most */
 
   /* Tuning, of the creation of the handle. */
   int32_t configurationRead; /* 1: thresholds come from the configuration given, 0: built in */
   int32_t kernelsRead;       /* 1: kernel tables come, whole, from the file or bytes given */
   int32_t kernelPhases;      /* phases of the kernel tables; 0 when there are none */
 
+  /* The part of the first frame that the output shows, ends inclusive: the region after all
+   * narrowing and replacement. Scene 0 reports the caller's region even where it was replaced. */
+  int32_t shownLeft;
+  int32_t shownTop;
+  int32_t shownRight;
+  int32_t shownBottom;
+
   double milliseconds[VELMORA_SR_STAGE_ROOM]; /* elapsed time of each stage, by its number */
 } Velmora_SR_Report;
 
-/* Tells what the last call did. Works for any call on the handle, from its creation on, failed ones
- * included; not for calls with a null handle.
+/* Tells what the last call did. Works after any call on the handle, from its creation on, failed
+ * ones included; not after calls with a null handle.
  *   handle  of the last VELMORA_SR_Create, VELMORA_SR_Process or VELMORA_SR_Register
  *   report  not null; its size is set, the rest is written as far as the size goes
  * Returns 0; -1 for a null argument or a size below that of the first two fields; -2 when the last
@@ -117,22 +124,25 @@ typedef struct Velmora_SR_Report {
 VELMORA_API int32_t VELMORA_SR_GetReport(const SR_ParamsPublic* handle, Velmora_SR_Report* report);
 
 /* Registers the second frame of a scene with two frames to the first, and stops there: nothing is
- * written, no frame is changed. The report has what was found; `result` is 0 there when the frames
- * could be looked at, `fused` and `written` are 0. The next process call on the handle, if it has
- * the same frames at the same addresses, takes this registration in place of one of its own: a host
- * can so choose region and output size by what both frames show. Any other call forgets it. handle,
- * input, frameCount  as in VELMORA_SR_Process; the region is not read. Between the two calls the
- * frames must not change Returns 0, also when the frames cannot be registered; otherwise the codes
- * of VELMORA_SR_Process, -4 for scene 0, too. Memory and threads as VELMORA_SR_Process. */
+ * written, no frame is changed. The report has what was found; `fused` and `written` are 0 there.
+ * The next process call on the handle, if it has the same frames at the same addresses, takes this
+ * registration in place of one of its own: so a host can choose region and output size by what
+ * both frames show. Any other call forgets it.
+ *   handle      from VELMORA_SR_Create
+ *   input       not null; as in VELMORA_SR_Process, but region and chroma are not read. The frames
+ *               must not change before the process call
+ *   frameCount  as in VELMORA_SR_Process
+ * Returns 0, also when the frames cannot be registered; otherwise the codes of VELMORA_SR_Process,
+ * and -4 for scene 0, too. Memory and threads as in VELMORA_SR_Process. */
 VELMORA_API int32_t VELMORA_SR_Register(SR_ParamsPublic* handle,
                                         const Velmora_SR_InputFrames* input, int32_t frameCount);
 
 /* Asks for the weights of de-ghosting as a picture, in all process calls of the handle from now on.
  *   handle   of the last VELMORA_SR_Create
  *   weights  inImageWidth * inImageHeight bytes of the caller, row-major, or null to stop. A call
- *            writes the weight of each sample of the first frame: 255 keeps the sample, 0 takes the
- *            second frame's; 255 everywhere when the frames are not fused. Calls with another input
- *            size leave it alone
+ *            writes the weight of each sample of the first frame: 255 keeps the sample, 0 takes
+ *            the second frame's; 255 everywhere when the frames are not fused. Calls with another
+ *            input size, and calls that are refused, leave it alone
  * Returns 0; -1 for a null handle; -2 for another handle. */
 VELMORA_API int32_t VELMORA_SR_RequestWeights(const SR_ParamsPublic* handle, uint8_t* weights);
 

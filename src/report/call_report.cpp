@@ -58,9 +58,13 @@ void CallReport::failByCode(int32_t stage, int32_t code) {
   }
 }
 
-void CallReport::written(bool fused) {
+void CallReport::written(bool fused, const ValidRegion& shown) {
   facts.written = 1;
   facts.fused = fused ? 1 : 0;
+  facts.shownLeft = shown.startW;
+  facts.shownTop = shown.startH;
+  facts.shownRight = shown.endW;
+  facts.shownBottom = shown.endH;
 }
 
 int32_t CallReport::refused(int32_t result, const char* reason) {

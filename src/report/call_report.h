@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 
+#include "common/valid_region.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/report.h"
 
@@ -42,7 +43,7 @@ struct CallReport {
   /// The same by a stage's Velmora_SR_ESR_RET code; other codes are formats that it does not know.
   void failByCode(int32_t stage, int32_t code);
   /// The call has written its output. A failed registration stays on record.
-  void written(bool fused);
+  void written(bool fused, const ValidRegion& shown);
   /// Ends a call that was refused; passes the code on.
   int32_t refused(int32_t result, const char* reason);
   /// Ends a process call that has passed its checks: what has neither written nor told why was

@@ -84,6 +84,8 @@ TEST(Report, OfAFusedPairHasWhatWasFound) {
   EXPECT_EQ(report.ghostLow, 1);
   EXPECT_EQ(report.ghostHigh, 5);
   double replaced = 0;
+  EXPECT_EQ((Region{report.shownLeft, report.shownTop, report.shownRight, report.shownBottom}),
+            shown);
   for (int y = shown.startH; y <= shown.endH; ++y)
     for (int x = shown.startW; x <= shown.endW; ++x)
       replaced += 1 - weights[std::size_t(y * kWidth + x)] / 255.0;
@@ -119,10 +121,13 @@ TEST(Report, TellsWhyAndWhereACallFailed) {
     int32_t stage;
     const char* reason;
   } pairs[] = {
-      {0, 0, true, false, VELMORA_SR_STAGE_DETECTOR, "the first frame has too few key points"},
-      {0, 0, false, true, VELMORA_SR_STAGE_DETECTOR, "the second frame has too few key points"},
+      {0, 0, true, false, VELMORA_SR_STAGE_DETECTOR,
+       "the first frame has too few key points, below 5: it is too flat or too blurred"},
+      {0, 0, false, true, VELMORA_SR_STAGE_DETECTOR,
+       "the second frame has too few key points, below 5: it is too flat or too blurred"},
       {9000, 0, false, false, VELMORA_SR_STAGE_SEARCH,
-       "too few key points of the second frame have a clearly nearest partner in the first"},
+       "too few key points of the second frame, below 5, have a clearly nearest partner in the "
+       "first"},
   };
   const Session session(kWidth, kHeight, 1);
   for (const auto& c : pairs) {
@@ -159,6 +164,10 @@ TEST(Report, TellsWhyAndWhereACallFailed) {
   session.handle()->free = TestAllocator::free;
   ASSERT_EQ(call.run(session), 0);
   expect(session, 0, VELMORA_SR_STAGE_NONE, VELMORA_SR_CAUSE_NONE, "", true);
+  call.input.vrDepthEndW = kWidth;  // outside: the default region takes its place
+  ASSERT_EQ(call.run(session), 0);
+  EXPECT_EQ(call.reportedRegion().endW, kWidth);
+  EXPECT_EQ(reportOf(session.handle()).shownRight, 328);
 }
 
 // Whatever request fails, the report knows: of the memory, and whether the output was written.

@@ -241,7 +241,7 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
   if (scene->hasTwoFrames() && output->width == input->width && output->height == input->height) {
     copyFirstFrame(*input, *output);
     callReport.takeKept(pair);
-    callReport.written(false);
+    callReport.written(false, {0, 0, input->width - 1, input->height - 1});
     return 0;
   }
 

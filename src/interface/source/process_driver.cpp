@@ -87,10 +87,9 @@ ValidRegion registerFrames(Velmora_SR_CInputImage& in, const PositionMaps& maps)
   return registered;
 }
 
-/// The region that will be enlarged, worked out before the log tells of it.
-ValidRegion shownPart(const ValidRegion& narrowed, int32_t width, int32_t height) {
-  const ValidRegion even = madeEven(narrowed);
-  return isUsable(even, width, height) ? even : defaultRegion(width, height);
+/// The region that is enlarged when a stage is asked for this one.
+ValidRegion shownPart(const ValidRegion& region, int32_t width, int32_t height) {
+  return isUsable(region, width, height) ? region : defaultRegion(width, height);
 }
 
 /// Notes what de-ghosting is about to do, and shows it to a host that has asked.
@@ -100,10 +99,10 @@ void reportWeights(const GhostWeights& weights, const ValidRegion& shown, int32_
   if (callReport.wantsWeights(width, height)) weights.write(callReport.weights);
 }
 
-/// Notes how the last stage ended; passes its result on.
-int32_t reported(int32_t result) {
+/// Notes how the last stage ended and what the output shows; passes the result on.
+int32_t reported(int32_t result, const ValidRegion& shown) {
   if (result == 0) {
-    callReport.written(zelkParamPrivate.registFailed == 0);
+    callReport.written(zelkParamPrivate.registFailed == 0, shown);
   } else {
     callReport.failByCode(VELMORA_SR_STAGE_INTERPOLATION, result);
   }
@@ -176,7 +175,8 @@ bool runStages(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_Inp
     zelkParamPrivate.registFailed = 1;
     zelkParamPrivate.pub = &handle;
     const StageTime time(&callReport, VELMORA_SR_STAGE_INTERPOLATION);
-    reported(SRInterpolation_Single(&records.input(), &out, &zelkParamPrivate));
+    reported(SRInterpolation_Single(&records.input(), &out, &zelkParamPrivate),
+             shownPart(regionOf(handle), input.width, input.height));
   }
   return true;
 }
@@ -261,7 +261,7 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
     const StageTime time(&callReport, VELMORA_SR_STAGE_DEGHOSTING);
     reportWeights({secondFrame, in->leftData[0], zelkParamPrivate, width, height, maps.horizontal(),
                    maps.vertical()},
-                  shownPart(region, width, height), width, height);
+                  shownPart(madeEven(region), width, height), width, height);
     const Velmora_SR_ESR_RET deghosted =
         deghostFrame(secondFrame, in->leftData[0], &zelkParamPrivate, width, height,
                      maps.horizontal(), maps.vertical());
@@ -281,7 +281,7 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   pub->memBuffer = workingMemory.block.get();
   maps.publish();
   const StageTime time(&callReport, VELMORA_SR_STAGE_INTERPOLATION);
-  const int32_t result = reported(SRInterpolation(in, out, &zelkParamPrivate));
+  const int32_t result = reported(SRInterpolation(in, out, &zelkParamPrivate), regionOf(*pub));
   in->rightData[0] = secondFrame;
   return result;
 }

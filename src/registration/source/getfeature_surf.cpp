@@ -20,8 +20,10 @@ constexpr const char* kDetectorSource = "src/registration/source/surfdetect";
 constexpr int32_t kSmallestReducedSide = 400;
 constexpr int32_t kReduction = 4;
 constexpr int32_t kFewestPoints = 5;
-constexpr const char* kFirstTooPoor = "the first frame has too few key points";
-constexpr const char* kSecondTooPoor = "the second frame has too few key points";
+constexpr const char* kFirstTooPoor =
+    "the first frame has too few key points, below 5: it is too flat or too blurred";
+constexpr const char* kSecondTooPoor =
+    "the second frame has too few key points, below 5: it is too flat or too blurred";
 
 /// The functions that make up an extraction; each is the plain or the parallel form.
 struct Stages {

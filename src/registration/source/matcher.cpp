@@ -56,8 +56,8 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
   std::printf("KnnMatcher find matched num %d\n", matches.matchCount);
   if (matches.matchCount < kMinMatches) {
     observer.fail(VELMORA_SR_STAGE_SEARCH, VELMORA_SR_CAUSE_FRAMES,
-                  "too few key points of the second frame have a clearly nearest partner in the "
-                  "first");
+                  "too few key points of the second frame, below 5, have a clearly nearest partner "
+                  "in the first");
     return kStageTooFewPoints;
   }
   pairs->count = matches.matchCount;
