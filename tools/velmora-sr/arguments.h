@@ -6,7 +6,7 @@
 #include <string>
 
 #include "engine/ghost_thresholds.h"
-#include "engine/session.h"
+#include "engine/tuning.h"
 #include "frame_io.h"
 #include "picture.h"
 

@@ -33,6 +33,7 @@ void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
   const FrameOptions& frames = options.frames;
   frames.check();
+  const Tuning tuning = readTuning(frames.tuning);
   const OutputRequest request = frames.outputRequest();
   const auto reader = openInput(frames.input(options.input));
   const StreamInfo& in = reader->info();
@@ -48,7 +49,7 @@ void run(const Options& options) {
   out.size = size;
   out.format = format;
   const auto writer = openOutput(request, format, out);
-  Enlarger enlarger(in.size, region, size, frames.tuning);
+  Enlarger enlarger(in.size, region, size, tuning);
   Picture picture;
   Picture enlarged;
   long count = 0;

@@ -4,28 +4,37 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
-#include <utility>
+#include <new>
+#include <string_view>
 
 #include "velmora_sr/platform.h"
 
 namespace velmora::tool::library_log {
 namespace {
 
-std::mutex mutex;
-std::vector<Line> lines;
-bool shown = false;
+constexpr std::size_t kLongestLine = 4096;  // the library's end at 2047 bytes
 
-void add(int priority, const char* tag, std::string text) {
+std::mutex mutex;
+std::vector<std::string> kept;
+bool shown = false;
+bool recorded = false;
+
+/// Called from within the library, also while it ends: nothing leaves it.
+void add(int priority, const char* tag, std::string_view text) noexcept {
   while (!text.empty() && text.back() == '\n')
-    text.pop_back();
+    text.remove_suffix(1);
   const std::lock_guard lock(mutex);
   if (shown) {
     constexpr std::array<char, 9> kLetters = {'?', '?', 'V', 'D', 'I', 'W', 'E', 'F', 'S'};
     const bool known = priority >= 0 && priority < static_cast<int>(kLetters.size());
     const char letter = known ? kLetters[static_cast<std::size_t>(priority)] : '?';
-    std::fprintf(stderr, "%c/%s: %s\n", letter, tag, text.c_str());
+    std::fprintf(stderr, "%c/%s: %.*s\n", letter, tag, static_cast<int>(text.size()), text.data());
   }
-  lines.push_back({priority, std::move(text)});
+  try {
+    if (recorded) kept.emplace_back(text);
+  } catch (const std::bad_alloc&) {
+    // A line less: whoever reads the recording looks for what it needs.
+  }
 }
 
 }  // namespace
@@ -35,24 +44,31 @@ void show() {
   shown = true;
 }
 
-std::vector<Line> take() {
+Recording::Recording() {
   const std::lock_guard lock(mutex);
-  return std::exchange(lines, {});
+  recorded = true;
+}
+
+Recording::~Recording() {
+  const std::lock_guard lock(mutex);
+  recorded = false;
+  kept.clear();
+}
+
+std::vector<std::string> Recording::lines() const {
+  const std::lock_guard lock(mutex);
+  return kept;
 }
 
 }  // namespace velmora::tool::library_log
 
 // Takes the place of the library's own (weak) definition.
 extern "C" VELMORA_API int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
+  std::array<char, velmora::tool::library_log::kLongestLine> text{};
   va_list arguments;
   va_start(arguments, fmt);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, fmt, arguments);
+  std::vsnprintf(text.data(), text.size(), fmt, arguments);
   va_end(arguments);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  std::vsnprintf(text.data(), text.size() + 1, fmt, again);
-  va_end(again);
-  velmora::tool::library_log::add(prio, tag == nullptr ? "" : tag, std::move(text));
+  velmora::tool::library_log::add(prio, tag == nullptr ? "" : tag, text.data());
   return 1;
 }
