@@ -26,6 +26,7 @@ struct GlobalOptions {
   bool version = false;
   bool timings = false;
   std::string cpu;
+  bool idle = false;  ///< no subcommand was named
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
@@ -45,7 +46,8 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
                "Show the versions of tool and library, and the "
                "kernels in use");
   // Carried out before any subcommand, wherever the options stand.
-  app.parse_complete_callback([&options] {
+  app.parse_complete_callback([&options, &app] {
+    options.idle = app.get_subcommands().empty();
     if (options.quiet) status().setLevel(Status::Level::quiet);
     if (!options.cpu.empty()) chooseKernelSet(options.cpu);
     if (!options.version) requireMatchingLibrary();
@@ -92,7 +94,7 @@ int run(int argc, char** argv) {
     if (options.version) {
       printData(versionText());
       requireMatchingLibrary();
-    } else if (app.get_subcommands().empty()) {
+    } else if (options.idle) {
       return usage("say what to do: upscale, fuse, video, register, info, demo or kernels", hint());
     }
     if (options.timings) {

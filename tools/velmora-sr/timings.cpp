@@ -2,6 +2,8 @@
 
 #include <sys/resource.h>
 
+#include <new>
+
 #include "engine/block_pool.h"
 #include "status.h"
 
@@ -49,7 +51,11 @@ Step::~Step() {
     entry.time += time;
     return;
   }
-  entries().push_back({name_, 1, time});
+  try {
+    entries().push_back({name_, 1, time});
+  } catch (const std::bad_alloc&) {
+    // A step less in the table; nothing leaves a destructor.
+  }
 }
 
 std::vector<std::string> report() {

@@ -62,7 +62,7 @@ Frame readFrame(const Options& options, const std::string& path) {
   return frame;
 }
 
-void writeMask(const std::string& path, const FusionResult& result, Size size) {
+Picture maskOf(const FusionResult& result, Size size) {
   Picture mask(size);
   mask.grey = true;
   if (result.failure.empty()) {
@@ -70,9 +70,7 @@ void writeMask(const std::string& path, const FusionResult& result, Size size) {
   } else {
     mask.y.reset(size, 255);
   }
-  const auto writer = createPng(path);
-  writer->write(mask);
-  writer->finish();
+  return mask;
 }
 
 std::string bounds(Region region) {
@@ -138,16 +136,20 @@ void run(const Options& options) {
   out.size = result.picture.size();
   out.format = format;
   const auto writer = openOutput(request, format, out);
+  const auto mask = options.mask.empty() ? nullptr : createPng(options.mask);
   writer->write(result.picture);
-  writer->finish();
-  if (!options.mask.empty()) writeMask(options.mask, result, in.size);
-
+  if (mask) mask->write(maskOf(result, in.size));
   if (!result.doubt.empty()) status().warn(doubt(result));
+  writer->finish();
+  if (mask) mask->finish();
+
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().note(first.reader->name() + ": " + outcome(result) + "; " + bounds(result.region) +
-                " (" + text(result.region.size()) + ") to " + text(out.size) +
-                (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
-                tool::format(", %.2f s", time.count()));
+  status().done([&] {
+    return first.reader->name() + ": " + outcome(result) + "; " + bounds(result.region) + " (" +
+           text(result.region.size()) + ") to " + text(out.size) +
+           (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
+           tool::format(", %.2f s", time.count());
+  });
 }
 
 }  // namespace

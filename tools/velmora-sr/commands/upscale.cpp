@@ -68,9 +68,11 @@ void run(const Options& options) {
   writer->finish();
 
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().note(reader->name() + ": " + text(region.size()) + " to " + text(size) +
-                (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
-                tool::format(", %.2f s", time.count()));
+  status().done([&] {
+    return reader->name() + ": " + text(region.size()) + " to " + text(size) +
+           (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
+           tool::format(", %.2f s", time.count());
+  });
 }
 
 }  // namespace

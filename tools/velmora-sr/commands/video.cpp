@@ -236,10 +236,11 @@ void run(const Options& options) {
     writer->finish();
   }
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().note(
-      reader->name() + ": " + fuser.tally().summary() +
-      tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
-      text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()));
+  status().done([&] {
+    return reader->name() + ": " + fuser.tally().summary() +
+           tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
+           text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count());
+  });
   if (stopped) {
     throw Interrupted{stopped->signal,
                       "stopped after frame " + std::to_string(done) + "; the clip ends there"};
