@@ -2,6 +2,8 @@
 #ifndef VELMORA_SR_CONFIGURATION_H
 #define VELMORA_SR_CONFIGURATION_H
 
+#include <cstddef>
+
 #include "velmora_sr/export.h"
 #include "velmora_sr/velmora_sr.h"
 #include "velmora_sr/xml_document.h"
@@ -49,6 +51,10 @@ class VELMORA_API XmlConfig {
   /// Reads a file, in place of what was read before. One that is missing or no XML gives a document
   /// with an empty Config element. Returns 1, or 0 when even that failed for want of memory.
   int LoadConfig(const char* path);
+
+  /// Reads a configuration from the bytes of a file, as LoadConfig reads one from the file itself.
+  /// @param data  `size` bytes, or null for none; read during the call only
+  int LoadDocument(const char* data, std::size_t size);
 
   /// Finds the element at a path.
   /// @param path  begins with "/" and is below 257 bytes, of which 255 count

@@ -176,6 +176,24 @@ typedef struct Velmora_SR_OutputFrame {
 VELMORA_API int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params,
                                       SR_ParamsPublic** handleOut);
 
+/* Bytes of tuning files that the host has read itself. */
+typedef struct Velmora_SR_Tuning {
+  const uint8_t* configuration; /* an XML configuration, or null: what configFileName says */
+  uint32_t configurationSize;   /* bytes */
+  const uint8_t* kernels;       /* a kernel file, or null: what kernelFileName says */
+  uint32_t kernelsSize;         /* bytes */
+} Velmora_SR_Tuning;
+
+/* VELMORA_SR_Create with tuning from memory: bytes take the place of the file, which is not opened;
+ * the log names them as the file, or "memory" where the name is null.
+ *   params, handleOut  as in VELMORA_SR_Create
+ *   tuning             null: VELMORA_SR_Create; it and its bytes are read during the call only
+ * Returns what VELMORA_SR_Create returns. Bytes that are no configuration or no kernel file have
+ * the effect of such a file; VELMORA_SR_GetReport (report.h) tells what was taken. */
+VELMORA_API int32_t VELMORA_SR_CreateFromMemory(const Velmora_SR_CreateParams* params,
+                                                const Velmora_SR_Tuning* tuning,
+                                                SR_ParamsPublic** handleOut);
+
 /* Turns one frame set into one output frame.
  *   handle      from VELMORA_SR_Create
  *   input       not null; read during the call only (scenes 1 and 2 may change the first frame)

@@ -11,6 +11,7 @@
 #ifndef VELMORA_SR_XML_DOCUMENT_H
 #define VELMORA_SR_XML_DOCUMENT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -124,6 +125,13 @@ class VELMORA_API XMLNode {
   /// Calls parseFile in the encoding that the file's first 200 bytes suggest (UTF-8 if they suggest
   /// none). The global options keep this encoding.
   static XMLNode openFileHelper(const char* path, const char* tag = nullptr) noexcept;
+
+  /// What openFileHelper does with the bytes of a file, here given: up to the first null byte, in
+  /// the encoding that they suggest, which stays in the global options.
+  /// @param data     `size` bytes; null gives XMLErrorNullText; at most 16 MiB
+  /// @param results  null or written
+  static XMLNode parseDocument(const char* data, std::size_t size,
+                               XMLResults* results = nullptr) noexcept;
 
   /// Guesses an encoding from the first bytes of a document.
   /// @param data  `length` bytes; null counts as none

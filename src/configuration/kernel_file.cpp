@@ -12,6 +12,7 @@
 #include "common/failure_line.h"
 #include "configuration/file_contents.h"
 #include "interpolation/kernel_tables.h"
+#include "report/call_report.h"
 #include "velmora_sr/configuration.h"
 #include "velmora_sr/platform.h"
 
@@ -22,10 +23,35 @@ constexpr std::size_t kTaps = 4;
 constexpr std::size_t kLongestRow = kTaps * kTaps + 1;
 constexpr int kDefaultTablesLine = 130;
 
-/// Little-endian 32-bit count at the front of the file; false if it is not whole.
-bool readCount(std::FILE* file, int32_t& count) {
+/// The bytes of a kernel file, front to back, from the file or from memory.
+class KernelBytes {
+ public:
+  explicit KernelBytes(const TuningInput& input)
+      : inMemory_(input.inMemory()),
+        rest_(input.bytes),
+        file_(inMemory_ ? nullptr : openForReading(input.name)) {}
+
+  explicit operator bool() const { return inMemory_ || file_ != nullptr; }
+
+  /// Returns how many there were: fewer at the end only.
+  std::size_t take(std::span<uint8_t> to) {
+    if (!inMemory_) return std::fread(to.data(), 1, to.size(), file_.get());
+    const std::size_t count = std::min(to.size(), rest_.size());
+    std::copy_n(rest_.begin(), count, to.begin());
+    rest_ = rest_.subspan(count);
+    return count;
+  }
+
+ private:
+  bool inMemory_;
+  std::span<const uint8_t> rest_;
+  File file_;
+};
+
+/// Little-endian 32-bit count at the front; false if it is not whole.
+bool readCount(KernelBytes& file, int32_t& count) {
   std::array<uint8_t, 4> bytes{};
-  if (std::fread(bytes.data(), 1, bytes.size(), file) != bytes.size()) return false;
+  if (file.take(bytes) != bytes.size()) return false;
   uint32_t value = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i)
     value |= static_cast<uint32_t>(bytes[i]) << (8 * i);
@@ -34,16 +60,16 @@ bool readCount(std::FILE* file, int32_t& count) {
 }
 
 /// Reads as many whole values as the file still has into a row; false if it has too few.
-bool readRow(std::FILE* file, std::span<int16_t> row) {
+bool readRow(KernelBytes& file, std::span<int16_t> row) {
   std::array<uint8_t, 2 * kLongestRow> bytes{};
-  const std::size_t whole = std::fread(bytes.data(), 2, row.size(), file);
+  const std::size_t whole = file.take(std::span(bytes).first(2 * row.size())) / 2;
   for (std::size_t i = 0; i < whole; ++i)
     row[i] = static_cast<int16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
   return whole == row.size();
 }
 
 /// Reads every row, also behind the end of a short file, where they stay 0.
-bool readTable(std::FILE* file, const KernelRows& rows) {
+bool readTable(KernelBytes& file, const KernelRows& rows) {
   bool whole = true;
   for (std::size_t i = 0; i < rows.size(); ++i)
     whole = readRow(file, rows[i]) && whole;
@@ -58,28 +84,29 @@ void copyTable(const Table& table, const KernelRows& rows) {
 
 }  // namespace
 
-void loadKernelFile(const char* path) {
-  const File file = openForReading(path);
-  if (file == nullptr) {
+void loadKernels(const TuningInput& input) {
+  callReport.facts.kernelsRead = 0;
+  KernelBytes file(input);
+  if (!file) {
     LoadDefaultKernelFile();
     return;
   }
   int32_t phases = 0;
   // A file that ends here leaves the library without tables: part of the file's contract.
-  if (!readCount(file.get(), phases)) return;
+  if (!readCount(file, phases)) return;
   KernelTables tables = KernelTables::allocate(phases, kTaps);
   if (!tables) {
     LoadDefaultKernelFile();
     return;
   }
-  bool whole = readTable(file.get(), tables.sharp2D);
-  whole = readTable(file.get(), tables.sharp1D) && whole;
-  whole = readTable(file.get(), tables.plain1D) && whole;
+  bool whole = readTable(file, tables.sharp2D);
+  whole = readTable(file, tables.sharp1D) && whole;
+  whole = readTable(file, tables.plain1D) && whole;
   installKernelTables(std::move(tables));
-  if (whole) {
-    __android_log_print(kLogError, kLogTag, "%s: %s <%s>\n", kLogTag, "Load Kernel File Succeed.",
-                        path);
-  }
+  if (!whole) return;
+  callReport.facts.kernelsRead = 1;
+  __android_log_print(kLogError, kLogTag, "%s: %s <%s>\n", kLogTag, "Load Kernel File Succeed.",
+                      input.name);
 }
 
 }  // namespace velmora

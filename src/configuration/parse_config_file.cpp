@@ -5,6 +5,8 @@
 
 #include "common/failure_line.h"
 #include "configuration/kernel_file.h"
+#include "configuration/tuning.h"
+#include "report/call_report.h"
 #include "velmora_sr/configuration.h"
 #include "velmora_sr/platform.h"
 #include "velmora_sr/records.h"
@@ -18,6 +20,9 @@ constexpr int32_t kDefaultLowThreshold = 1;
 constexpr int32_t kDefaultHighThreshold = 5;
 constexpr std::size_t kShortestPath = 3;
 
+constexpr const char* kLowPath = "/Config/GhostCorrection/LowThr";
+constexpr const char* kHighPath = "/Config/GhostCorrection/HighThr";
+
 /// A path that is too short to be one is replaced. The line says "Config" for both files.
 const char* pathOrDefault(const char* path, const char* defaultPath) {
   if (std::strlen(path) >= kShortestPath) return path;
@@ -27,34 +32,49 @@ const char* pathOrDefault(const char* path, const char* defaultPath) {
 }
 
 /// Reads the thresholds; false if there is no document, not even an empty one.
-bool loadThresholds(const char* configPath) {
-  if (configPath == nullptr) return false;
-  const char* path = pathOrDefault(configPath, kDefaultConfigPath);
+bool loadThresholds(const TuningInput& input) {
   XmlConfig config;
-  if (config.LoadConfig(path) == 0) return false;
-  zelkParamPrivate.ghostLowThr =
-      config.GetInteger("/Config/GhostCorrection/LowThr", kDefaultLowThreshold);
-  zelkParamPrivate.ghostHighThr =
-      config.GetInteger("/Config/GhostCorrection/HighThr", kDefaultHighThreshold);
+  const char* name = input.name;
+  if (input.inMemory()) {
+    const auto* text = reinterpret_cast<const char*>(input.bytes.data());
+    if (config.LoadDocument(text, input.bytes.size()) == 0) return false;
+  } else {
+    if (name == nullptr) return false;
+    name = pathOrDefault(name, kDefaultConfigPath);
+    if (config.LoadConfig(name) == 0) return false;
+  }
+  zelkParamPrivate.ghostLowThr = config.GetInteger(kLowPath, kDefaultLowThreshold);
+  zelkParamPrivate.ghostHighThr = config.GetInteger(kHighPath, kDefaultHighThreshold);
+  const bool both = config.GetString(kLowPath, nullptr) != nullptr &&
+                    config.GetString(kHighPath, nullptr) != nullptr;
+  callReport.facts.configurationRead = both ? 1 : 0;
   __android_log_print(kLogError, kLogTag, "%s: %s  <%s>\n", kLogTag, "Load Config File Succeed.",
-                      path);
+                      name);
   return true;
 }
 
 }  // namespace
 }  // namespace velmora
 
-Velmora_SR_ESR_RET ParseConfigFile(const char* configPath, const char* kernelPath) {
-  using namespace velmora;
+void velmora::loadTuning(const TuningInput& configuration, const TuningInput& kernels) {
   zelkParamPrivate.kernelRadius = 2;
   zelkParamPrivate.kernelTaps = 4;
-  if (!loadThresholds(configPath)) {
+  if (!loadThresholds(configuration)) {
     zelkParamPrivate.ghostLowThr = kDefaultLowThreshold;
     zelkParamPrivate.ghostHighThr = kDefaultHighThreshold;
+    callReport.facts.configurationRead = 0;
     // The text says "succeed." although this is a fallback: the defaults did load, and log parsers
     // know the line.
     logFailureLine(kLogError, SR_RET_SUCCEED, 176, "ParseConfigFile");
   }
-  loadKernelFile(kernelPath == nullptr ? nullptr : pathOrDefault(kernelPath, kDefaultKernelPath));
+  if (kernels.inMemory() || kernels.name == nullptr) {
+    loadKernels(kernels);
+  } else {
+    loadKernelFile(pathOrDefault(kernels.name, kDefaultKernelPath));
+  }
+}
+
+Velmora_SR_ESR_RET ParseConfigFile(const char* configPath, const char* kernelPath) {
+  velmora::loadTuning({configPath, {}}, {kernelPath, {}});
   return SR_RET_SUCCEED;
 }

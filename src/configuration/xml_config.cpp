@@ -54,6 +54,12 @@ int XmlConfig::LoadConfig(const char* path) {
   return root_.isEmpty() ? 0 : 1;
 }
 
+int XmlConfig::LoadDocument(const char* data, std::size_t size) {
+  root_ = XMLNode::parseDocument(data, size);
+  if (root_.isEmpty()) root_ = XMLNode::parseString(kEmptyDocument);
+  return root_.isEmpty() ? 0 : 1;
+}
+
 XMLNode XmlConfig::SearchNode(const char* path) const {
   if (path == nullptr || *path != '/' || strnlen(path, kPathLimit) == kPathLimit) {
     return XMLNode::emptyNode();

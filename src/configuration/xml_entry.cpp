@@ -88,6 +88,12 @@ void adoptEncoding(std::string_view document) {
       options.guessWideChars ? 1 : 0, options.dropWhiteSpace ? 1 : 0, options.trimTexts ? 1 : 0);
 }
 
+/// Parses the bytes of a file in the encoding that they suggest.
+XMLNode parseAdopting(std::string_view contents, const char* tag, XMLResults& outcome) {
+  adoptEncoding(contents);
+  return parse(upToNull(contents), tag, outcome);
+}
+
 }  // namespace
 }  // namespace velmora
 
@@ -113,7 +119,16 @@ XMLNode XMLNode::openFileHelper(const char* path, const char* tag) noexcept {
   return velmora::report(nullptr, [&](XMLResults& outcome) -> XMLNode {
     std::string contents;
     if (!velmora::read(path, contents, outcome)) return {};
-    velmora::adoptEncoding(contents);
-    return velmora::parse(velmora::upToNull(contents), tag, outcome);
+    return velmora::parseAdopting(contents, tag, outcome);
+  });
+}
+
+XMLNode XMLNode::parseDocument(const char* data, std::size_t size, XMLResults* results) noexcept {
+  return velmora::report(results, [&](XMLResults& outcome) -> XMLNode {
+    if (data == nullptr || size > velmora::kMaxDocument) {
+      outcome.error = data == nullptr ? XMLErrorNullText : XMLErrorTooLarge;
+      return {};
+    }
+    return velmora::parseAdopting({data, size}, nullptr, outcome);
   });
 }

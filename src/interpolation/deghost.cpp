@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr int32_t kBlock = 4;
-
 bool validArguments(const uint8_t* guide, const uint8_t* output, const SR_ParamsPrivate* priv,
                     int32_t width, int32_t height, const int32_t* mapX, const int32_t* mapY) {
   return guide != nullptr && output != nullptr && priv != nullptr && mapX != nullptr &&
@@ -28,34 +26,37 @@ bool validArguments(const uint8_t* guide, const uint8_t* output, const SR_Params
 
 }  // namespace
 
+velmora::DeghostRow velmora::deghostRow(const SR_DeGhostBand& part, int32_t firstRow) {
+  const FrameShape shape = {part.width, part.height, VELMORA_SR_FORMAT_NV12};
+  // Blocks are clipped to the band: the next one belongs to another thread.
+  const int32_t end = std::min(part.endRow, part.height);
+  return {.guideLuma = part.guideImage,
+          .guideChroma = part.guideImage + shape.lumaSize(),
+          .luma = part.outputImage,
+          .chroma = part.outputImage + shape.lumaSize(),
+          .newChroma = part.scratchChroma,
+          .width = part.width,
+          .height = part.height,
+          .firstRow = firstRow,
+          .rows = std::min(kDeghostBlock, end - firstRow),
+          .mapX = part.mapX + std::ptrdiff_t{firstRow} * part.width,
+          .mapY = part.mapY + std::ptrdiff_t{firstRow} * part.width,
+          .weights = part.weightTable};
+}
+
 void DeGhostThreadFunc(void* band, int32_t /*threadIndex*/) {
   const auto& part = *static_cast<const SR_DeGhostBand*>(band);
   const auto deghostBlocks = velmora::kernels().interpolation.deghostBlocks;
-  const velmora::FrameShape shape = {part.width, part.height, VELMORA_SR_FORMAT_NV12};
-  velmora::DeghostRow row = {.guideLuma = part.guideImage,
-                             .guideChroma = part.guideImage + shape.lumaSize(),
-                             .luma = part.outputImage,
-                             .chroma = part.outputImage + shape.lumaSize(),
-                             .newChroma = part.scratchChroma,
-                             .width = part.width,
-                             .height = part.height,
-                             .firstRow = 0,
-                             .rows = 0,
-                             .mapX = nullptr,
-                             .mapY = nullptr,
-                             .weights = part.weightTable};
-  // Blocks are clipped to the band: the next one belongs to another thread.
   const int32_t end = std::min(part.endRow, part.height);
-  for (int32_t y = part.firstRow; y < end; y += kBlock) {
-    row.firstRow = y;
-    row.rows = std::min(kBlock, end - y);
-    row.mapX = part.mapX + std::ptrdiff_t{y} * part.width;
-    row.mapY = part.mapY + std::ptrdiff_t{y} * part.width;
-    deghostBlocks(row, 0, part.width);
-  }
+  for (int32_t y = part.firstRow; y < end; y += velmora::kDeghostBlock)
+    deghostBlocks(velmora::deghostRow(part, y), 0, part.width);
 }
 
 namespace velmora {
+
+DeghostTable::DeghostTable(int32_t low, int32_t high) : readyMade_(low == 1 && high == 15) {
+  if (!readyMade_) CreateDeGhostLUTOnline(made_.data(), low, high);
+}
 
 Velmora_SR_ESR_RET deghostFrame(const uint8_t* guideImage, uint8_t* outputImage,
                                 SR_ParamsPrivate* priv, int32_t width, int32_t height,
@@ -70,17 +71,13 @@ Velmora_SR_ESR_RET deghostFrame(const uint8_t* guideImage, uint8_t* outputImage,
     return logged(SR_RET_ALLOC_FAILED, "DeGhost");
   }
 
-  std::array<int16_t, 256> weights;
-  const bool readyMade = priv->ghostLowThr == 1 && priv->ghostHighThr == 15;
-  if (!readyMade) {
-    CreateDeGhostLUTOnline(weights.data(), priv->ghostLowThr, priv->ghostHighThr);
-  }
+  const DeghostTable table(priv->ghostLowThr, priv->ghostHighThr);
   std::array<SR_DeGhostBand, 4> bands;
   for (int32_t i = 0; i < 4; ++i) {
     const RowBand rows = quarterBand(height, i);
-    bands[static_cast<std::size_t>(i)] = {
-        guideImage, outputImage, width, height,           rows.first,
-        rows.end,   mapX,        mapY,  newChroma.data(), readyMade ? Degost_LUT : weights.data()};
+    bands[static_cast<std::size_t>(i)] = {guideImage,       outputImage,    width, height,
+                                          rows.first,       rows.end,       mapX,  mapY,
+                                          newChroma.data(), table.weights()};
   }
   runOnSlots(kDeghostSlots, DeGhostThreadFunc, {bands.data(), &bands[1], &bands[2], &bands[3]},
              kDeghostCaller);

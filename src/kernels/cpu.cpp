@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 // The build says which sets it holds.
 #ifndef VELMORA_HAVE_NEON
@@ -28,8 +27,17 @@ constexpr std::array<std::pair<KernelSet, std::string_view>, 4> kNames = {{
     {KernelSet::avx512, "avx512"},
 }};
 
-std::vector<KernelSet> detect() {
-  std::vector<KernelSet> sets = {KernelSet::scalar};
+/// A list that takes no memory: the table of kernels may first be needed where there is none.
+struct KernelSets {
+  std::array<KernelSet, kNames.size()> sets{};
+  std::size_t count = 0;
+
+  void push_back(KernelSet set) { sets[count++] = set; }
+};
+
+KernelSets detect() {
+  KernelSets sets;
+  sets.push_back(KernelSet::scalar);
 #if VELMORA_HAVE_NEON && defined(__aarch64__)
   sets.push_back(KernelSet::neon);
 #elif VELMORA_HAVE_NEON
@@ -66,8 +74,8 @@ std::optional<KernelSet> kernelSetByName(std::string_view wanted) {
 }
 
 std::span<const KernelSet> availableKernelSets() {
-  static const std::vector<KernelSet> sets = detect();
-  return sets;
+  static const KernelSets sets = detect();
+  return std::span(sets.sets).first(sets.count);
 }
 
 KernelSet chosenKernelSet() {

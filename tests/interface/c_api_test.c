@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "velmora_sr/report.h"
 #include "velmora_sr/velmora_sr.h"
 
 enum { WIDTH = 320, HEIGHT = 240, SCALE = 2, LUMA = WIDTH * HEIGHT, BYTES = LUMA * 3 / 2 };
@@ -43,6 +44,7 @@ int main(void) {
                                          .vrDepthEndW = WIDTH - 1,
                                          .vrDepthEndH = HEIGHT - 1};
   Velmora_SR_OutputFrame result = {.width = SCALE * WIDTH, .height = SCALE * HEIGHT, .data = out};
+  Velmora_SR_Report report = {0};
   SR_ParamsPublic* handle = NULL;
   int i;
   for (i = 0; i < BYTES; ++i) /* a dark left half, a bright right one */
@@ -52,6 +54,9 @@ int main(void) {
   CHECK(handle != NULL && handle->state == 2);
   CHECK(VELMORA_SR_Process(handle, NULL, 1, &result) == -1);
   CHECK(VELMORA_SR_Process(handle, &frames, 1, &result) == 0);
+  report.size = sizeof report;
+  CHECK(VELMORA_SR_GetReport(handle, &report) == 0);
+  CHECK(report.written == 1 && report.fused == 0 && strcmp(report.reason, "") == 0);
   CHECK(result.vrStartW == 0 && result.vrEndW == WIDTH - 1 && result.vrEndH == HEIGHT - 1);
   CHECK(live_blocks == 0);
   CHECK(out[0] == 40 && chroma[-1] == 180 && chroma[0] == 50 && chroma[1] == 51);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "interpolation/ghost_weights.h"
 #include "interpolation/handle.h"
 #include "interpolation/reference.h"
 #include "support/log_capture.h"
@@ -78,8 +79,11 @@ int rounded12(int value) {
   return std::clamp(static_cast<int>(std::floor((value + 2048) / 4096.0)), 0, 255);
 }
 
-Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<int>& weights) {
+/// @param kept  takes the Q12 weight of each sample of the first frame
+Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<int>& weights,
+                std::vector<int>& kept) {
   Frame result = first;
+  kept.assign(static_cast<std::size_t>(first.w * first.h), 4096);
   const int w = first.w;
   const int h = first.h;
   for (int y = 0; y < h; ++y) {
@@ -105,6 +109,7 @@ Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<in
                                                    guide.chroma(gy / 2, gx / 2, byte)));
       }
       const int k = weights[static_cast<std::size_t>(difference)];
+      kept[static_cast<std::size_t>(y * w + x)] = k;
       const int upper = (256 - fx) * guide.luma(gy, gx) + (fx - 1) * guide.luma(gy, gx + 1);
       const int lower = (256 - fx) * guide.luma(gy + 1, gx) + (fx - 1) * guide.luma(gy + 1, gx + 1);
       const int value =
@@ -140,6 +145,25 @@ Frame deghostedBy(Handle& handle, const Frame& guide, const Frame& first, const 
   return {first.w, first.h, frame.values()};
 }
 
+/// The weights as the library shows and counts them are those of the plain version.
+void expectWeights(const velmora::GhostWeights& weights, const std::vector<int>& kept, int w,
+                   int h) {
+  Bytes plane(kept.size(), 7);
+  weights.write(plane.data());
+  const velmora::ValidRegion part = {w / 3, h / 4, w + 5, h - 1};  // reaches outside
+  double replaced = 0;
+  int samples = 0;
+  for (int i = 0; i < w * h; ++i) {
+    const int k = kept[static_cast<std::size_t>(i)];
+    ASSERT_EQ(plane[static_cast<std::size_t>(i)], (k * 255 + 2048) / 4096) << i;
+    if (i % w < part.startW || i / w < part.startH) continue;
+    replaced += (4096 - k) / 4096.0;
+    ++samples;
+  }
+  EXPECT_NEAR(weights.replacedShare(part), replaced / samples, 1e-12);
+  EXPECT_EQ(weights.replacedShare({5, 5, 4, 9}), 0);
+}
+
 TEST(DeGhost, EqualsThePlainComputation) {
   LogCapture log;
   Handle handle;
@@ -157,10 +181,14 @@ TEST(DeGhost, EqualsThePlainComputation) {
       const auto weights = plainWeights(low, high);
       for (const Maps& maps : fields) {
         for (const Frame* guide : {&similar, &other}) {
+          std::vector<int> kept;
           ASSERT_EQ(deghostedBy(handle, *guide, first, maps, low, high).data,
-                    deghosted(*guide, first, maps, weights).data)
+                    deghosted(*guide, first, maps, weights, kept).data)
               << w << "x" << h << " thresholds " << low << ", " << high << " field "
               << &maps - fields;
+          expectWeights({guide->data.data(), first.data.data(), handle.priv, w, h, maps.x.data(),
+                         maps.y.data()},
+                        kept, w, h);
         }
       }
     }

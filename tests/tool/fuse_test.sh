@@ -82,8 +82,35 @@ said 'de-ghosting 0,0 replaced '
 same all.png again.png 'thresholds by option and by file'
 ok "$tool" fuse one.png two.png --ghost auto -o again.png
 same shifted.png again.png 'auto is the default'
-TMPDIR=$work ok "$tool" fuse one.png two.png --ghost 3,9 -o again.png
-if compgen -G 'velmora-sr-*' >files; then fail "a configuration was left behind: $(cat files)"; fi
+
+# Tuning files are read once, so that pipes are as good as files.
+ok "$tool" kernels --phases 7 -o k7
+ok "$tool" fuse one.png two.png --config ghost.xml --kernel k7 -o tuned.png
+if cmp -s tuned.png all.png; then fail "kernels change nothing"; fi
+ok "$tool" fuse one.png two.png --config <(cat ghost.xml) --kernel <(cat k7) -o again.png
+same tuned.png again.png 'tuning from pipes'
+mkfifo fifo
+cat k7 >fifo &
+ok "$tool" upscale small.png --kernel fifo -o a.png
+ok "$tool" upscale small.png --kernel k7 -o again.png
+same a.png again.png 'kernels from a FIFO'
+rm a.png
+refused 1 'has 4 bytes, but a kernel file of 7 phases has' \
+  fuse one.png two.png -o a.png --kernel <(printf '\7\0\0\0')
+sed 's/<LowThr>0/<LowThr>1/' ghost.xml >bad.xml
+refused 1 '--config: bad.xml: 0 <= LowThr <= HighThr <= 255 does not hold' \
+  fuse one.png two.png -o a.png --config bad.xml
+sed 's/HighThr/HiThr/g' ghost.xml >odd.xml
+ok "$tool" fuse one.png two.png --config odd.xml -o again.png
+said 'warning: --config: odd.xml: /Config/GhostCorrection/HiThr is unknown and means nothing'
+
+# One registration and one fusion, also for an odd size, whose chroma takes a call of its own.
+ok "$tool" --timings fuse one.png two.png --size 901x701 -o again.png
+for step in 'register +1 ' 'library +2 '; do
+  grep -Eq "^velmora-sr: $step" messages || fail "not \"$step\": $(cat messages)"
+done
+grep -Eq '; [0-9]+ of [0-9]+ matches agree, corners move by up to 1[0-9]\.[0-9] pixels, residual [0-9.]+ before and [0-9.]+ after; ' messages ||
+  fail "how sure: $(cat messages)"
 
 # What cannot be registered is what upscale makes of the first frame.
 ok "$tool" fuse one.png other.png --region 11,20,310,219 --mask mask.png -o alone.png

@@ -41,7 +41,8 @@ config() {
 config '<LowThr>3</LowThr><HighThr>9</HighThr>'
 says c.xml '^LowThr +3 \(from "3"\)$' '^taken +3 and 9$'
 config '<LowThr>7</LowThr>'
-says c.xml '^HighThr +5 \(default: no /Config/GhostCorrection/HighThr\)$' '^taken +1 and 5: '
+says c.xml '^HighThr +5 \(default: no /Config/GhostCorrection/HighThr\)$' '^taken +1 and 5$' \
+  '^note +0 <= LowThr <= HighThr <= 255 does not hold$'
 echo '<Config><GhostCorrection><LowThr>3</LowThr></GhostCorrection></Config>' >c.xml
 says c.xml '^LowThr +1 \(default' '^note +without an <\?xml'
 echo '<Config><Open></Config>' >c.xml

@@ -46,10 +46,8 @@ TEST(Noise, IsThatOfTheWorstPlane) {
 }
 
 TEST(Noise, OfPicturesThatTellNothingIsZero) {
-  EXPECT_EQ(noiseOf(Plane({16, 16}, 100)), 0);
-  EXPECT_EQ(noiseOf(Plane({1, 1}, 100)), 0);
-  EXPECT_EQ(noiseOf(Plane({64, 64}, 255)), 0);
-  EXPECT_EQ(noiseOf(Plane({64, 64}, 100)), 0);
+  for (const Plane& plane : {Plane({16, 16}, 100), Plane({1, 1}, 100), Plane({64, 64}, 255)})
+    EXPECT_EQ(noiseOf(plane), 0);
 }
 
 // Over the noise that cameras show: differences of twice the standard deviation are blended by less

@@ -18,7 +18,7 @@ number() {
   fail "register: $(cat messages)"
 [ ! -s messages ] || fail "register writes messages: $(cat messages)"
 grep -q 'first.png, second.png: 1000x700, registered$' report || fail "status: $(head -1 report)"
-for word in 'key points' matches inliers homography rectangle 'top left' 'RANSAC' 'position maps'; do
+for word in 'key points' matches inliers homography rectangle 'top left' 'RANSAC' residual; do
   grep -q "$word" report || fail "\"$word\" is missing in the report"
 done
 if command -v python3 >/dev/null; then
@@ -33,6 +33,8 @@ for corner in top_left top_right bottom_left bottom_right; do
     { dx = $1 + 9; dy = $2 - 6; if (dx * dx + dy * dy > 4) { print c ": " $0; exit 1 } found = 1 }
     END { exit !found }' || fail "motion of the corner $corner"
 done
+awk -v b="$(number before)" -v a="$(number after)" 'BEGIN { exit !(b > 5 && a < b / 4) }' ||
+  fail "residual $(number before) before and $(number after) after"
 awk -v i="$(number inliers)" -v m="$(number matches)" 'BEGIN { exit !(i >= 20 && i <= m) }' ||
   fail "$(number inliers) inliers of $(number matches) matches"
 [ "$(png_size pair.png)" = 2036x804 ] || fail "pair.png is $(png_size pair.png)"
@@ -67,10 +69,10 @@ ok "$tool" upscale "$truth" --region 0,0,639,479 --scale 1 -o corner.png
 ok "$tool" upscale "$truth" --region 640,480,1279,959 --scale 1 -o opposite.png
 ok "$tool" upscale "$truth" --region 0,0,899,899 --scale 1 -o left.png
 ok "$tool" upscale "$truth" --region 340,0,1239,899 --scale 1 -o right.png
-failing detector 'the first frame has too few key points (0,' flat.png flat.png
+failing detector 'the first frame has too few key points, below 5' flat.png flat.png
 ok "$tool" upscale left.png --region 0,0,799,799 --scale 1 -o left800.i420
-failing detector 'the second frame has too few key points (0,' --input-size 800x800 left800.i420 flat.i420
-failing search 'too few key points of the second frame have a clearly nearest partner' corner.png opposite.png
+failing detector 'the second frame has too few key points, below 5' --input-size 800x800 left800.i420 flat.i420
+failing search 'too few key points of the second frame, below 5, have a clearly nearest partner' corner.png opposite.png
 failing area 'the global motion between two frames is too large' left.png right.png
 
 # Small pictures are registered by chance at most, and the tool says so.

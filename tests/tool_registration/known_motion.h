@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "picture.h"
-#include "registration/registration_run.h"
+#include "engine/registration.h"
 
 namespace velmora::tool {
 

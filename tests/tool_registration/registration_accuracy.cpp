@@ -33,7 +33,7 @@
 #include "frame_io.h"
 #include "known_motion.h"
 #include "registration/registration_picture.h"
-#include "registration/registration_run.h"
+#include "engine/registration.h"
 #include "size_limits.h"
 #include "streams.h"
 #include "support/random.h"

@@ -19,6 +19,7 @@ RegistrationReport shifted() {
   report.matches = {{1, 0, true}, {0, 0, false}};
   report.homography = Homography{1, 0, 2.5f, 0, 1, -4, 0, 0, 1};
   report.rectangle = Region{0, 4, 636, 479};
+  report.residual = Residual{9.5, 1.25, 100, 100};
   report.milliseconds[2] = 1.5;
   return report;
 }
@@ -35,7 +36,8 @@ TEST(RegistrationReport, WritesEveryKeyOfASuccess) {
       "\"bottom_right\":[2.5,-4]},"
       "\"milliseconds\":{\"reduction\":0.000,\"integral\":0.000,\"detector\":1.500,"
       "\"descriptor\":0.000,\"trees\":0.000,\"search\":0.000,\"ransac\":0.000,"
-      "\"refinement\":0.000,\"area\":0.000,\"maps\":0.000,\"total\":1.500}}\n");
+      "\"refinement\":0.000,\"area\":0.000,\"residual\":0.000,\"total\":1.500},"
+      "\"residual\":{\"before\":9.500,\"after\":1.250}}\n");
 }
 
 TEST(RegistrationReport, StaysJsonWithAnyNameAndNumber) {

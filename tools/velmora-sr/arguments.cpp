@@ -171,7 +171,6 @@ void FrameOptions::check() const {
   if (!region.empty()) parseRegion("--region", region);
   if (!size.empty()) parseSize("--size", size);
   if (!scale.empty()) parseScale("--scale", scale);
-  requireUsable(tuning);
 }
 
 }  // namespace velmora::tool

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "engine/ghost_thresholds.h"
-#include "engine/session.h"
+#include "engine/tuning.h"
 #include "frame_io.h"
 #include "output_target.h"
 #include "picture.h"

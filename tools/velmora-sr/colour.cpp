@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 namespace velmora::tool {
@@ -25,41 +24,67 @@ void apply(const std::array<uint8_t, 256>& table, Plane& plane) {
     sample = table[sample];
 }
 
+// libyuv converts between RGB and 4:2:0 through rows that it allocates and does not check. The same
+// conversions in two steps, over strips of this many rows (an even number), need no such rows.
+constexpr int kStripRows = 64;
+
+/// Row `y` of the picture from a chroma plane of half its size: samples lie between the centres of
+/// the four pixels around them, and each pixel takes 9, 3, 3 and 1 sixteenths of the nearest four;
+/// the first and the last column their own.
+void doubledRow(const Plane& plane, int y, std::span<uint8_t> row) {
+  const int near = y / 2;
+  const int far = std::clamp(y % 2 == 0 ? near - 1 : near + 1, 0, plane.size.height - 1);
+  const uint8_t* a = plane.row(near);
+  const uint8_t* b = plane.row(far);
+  const int last = plane.size.width - 1;
+  const auto edge = [&](int i) { return static_cast<uint8_t>((3 * a[i] + b[i] + 2) >> 2); };
+  row[0] = edge(0);
+  for (int i = 0; i < last; ++i) {
+    const int left = 3 * a[i] + b[i];
+    const int right = 3 * a[i + 1] + b[i + 1];
+    const std::size_t x = 2 * static_cast<std::size_t>(i) + 1;
+    row[x] = static_cast<uint8_t>((3 * left + right + 8) >> 4);
+    row[x + 1] = static_cast<uint8_t>((left + 3 * right + 8) >> 4);
+  }
+  row.back() = edge(last);
+}
+
 }  // namespace
 
 Picture fromRgb(Size size, std::span<const uint8_t> rgb) {
   Picture picture(size);
-  libyuv::RAWToJ420(rgb.data(), size.width * 3, picture.y.samples.data(), size.width,
-                    picture.u.samples.data(), picture.u.size.width, picture.v.samples.data(),
-                    picture.v.size.width, size.width, size.height);
+  const int strip = std::min(kStripRows, size.height + size.height % 2);
+  const int pitch = size.width * 4;
+  std::vector<uint8_t> argb(std::size_t(pitch) * std::size_t(strip));
+  for (int row = 0; row < size.height; row += strip) {
+    const int rows = std::min(strip, size.height - row);
+    libyuv::RAWToARGB(rgb.data() + std::size_t(row) * size.width * 3, size.width * 3, argb.data(),
+                      pitch, size.width, rows);
+    libyuv::ARGBToJ420(argb.data(), pitch, picture.y.row(row), size.width, picture.u.row(row / 2),
+                       picture.u.size.width, picture.v.row(row / 2), picture.v.size.width,
+                       size.width, rows);
+  }
   return picture;
 }
 
 void toRgb(const Picture& picture, int firstRow, int rows, std::span<uint8_t> rgb) {
-  const Size size = picture.size();
-  // The chroma of a row depends on the chroma rows above and below its own: convert one pair of
-  // rows more on either side, so that only true picture edges are treated as edges.
-  const int before = std::min(2, firstRow);
-  const int after = std::min(2, size.height - firstRow - rows);
-  const int from = firstRow - before;
-  const int count = before + rows + after;
-  const std::size_t pitch = std::size_t(size.width) * 3;
-
-  std::vector<uint8_t> extended;
-  uint8_t* target = rgb.data();
-  if (before + after > 0) {
-    extended.resize(pitch * std::size_t(count));
-    target = extended.data();
-  }
-  // libyuv's RGB24 is B, G, R in memory: swapping U and V with the mirrored matrix gives R, G, B.
-  libyuv::I420ToRGB24MatrixFilter(
-      picture.y.row(from), size.width, picture.v.row(from / 2), picture.v.size.width,
-      picture.u.row(from / 2), picture.u.size.width, target, size.width * 3,
-      picture.range == Range::full ? &libyuv::kYvuJPEGConstants : &libyuv::kYvuI601Constants,
-      size.width, count, libyuv::kFilterBilinear);
-  if (before + after > 0) {
-    std::memcpy(rgb.data(), extended.data() + pitch * std::size_t(before),
-                pitch * std::size_t(rows));
+  const int width = picture.size().width;
+  const int strip = std::min(kStripRows, rows);
+  std::vector<uint8_t> chroma(2 * std::size_t(width) * std::size_t(strip));
+  uint8_t* const u = chroma.data();
+  uint8_t* const v = u + std::size_t(width) * std::size_t(strip);
+  for (int done = 0; done < rows; done += strip) {
+    const int count = std::min(strip, rows - done);
+    for (int i = 0; i < count; ++i) {
+      doubledRow(picture.u, firstRow + done + i, {u + std::size_t(i) * width, std::size_t(width)});
+      doubledRow(picture.v, firstRow + done + i, {v + std::size_t(i) * width, std::size_t(width)});
+    }
+    // libyuv's RGB24 is B, G, R in memory: swapping U and V with the mirrored matrix gives R, G, B.
+    libyuv::I444ToRGB24Matrix(
+        picture.y.row(firstRow + done), width, v, width, u, width,
+        rgb.data() + std::size_t(done) * width * 3, width * 3,
+        picture.range == Range::full ? &libyuv::kYvuJPEGConstants : &libyuv::kYvuI601Constants,
+        width, count);
   }
 }
 

@@ -15,13 +15,13 @@ Picture fromRgb(Size size, std::span<const uint8_t> rgb);
 
 /// Rows [firstRow, firstRow + rows) of the picture as packed R, G, B bytes. Chroma is interpolated
 /// bilinearly between the centres of the 2 x 2 blocks; the result does not depend on how the rows
-/// are cut into calls. `firstRow` must be even.
+/// are cut into calls.
 void toRgb(const Picture& picture, int firstRow, int rows, std::span<uint8_t> rgb);
 
 /// Rescales samples between full and limited range; nothing to do when the range is already right.
 void convertRange(Picture& picture, Range wanted);
 
-/// Reduces a chroma plane of other subsampling to `wanted` (area mean where it shrinks).
+/// Reduces a chroma plane to `wanted`, of half its height and its width or half of it (area mean).
 Plane resizedChroma(const Plane& plane, Size wanted);
 
 enum class ChromaOrder { uv, vu };

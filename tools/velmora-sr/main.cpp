@@ -11,6 +11,7 @@
 #include "commands/commands.h"
 #include "commands/help.h"
 #include "engine/library_log.h"
+#include "engine/session.h"
 #include "errors.h"
 #include "interrupt.h"
 #include "size_limits.h"

@@ -3,6 +3,7 @@
 #define VELMORA_TOOL_STATUS_H
 
 #include <chrono>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,16 @@ class Status {
 
   /// One line of information.
   void note(std::string_view text) noexcept;
+  /// One line on work that is done, composed by a function; without memory for it, none: what is
+  /// done has not failed.
+  template <typename Compose>
+  void done(const Compose& compose) {
+    try {
+      note(compose());
+    } catch (const std::bad_alloc&) {
+      endProgress();
+    }
+  }
   /// One line that deserves attention; begins with "warning: ".
   void warn(std::string_view text) noexcept;
   /// One line about what went wrong, shown with --quiet too; begins with "error: ".

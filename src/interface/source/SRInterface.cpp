@@ -11,12 +11,14 @@
 #include "common/failure_line.h"
 #include "common/float_environment.h"
 #include "common/valid_region.h"
+#include "configuration/tuning.h"
 #include "interface/source/parameter_lines.h"
 #include "interface/source/process_driver.h"
 #include "interface/source/scenes.h"
 #include "interface/source/version_banner.h"
 #include "interface/source/working_memory.h"
 #include "interpolation/kernel_tables.h"
+#include "report/call_report.h"
 #include "velmora_sr/configuration.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/kernel_tables.h"
@@ -111,6 +113,35 @@ bool sizesAndDataUsable(const Velmora_SR_InputFrames& input, const Velmora_SR_Ou
   return false;
 }
 
+/// The frames of a scene as registration is asked to take them; nulls where there is no scene, or
+/// it has one frame.
+FramePair pairOf(const Scene* scene, const Velmora_SR_InputFrames& input) {
+  if (scene == nullptr || !scene->hasTwoFrames()) return {};
+  return {input.*scene->first.data, input.*scene->second.data, input.width, input.height};
+}
+
+/// What stands before the bytes in the log.
+TuningInput tuningInput(const char* name, const uint8_t* bytes, uint32_t size) {
+  if (bytes == nullptr) return {name, {}};
+  return {name == nullptr ? "memory" : name, {bytes, size}};
+}
+
+Velmora_SR_ESR_RET initialise(const TuningInput& configuration, const TuningInput& kernels) {
+  // The configuration steps put defaults in place of what they cannot read, and never fail.
+  loadTuning(configuration, kernels);
+  const Velmora_SR_ESR_RET checked = CheckParams();
+  if (checked != SR_RET_SUCCEED) {
+    logFailureLine(kLogError, checked, 340, "SR_Initializtion");
+    return checked;
+  }
+  // The pool has sixteen workers whatever is asked for.
+  if (MultiThread_Init(4) != 0) {
+    logFailureLine(kLogError, kFailed, 352, "SR_Initializtion");
+    return kFailed;
+  }
+  return SR_RET_SUCCEED;
+}
+
 void reportRegion(Velmora_SR_OutputFrame& output, const ValidRegion& region) {
   output.vrStartW = region.startW;
   output.vrStartH = region.startH;
@@ -137,6 +168,11 @@ void copyFirstFrame(const Velmora_SR_InputFrames& input, const Velmora_SR_Output
 using namespace velmora;
 
 int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params, SR_ParamsPublic** handleOut) {
+  return VELMORA_SR_CreateFromMemory(params, nullptr, handleOut);
+}
+
+int32_t VELMORA_SR_CreateFromMemory(const Velmora_SR_CreateParams* params,
+                                    const Velmora_SR_Tuning* tuning, SR_ParamsPublic** handleOut) {
   const DefaultFloatEnvironment environment;
   if (handleOut != nullptr) *handleOut = nullptr;
   if (params != nullptr && handleOut != nullptr) dropKernelTables();
@@ -152,8 +188,16 @@ int32_t VELMORA_SR_Create(const Velmora_SR_CreateParams* params, SR_ParamsPublic
     return -1;
   }
   fill(*handle, *params);
+  callReport.begin(handle);
+  const Velmora_SR_Tuning given = tuning == nullptr ? Velmora_SR_Tuning{} : *tuning;
   Velmora_SR_ESR_RET result = kFailed;
-  runGuarded("VELMORA_SR_Create", [&] { result = SR_Initializtion(handle); });
+  runGuarded("VELMORA_SR_Create", [&] {
+    result = initialise(
+        tuningInput(handle->configFileNamePtr, given.configuration, given.configurationSize),
+        tuningInput(handle->kernelFileNamePtr, given.kernels, given.kernelsSize));
+  });
+  callReport.facts.result = result;
+  callReport.facts.kernelPhases = kernelTablesInstalled() ? G_QUANTIZATION : 0;
   // Whatever the result, the caller gets the handle: it works with what was set up, and ends it.
   *handleOut = handle;
   logCreationParameters(*handle);
@@ -174,6 +218,9 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
     logError("input handle is not initialized!!");
     return -2;
   }
+  const Scene* const scene = findScene(handle->srScene);
+  const FramePair pair = pairOf(scene, *input);
+  callReport.beginCall(*handle, pair);
   handle->srImageWidth = output->width;
   handle->srImageHeight = output->height;
   setRegion(*handle,
@@ -182,26 +229,60 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
   logProcessParameters(*handle);
   reportRegion(*output, {0, 0, output->width, output->height});
 
-  const Scene* const scene = findScene(handle->srScene);
   if (scene == nullptr) {
     __android_log_print(kLogError, kLogTag, "%s: input srScene: %d is not supported!!\n", kLogTag,
                         handle->srScene);
-    return -4;
+    return callReport.refused(-4, "the scene is not known");
   }
-  if (!suppliesFrames(*scene, *input, frameCount)) return -3;
-  if (!sizesAndDataUsable(*input, *output)) return -1;
+  if (!suppliesFrames(*scene, *input, frameCount)) {
+    return callReport.refused(-3, "a frame of the scene is missing");
+  }
+  if (!sizesAndDataUsable(*input, *output)) {
+    return callReport.refused(-1, "an impossible frame size, or no output data");
+  }
+  callReport.clearWeights(input->width, input->height);
   if (scene->hasTwoFrames() && output->width == input->width && output->height == input->height) {
     copyFirstFrame(*input, *output);
+    callReport.takeKept(pair);
+    callReport.written(false, {0, 0, input->width - 1, input->height - 1});
     return 0;
   }
 
   runGuarded("VELMORA_SR_Process", [&] { processFrames(*scene, *handle, *input, *output); });
+  callReport.endCall();
 
   const std::clock_t end = std::clock();
   reportRegion(*output, regionOf(*handle));
   logInfo("VELMORA_SR_Process Finish.");
   __android_log_print(kLogInfo, kLogTag, "%s: Dual Camera Super Resolution time: %f ms.\n", kLogTag,
                       elapsedMilliseconds(start, end));
+  return 0;
+}
+
+int32_t VELMORA_SR_Register(SR_ParamsPublic* handle, const Velmora_SR_InputFrames* input,
+                            int32_t frameCount) {
+  const DefaultFloatEnvironment environment;
+  if (input == nullptr || handle == nullptr || frameCount <= 0) {
+    logError("some input paras is NULL!!");
+    return -1;
+  }
+  if (handle->state != kCreated) {
+    logError("input handle is not initialized!!");
+    return -2;
+  }
+  callReport.beginCall(*handle, {});
+  const Scene* const scene = findScene(handle->srScene);
+  if (scene == nullptr || !scene->hasTwoFrames()) {
+    return callReport.refused(-4, "the scene has no second frame");
+  }
+  if (!suppliesFrames(*scene, *input, frameCount)) {
+    return callReport.refused(-3, "a frame of the scene is missing");
+  }
+  if (!isFrameSize(input->width, input->height)) {
+    return callReport.refused(-1, "an impossible frame size");
+  }
+  runGuarded("VELMORA_SR_Register", [&] { registerFrames(*scene, *handle, *input); });
+  callReport.endRegistration();
   return 0;
 }
 
@@ -215,6 +296,7 @@ int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle) {
     zelkParamPrivate.pub = nullptr;
     zelkParamPrivate.posMap1 = nullptr;
     zelkParamPrivate.posMap2 = nullptr;
+    callReport.begin(nullptr);
     if (*handle != nullptr && (*handle)->state == kCreated) {
       std::free(*handle);
       *handle = nullptr;
@@ -232,21 +314,7 @@ Velmora_SR_ESR_RET SR_Initializtion(SR_ParamsPublic* handle) {
     logError("some input paras is NULL!!");
     return kFailed;
   }
-  // The configuration steps put defaults in place of what they cannot read, and never fail.
-  const Velmora_SR_ESR_RET parsed =
-      ParseConfigFile(handle->configFileNamePtr, handle->kernelFileNamePtr);
-  if (parsed != SR_RET_SUCCEED) logFailureLine(kLogInfo, parsed, 332, "SR_Initializtion");
-  const Velmora_SR_ESR_RET checked = CheckParams();
-  if (checked != SR_RET_SUCCEED) {
-    logFailureLine(kLogError, checked, 340, "SR_Initializtion");
-    return checked;
-  }
-  // The pool has sixteen workers whatever is asked for.
-  if (MultiThread_Init(4) != 0) {
-    logFailureLine(kLogError, kFailed, 352, "SR_Initializtion");
-    return kFailed;
-  }
-  return SR_RET_SUCCEED;
+  return initialise({handle->configFileNamePtr, {}}, {handle->kernelFileNamePtr, {}});
 }
 
 Velmora_SR_ESR_RET CheckParams() {
@@ -255,6 +323,7 @@ Velmora_SR_ESR_RET CheckParams() {
   if (low < 0 || low > high || high > kLargestThreshold) {
     low = kDefaultLowThreshold;
     high = kDefaultHighThreshold;
+    callReport.facts.configurationRead = 0;
   }
   return SR_RET_SUCCEED;
 }

@@ -11,6 +11,9 @@
 #include "interface/source/debug_dump.h"
 #include "interface/source/working_memory.h"
 #include "interpolation/deghost.h"
+#include "interpolation/ghost_weights.h"
+#include "registration/source/observed_stages.h"
+#include "report/observer.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/interpolation.h"
 #include "velmora_sr/kernel_tables.h"
@@ -24,13 +27,6 @@ namespace {
 void logNothingWritten(const char* reason) {
   __android_log_print(kLogError, kLogTag, "%s: %s The output is left untouched.\n", kLogTag,
                       reason);
-}
-
-/// Tables are missing after a kernel file too short for its phase count, and when another handle's
-/// end has released them.
-bool kernelTablesInstalled() {
-  return Lanczos1D_4_2_Fix != nullptr && Lanczos1D_4_2_Fix_sharp != nullptr &&
-         Lanczos2D_4_2_Fix_Sharp != nullptr;
 }
 
 /// The two position maps of a two-frame call. The stages also reach them through zelkParamPrivate;
@@ -64,17 +60,30 @@ class PositionMaps {
   ProcessBuffer<int32_t> vertical_;
 };
 
-/// Registers the second frame onto the first and returns the area of the first that the second
-/// covers; registFailed tells whether that worked. Without maps it counts as failed.
+/// Registers the second frame onto the first, or takes over what VELMORA_SR_Register found, and
+/// returns the area of the first that the second covers; registFailed tells whether that worked.
+/// Without maps it counts as failed.
 ValidRegion registerFrames(Velmora_SR_CInputImage& in, const PositionMaps& maps) {
   ValidRegion registered = {0, 0, 0, 0};
+  Velmora_SR_Report& facts = callReport.facts;
   zelkParamPrivate.registFailed = 1;
-  if (maps) {
-    RegisterImgOnePlane(&in, &zelkParamPrivate, maps.horizontal(), maps.vertical(),
-                        registered.startW, registered.startH, registered.endW, registered.endH);
-  } else {
+  const bool kept = callReport.takeKept({in.leftData[0], in.rightData[0], in.width, in.height});
+  if (!maps) {
     __android_log_print(kLogError, kLogTag, "%s: %s No position maps, no registration.\n", kLogTag,
                         GetRetInfo(SR_RET_ALLOC_FAILED));
+    callReport.fail(VELMORA_SR_STAGE_MAPS, VELMORA_SR_CAUSE_MEMORY, "out of memory");
+    return registered;
+  }
+  if (!kept) {
+    registerPair(&in, &zelkParamPrivate, maps.horizontal(), maps.vertical(), registered.startW,
+                 registered.startH, registered.endW, registered.endH, Observer(callReport));
+    facts.registered = zelkParamPrivate.registFailed == 0 ? 1 : 0;
+  } else if (facts.registered != 0) {
+    const StageTime time(&callReport, VELMORA_SR_STAGE_MAPS);
+    GetSubPixelPositionGlobalRegist(facts.homography, maps.vertical(), maps.horizontal(), in.width,
+                                    in.height);
+    registered = {facts.left, facts.top, facts.right, facts.bottom};
+    zelkParamPrivate.registFailed = 0;
   }
   return registered;
 }
@@ -112,6 +121,28 @@ class SecondFrame {
   ProcessBuffer<uint8_t> copy_;
 };
 
+/// The region that is enlarged when a stage is asked for this one.
+ValidRegion shownPart(const ValidRegion& region, int32_t width, int32_t height) {
+  return isUsable(region, width, height) ? region : defaultRegion(width, height);
+}
+
+/// Notes what de-ghosting is about to do, and shows it to a host that has asked.
+void reportWeights(const GhostWeights& weights, const ValidRegion& shown, int32_t width,
+                   int32_t height) {
+  callReport.facts.replacedShare = weights.replacedShare(shown);
+  if (callReport.wantsWeights(width, height)) weights.write(callReport.weights);
+}
+
+/// Notes how the last stage ended and what the output shows; passes the result on.
+int32_t reported(int32_t result, const ValidRegion& shown) {
+  if (result == 0) {
+    callReport.written(zelkParamPrivate.registFailed == 0, shown);
+  } else {
+    callReport.failByCode(VELMORA_SR_STAGE_INTERPOLATION, result);
+  }
+  return result;
+}
+
 bool holdsFrame(uint8_t* const* frames) {
   return frames != nullptr && frames[0] != nullptr;
 }
@@ -131,37 +162,55 @@ void dumpResult(const Velmora_SR_OutputFrame& output) {
   dump({"result", output.data, output.width, output.height, output.format}, dumpTime());
 }
 
+/// The records of the frames that the stages get, in blocks of the call's allocator.
+class FrameRecords {
+ public:
+  FrameRecords(const Scene& scene, const SR_ParamsPublic& handle,
+               const Velmora_SR_InputFrames& input)
+      : first_(handle.alloc, handle.free, 1) {
+    const bool two = scene.hasTwoFrames();
+    if (first_ && two) second_ = {handle.alloc, handle.free, 1};
+    if (!first_ || (two && !second_)) return;
+    in_.width = input.width;
+    in_.height = input.height;
+    in_.format = input.format;
+    in_.leftNum = 1;
+    in_.leftData = first_.data();
+    in_.leftData[0] = input.*scene.first.data;
+    if (two) {
+      in_.rightNum = 1;
+      in_.rightData = second_.data();
+      in_.rightData[0] = input.*scene.second.data;
+    }
+  }
+  [[nodiscard]] Velmora_SR_CInputImage& input() { return in_; }
+  /// False without memory.
+  explicit operator bool() const { return in_.leftNum != 0; }
+
+ private:
+  ProcessBuffer<uint8_t*> first_;
+  ProcessBuffer<uint8_t*> second_;
+  Velmora_SR_CInputImage in_ = {};
+};
+
 /// Dumps the frames of a scene and runs its stages on them. False without memory for the records
 /// that the stages get.
 bool runStages(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_InputFrames& input,
                const Velmora_SR_OutputFrame& output) {
-  const ProcessBuffer<uint8_t*> first(handle.alloc, handle.free, 1);
-  ProcessBuffer<uint8_t*> second;
-  if (first && scene.hasTwoFrames()) second = {handle.alloc, handle.free, 1};
-  if (!first || (scene.hasTwoFrames() && !second)) return false;
-
-  Velmora_SR_CInputImage in = {};
-  in.width = input.width;
-  in.height = input.height;
-  in.format = input.format;
-  in.leftNum = 1;
-  in.leftData = first.data();
-  in.leftData[0] = input.*scene.first.data;
-  if (scene.hasTwoFrames()) {
-    in.rightNum = 1;
-    in.rightData = second.data();
-    in.rightData[0] = input.*scene.second.data;
-  }
+  FrameRecords records(scene, handle, input);
+  if (!records) return false;
   Velmora_SR_COutPutImage out = {output.data};
 
   dumpInput(scene, input);
   // The stages log their failures; the caller of the entry point gets 0 whatever they return.
   if (scene.hasTwoFrames()) {
-    SR_Process(&in, &out, &handle);
+    SR_Process(&records.input(), &out, &handle);
   } else {
     zelkParamPrivate.registFailed = 1;
     zelkParamPrivate.pub = &handle;
-    SRInterpolation_Single(&in, &out, &zelkParamPrivate);
+    const StageTime time(&callReport, VELMORA_SR_STAGE_INTERPOLATION);
+    reported(SRInterpolation_Single(&records.input(), &out, &zelkParamPrivate),
+             shownPart(regionOf(handle), input.width, input.height));
   }
   return true;
 }
@@ -173,18 +222,41 @@ bool isFrameSize(int32_t width, int32_t height) {
   return width >= 1 && height >= 1 && int64_t{width} * height <= kMostSamples;
 }
 
+bool kernelTablesInstalled() {
+  return Lanczos1D_4_2_Fix != nullptr && Lanczos1D_4_2_Fix_sharp != nullptr &&
+         Lanczos2D_4_2_Fix_Sharp != nullptr;
+}
+
+void registerFrames(const Scene& scene, SR_ParamsPublic& handle,
+                    const Velmora_SR_InputFrames& input) {
+  FrameRecords records(scene, handle, input);
+  if (!records) {
+    callReport.failByCode(VELMORA_SR_STAGE_CALL, SR_RET_ALLOC_FAILED);
+    return;
+  }
+  zelkParamPrivate.pub = &handle;
+  ValidRegion area = {};
+  registerPair(&records.input(), &zelkParamPrivate, nullptr, nullptr, area.startW, area.startH,
+               area.endW, area.endH, Observer(callReport));
+  callReport.facts.registered = zelkParamPrivate.registFailed == 0 ? 1 : 0;
+  callReport.kept = {input.*scene.first.data, input.*scene.second.data, input.width, input.height};
+}
+
 void processFrames(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_InputFrames& input,
                    const Velmora_SR_OutputFrame& output) {
   if (handle.alloc == nullptr || handle.free == nullptr) {
     logNothingWritten("no allocator functions.");
+    callReport.fail(VELMORA_SR_STAGE_CALL, VELMORA_SR_CAUSE_SETUP, "no allocator functions");
     return;
   }
   if (!kernelTablesInstalled()) {
     logNothingWritten("no kernel tables.");
+    callReport.failByCode(VELMORA_SR_STAGE_CALL, SR_RET_LOAD_CONFIG_FAILED);
     return;
   }
   if (!runStages(scene, handle, input, output)) {
     logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
+    callReport.failByCode(VELMORA_SR_STAGE_CALL, SR_RET_ALLOC_FAILED);
     return;
   }
   dumpResult(output);
@@ -205,6 +277,7 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   const SecondFrame second(*in, *pub);
   if (second.data() == nullptr) {
     logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
+    callReport.failByCode(VELMORA_SR_STAGE_CALL, SR_RET_ALLOC_FAILED);
     return SR_RET_ALLOC_FAILED;
   }
   const PositionMaps maps(*pub, static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
@@ -224,10 +297,17 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
         kLogTag, registered.startW, registered.startH, registered.endW, registered.endH);
     setRegion(*pub, region);
     // Frames that disagree must not be fused as they are.
+    const StageTime time(&callReport, VELMORA_SR_STAGE_DEGHOSTING);
+    reportWeights({second.data(), in->leftData[0], zelkParamPrivate, width, height,
+                   maps.horizontal(), maps.vertical()},
+                  shownPart(madeEven(region), width, height), width, height);
     const Velmora_SR_ESR_RET deghosted =
         deghostFrame(second.data(), in->leftData[0], &zelkParamPrivate, width, height,
                      maps.horizontal(), maps.vertical());
-    if (deghosted != SR_RET_SUCCEED) return deghosted;
+    if (deghosted != SR_RET_SUCCEED) {
+      callReport.failByCode(VELMORA_SR_STAGE_DEGHOSTING, deghosted);
+      return deghosted;
+    }
   }
 
   region = madeEven(region);
@@ -239,5 +319,6 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   pub->memSize = workingMemory.size;
   pub->memBuffer = workingMemory.block.get();
   maps.publish();
-  return SRInterpolation(in, out, &zelkParamPrivate);
+  const StageTime time(&callReport, VELMORA_SR_STAGE_INTERPOLATION);
+  return reported(SRInterpolation(in, out, &zelkParamPrivate), regionOf(*pub));
 }

@@ -10,6 +10,15 @@ namespace velmora {
 /// True for sizes of at least one pixel whose frame fits in 2^31 - 1 bytes.
 bool isFrameSize(int32_t width, int32_t height);
 
+/// Tables are missing after a kernel file too short for its phase count, and when another handle's
+/// end has released them.
+bool kernelTablesInstalled();
+
+/// Registers the frames of a scene that has two, and keeps the result for a process call. Memory
+/// and exceptions as in processFrames.
+void registerFrames(const Scene& scene, SR_ParamsPublic& handle,
+                    const Velmora_SR_InputFrames& input);
+
 /// Runs a scene into output.data and leaves the region that was enlarged in the handle. Whatever
 /// the call needs beyond the caller's buffers comes from the handle's allocator and goes back
 /// before the return. A stage that fails has logged why; the output is then untouched. Throws what

@@ -5,6 +5,7 @@
 
 #include "common/process_buffer.h"
 #include "registration/source/call_memory.h"
+#include "registration/source/observed_stages.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/records.h"
@@ -19,6 +20,10 @@ constexpr const char* kDetectorSource = "src/registration/source/surfdetect";
 constexpr int32_t kSmallestReducedSide = 400;
 constexpr int32_t kReduction = 4;
 constexpr int32_t kFewestPoints = 5;
+constexpr const char* kFirstTooPoor =
+    "the first frame has too few key points, below 5: it is too flat or too blurred";
+constexpr const char* kSecondTooPoor =
+    "the second frame has too few key points, below 5: it is too flat or too blurred";
 
 /// The functions that make up an extraction; each is the plain or the parallel form.
 struct Stages {
@@ -43,33 +48,57 @@ class IntegralOwner {
 
 template <typename Report>
 int32_t extract(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p, const Stages& stages,
-                Report report) {
+                const Observer& observer, Report report) {
   tagIntegralMat im = {};
-  if (const int32_t error = stages.integral(pic, &im); error != 0) return error;
+  {
+    const StageTime time = observer.time(VELMORA_SR_STAGE_INTEGRAL);
+    const int32_t error = stages.integral(pic, &im);
+    if (error != 0) return observer.checked(VELMORA_SR_STAGE_INTEGRAL, error);
+  }
   const IntegralOwner owner(im);
-  GetImageLumaInfo(&im, &p->hessianThreshold, &p->matchRatio);
   int32_t count = 0;
-  if (const int32_t error = stages.detect(&im, p, f->keypoints, &count); error != 0) return error;
+  {
+    const StageTime time = observer.time(VELMORA_SR_STAGE_DETECTOR);
+    GetImageLumaInfo(&im, &p->hessianThreshold, &p->matchRatio);
+    const int32_t error = stages.detect(&im, p, f->keypoints, &count);
+    if (error != 0) return observer.checked(VELMORA_SR_STAGE_DETECTOR, error);
+  }
   report(count);
   f->count = count;
+  const StageTime time = observer.time(VELMORA_SR_STAGE_DESCRIPTOR);
   std::fill_n(f->descriptors, static_cast<std::size_t>(count) * kDescriptorLength, 0);
-  return stages.describe(pic, f->keypoints, f->descriptors, &p->descriptor, &im, count);
+  return observer.checked(
+      VELMORA_SR_STAGE_DESCRIPTOR,
+      stages.describe(pic, f->keypoints, f->descriptors, &p->descriptor, &im, count));
+}
+
+/// The features of a picture as it is, on four slots of the pool.
+int32_t extractParallel(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p,
+                        const Observer& observer) {
+  return extract(
+      pic, f, p, {IntegralMat_multi, SURF_detect_neon, GenerateDiscriptor_Simple_neon_multi},
+      observer,
+      [](int32_t count) { std::printf("getSurfFeature_detect_neon keypoints:%d\n", count); });
 }
 
 /// Reduces a picture by four and extracts its features.
-int32_t extractReduced(const tagST_PIC& pic, ST_IMAGEFEATURES* f, tagSURFParams* p) {
+int32_t extractReduced(const tagST_PIC& pic, ST_IMAGEFEATURES* f, tagSURFParams* p,
+                       const Observer& observer) {
   const uint64_t pixels = static_cast<uint64_t>(pic.width) * static_cast<uint64_t>(pic.height);
   const auto samples = takeFromCall<uint8_t>(pixels / (kReduction * kReduction));
   if (!samples) {
     LogMsg(kSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kStageAllocFailed;
+    return observer.checked(VELMORA_SR_STAGE_REDUCTION, kStageAllocFailed);
   }
-  DownScaleNewX16_neon_surf_asm(pic.data, pic.height, pic.width, samples.data());
+  {
+    const StageTime time = observer.time(VELMORA_SR_STAGE_REDUCTION);
+    DownScaleNewX16_neon_surf_asm(pic.data, pic.height, pic.width, samples.data());
+  }
   tagST_PIC reduced = {};
   reduced.width = pic.width / kReduction;
   reduced.height = pic.height / kReduction;
   reduced.data = samples.data();
-  return GetSurfFeature_neon(&reduced, f, p);
+  return extractParallel(&reduced, f, p, observer);
 }
 
 int32_t refuse() {
@@ -81,9 +110,15 @@ bool hasPixels(const tagST_PIC& pic) {
   return pic.data != nullptr && pic.width > 0 && pic.height > 0;
 }
 
-int32_t extractOne(tagST_PIC& pic, bool reduce, ST_IMAGEFEATURES* f, tagSURFParams* p) {
+/// Extracts the features of one frame (0 or 1) and notes them.
+int32_t extractOne(std::size_t frame, tagST_PIC& pic, bool reduce, ST_IMAGEFEATURES* f,
+                   tagSURFParams* p, const Observer& observer) {
   if (!hasPixels(pic)) return refuse();
-  return reduce ? extractReduced(pic, f, p) : GetSurfFeature_neon(&pic, f, p);
+  const int32_t error =
+      reduce ? extractReduced(pic, f, p, observer) : extractParallel(&pic, f, p, observer);
+  observer.parameters(*p);
+  if (error == 0) observer.keyPoints(frame, *f);
+  return error;
 }
 
 void setDefaults(tagSURFParams& p) {
@@ -96,12 +131,50 @@ void setDefaults(tagSURFParams& p) {
   p.descriptor.patchSize = 20;
 }
 
-int32_t tooFewPoints(int32_t line, const char* message) {
+int32_t tooFewPoints(int32_t line, const char* message, const char* reason,
+                     const Observer& observer) {
   LogMsg(kSource, line, 1, "%s", message);
+  observer.fail(VELMORA_SR_STAGE_DETECTOR, VELMORA_SR_CAUSE_FRAMES, reason);
   return kStageTooFewPoints;
 }
 
 }  // namespace
+
+int32_t extractFeatures(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
+                        ST_IMAGEFEATURES* second, tagSURFParams& p, const Observer& observer) {
+  if (in->scaleFactor != 1 && in->scaleFactor != kReduction) return refuse();
+  const bool reduce = in->scaleFactor != 1 && in->first.width >= kSmallestReducedSide &&
+                      in->first.height >= kSmallestReducedSide;
+  // Once per pair: what the statistics of the first picture change stays in force for the second.
+  setDefaults(p);
+  observer.parameters(p);
+  observer.reduction(reduce ? kReduction : 1);
+
+  if (in->extractFirst != 0) {
+    const int32_t error = extractOne(0, in->first, reduce, first, &p, observer);
+    if (error != 0) return error;
+    if (first->count < kFewestPoints) {
+      return tooFewPoints(__LINE__, "GETFEATURE_SURF: wrong input image for first frame!",
+                          kFirstTooPoor, observer);
+    }
+  } else if (first->count < kFewestPoints) {
+    return tooFewPoints(__LINE__, "GETFEATURE_SURF: not enough keypoints!", kFirstTooPoor,
+                        observer);
+  }
+
+  // Positions of both pictures are compared in the reduced grid of the first.
+  const bool sameSize =
+      in->second.width == in->first.width && in->second.height == in->first.height;
+  if (reduce && !sameSize) return refuse();
+  const int32_t error = extractOne(1, in->second, reduce, second, &p, observer);
+  if (error != 0) return error;
+  if (second->count < kFewestPoints) {
+    return tooFewPoints(__LINE__, "GETFEATURE_SURF: not enough keypoints!", kSecondTooPoor,
+                        observer);
+  }
+  return 0;
+}
+
 }  // namespace velmora
 
 int32_t GetFeatureSurf_Query(int32_t* scratchSize, int32_t* extraSize, int32_t /*width*/,
@@ -113,41 +186,15 @@ int32_t GetFeatureSurf_Query(int32_t* scratchSize, int32_t* extraSize, int32_t /
 
 int32_t GetFeatureSurf(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
                        ST_IMAGEFEATURES* second, tagSURFParams& p) {
-  using namespace velmora;
-  if (in->scaleFactor != 1 && in->scaleFactor != kReduction) return refuse();
-  const bool reduce = in->scaleFactor != 1 && in->first.width >= kSmallestReducedSide &&
-                      in->first.height >= kSmallestReducedSide;
-  // Once per pair: what the statistics of the first picture change stays in force for the second.
-  setDefaults(p);
-
-  if (in->extractFirst != 0) {
-    if (const int32_t error = extractOne(in->first, reduce, first, &p); error != 0) return error;
-    if (first->count < kFewestPoints) {
-      return tooFewPoints(__LINE__, "GETFEATURE_SURF: wrong input image for first frame!");
-    }
-  } else if (first->count < kFewestPoints) {
-    return tooFewPoints(__LINE__, "GETFEATURE_SURF: not enough keypoints!");
-  }
-
-  // Positions of both pictures are compared in the reduced grid of the first.
-  const bool sameSize =
-      in->second.width == in->first.width && in->second.height == in->first.height;
-  if (reduce && !sameSize) return refuse();
-  if (const int32_t error = extractOne(in->second, reduce, second, &p); error != 0) return error;
-  if (second->count < kFewestPoints) {
-    return tooFewPoints(__LINE__, "GETFEATURE_SURF: not enough keypoints!");
-  }
-  return 0;
+  return velmora::extractFeatures(in, first, second, p, {});
 }
 
 int32_t GetSurfFeature_neon(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p) {
-  return velmora::extract(
-      pic, f, p, {IntegralMat_multi, SURF_detect_neon, GenerateDiscriptor_Simple_neon_multi},
-      [](int32_t count) { std::printf("getSurfFeature_detect_neon keypoints:%d\n", count); });
+  return velmora::extractParallel(pic, f, p, {});
 }
 
 int32_t GetSurfFeature(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p) {
-  return velmora::extract(pic, f, p, {IntegralMat, SURF_detect, GenerateDiscriptor_Simple},
+  return velmora::extract(pic, f, p, {IntegralMat, SURF_detect, GenerateDiscriptor_Simple}, {},
                           [](int32_t count) {
                             std::printf("getSurfFeature_detect keypoints:%d\n", count);
                             LogMsg(velmora::kDetectorSource, __LINE__, 2,

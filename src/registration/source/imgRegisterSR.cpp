@@ -7,6 +7,7 @@
 #include "common/failure_line.h"
 #include "common/process_buffer.h"
 #include "kernels/kernel_table.h"
+#include "registration/source/observed_stages.h"
 #include "thread_pool/row_band.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/platform.h"
@@ -55,10 +56,18 @@ int32_t RegisterImgOnePlane(Velmora_SR_CInputImage* input, SR_ParamsPrivate* pri
     logFailure("depth data pointer is null!!\n", __LINE__, __func__);
     return kNullArgument;
   }
+  return velmora::registerPair(input, priv, posX, posY, left, top, right, bottom, {});
+}
+
+int32_t velmora::registerPair(Velmora_SR_CInputImage* input, SR_ParamsPrivate* priv, int32_t* posX,
+                              int32_t* posY, int32_t& left, int32_t& top, int32_t& right,
+                              int32_t& bottom, const Observer& observer) {
+  priv->registFailed = 1;
   const ProcessBuffer<float*> holder(priv->pub->alloc, priv->pub->free, 1);
   const ProcessBuffer<float> homography(priv->pub->alloc, priv->pub->free, 9);
   if (!holder || !homography) {
-    logFailure(GetRetInfo(SR_RET_ALLOC_FAILED), __LINE__, __func__);
+    logFailure(GetRetInfo(SR_RET_ALLOC_FAILED), __LINE__, "RegisterImgOnePlane");
+    observer.checked(VELMORA_SR_STAGE_CALL, kStageAllocFailed);
     return 0;
   }
   holder.data()[0] = homography.data();
@@ -66,13 +75,17 @@ int32_t RegisterImgOnePlane(Velmora_SR_CInputImage* input, SR_ParamsPrivate* pri
   const _WIDTHHEIGHT size = {input->width, input->height};
   _YUVIM first = frameRecord(input->leftData[0], size);
   _YUVIM second = frameRecord(input->rightData[0], size);
-  const int32_t result = HomographyRegistration(&second, &first, size, holder.data(), left, top,
-                                                right, bottom, nullptr, 0);
+  const int32_t result =
+      registerWhole(second, first, size, holder.data(), left, top, right, bottom, observer);
   if (result != 0) {
     std::printf("homography register failed!retVal %d\n", result);
     return 0;
   }
-  GetSubPixelPositionGlobalRegist(homography.data(), posY, posX, size.width, size.height);
+  observer.area(left, top, right, bottom);
+  if (posX != nullptr) {
+    const StageTime time = observer.time(VELMORA_SR_STAGE_MAPS);
+    GetSubPixelPositionGlobalRegist(homography.data(), posY, posX, size.width, size.height);
+  }
   priv->registFailed = 0;
   return 0;
 }

@@ -6,9 +6,9 @@
 #include <cstdio>
 
 #include "common/heap_buffer.h"
+#include "registration/source/observed_stages.h"
 #include "velmora_sr/homography.h"
 #include "velmora_sr/logging.h"
-#include "velmora_sr/motion_area.h"
 #include "velmora_sr/registration.h"
 
 namespace {
@@ -33,30 +33,45 @@ int32_t ImgRegistration_Query(int32_t* size, int32_t* other, int32_t width, int3
   return 0;
 }
 
-int32_t ImgRegistration(tagST_IMGREGISTRATION_PARAMS_IN* in, tagST_IMGREGISTRATION_PARAMS_OUT*,
-                        float* homography, int32_t& left, int32_t& top, int32_t& right,
-                        int32_t& bottom) {
+int32_t velmora::estimateHomography(tagST_IMGREGISTRATION_PARAMS_IN* in, float* homography,
+                                    int32_t& left, int32_t& top, int32_t& right, int32_t& bottom,
+                                    const Observer& observer) {
   tagST_MATCH_PAIRS& pairs = in->pairs;
   std::printf("find candidate number %d\n", pairs.count);
   if (pairs.count < kMinPairs) {
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: not enough keypoints!");
     std::printf("candidate number is small");
+    observer.fail(VELMORA_SR_STAGE_RANSAC, VELMORA_SR_CAUSE_FRAMES,
+                  "no homography explains more than four of the matches");
     return kRejected;
   }
   const velmora::HeapBuffer<unsigned char> scratch(scratchSize(pairs.count, in->width));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: malloc failed!");
     std::printf("malloc memory failed");
-    return kStageAllocFailed;
+    return observer.checked(VELMORA_SR_STAGE_REFINEMENT, kStageAllocFailed);
   }
   // Stays zero when the pairs allow no fit, and is rejected then.
   std::array<float, 9> refined{};
-  RefineHomography(&pairs, refined.data(), scratch.data());
-  if (MatrixEstimation(refined.data(), in->width, in->height, left, top, right, bottom) != 0) {
+  {
+    const StageTime time = observer.time(VELMORA_SR_STAGE_REFINEMENT);
+    RefineHomography(&pairs, refined.data(), scratch.data());
+  }
+  observer.homography(refined.data());
+  const StageTime time = observer.time(VELMORA_SR_STAGE_AREA);
+  const char* reason = nullptr;
+  if (findArea(refined.data(), in->width, in->height, left, top, right, bottom, reason) != 0) {
+    observer.fail(VELMORA_SR_STAGE_AREA, VELMORA_SR_CAUSE_FRAMES, reason);
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: matrix is not OK!");
     std::printf("IMG_REGISTRATION: matrix is not OK!!");
     return kRejected;
   }
   std::copy(refined.begin(), refined.end(), homography);
   return 0;
+}
+
+int32_t ImgRegistration(tagST_IMGREGISTRATION_PARAMS_IN* in, tagST_IMGREGISTRATION_PARAMS_OUT*,
+                        float* homography, int32_t& left, int32_t& top, int32_t& right,
+                        int32_t& bottom) {
+  return velmora::estimateHomography(in, homography, left, top, right, bottom, {});
 }

@@ -6,6 +6,7 @@
 
 #include "common/process_buffer.h"
 #include "registration/source/call_memory.h"
+#include "registration/source/observed_stages.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"
@@ -100,10 +101,10 @@ struct Rectangle {
 
 class Registration {
  public:
-  Registration(_WIDTHHEIGHT size, WorkBlock& work, const PartMap& partMap)
-      : size_(size), work_(work), partMap_(partMap) {}
+  Registration(_WIDTHHEIGHT size, WorkBlock& work, const PartMap& partMap, const Observer& observer)
+      : size_(size), work_(work), partMap_(partMap), observer_(observer) {}
 
-  int32_t extractFeatures(const _YUVIM& first, const _YUVIM& second) {
+  int32_t extract(const _YUVIM& first, const _YUVIM& second) {
     request_.first.width = request_.second.width = size_.width;
     request_.first.height = request_.second.height = size_.height;
     request_.first.data = first.luma;
@@ -111,7 +112,7 @@ class Registration {
     request_.extractFirst = 1;
     request_.scaleFactor = kReduction;
     std::printf("at surf detection downscaleTime is %d\n", kReduction);
-    return GetFeatureSurf(&request_, &work_.first, &work_.second, surf_);
+    return extractFeatures(&request_, &work_.first, &work_.second, surf_, observer_);
   }
 
   /// Takes the memory of the trees; false when there is none.
@@ -151,15 +152,21 @@ class Registration {
     return subset;
   }
 
+  int32_t buildTrees(ST_IMAGEFEATURES& features, unsigned char* pool) {
+    const StageTime time = observer_.time(VELMORA_SR_STAGE_TREES);
+    return observer_.checked(VELMORA_SR_STAGE_TREES,
+                             BuildKDTreeIndices(&features, roots_.data(), pool));
+  }
+
   bool match(ST_IMAGEFEATURES& features) {
     void* pool = pool_.data();
-    if (BuildKDTreeIndices(&features, roots_.data(), static_cast<unsigned char*>(pool)) != 0) {
+    if (buildTrees(features, static_cast<unsigned char*>(pool)) != 0) {
       std::printf("BuildKDTreeIndices error!!");
       return false;
     }
     work_.pairs.count = 0;
-    if (FeatureMatcher(&features, &work_.second, roots_.data(), &work_.pairs, kReduction,
-                       surf_.matchRatio) != 0) {
+    if (matchFeatures(&features, &work_.second, roots_.data(), &work_.pairs, kReduction,
+                      surf_.matchRatio, observer_) != 0) {
       LogMsg(kLogSource, __LINE__, 0, "GetFeature Error!");
       std::printf("FeatureMatcher error!!");
       return false;
@@ -169,8 +176,8 @@ class Registration {
 
   bool estimate(float* homography, Rectangle& area) {
     tagST_IMGREGISTRATION_PARAMS_IN in = {size_.width, size_.height, request_, work_.pairs};
-    tagST_IMGREGISTRATION_PARAMS_OUT out = {request_.first, request_.second};
-    if (ImgRegistration(&in, &out, homography, area.left, area.top, area.right, area.bottom) != 0) {
+    if (estimateHomography(&in, homography, area.left, area.top, area.right, area.bottom,
+                           observer_) != 0) {
       LogMsg(kLogSource, __LINE__, 0, "ImgRegistration Error!");
       std::printf("ImgRegistration error!!");
       return false;
@@ -181,6 +188,7 @@ class Registration {
   _WIDTHHEIGHT size_;
   WorkBlock& work_;
   PartMap partMap_;
+  Observer observer_;
   ProcessBuffer<ST_NODE*> roots_;
   ProcessBuffer<ST_NODE> pool_;
   tagST_GETFEATURE_PARAMS_IN request_ = {};
@@ -193,15 +201,21 @@ int32_t fail(int32_t line, const char* message) {
 }
 
 int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap& partMap,
-                       float** homographies, Rectangle& area) {
+                       float** homographies, Rectangle& area, const Observer& observer) {
   WorkBlock work(partMap.size);
-  if (!work.memory) return fail(__LINE__, "RegImg_surf Malloc Error!");
-  Registration registration(partMap.size, work, partMap);
-  if (const int32_t error = registration.extractFeatures(first, second); error != 0) {
+  if (!work.memory) {
+    observer.checked(VELMORA_SR_STAGE_CALL, kStageAllocFailed);
+    return fail(__LINE__, "RegImg_surf Malloc Error!");
+  }
+  Registration registration(partMap.size, work, partMap, observer);
+  if (const int32_t error = registration.extract(first, second); error != 0) {
     std::printf("get surf feature points failed!ret %d\n", error);
     return fail(__LINE__, "RegImg_surf bim to mim failed!");
   }
-  if (!registration.takeTrees()) return fail(__LINE__, "RegImg_surf Malloc Error!");
+  if (!registration.takeTrees()) {
+    observer.checked(VELMORA_SR_STAGE_TREES, kStageAllocFailed);
+    return fail(__LINE__, "RegImg_surf Malloc Error!");
+  }
 
   // The last part decides: what failed before it is forgotten, what succeeded before it too.
   bool registered = false;
@@ -210,20 +224,34 @@ int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap&
   return registered ? 0 : fail(__LINE__, "RegImg_surf bim to mim failed!");
 }
 
-}  // namespace
-}  // namespace velmora
-
-int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTHHEIGHT size,
-                               float** homographies, int32_t& left, int32_t& top, int32_t& right,
-                               int32_t& bottom, uint8_t* partMap, int32_t parts) {
-  const bool split = partMap != nullptr && parts > 1;
-  velmora::Rectangle area = {};
-  const int32_t result = velmora::registerFrames(
-      *second, *first, {partMap, split ? parts : 1, size}, homographies, area);
+int32_t registerParts(const _YUVIM& second, const _YUVIM& first, const PartMap& partMap,
+                      float** homographies, int32_t& left, int32_t& top, int32_t& right,
+                      int32_t& bottom, const Observer& observer) {
+  Rectangle area = {};
+  const int32_t result = registerFrames(second, first, partMap, homographies, area, observer);
   if (result != 0) return result;
   left = area.left;
   top = area.top;
   right = area.right;
   bottom = area.bottom;
   return 0;
+}
+
+}  // namespace
+
+int32_t registerWhole(_YUVIM& second, _YUVIM& first, _WIDTHHEIGHT size, float** homographies,
+                      int32_t& left, int32_t& top, int32_t& right, int32_t& bottom,
+                      const Observer& observer) {
+  return registerParts(second, first, {nullptr, 1, size}, homographies, left, top, right, bottom,
+                       observer);
+}
+
+}  // namespace velmora
+
+int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTHHEIGHT size,
+                               float** homographies, int32_t& left, int32_t& top, int32_t& right,
+                               int32_t& bottom, uint8_t* partMap, int32_t parts) {
+  const bool split = partMap != nullptr && parts > 1;
+  return velmora::registerParts(*second, *first, {partMap, split ? parts : 1, size}, homographies,
+                                left, top, right, bottom, {});
 }

@@ -6,6 +6,7 @@
 
 #include "common/float_to_int.h"
 #include "registration/source/matrix3.h"
+#include "registration/source/observed_stages.h"
 #include "registration/source/projection.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/motion_area.h"
@@ -125,9 +126,9 @@ bool settleFarCorner(const float* h, Area& area, int32_t frameWidth, int32_t fra
 }  // namespace
 }  // namespace velmora
 
-int32_t MatrixEstimation(float* homography, int32_t width, int32_t height, int32_t& left,
-                         int32_t& top, int32_t& right, int32_t& bottom) {
-  using namespace velmora;
+int32_t velmora::findArea(const float* homography, int32_t width, int32_t height, int32_t& left,
+                          int32_t& top, int32_t& right, int32_t& bottom, const char*& reason) {
+  reason = "the two frames do not share enough of the picture";
   if (width < 1 || height < 1) return reject(__LINE__, kAreaError);
   const Matrix3 inverse = invert(homography).matrix;
   const auto lastColumn = static_cast<float>(width - 1);
@@ -151,6 +152,7 @@ int32_t MatrixEstimation(float* homography, int32_t width, int32_t height, int32
   const int64_t areaWidth = columns->high - columns->low + 1;
   const int64_t areaHeight = rows->high - rows->low + 1;
   if (width - areaWidth > kMaxLoss || height - areaHeight > kMaxLoss) {
+    reason = "the global motion between two frames is too large";
     return reject(__LINE__, "IMG_REGISTRATION: the global motion between two frames is too large!");
   }
 
@@ -167,6 +169,12 @@ int32_t MatrixEstimation(float* homography, int32_t width, int32_t height, int32
   bottom = area.top + area.height - 1;
   const bool inside = left >= 0 && top >= 0 && right < width && bottom < height;
   return inside ? 0 : kRejected;
+}
+
+int32_t MatrixEstimation(float* homography, int32_t width, int32_t height, int32_t& left,
+                         int32_t& top, int32_t& right, int32_t& bottom) {
+  const char* reason = nullptr;
+  return velmora::findArea(homography, width, height, left, top, right, bottom, reason);
 }
 
 int32_t MotionEstimation(float* homography, int32_t width, int32_t height,

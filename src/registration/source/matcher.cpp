@@ -5,12 +5,16 @@
 #include <cstdio>
 
 #include "common/heap_buffer.h"
+#include "registration/source/observed_stages.h"
+#include "registration/source/ransac.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"
 
 namespace {
 
 using velmora::HeapBuffer;
+using velmora::Observer;
+using velmora::StageTime;
 
 constexpr const char* kLogSource = "src/registration/source/matcher";
 constexpr int32_t kMinMatches = 5;
@@ -32,7 +36,9 @@ void storePoint(const ST_KEYPOINT& keypoint, int32_t scale, float* point) {
 
 /// Matches the sets and writes the accepted pairs; the KNN block lives in here only.
 int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
-                     ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale, float ratio) {
+                     ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale, float ratio,
+                     const Observer& observer) {
+  const StageTime time = observer.time(VELMORA_SR_STAGE_SEARCH);
   const std::size_t queries = asSize(matchFeatures->count);
   const HeapBuffer<int32_t> block(5 * queries);
   if (!block) {
@@ -45,9 +51,15 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
   matches.queries = matches.neighbours + 2 * queries;
   const int32_t error = KnnMatcher(matchFeatures, refFeatures, trees, &matches, ratio);
   if (error != 0) return error;
+  observer.matches(matches);
 
   std::printf("KnnMatcher find matched num %d\n", matches.matchCount);
-  if (matches.matchCount < kMinMatches) return kStageTooFewPoints;
+  if (matches.matchCount < kMinMatches) {
+    observer.fail(VELMORA_SR_STAGE_SEARCH, VELMORA_SR_CAUSE_FRAMES,
+                  "too few key points of the second frame, below 5, have a clearly nearest partner "
+                  "in the first");
+    return kStageTooFewPoints;
+  }
   pairs->count = matches.matchCount;
   for (ptrdiff_t j = 0; j < matches.matchCount; ++j) {
     storePoint(refFeatures->keypoints[matches.neighbours[j]], scale, pairs->refPoints + 2 * j);
@@ -96,22 +108,32 @@ int32_t KnnMatcher(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, ST_NODE** tre
   return 0;
 }
 
-int32_t FeatureMatcher(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
-                       ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale, float ratio) {
+int32_t velmora::matchFeatures(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
+                               ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale,
+                               float ratio, const Observer& observer) {
   std::printf("input refImg points %d matchImg points number %d\n", refFeatures->count,
               matchFeatures->count);
-  const int32_t error = collectPairs(refFeatures, matchFeatures, trees, pairs, scale, ratio);
-  if (error != 0) return error;
+  const int32_t error =
+      collectPairs(refFeatures, matchFeatures, trees, pairs, scale, ratio, observer);
+  if (error != 0) return observer.checked(VELMORA_SR_STAGE_SEARCH, error);
 
+  const StageTime time = observer.time(VELMORA_SR_STAGE_RANSAC);
   const HeapBuffer<unsigned char> scratch(80 * asSize(pairs->count));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kStageAllocFailed;
+    return observer.checked(VELMORA_SR_STAGE_RANSAC, kStageAllocFailed);
   }
   // The homography only serves to tell inliers from outliers: the final one is fitted to all
   // inliers. Without a valid sample the pairs stay unfiltered, and the area test decides.
   tagRANSAC_PARAMS params = {100, 12.0f, 0.9995f};
   float homography[9] = {};
-  RansacEstimation(pairs, homography, &params, scratch.data());
+  const unsigned char* inliers = nullptr;
+  ransac(*pairs, homography, params, scratch.data(), inliers);
+  observer.inliers(inliers, pairs->count);
   return 0;
+}
+
+int32_t FeatureMatcher(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
+                       ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale, float ratio) {
+  return velmora::matchFeatures(refFeatures, matchFeatures, trees, pairs, scale, ratio, {});
 }

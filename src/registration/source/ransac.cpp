@@ -17,6 +17,7 @@
 #include "registration/source/multiply_with_carry.h"
 #include "registration/source/natural_logarithm.h"
 #include "registration/source/projection.h"
+#include "registration/source/ransac.h"
 #include "velmora_sr/matching.h"
 
 namespace {
@@ -175,9 +176,10 @@ void keepMarked(tagST_MATCH_PAIRS& pairs, const unsigned char* mask) {
 
 }  // namespace
 
-int32_t RansacEstimation(tagST_MATCH_PAIRS* pairs, float* homography, tagRANSAC_PARAMS* params,
-                         unsigned char* scratch) {
-  const int32_t count = std::max(pairs->count, 0);
+int32_t velmora::ransac(tagST_MATCH_PAIRS& pairs, float* homography, const tagRANSAC_PARAMS& params,
+                        unsigned char* scratch, const unsigned char*& inliers) {
+  inliers = nullptr;
+  const int32_t count = std::max(pairs.count, 0);
   unsigned char* currentMask = scratch;
   unsigned char* bestMask = scratch + count;
   std::fill_n(scratch, 2 * static_cast<std::size_t>(count), static_cast<unsigned char>(0));
@@ -186,27 +188,34 @@ int32_t RansacEstimation(tagST_MATCH_PAIRS* pairs, float* homography, tagRANSAC_
   Score best = {kSampleSize, 0.0f};
   Matrix3 model{};
   unsigned long long random = velmora::kRandomSeed;
-  int32_t iterations = params->maxIters;
+  int32_t iterations = params.maxIters;
   int32_t done = 0;
   while (done < iterations) {
-    const std::optional<Sample> sample = drawSample(*pairs, random);
+    const std::optional<Sample> sample = drawSample(pairs, random);
     if (!sample) return -1;
     // A sample without a model scores the one before it again.
     model = fitHomography(sample->ref.data(), sample->match.data(), kSampleSize, kEigenSweeps)
                 .value_or(model);
-    const Score score = scoreModel(*pairs, model, params->threshold, currentMask);
+    const Score score = scoreModel(pairs, model, params.threshold, currentMask);
     if (score.beats(best)) {
       best = score;
       std::copy(model.begin(), model.end(), homography);
       std::swap(currentMask, bestMask);
-      iterations = enoughIterations(params->confidence, score.inliers, count, iterations);
+      iterations = enoughIterations(params.confidence, score.inliers, count, iterations);
     }
     ++done;
   }
 
-  keepMarked(*pairs, bestMask);
-  pairs->count = std::min(best.inliers, count);
+  keepMarked(pairs, bestMask);
+  pairs.count = std::min(best.inliers, count);
+  if (best.inliers > kSampleSize) inliers = bestMask;
   std::printf("ransac iteration count:%d\n", done);
   std::printf("find inliner count:%d/%d\n", best.inliers, count);
   return 0;
+}
+
+int32_t RansacEstimation(tagST_MATCH_PAIRS* pairs, float* homography, tagRANSAC_PARAMS* params,
+                         unsigned char* scratch) {
+  const unsigned char* inliers = nullptr;
+  return velmora::ransac(*pairs, homography, *params, scratch, inliers);
 }

@@ -131,6 +131,7 @@ Results enlarge(const Frames& frames) {
   request.region = wholeOf(kFrame);
   request.outputSize = outputSize;
   request.ghost = thresholdsFor(frames.first, frames.second);
+  request.wantWeights = true;
   Results results;
   results.fusion = fusePair(frames.first, frames.second, request);
   if (!results.fusion.failure.empty()) {

@@ -62,7 +62,7 @@ Frame readFrame(const Options& options, const std::string& path) {
   return frame;
 }
 
-void writeMask(const std::string& path, const FusionResult& result, Size size) {
+Picture maskOf(const FusionResult& result, Size size) {
   Picture mask(size);
   mask.grey = true;
   if (result.failure.empty()) {
@@ -70,9 +70,7 @@ void writeMask(const std::string& path, const FusionResult& result, Size size) {
   } else {
     mask.y.reset(size, 255);
   }
-  const auto writer = createPng(path);
-  writer->write(mask);
-  writer->finish();
+  return mask;
 }
 
 std::string bounds(Region region) {
@@ -82,8 +80,18 @@ std::string bounds(Region region) {
 std::string outcome(const FusionResult& result) {
   if (!result.failure.empty()) return "not fused: " + result.failure + "; first frame enlarged";
   return "fused; registered " + bounds(result.registered) +
-         format("; de-ghosting %d,%d replaced %.1f %%", result.ghost.low, result.ghost.high,
-                100 * result.replacedShare);
+         format(
+             "; %zu of %zu matches agree, corners move by up to %.1f pixels, residual %.2f "
+             "before and %.2f after; de-ghosting %d,%d replaced %.1f %%",
+             result.inliers, result.matches, result.largestMotion, result.residual.before,
+             result.residual.after, result.ghost.low, result.ghost.high,
+             100 * result.replacedShare);
+}
+
+std::string doubt(const FusionResult& result) {
+  return result.doubt + format(" (mean luma %.0f and %.0f, %.0f %% replaced)",
+                               result.residual.firstMean, result.residual.secondMean,
+                               100 * result.replacedShare);
 }
 
 // Distances between the first and last samples, which land on each other.
@@ -99,6 +107,8 @@ void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
   options.frames.requireSeparate({{"--mask", options.mask}}, {});
   options.check();
+  FusionRequest fusion;
+  fusion.tuning = readTuning(options.frames.tuning);
   const OutputRequest request = options.frames.outputRequest();
   Frame first = readFrame(options, options.first);
   Frame second = readFrame(options, options.second);
@@ -110,11 +120,10 @@ void run(const Options& options) {
   const FileFormat format = outputFormat(request, in.format);
   convertRange(second.picture, first.picture.range);
 
-  FusionRequest fusion;
   fusion.scene = options.stereo ? VELMORA_SR_SCENE_LEFT_RIGHT : VELMORA_SR_SCENE_LEFT_LEFT;
   fusion.region = options.frames.regionIn(in.size);
   fusion.outputSize = [&](Region region) { return options.frames.outputSize(region); };
-  fusion.tuning = options.frames.tuning;
+  fusion.wantWeights = !options.mask.empty();
   static_cast<void>(fusion.outputSize(fusion.region));
   if (options.measureNoise()) {
     fusion.ghost = thresholdsFor(first.picture, second.picture);
@@ -128,15 +137,20 @@ void run(const Options& options) {
   out.size = result.picture.size();
   out.format = format;
   const auto writer = openOutput(request, format, out);
+  const auto mask = options.mask.empty() ? nullptr : createPng(options.mask);
   writer->write(result.picture);
+  if (mask) mask->write(maskOf(result, in.size));
+  if (!result.doubt.empty()) status().warn(doubt(result));
   writer->finish();
-  if (!options.mask.empty()) writeMask(options.mask, result, in.size);
+  if (mask) mask->finish();
 
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().note(first.reader->name() + ": " + outcome(result) + "; " + bounds(result.region) +
-                " (" + text(result.region.size()) + ") to " + text(out.size) +
-                (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
-                tool::format(", %.2f s", time.count()));
+  status().done([&] {
+    return first.reader->name() + ": " + outcome(result) + "; " + bounds(result.region) + " (" +
+           text(result.region.size()) + ") to " + text(out.size) +
+           (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
+           tool::format(", %.2f s", time.count());
+  });
 }
 
 }  // namespace

@@ -8,11 +8,12 @@
 #include <vector>
 
 #include "commands/commands.h"
+#include "engine/configuration_file.h"
+#include "engine/kernel_file.h"
 #include "errors.h"
 #include "formats/foreign.h"
 #include "frame_io.h"
 #include "streams.h"
-#include "velmora_sr/configuration.h"
 #include "velmora_sr/kernel_tables.h"
 
 namespace velmora::tool {
@@ -25,7 +26,6 @@ constexpr const char* kHelp =
 
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 constexpr std::size_t kStartBytes = 4096;
-constexpr int kMaxPhases = 1024;
 
 std::string line(const std::string& key, const std::string& value) {
   return key + std::string(key.size() < 14 ? 14 - key.size() : 1, ' ') + value + "\n";
@@ -33,28 +33,8 @@ std::string line(const std::string& key, const std::string& value) {
 
 // --- Kernel files ---
 
-std::size_t kernelFileSize(int phases) {
-  const auto n = static_cast<std::size_t>(phases);
-  return 4 + n * n * 34 + n * 16;
-}
-
-int32_t int32At(const std::vector<uint8_t>& bytes, std::size_t offset) {
-  uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;)
-    value = value << 8 | bytes[offset + i];
-  return static_cast<int32_t>(value);
-}
-
 int16_t int16At(const std::vector<uint8_t>& bytes, std::size_t offset) {
   return static_cast<int16_t>(bytes[offset] | bytes[offset + 1] << 8);
-}
-
-/// The phase count that a file begins with, as kernel files do.
-std::optional<int> kernelPhases(const std::vector<uint8_t>& bytes) {
-  if (bytes.size() < 4) return std::nullopt;
-  const int32_t phases = int32At(bytes, 0);
-  if (phases < 1 || phases > kMaxPhases) return std::nullopt;
-  return phases;
 }
 
 /// A table that the library made for its caller.
@@ -119,52 +99,22 @@ std::string describeKernels(const std::vector<uint8_t>& bytes, int phases) {
 
 // --- Configuration files ---
 
-bool looksLikeXml(const std::vector<uint8_t>& bytes) {
-  std::size_t i = bytes.size() >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF;
-  for (i *= 3; i < bytes.size(); ++i) {
-    const uint8_t c = bytes[i];
-    if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return c == '<';
-  }
-  return false;
+std::string describeThreshold(const ConfigurationFile::Threshold& threshold) {
+  const std::string value = std::to_string(threshold.value);
+  if (!threshold.text) return value + " (default: no " + threshold.path + ")";
+  return value + " (from \"" + *threshold.text + "\")";
 }
 
-struct Threshold {
-  const char* path;
-  int standard;
-};
-constexpr Threshold kLow = {"/Config/GhostCorrection/LowThr", 1};
-constexpr Threshold kHigh = {"/Config/GhostCorrection/HighThr", 5};
-
-std::string describeThreshold(const XmlConfig& config, const Threshold& threshold) {
-  const char* text = config.GetString(threshold.path, nullptr);
-  const int value = config.GetInteger(threshold.path, threshold.standard);
-  if (text == nullptr) return std::to_string(value) + " (default: no " + threshold.path + ")";
-  return std::to_string(value) + " (from \"" + text + "\")";
-}
-
-std::string describeConfiguration(const std::string& path) {
-  if (XMLNode::openFileHelper(path.c_str()).isEmpty()) {
-    return line("kind", "configuration file, not well-formed XML: the library takes its defaults") +
-           line("LowThr", std::to_string(kLow.standard)) +
-           line("HighThr", std::to_string(kHigh.standard));
-  }
-  XmlConfig config;
-  config.LoadConfig(path.c_str());
-  const int low = config.GetInteger(kLow.path, kLow.standard);
-  const int high = config.GetInteger(kHigh.path, kHigh.standard);
-  std::string text = line("kind", "configuration file") +
-                     line("LowThr", describeThreshold(config, kLow)) +
-                     line("HighThr", describeThreshold(config, kHigh));
-  if (low > high || low < 0 || high > 255) {
-    text += line("taken", "1 and 5: 0 <= LowThr <= HighThr <= 255 does not hold");
-  } else {
-    text += line("taken", std::to_string(low) + " and " + std::to_string(high));
-  }
-  if (!config.SearchNode("/GhostCorrection").isEmpty()) {
-    text += line("note",
-                 "without an <?xml ...?> line the outermost element is itself the top, so that "
-                 "/Config is not found");
-  }
+std::string describeConfiguration(const std::vector<uint8_t>& bytes) {
+  const ConfigurationFile file = readConfiguration(bytes);
+  std::string text =
+      line("kind", "configuration file") + line("LowThr", describeThreshold(file.low)) +
+      line("HighThr", describeThreshold(file.high)) +
+      line("taken", std::to_string(file.taken.low) + " and " + std::to_string(file.taken.high));
+  for (const std::string& fault : file.faults)
+    text += line("note", fault);
+  for (const std::string& element : file.unknown)
+    text += line("note", element + " is unknown and means nothing");
   return text;
 }
 
@@ -199,22 +149,18 @@ void run(const Options& options) {
   // Neither a picture nor a clip; what else may be read is small.
   const auto ahead = source->peek(kStartBytes);
   const std::vector<uint8_t> start(ahead.begin(), ahead.end());
-  if (const auto phases = kernelPhases(start)) {
+  if (readKernelFile(start).phases != 0) {
     const std::vector<uint8_t> bytes = source->readAll(kLargestFile);
-    if (bytes.size() != kernelFileSize(*phases)) {
-      throw Failure(source->name() + ": begins as a kernel file of " + std::to_string(*phases) +
-                    " phases, which has " + std::to_string(kernelFileSize(*phases)) +
-                    " bytes, but holds " + std::to_string(bytes.size()));
-    }
-    printData(describeKernels(bytes, *phases));
+    const KernelFile kernels = readKernelFile(bytes);
+    if (!kernels.fault.empty()) throw Failure(source->name() + ": " + kernels.fault);
+    printData(describeKernels(bytes, kernels.phases));
     return;
   }
-  if (!looksLikeXml(start) || options.path == "-") throw foreignContent(*source);
-  printData(describeConfiguration(options.path));
+  if (!looksLikeXml(start)) throw foreignContent(*source);
+  printData(describeConfiguration(source->readAll(kLargestFile)));
 }
 
 }  // namespace
-
 void addInfo(CLI::App& app) {
   auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand(

@@ -3,13 +3,13 @@
 #include <string>
 
 #include "commands/commands.h"
+#include "engine/registration.h"
 #include "errors.h"
 #include "file_names.h"
 #include "formats/png.h"
 #include "output_file.h"
 #include "registration/registration_picture.h"
 #include "registration/registration_report.h"
-#include "registration/registration_run.h"
 #include "size_limits.h"
 #include "status.h"
 #include "streams.h"

@@ -84,6 +84,7 @@ void run(const Options& options) {
   const FrameOptions& frames = options.frames;
   frames.requireSeparate({}, {{"IN", asksForPicture(frames) ? "" : options.input}});
   frames.check();
+  const Tuning tuning = readTuning(frames.tuning);
   const OutputRequest request = frames.outputRequest();
   const auto reader = openInput(frames.input(options.input));
   const StreamInfo& in = reader->info();
@@ -99,7 +100,7 @@ void run(const Options& options) {
   out.size = size;
   out.format = format;
   const auto writer = openOutput(request, format, out);
-  Enlarger enlarger(in.size, region, size, frames.tuning);
+  Enlarger enlarger(in.size, region, size, tuning);
   long count = 0;
   std::exception_ptr cut;
   if (isPictureFormat(format)) {
@@ -109,9 +110,11 @@ void run(const Options& options) {
   }
 
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().note(reader->name() + ": " + text(region.size()) + " to " + text(size) +
-                (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
-                tool::format(", %.2f s", time.count()));
+  status().done([&] {
+    return reader->name() + ": " + text(region.size()) + " to " + text(size) +
+           (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
+           tool::format(", %.2f s", time.count());
+  });
   if (cut) std::rethrow_exception(cut);
 }
 

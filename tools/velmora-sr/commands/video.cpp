@@ -12,9 +12,9 @@
 #include "engine/enlarger.h"
 #include "engine/noise.h"
 #include "engine/pair_fuser.h"
+#include "engine/registration.h"
 #include "errors.h"
 #include "interrupt.h"
-#include "registration/registration_run.h"
 #include "size_limits.h"
 #include "status.h"
 
@@ -80,13 +80,14 @@ Region fixedRegion(const Options& options, Size frame) {
 // What became of the frames. The reasons are a handful of texts, so this stays small.
 class Tally {
  public:
-  void fused(double replacedShare) {
+  void fused(long frame, const FusionResult& result) {
     ++fused_;
-    replaced_ += replacedShare;
+    replaced_ += result.replacedShare;
+    if (!result.doubt.empty()) count(doubts_, frame, result.doubt);
   }
   void alone(long frame, const std::string& reason) {
     ++alone_;
-    ++reasons_.try_emplace(reason, Reason{frame, 0}).first->second.count;
+    count(reasons_, frame, reason);
   }
   [[nodiscard]] std::string summary() const {
     std::string text = std::to_string(fused_) + " of " + std::to_string(fused_ + alone_) +
@@ -94,11 +95,10 @@ class Tally {
     if (fused_ > 0) {
       text += format(", de-ghosting replaced %.1f %%", 100 * replaced_ / double(fused_));
     }
-    for (const auto& [reason, found] : reasons_) {
-      text += "; enlarged alone: frame " + std::to_string(found.first);
-      if (found.count > 1) text += " and " + std::to_string(found.count - 1) + " more";
-      text += " (" + reason + ")";
-    }
+    for (const auto& [reason, found] : reasons_)
+      text += "; enlarged alone: " + framesOf(found) + " (" + reason + ")";
+    for (const auto& [doubt, found] : doubts_)
+      text += "; doubtful: " + framesOf(found) + " (" + doubt + ")";
     return text;
   }
 
@@ -107,10 +107,20 @@ class Tally {
     long first;
     long count;
   };
+  using Reasons = std::map<std::string, Reason>;
+  static void count(Reasons& reasons, long frame, const std::string& reason) {
+    ++reasons.try_emplace(reason, Reason{frame, 0}).first->second.count;
+  }
+  static std::string framesOf(const Reason& found) {
+    return "frame " + std::to_string(found.first) +
+           (found.count > 1 ? " and " + std::to_string(found.count - 1) + " more" : "");
+  }
+
   long fused_ = 0;
   long alone_ = 0;
   double replaced_ = 0;
-  std::map<std::string, Reason> reasons_;
+  Reasons reasons_;
+  Reasons doubts_;
 };
 
 // Makes one frame of the output at a time, all of one geometry.
@@ -120,7 +130,7 @@ class ClipFuser {
       : options_(options), frame_(frame), output_(output) {
     request_.region = region;
     request_.outputSize = [output](Region) { return output; };
-    request_.tuning = options.frames.tuning;
+    request_.tuning = readTuning(options.frames.tuning);
     request_.keepRegion = true;
     if (!options.ghost.empty() && options.ghost != "auto") {
       request_.ghost = parseThresholds("--ghost", options.ghost);
@@ -144,7 +154,7 @@ class ClipFuser {
     }
     FusionResult fusion = fusePair(picture, neighbour, request_);
     if (fusion.failure.empty()) {
-      tally_.fused(fusion.replacedShare);
+      tally_.fused(number, fusion);
     } else {
       tally_.alone(number, fusion.failure);
     }
@@ -231,10 +241,11 @@ void run(const Options& options) {
   const std::exception_ptr cut =
       writeClip(*writer, done, [&] { fuseAll(*reader, *writer, fuser, done); });
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().note(
-      reader->name() + ": " + fuser.tally().summary() +
-      tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
-      text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()));
+  status().done([&] {
+    return reader->name() + ": " + fuser.tally().summary() +
+           tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
+           text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count());
+  });
   if (cut) std::rethrow_exception(cut);
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <mutex>
-#include <utility>
+#include <new>
 #include <vector>
 
 namespace velmora::tool::block_pool {
@@ -21,7 +21,6 @@ struct Pool {
   std::vector<Block> blocks;
   std::size_t held = 0;
   std::size_t peak = 0;
-  bool failed = false;
 
   ~Pool() {
     for (const Block& block : blocks)
@@ -64,11 +63,13 @@ void* allocate(uint32_t size, const char*, int32_t) {
     trimLocked(p);
     data = std::malloc(bytes);
   }
-  if (data == nullptr) {
-    p.failed = true;
+  if (data == nullptr) return nullptr;
+  try {
+    p.blocks.push_back({data, bytes, true});
+  } catch (const std::bad_alloc&) {
+    std::free(data);
     return nullptr;
   }
-  p.blocks.push_back({data, bytes, true});
   p.held += bytes;
   p.peak = std::max(p.peak, p.held);
   return data;
@@ -80,12 +81,6 @@ void release(void* data, const char*, int32_t) {
   for (Block& block : p.blocks) {
     if (block.data == data) block.used = false;
   }
-}
-
-bool takeFailure() {
-  Pool& p = pool();
-  const std::lock_guard lock(p.mutex);
-  return std::exchange(p.failed, false);
 }
 
 std::size_t peakBytes() {

@@ -8,12 +8,10 @@
 
 namespace velmora::tool::block_pool {
 
-/// The allocator pair of the library; process-wide, because the pair carries no context.
+/// The allocator pair of the library; process-wide, because the pair carries no context. Neither
+/// throws.
 void* allocate(uint32_t size, const char* tag, int32_t reserved);
 void release(void* data, const char* tag, int32_t reserved);
-
-/// True when a request has failed since the last call.
-bool takeFailure();
 
 /// Most bytes ever held at once.
 std::size_t peakBytes();

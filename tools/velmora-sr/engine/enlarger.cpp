@@ -74,7 +74,7 @@ Size Enlarger::frameFor(Size input) const {
           along(input.height, luma_.region.bottom, chroma_ ? chroma_->region.bottom : 0)};
 }
 
-Enlarger::Enlarger(Size input, Region region, Size output, const TuningFiles& files)
+Enlarger::Enlarger(Size input, Region region, Size output, const Tuning& tuning)
     : region_(region), output_(output), luma_(lumaCall(region, output)) {
   if (!oneCallIsEnough()) chroma_ = chromaCall(region, output);
   const Size frame = frameFor(input);
@@ -90,7 +90,7 @@ Enlarger::Enlarger(Size input, Region region, Size output, const TuningFiles& fi
                   (small ? " needs too much memory for so small a region; enlarge it in steps"
                          : " is beyond what can be handled"));
   }
-  session_.emplace(frame, VELMORA_SR_SCENE_SINGLE, files);
+  session_.emplace(frame, VELMORA_SR_SCENE_SINGLE, tuning);
   frame_.resize(frameBytes(frame));
   result_.resize(std::max(frameBytes(luma_.output), chroma_ ? frameBytes(chroma_->output) : 0));
 }

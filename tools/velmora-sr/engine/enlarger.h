@@ -36,7 +36,7 @@ AxisPlan planAxis(int first, int last, int wanted, int minimalSpan);
 class Enlarger {
  public:
   /// Throws Failure when the sizes are beyond the library.
-  Enlarger(Size input, Region region, Size output, const TuningFiles& files);
+  Enlarger(Size input, Region region, Size output, const Tuning& tuning);
 
   /// Enlarges one picture of the input size.
   void enlarge(const Picture& input, Picture& output);

@@ -1,8 +1,6 @@
-// The thresholds of de-ghosting: chosen for a pair, and handed to the library.
+// The thresholds of de-ghosting, and how they are chosen for a pair.
 #ifndef VELMORA_TOOL_ENGINE_GHOST_THRESHOLDS_H
 #define VELMORA_TOOL_ENGINE_GHOST_THRESHOLDS_H
-
-#include <string>
 
 #include "picture.h"
 
@@ -21,22 +19,6 @@ GhostThresholds thresholdsFor(double noise);
 
 /// The larger noise of both frames tells.
 GhostThresholds thresholdsFor(const Picture& first, const Picture& second);
-
-/// A configuration file of the library in the folder for temporary files; it is gone with the
-/// object. The library takes thresholds from such a file only, when a session starts.
-class TemporaryConfiguration {
- public:
-  /// Throws Failure when the file cannot be written.
-  explicit TemporaryConfiguration(GhostThresholds thresholds);
-  ~TemporaryConfiguration();
-  TemporaryConfiguration(const TemporaryConfiguration&) = delete;
-  TemporaryConfiguration& operator=(const TemporaryConfiguration&) = delete;
-
-  [[nodiscard]] const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 }  // namespace velmora::tool
 

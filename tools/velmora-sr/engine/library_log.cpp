@@ -6,7 +6,6 @@
 #include <mutex>
 #include <new>
 #include <string_view>
-#include <utility>
 
 #include "terminal.h"
 #include "velmora_sr/platform.h"
@@ -14,14 +13,17 @@
 namespace velmora::tool::library_log {
 namespace {
 
-std::mutex mutex;
-std::vector<Line> lines;
-bool shown = false;
-bool lost = false;  // a line, for want of memory
+constexpr std::size_t kLongestLine = 4096;  // the library's end at 2047 bytes
 
-void add(int priority, const char* tag, std::string text) {
+std::mutex mutex;
+std::vector<std::string> kept;
+bool shown = false;
+bool recorded = false;
+
+/// Called from within the library, also while it ends: nothing leaves it.
+void add(int priority, const char* tag, std::string_view text) noexcept {
   while (!text.empty() && text.back() == '\n')
-    text.pop_back();
+    text.remove_suffix(1);
   const std::lock_guard lock(mutex);
   if (shown) {
     constexpr std::array<char, 9> kLetters = {'?', '?', 'V', 'D', 'I', 'W', 'E', 'F', 'S'};
@@ -29,22 +31,10 @@ void add(int priority, const char* tag, std::string text) {
     const char letter = known ? kLetters[static_cast<std::size_t>(priority)] : '?';
     terminal::writeLine({std::string_view(&letter, 1), "/", tag, ": ", text});
   }
-  lines.push_back({priority, std::move(text)});
-}
-
-// No exception crosses the library.
-void print(int priority, const char* tag, const char* pattern, va_list arguments) noexcept {
   try {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, pattern, again);
-    va_end(again);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, pattern, arguments);
-    add(priority, tag, std::move(text));
+    if (recorded) kept.emplace_back(text);
   } catch (const std::bad_alloc&) {
-    const std::lock_guard lock(mutex);
-    lost = true;
+    // A line less: whoever reads the recording looks for what it needs.
   }
 }
 
@@ -55,25 +45,31 @@ void show() {
   shown = true;
 }
 
-std::vector<Line> take() {
+Recording::Recording() {
   const std::lock_guard lock(mutex);
-  if (std::exchange(lost, false)) throw std::bad_alloc();
-  return std::exchange(lines, {});
+  recorded = true;
 }
 
-void forget() noexcept {
+Recording::~Recording() {
   const std::lock_guard lock(mutex);
-  lines.clear();
-  lost = false;
+  recorded = false;
+  kept.clear();
+}
+
+std::vector<std::string> Recording::lines() const {
+  const std::lock_guard lock(mutex);
+  return kept;
 }
 
 }  // namespace velmora::tool::library_log
 
 // Takes the place of the library's own (weak) definition.
 extern "C" VELMORA_API int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
+  std::array<char, velmora::tool::library_log::kLongestLine> text{};
   va_list arguments;
   va_start(arguments, fmt);
-  velmora::tool::library_log::print(prio, tag == nullptr ? "" : tag, fmt, arguments);
+  std::vsnprintf(text.data(), text.size(), fmt, arguments);
   va_end(arguments);
+  velmora::tool::library_log::add(prio, tag == nullptr ? "" : tag, text.data());
   return 1;
 }

@@ -1,5 +1,5 @@
-// The library's log, caught by the tool: shown with --verbose, searched for errors, silent
-// otherwise.
+// The library's log, caught by the tool: shown with --verbose, silent otherwise. It is for people:
+// what the tool must know it asks the library for.
 #ifndef VELMORA_TOOL_ENGINE_LIBRARY_LOG_H
 #define VELMORA_TOOL_ENGINE_LIBRARY_LOG_H
 
@@ -8,20 +8,21 @@
 
 namespace velmora::tool::library_log {
 
-struct Line {
-  int priority;  ///< 4 information, 6 error
-  std::string text;
-};
-
 /// Writes every line to standard error in brief form ("I/TAG: text") as it comes.
 void show();
 
-/// The lines since the last call, oldest first; forgets them. Throws std::bad_alloc when one of
-/// them could not be kept.
-std::vector<Line> take();
+/// Keeps the texts of the lines while it lives; those that find no memory are dropped. One at a
+/// time.
+class Recording {
+ public:
+  Recording();
+  ~Recording();
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
 
-/// Forgets the lines since the last call.
-void forget() noexcept;
+  /// Oldest first.
+  [[nodiscard]] std::vector<std::string> lines() const;
+};
 
 }  // namespace velmora::tool::library_log
 

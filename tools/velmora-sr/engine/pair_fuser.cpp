@@ -1,22 +1,18 @@
 #include "engine/pair_fuser.h"
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <utility>
 #include <vector>
 
 #include "colour.h"
 #include "engine/enlarger.h"
 #include "engine/frame_buffer.h"
-#include "engine/ghost_weights.h"
-#include "errors.h"
+#include "engine/noise.h"
+#include "engine/session.h"
 #include "interrupt.h"
-#include "registration/registration_run.h"
 #include "size_limits.h"
 #include "timings.h"
-#include "velmora_sr/deghosting.h"
-#include "velmora_sr/records.h"
-#include "velmora_sr/registration.h"
 
 namespace velmora::tool {
 namespace {
@@ -26,6 +22,9 @@ constexpr int evenBelow(int value) {
 }
 constexpr int evenAbove(int value) {
   return value + value % 2;
+}
+constexpr Size evenAbove(Size size) {
+  return {evenAbove(size.width), evenAbove(size.height)};
 }
 
 // What the library makes of a region: the part that both frames show, even bounds.
@@ -57,121 +56,145 @@ struct Pair {
   }
 };
 
-RegistrationReport registerPair(const Pair& pair) {
-  const timings::Step step("register for status");
-  const auto lumaOf = [&](const std::vector<uint8_t>& frame) {
-    Plane plane(pair.size);
-    std::copy_n(frame.data(), plane.samples.size(), plane.samples.data());
-    return plane;
-  };
-  Plane first = lumaOf(pair.first);
-  Plane second = lumaOf(pair.second);
-  return registerFrames(first, second);
-}
-
-FusionResult enlargedAlone(const Picture& first, const FusionRequest& request,
-                           std::string failure) {
-  FusionResult result;
-  result.failure = std::move(failure);
-  result.region = request.region;
-  Enlarger(first.size(), request.region, request.outputSize(request.region), request.tuning)
-      .enlarge(first, result.picture);
-  return result;
-}
-
-// The weights are made as the library makes them: from its thresholds and the same position maps.
-void addGhostWeights(const Pair& pair, RegistrationReport& report, Size pictureSize,
-                     FusionResult& result) {
-  const timings::Step step("de-ghosting weights");
-  result.ghost = {zelkParamPrivate.ghostLowThr, zelkParamPrivate.ghostHighThr};
-  std::array<int16_t, 256> table;
-  CreateDeGhostLUTOnline(table.data(), result.ghost.low, result.ghost.high);
-  const auto samples = std::size_t(pair.size.width) * std::size_t(pair.size.height);
-  std::vector<int32_t> mapX(samples);
-  std::vector<int32_t> mapY(samples);
-  GetSubPixelPositionGlobalRegist(report.homography->data(), mapY.data(), mapX.data(),
-                                  pair.size.width, pair.size.height);
-  const Plane weights = ghostWeights({pair.first, pair.second, pair.size, mapX, mapY, table});
-  result.weights.reset(pictureSize);
-  copyRows(weights.row(0), pair.size.width, result.weights.row(0), pictureSize.width,
-           pictureSize.width, pictureSize.height);
-  result.replacedShare = replacedShare(result.weights, result.region);
-}
-
-// Runs the library on a copy of the first frame, which it changes.
-std::vector<uint8_t> fused(Session& session, Pair& pair, Region region, Size output) {
-  std::vector<uint8_t> first = pair.first;
-  std::vector<uint8_t> result(std::size_t(output.width) * output.height +
-                              2 * std::size_t(output.width / 2) * std::size_t(output.height / 2));
-  const Session::Fusion fusion = session.fuse(first, pair.second, region, output, result);
-  if (!fusion.fused || !(fusion.region == region)) {
-    throw Failure("the library cannot fuse these frames, although they register");
+// Why a fused picture may be poor: the frames differ by more than motion and noise.
+std::string doubtOf(const FusionResult& result, const Picture& first) {
+  // Cameras change exposure in steps; below this a difference does no harm.
+  constexpr double kHarmless = 4;
+  constexpr double kMuch = 1.0 / 3;
+  const double darker = result.residual.firstMean - result.residual.secondMean;
+  if (std::abs(darker) > kHarmless && std::abs(darker) > kHarmless + noiseOf(first.y)) {
+    return std::string("the second frame is ") + (darker > 0 ? "darker" : "lighter") +
+           " where both show the same: probably its exposure differs";
   }
-  return result;
+  if (result.replacedShare <= kMuch) return "";
+  return "de-ghosting replaced more than a third: probably the exposure differs, or the thresholds "
+         "are too low";
 }
 
-Picture fusedPicture(Session& session, Pair& pair, Region region, Size output) {
-  Picture picture(output);
-  std::vector<uint8_t> result = fused(session, pair, region, output);
-  std::copy_n(result.data(), picture.y.samples.size(), picture.y.samples.data());
-  const Size half = chromaSize(output);
-  const Size even = {2 * half.width, 2 * half.height};
-  // Chroma of an odd size has a column or row more than the library makes: it comes from an output
-  // of the next even size, whose chroma lies on the same grid.
-  if (!(even == output)) result = fused(session, pair, region, even);
-  splitChroma(result.data() + std::size_t(even.width) * even.height, even.width, picture.u.row(0),
-              picture.v.row(0), half.width, half.width, half.height, ChromaOrder::uv);
-  return picture;
-}
+// One try with frames of a size, which may be larger than the pictures.
+class Fusing {
+ public:
+  Fusing(const Picture& first, const Picture& second, const FusionRequest& request, Size frame)
+      : first_(first), second_(second), request_(request), pair_(first, second, frame) {}
+
+  /// The size that is to be tried next, if this one would make the library copy the first frame.
+  [[nodiscard]] std::optional<Size> next() const { return next_; }
+
+  FusionResult run() {
+    {
+      Session session(pair_.size, request_.scene, request_.tuning, request_.ghost);
+      if (plan(session)) fuse(session);
+    }
+    // A fused picture of an odd size lacks its chroma: a session of its own makes it.
+    if (next_ || !result_.failure.empty()) return std::move(result_);
+    finish();
+    return std::move(result_);
+  }
+
+ private:
+  bool fail(std::string reason) {
+    result_.failure = std::move(reason);
+    return false;
+  }
+
+  /// Registers, and decides what the picture shows.
+  bool plan(Session& session) {
+    RegistrationReport report = session.registerFrames(pair_.first, pair_.second);
+    interrupt::check();
+    if (report.registered()) judge(report, first_.y, second_.y);
+    if (report.failure) return fail(report.failure->reason);
+    const Size size = first_.size();
+    result_.registered = inside(*report.rectangle, size);
+    result_.region = narrowed(request_.region, result_.registered);
+    result_.matches = report.matches.size();
+    result_.inliers = report.inliers();
+    result_.largestMotion = report.largestMotion();
+    result_.residual = *report.residual;
+    if (!largeEnough(result_.region)) {
+      return fail("the second frame shows too little of the region, less than 100x100");
+    }
+    if (request_.keepRegion && !(result_.region == request_.region)) {
+      return fail("the second frame does not show the whole region");
+    }
+    output_ = request_.outputSize(result_.region);
+    if (output_ == pair_.size || evenAbove(output_) == pair_.size) {
+      // The library only copies when both sizes are the same: mirrored columns make them differ.
+      const bool isFirst = pair_.size.width == evenAbove(size.width);
+      next_ = {pair_.size.width + (isFirst ? 2 : 4), pair_.size.height};
+      return false;
+    }
+    return true;
+  }
+
+  void fuse(Session& session) {
+    const Size size = pair_.size;
+    Plane weights;
+    if (request_.wantWeights) weights.reset(size);
+    const Size even = evenAbove(output_);
+    fused_.resize(std::max(std::size_t(output_.width) * output_.height * 3 / 2, frameBytes(even)));
+    result_.ghost = session.ghost();
+    result_.replacedShare = session.fuse(pair_.first, pair_.second, result_.region, output_, fused_,
+                                         request_.wantWeights ? weights.samples.data() : nullptr);
+    interrupt::check();
+    if (!request_.wantWeights) return;
+    const Size shown = first_.size();
+    result_.weights.reset(shown);
+    copyRows(weights.row(0), size.width, result_.weights.row(0), shown.width, shown.width,
+             shown.height);
+  }
+
+  void finish() {
+    Picture& picture = result_.picture;
+    picture.reset(output_);
+    std::copy_n(fused_.data(), picture.y.samples.size(), picture.y.samples.data());
+    const Size even = evenAbove(output_);
+    // Chroma of an odd size has a column or row more than the library makes. All chroma comes from
+    // the de-ghosted first frame: that of the next even size lies on the same grid.
+    if (!(even == output_)) {
+      Session session(pair_.size, VELMORA_SR_SCENE_SINGLE, request_.tuning);
+      session.enlarge(pair_.first, result_.region, even, fused_);
+    }
+    const Size half = chromaSize(output_);
+    splitChroma(fused_.data() + std::size_t(even.width) * even.height, even.width, picture.u.row(0),
+                picture.v.row(0), half.width, half.width, half.height, ChromaOrder::uv);
+    picture.range = first_.range;
+    picture.grey = first_.grey;
+    result_.doubt = doubtOf(result_, first_);
+  }
+
+  const Picture& first_;
+  const Picture& second_;
+  const FusionRequest& request_;
+  Pair pair_;
+  Size output_;
+  std::optional<Size> next_;
+  std::vector<uint8_t> fused_;
+  FusionResult result_;
+};
 
 }  // namespace
 
 FusionResult fusePair(const Picture& first, const Picture& second, const FusionRequest& request) {
   const Size size = first.size();
+  FusionResult result;
   if (size.width < kSmallestSide || size.height < kSmallestSide) {
-    return enlargedAlone(first, request,
-                         "frames under " + text(Size{kSmallestSide, kSmallestSide}) +
-                             " cannot be registered, these are " + text(size));
+    result.failure = "frames under " + text(Size{kSmallestSide, kSmallestSide}) +
+                     " cannot be registered, these are " + text(size);
+  } else {
+    std::optional<Size> frame = evenAbove(size);
+    while (frame) {
+      Fusing fusing(first, second, request, *frame);
+      result = fusing.run();
+      frame = fusing.next();
+    }
   }
-
-  Size frame = {evenAbove(size.width), evenAbove(size.height)};
-  for (;;) {
-    Pair pair(first, second, frame);
-    RegistrationReport report = registerPair(pair);
-    if (report.failure) return enlargedAlone(first, request, report.failure->reason);
-    FusionResult result;
-    result.registered = inside(*report.rectangle, size);
-    result.region = narrowed(request.region, result.registered);
-    if (!largeEnough(result.region)) {
-      return enlargedAlone(first, request,
-                           "the second frame shows too little of the region, less than 100x100");
-    }
-    if (request.keepRegion && !(result.region == request.region)) {
-      return enlargedAlone(first, request, "the second frame does not show the whole region");
-    }
-    const Size output = request.outputSize(result.region);
-    const Size even = {evenAbove(output.width), evenAbove(output.height)};
-    if (output == frame || even == frame) {
-      // The library only copies when both sizes are the same: mirrored columns make them differ.
-      frame.width += frame.width == evenAbove(size.width) ? 2 : 4;
-      continue;
-    }
-    interrupt::check();
-
-    std::optional<TemporaryConfiguration> configuration;
-    TuningFiles tuning = request.tuning;
-    if (request.ghost) {
-      configuration.emplace(*request.ghost);
-      tuning.configuration = configuration->path();
-    }
-    Session session(frame, request.scene, tuning);
-    addGhostWeights(pair, report, size, result);
-    interrupt::check();
-    result.picture = fusedPicture(session, pair, result.region, output);
-    result.picture.range = first.range;
-    result.picture.grey = first.grey;
-    return result;
-  }
+  if (result.failure.empty()) return result;
+  FusionResult alone;
+  alone.failure = std::move(result.failure);
+  alone.region = request.region;
+  Enlarger(size, request.region, request.outputSize(request.region), request.tuning)
+      .enlarge(first, alone.picture);
+  return alone;
 }
 
 }  // namespace velmora::tool

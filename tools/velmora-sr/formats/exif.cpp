@@ -67,6 +67,13 @@ void turn(Plane& plane, bool mirror, libyuv::RotationMode rotation) {
   }
   if (rotation == libyuv::kRotate0) return;
   Plane turned(swaps ? Size{size.height, size.width} : size);
+  if (rotation == libyuv::kRotate180) {
+    // Mirrored and upside down: RotatePlane() would take a row of its own without checking it.
+    libyuv::MirrorPlane(plane.row(0), size.width, turned.row(0), size.width, size.width,
+                        -size.height);
+    plane = std::move(turned);
+    return;
+  }
   libyuv::RotatePlane(plane.row(0), size.width, turned.row(0), turned.size.width, size.width,
                       size.height, rotation);
   plane = std::move(turned);

@@ -1,7 +1,6 @@
 #include "registration/registration_picture.h"
 
 #include <array>
-#include <cmath>
 #include <string>
 #include <vector>
 
@@ -141,10 +140,8 @@ class Drawing {
 
   [[nodiscard]] std::string detail() const {
     if (report_.failure) return report_.failure->reason;
-    double farthest = 0;
-    for (const Position& corner : report_.cornerMotion())
-      farthest = std::max(farthest, std::hypot(corner.x, corner.y));
-    return text(report_.size) + format(", corners move by up to %.1f pixels", farthest);
+    return text(report_.size) +
+           format(", corners move by up to %.1f pixels", report_.largestMotion());
   }
 
   float legend(float x, Colour colour, const std::string& label) {

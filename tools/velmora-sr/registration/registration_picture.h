@@ -3,8 +3,8 @@
 #define VELMORA_TOOL_REGISTRATION_REGISTRATION_PICTURE_H
 
 #include "demo/canvas.h"
+#include "engine/registration.h"
 #include "picture.h"
-#include "registration/registration_run.h"
 
 namespace velmora::tool {
 

@@ -16,7 +16,7 @@ constexpr std::array<const char*, 4> kCornerKeys = {"top_left", "top_right", "bo
                                                     "bottom_right"};
 constexpr std::array<const char*, kStages> kStageKeys = {
     "reduction", "integral", "detector",   "descriptor", "trees",
-    "search",    "ransac",   "refinement", "area",       "maps"};
+    "search",    "ransac",   "refinement", "area",       "residual"};
 
 double total(const RegistrationReport& report) {
   return std::accumulate(report.milliseconds.begin(), report.milliseconds.end(), 0.0);
@@ -119,6 +119,12 @@ std::string homographyText(const RegistrationReport& report) {
   return result;
 }
 
+std::string residualJson(const RegistrationReport& report) {
+  if (!report.residual) return "null";
+  return format("{\"before\":%.3f,\"after\":%.3f}", report.residual->before,
+                report.residual->after);
+}
+
 std::string timesText(const RegistrationReport& report) {
   std::string result;
   for (std::size_t i = 0; i < kStages; ++i) {
@@ -150,6 +156,10 @@ std::string reportText(const RegistrationReport& report, const std::string& firs
     result += format("rectangle      columns %d to %d, rows %d to %d of the first frame\n", r.left,
                      r.right, r.top, r.bottom);
   }
+  if (report.residual) {
+    result += format("residual       %.2f without the motion, %.2f with it\n",
+                     report.residual->before, report.residual->after);
+  }
   return result + timesText(report);
 }
 
@@ -167,7 +177,8 @@ std::string reportJson(const RegistrationReport& report, const std::string& firs
   result += ",\"homography\":" + homographyJson(report);
   result += ",\"rectangle\":" + rectangleJson(report);
   result += ",\"corner_motion\":" + cornersJson(report);
-  return result + ",\"milliseconds\":" + timesJson(report) + "}\n";
+  result += ",\"milliseconds\":" + timesJson(report);
+  return result + ",\"residual\":" + residualJson(report) + "}\n";
 }
 
 }  // namespace velmora::tool

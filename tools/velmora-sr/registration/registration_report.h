@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "registration/registration_run.h"
+#include "engine/registration.h"
 
 namespace velmora::tool {
 

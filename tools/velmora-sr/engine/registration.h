@@ -1,7 +1,6 @@
-// One registration of two frames, stage by stage: what the library's driver does in a single call,
-// with the numbers and times in between.
-#ifndef VELMORA_TOOL_REGISTRATION_REGISTRATION_RUN_H
-#define VELMORA_TOOL_REGISTRATION_REGISTRATION_RUN_H
+// What the library found when it registered two frames.
+#ifndef VELMORA_TOOL_ENGINE_REGISTRATION_H
+#define VELMORA_TOOL_ENGINE_REGISTRATION_H
 
 #include <array>
 #include <cstddef>
@@ -9,12 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "engine/residual.h"
 #include "picture.h"
-#include "velmora_sr/features.h"
+#include "velmora_sr/report.h"
 
 namespace velmora::tool {
 
-/// In the order in which they run; the first four run for both frames.
+/// In the order in which they run; the first four run for both frames. The last is the tool's: the
+/// comparison of the frames with and without the motion that was found.
 enum class Stage {
   reduction,
   integral,
@@ -25,23 +26,12 @@ enum class Stage {
   ransac,
   refinement,
   area,
-  maps
+  residual
 };
 inline constexpr std::size_t kStages = 10;
 
 /// "reduction", "integral image", "detector", ...
 const char* name(Stage stage);
-
-/// Column and row of a frame.
-struct Position {
-  double x = 0;
-  double y = 0;
-};
-
-/// Row-major, leads from the first frame to the second.
-using Homography = std::array<float, 9>;
-
-Position project(const Homography& homography, Position position);
 
 /// One query of the second frame that passed the ratio test.
 struct Match {
@@ -64,6 +54,7 @@ struct RegistrationReport {
   std::vector<Match> matches;
   std::optional<Homography> homography;  ///< what the refinement gave, even if it was rejected
   std::optional<Region> rectangle;       ///< of the first frame, covered by the second
+  std::optional<Residual> residual;      ///< with a rectangle
   std::array<double, kStages> milliseconds{};
   std::optional<RegistrationFailure> failure;  ///< none: the frames are registered
 
@@ -71,17 +62,26 @@ struct RegistrationReport {
   [[nodiscard]] std::size_t inliers() const;
   /// How far the top left, top right, bottom left and bottom right pixel moves; needs a homography.
   [[nodiscard]] std::array<Position, 4> cornerMotion() const;
+  /// The farthest of them, in pixels.
+  [[nodiscard]] double largestMotion() const;
 };
 
 /// Smallest side of frames that are analysed at a quarter of their size. Smaller frames register by
 /// chance only.
 inline constexpr int kSmallestSide = 400;
 
-/// Registers the luma of the second frame to that of the first; both have one size. The result is
-/// that of RegisterImgOnePlane, to the bit. Throws std::bad_alloc without memory. One run at a time
-/// in a process, and none beside a session.
-RegistrationReport registerFrames(Plane& first, Plane& second);
+/// What the library reports of frames of this size. Throws std::bad_alloc when it had no memory,
+/// Failure when it failed for another cause than the frames.
+RegistrationReport registrationOf(const Velmora_SR_Report& report, Size size);
+
+/// Compares the frames with and without the motion; a registration that leaves more difference than
+/// none fails by that. For frames that the library has registered.
+void judge(RegistrationReport& report, const Plane& first, const Plane& second);
+
+/// Registers the luma of the second frame to that of the first, and judges. Both have one size. No
+/// session may be open.
+RegistrationReport registerFrames(const Plane& first, const Plane& second);
 
 }  // namespace velmora::tool
 
-#endif  // VELMORA_TOOL_REGISTRATION_REGISTRATION_RUN_H
+#endif  // VELMORA_TOOL_ENGINE_REGISTRATION_H

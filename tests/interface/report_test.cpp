@@ -1,0 +1,327 @@
+// What VELMORA_SR_GetReport tells of each kind of call, and the functions beside it.
+#include "velmora_sr/report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "interface/session.h"
+#include "interface/textured_frame.h"
+#include "support/scratch_directory.h"
+#include "support/test_allocator.h"
+#include "velmora_sr/kernel_tables.h"
+
+namespace velmora::test {
+namespace {
+
+constexpr int32_t kWidth = 480, kHeight = 400;
+
+struct PairCall : Call {
+  PairCall(int32_t x, int32_t y)
+      : Call(kWidth, kHeight, 4, whole(kWidth, kHeight), 600, 500),
+        first(texturedFrame(kWidth, kHeight, 0, 0)),
+        second(texturedFrame(kWidth, kHeight, x, y)) {
+    input.leftData = first.data();
+    input.rightData = input.leftData2 = second.data();
+  }
+  std::vector<uint8_t> first, second;
+};
+
+Velmora_SR_Report reportOf(const SR_ParamsPublic* handle) {
+  Velmora_SR_Report report = {};
+  report.size = sizeof report;
+  EXPECT_EQ(VELMORA_SR_GetReport(handle, &report), 0);
+  EXPECT_EQ(report.size, sizeof report);
+  return report;
+}
+
+TEST(Report, OfAFusedPairHasWhatWasFound) {
+  const Session session(kWidth, kHeight, 2);
+  PairCall call(12, -8);
+  std::vector<uint8_t> weights(kWidth * kHeight, 7);
+  ASSERT_EQ(VELMORA_SR_RequestWeights(session.handle(), weights.data()), 0);
+  for (uint8_t& sample : std::span(call.second).subspan(100 * kWidth, 20 * kWidth))
+    sample = 0;  // a black bar, which de-ghosting takes over
+  ASSERT_EQ(call.run(session, 2), 0);
+
+  const Velmora_SR_Report report = reportOf(session.handle());
+  EXPECT_EQ(report.scene, 2);
+  EXPECT_TRUE(report.written == 1 && report.fused == 1 && report.registered == 1);
+  EXPECT_EQ(report.cause, VELMORA_SR_CAUSE_NONE);
+  EXPECT_STREQ(report.reason, "");
+  EXPECT_EQ(report.reduction, 4);
+  EXPECT_EQ(report.kernelPhases, 50);
+  const Region shown = call.reportedRegion();
+  EXPECT_EQ(shown, (Region{report.left + report.left % 2, report.top + report.top % 2,
+                           report.right - report.right % 2, report.bottom - report.bottom % 2}));
+  // The second frame shows at p what the first shows at p + (12, -8).
+  const float* h = report.homography;
+  ASSERT_EQ(report.hasHomography, 1);
+  EXPECT_NEAR(h[2], -12, 0.5);
+  EXPECT_NEAR(h[5], 8, 0.5);
+  EXPECT_EQ(h[8], 1);
+  int inliers = 0;
+  ASSERT_GE(report.inlierCount, 10);
+  for (const Velmora_SR_Match& match : std::span(report.matches, std::size_t(report.matchCount))) {
+    ASSERT_LT(match.first, report.keyPointCount[0]);
+    ASSERT_LT(match.second, report.keyPointCount[1]);
+    if (match.inlier == 0) continue;
+    ++inliers;
+    const Velmora_SR_KeyPoint& a = report.keyPoints[0][match.first];
+    const Velmora_SR_KeyPoint& b = report.keyPoints[1][match.second];
+    EXPECT_LT(std::hypot(b.x + 12 - a.x, b.y - 8 - a.y), 6);
+  }
+  EXPECT_EQ(inliers, report.inlierCount);
+  for (int stage = VELMORA_SR_STAGE_REDUCTION; stage <= VELMORA_SR_STAGE_INTERPOLATION; ++stage)
+    EXPECT_GT(report.milliseconds[stage], 0) << stage;
+
+  EXPECT_EQ(report.ghostLow, 1);
+  EXPECT_EQ(report.ghostHigh, 5);
+  double replaced = 0;
+  EXPECT_EQ((Region{report.shownLeft, report.shownTop, report.shownRight, report.shownBottom}),
+            shown);
+  for (int y = shown.startH; y <= shown.endH; ++y)
+    for (int x = shown.startW; x <= shown.endW; ++x)
+      replaced += 1 - weights[std::size_t(y * kWidth + x)] / 255.0;
+  const int samples = (shown.endW - shown.startW + 1) * (shown.endH - shown.startH + 1);
+  EXPECT_NEAR(report.replacedShare, replaced / samples, 0.002);
+  EXPECT_EQ(weights[std::size_t(100 * kWidth + 200)], 0) << "row 108 of the second frame";
+
+  // A copy fuses nothing, and has no cause either.
+  call.output.width = kWidth;
+  call.output.height = kHeight;
+  ASSERT_EQ(call.run(session, 2), 0);
+  EXPECT_EQ(reportOf(session.handle()).written, 1);
+  EXPECT_EQ(reportOf(session.handle()).fused, 0);
+  EXPECT_STREQ(reportOf(session.handle()).reason, "");
+  EXPECT_EQ(weights, std::vector<uint8_t>(weights.size(), 255));
+}
+
+TEST(Report, TellsWhyAndWhereACallFailed) {
+  const std::vector<uint8_t> flat(frameBytes(kWidth, kHeight), 120);
+  const auto expect = [](const Session& session, int32_t result, int32_t stage, int32_t cause,
+                         const std::string& reason, bool written) {
+    const Velmora_SR_Report report = reportOf(session.handle());
+    EXPECT_EQ(report.result, result);
+    EXPECT_EQ(report.stage, stage);
+    EXPECT_EQ(report.cause, cause);
+    EXPECT_EQ(report.reason, reason);
+    EXPECT_EQ(report.written, written ? 1 : 0);
+    EXPECT_EQ(report.fused, 0);
+  };
+  const struct {
+    int32_t x, y;
+    bool firstFlat, secondFlat;
+    int32_t stage;
+    const char* reason;
+  } pairs[] = {
+      {0, 0, true, false, VELMORA_SR_STAGE_DETECTOR,
+       "the first frame has too few key points, below 5: it is too flat or too blurred"},
+      {0, 0, false, true, VELMORA_SR_STAGE_DETECTOR,
+       "the second frame has too few key points, below 5: it is too flat or too blurred"},
+      {9000, 0, false, false, VELMORA_SR_STAGE_SEARCH,
+       "too few key points of the second frame, below 5, have a clearly nearest partner in the "
+       "first"},
+  };
+  const Session session(kWidth, kHeight, 1);
+  for (const auto& c : pairs) {
+    PairCall call(c.x, c.y);
+    if (c.firstFlat) call.first = flat;
+    if (c.secondFlat) call.second = flat;
+    call.input.leftData = call.first.data();
+    call.input.rightData = call.second.data();
+    ASSERT_EQ(call.run(session, 2), 0);
+    expect(session, 0, c.stage, VELMORA_SR_CAUSE_FRAMES, c.reason, true);
+  }
+
+  constexpr int32_t kCall = VELMORA_SR_STAGE_CALL, kArguments = VELMORA_SR_CAUSE_ARGUMENTS;
+  PairCall call(0, 0);
+  call.input.format = 17;
+  ASSERT_EQ(call.run(session, 2), 0);
+  expect(session, 0, VELMORA_SR_STAGE_INTERPOLATION, kArguments,
+         "the format is not handled by the scene", false);
+  call.output.width = 0;
+  ASSERT_EQ(call.run(session, 2), -1);
+  expect(session, -1, kCall, kArguments, "an impossible frame size, or no output data", false);
+  call.input.rightData = nullptr;
+  ASSERT_EQ(call.run(session, 2), -3);
+  expect(session, -3, kCall, kArguments, "a frame of the scene is missing", false);
+  session.handle()->srScene = 5;
+  ASSERT_EQ(call.run(session, 2), -4);
+  expect(session, -4, kCall, kArguments, "the scene is not known", false);
+  session.handle()->srScene = 0;
+  call.input.format = 4;
+  call.output.width = 600;
+  session.handle()->free = nullptr;
+  ASSERT_EQ(call.run(session), 0);
+  expect(session, 0, kCall, VELMORA_SR_CAUSE_SETUP, "no allocator functions", false);
+  session.handle()->free = TestAllocator::free;
+  ASSERT_EQ(call.run(session), 0);
+  expect(session, 0, VELMORA_SR_STAGE_NONE, VELMORA_SR_CAUSE_NONE, "", true);
+  call.input.vrDepthEndW = kWidth;  // outside: the default region takes its place
+  ASSERT_EQ(call.run(session), 0);
+  EXPECT_EQ(call.reportedRegion().endW, kWidth);
+  EXPECT_EQ(reportOf(session.handle()).shownRight, 328);
+}
+
+// Whatever request fails, the report knows: of the memory, and whether the output was written.
+TEST(Report, KnowsOfEveryFailedRequest) {
+  const Session session(kWidth, kHeight, 2);
+  PairCall call(4, 2);
+  ASSERT_EQ(call.run(session, 2), 0);
+  const auto requests = static_cast<int>(TestAllocator::requests().size());
+  int fallbacks = 0;
+  for (int n = 0; n < requests; ++n) {
+    call.first = texturedFrame(kWidth, kHeight, 0, 0);
+    call.input.leftData = call.first.data();
+    std::fill(call.data.begin(), call.data.end(), Call::kUntouched);
+    TestAllocator::reset();
+    TestAllocator::failRequest(n);
+    ASSERT_EQ(call.run(session, 2), 0);
+    const Velmora_SR_Report report = reportOf(session.handle());
+    EXPECT_EQ(report.cause, VELMORA_SR_CAUSE_MEMORY) << n;
+    EXPECT_EQ(report.fused, 0) << n;
+    EXPECT_EQ(report.written, call.outputUntouched() ? 0 : 1) << n;
+    fallbacks += report.written;
+  }
+  EXPECT_GT(fallbacks, 5) << "without a registration the first frame is enlarged";
+  EXPECT_LT(fallbacks, requests);
+}
+
+TEST(Register, IsTakenOverByTheCallForTheSameFrames) {
+  const Session session(kWidth, kHeight, 2);
+  PairCall alone(12, -8);
+  ASSERT_EQ(alone.run(session, 2), 0);
+  const std::size_t requests = TestAllocator::requests().size();
+
+  PairCall call(12, -8);
+  const auto requestsOf = [&](PairCall& one) {
+    const std::size_t before = TestAllocator::requests().size();
+    EXPECT_EQ(one.run(session, 2), 0);
+    return TestAllocator::requests().size() - before;
+  };
+  ASSERT_EQ(VELMORA_SR_Register(session.handle(), &call.input, 2), 0);
+  const Velmora_SR_Report found = reportOf(session.handle());
+  EXPECT_EQ(found.registered, 1);
+  EXPECT_EQ(found.written, 0);
+  EXPECT_EQ(call.first, texturedFrame(kWidth, kHeight, 0, 0));
+  EXPECT_LT(requestsOf(call), requests) << "registered again";
+  EXPECT_EQ(call.data, alone.data);
+  EXPECT_EQ(call.first, alone.first);
+  EXPECT_EQ(call.reportedRegion(), alone.reportedRegion());
+  const Velmora_SR_Report report = reportOf(session.handle());
+  EXPECT_EQ(report.fused, 1);
+  EXPECT_EQ(report.matchCount, found.matchCount);
+  EXPECT_EQ(requestsOf(call), requests) << "taken over twice";
+
+  PairCall other(12, -8);
+  ASSERT_EQ(VELMORA_SR_Register(session.handle(), &call.input, 2), 0);
+  EXPECT_EQ(requestsOf(other), requests) << "taken over by other frames";
+
+  // A pair that does not register is not tried again.
+  std::fill(call.second.begin(), call.second.end(), uint8_t{90});
+  ASSERT_EQ(VELMORA_SR_Register(session.handle(), &call.input, 2), 0);
+  EXPECT_EQ(reportOf(session.handle()).stage, VELMORA_SR_STAGE_DETECTOR);
+  EXPECT_LT(requestsOf(call), requests);
+  EXPECT_EQ(reportOf(session.handle()).written, 1);
+  EXPECT_EQ(reportOf(session.handle()).stage, VELMORA_SR_STAGE_DETECTOR);
+  EXPECT_EQ(TestAllocator::live(), 0u);
+
+  EXPECT_EQ(VELMORA_SR_Register(nullptr, &call.input, 2), -1);
+  EXPECT_EQ(VELMORA_SR_Register(session.handle(), nullptr, 2), -1);
+  EXPECT_EQ(VELMORA_SR_Register(session.handle(), &call.input, 1), -3);
+  call.input.width = 0;
+  EXPECT_EQ(VELMORA_SR_Register(session.handle(), &call.input, 2), -1);
+  session.handle()->srScene = 0;
+  EXPECT_EQ(VELMORA_SR_Register(session.handle(), &call.input, 2), -4);
+}
+
+TEST(Report, GoesAsFarAsItsSizeAndToTheHandleOfTheCall) {
+  const Session session(kWidth, kHeight, 2);
+  Velmora_SR_Report report;
+  std::memset(&report, 0x5A, sizeof report);
+  report.size = offsetof(Velmora_SR_Report, written);
+  EXPECT_EQ(VELMORA_SR_GetReport(session.handle(), &report), 0);
+  EXPECT_EQ(report.size, offsetof(Velmora_SR_Report, written));
+  EXPECT_EQ(report.scene, 2);
+  EXPECT_EQ(report.result, 0);
+  EXPECT_EQ(report.written, 0x5A5A5A5A);
+  report.size = sizeof report + 100;  // of a later version
+  EXPECT_EQ(VELMORA_SR_GetReport(session.handle(), &report), 0);
+  EXPECT_EQ(report.size, sizeof report);
+  report.size = 7;
+  EXPECT_EQ(VELMORA_SR_GetReport(session.handle(), &report), -1);
+  EXPECT_EQ(VELMORA_SR_GetReport(nullptr, &report), -1);
+  EXPECT_EQ(VELMORA_SR_GetReport(session.handle(), nullptr), -1);
+  const SR_ParamsPublic other = {};
+  report.size = sizeof report;
+  EXPECT_EQ(VELMORA_SR_GetReport(&other, &report), -2);
+  EXPECT_EQ(VELMORA_SR_RequestWeights(&other, nullptr), -2);
+  EXPECT_EQ(VELMORA_SR_RequestWeights(nullptr, nullptr), -1);
+}
+
+// Bytes are taken as the files that hold them, to the letter of the log.
+TEST(CreateFromMemory, IsCreationFromFiles) {
+  const ScratchDirectory scratch;
+  const std::string declared = "<?xml version=\"1.0\"?>";
+  const std::string kernels =
+      std::string("\2\0\0\0", 4) + std::string(2 * 2 * 34 + 2 * 2 * 8, '\1');
+  const struct {
+    std::string configuration, kernels;
+    int32_t low, high, configurationRead, kernelsRead, phases;
+  } cases[] = {
+      {declared + "<Config><GhostCorrection><LowThr>3</LowThr><HighThr>9</HighThr>"
+                  "</GhostCorrection></Config>",
+       kernels, 3, 9, 1, 1, 2},
+      {declared + "<Config><GhostCorrection><LowThr>2</LowThr></GhostCorrection></Config>",
+       kernels.substr(0, 90), 2, 5, 0, 0, 2},
+      {declared + "<Config><GhostCorrection><LowThr>9</LowThr><HighThr>3</HighThr>"
+                  "</GhostCorrection></Config>",
+       kernels.substr(0, 3), 1, 5, 0, 0, 0},
+      {"no XML", std::string("\0\0\0\0", 4), 1, 5, 0, 0, 50},
+  };
+  for (const auto& c : cases) {
+    const std::string xmlPath = scratch.path("zelk.xml"), kernelPath = scratch.path("zelk_kernel");
+    writeFile(xmlPath, c.configuration);
+    writeFile(kernelPath, c.kernels);
+    Velmora_SR_CreateParams params = parameters(kWidth, kHeight, 0);
+    params.configFileName = xmlPath.c_str();
+    params.kernelFileName = kernelPath.c_str();
+    const auto bytes = [](const std::string& text) {
+      return reinterpret_cast<const uint8_t*>(text.data());
+    };
+    const Velmora_SR_Tuning tuning = {bytes(c.configuration),
+                                      static_cast<uint32_t>(c.configuration.size()),
+                                      bytes(c.kernels), static_cast<uint32_t>(c.kernels.size())};
+    std::vector<std::vector<LogLine>> logs;
+    for (const Velmora_SR_Tuning* given :
+         {static_cast<const Velmora_SR_Tuning*>(nullptr), &tuning}) {
+      LogCapture log;
+      SR_ParamsPublic* handle = nullptr;
+      ASSERT_EQ(VELMORA_SR_CreateFromMemory(&params, given, &handle), 0);
+      logs.push_back(log.take());
+      const Velmora_SR_Report report = reportOf(handle);
+      EXPECT_EQ(report.ghostLow, c.low);
+      EXPECT_EQ(report.ghostHigh, c.high);
+      EXPECT_EQ(report.configurationRead, c.configurationRead) << c.configuration;
+      EXPECT_EQ(report.kernelsRead, c.kernelsRead);
+      EXPECT_EQ(report.kernelPhases, c.phases);
+      if (c.kernelsRead != 0) {
+        EXPECT_EQ(Lanczos1D_4_2_Fix[1][3], 0x101);
+      }
+      VELMORA_SR_Destroy(&handle);
+      std::remove(given == nullptr ? xmlPath.c_str() : "");
+      std::remove(given == nullptr ? kernelPath.c_str() : "");
+    }
+    EXPECT_EQ(logs[1], logs[0]);
+  }
+}
+
+}  // namespace
+}  // namespace velmora::test

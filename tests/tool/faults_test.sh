@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Whatever request for memory fails, the tool delivers the right file or none: the bytes of an
+# undisturbed run and exit status 0, or one error line, exit status 1 and no file; never a signal.
+# shellcheck source-path=SCRIPTDIR source=lib.sh
+. "$(dirname "$0")/lib.sh"
+faults=$4
+
+# with_fault NUMBER COMMAND...: runs it with that request failing.
+with_fault() {
+  local number=$1
+  shift
+  LD_PRELOAD=$faults VELMORA_FAIL_AT=$number "$@"
+}
+
+# numbers: those to try, from the list of requests: all within calls of the library but the first,
+# which asks for its version and makes 2,600 alike, and a sample of the others behind that one.
+numbers() {
+  awk 'NR == 1 { first = $1 } NR > 1 && $1 > 1 { for (n = $1; n <= $2; n++) all[n] = 1 }
+    $1 == 1 { for (n = first; n <= $2; n++) if (n in all || n % 61 == 0 || n > $2 - 20) print n }' list
+}
+
+# sweep ARGUMENTS...: of the tool, without -o.
+sweep() {
+  local number status tried=0 refusals=0
+  ok "$tool" "$@" -o good.i420
+  VELMORA_ALLOCATIONS=list LD_PRELOAD=$faults "$tool" -q "$@" -o good.i420 || fail "listing: $*"
+  for number in $(numbers); do
+    rm -f out.i420
+    with_fault "$number" "$tool" "$@" -o out.i420 >data 2>messages
+    status=$?
+    tried=$((tried + 1))
+    if [ "$status" = 0 ]; then
+      same good.i420 out.i420 "request $number of $1"
+    else
+      refusals=$((refusals + 1))
+      [ "$status" = 1 ] || fail "exit $status, request $number of $1: $(cat messages)"
+      [ "$(grep -c 'error: ' messages)" = 1 ] || fail "request $number of $1: $(cat messages)"
+      [ ! -e out.i420 ] || fail "a file in spite of the error, request $number of $1"
+    fi
+    if compgen -G '.velmora-sr.*' >left; then fail "request $number of $1 leaves $(cat left)"; fi
+  done
+  if [ "$tried" -lt 90 ] || [ "$refusals" -lt 30 ]; then fail "$refusals errors in $tried runs of $1"; fi
+}
+
+scene=$(dirname "$2")/truth.png
+ok "$tool" upscale "$scene" --region 600,400,1080,819 --scale 1 -o one.png
+ok "$tool" upscale "$scene" --region 606,404,1086,823 --scale 1 -o two.png
+ok "$tool" kernels --phases 2 -o kernels
+cat >config.xml <<'END'
+<?xml version="1.0"?>
+<Config><GhostCorrection><LowThr>20</LowThr><HighThr>50</HighThr></GhostCorrection></Config>
+END
+# Odd sizes take every path; the thresholds once from a file, once from the noise.
+sweep upscale one.png --kernel kernels --config config.xml --region 0,0,200,200 --scale 1.1
+sweep fuse one.png two.png --kernel kernels --region 100,100,300,300 --scale 1.1
+finish
