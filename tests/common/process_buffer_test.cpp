@@ -20,6 +20,8 @@ TEST(ProcessBuffer, ReturnsItsBlockOnceAndIsEmptyWhenNothingCanBeHad) {
     EXPECT_EQ(b.size(), 10u);
     a = std::move(b);
     EXPECT_EQ(TestAllocator::live(), 1u);
+    a.reset();
+    EXPECT_EQ(a.size(), 0u);
   }
   EXPECT_EQ(TestAllocator::live(), 0u);
   EXPECT_EQ(TestAllocator::faults(), "");
