@@ -153,8 +153,24 @@ TEST_F(Pictures, PngUnpacksNoMoreThanThePicture) {
   EXPECT_LT(unpackedBytes, 10'000);
 }
 
+Bytes encodeRgb(Size size, const Bytes& rgb, int subsampling) {
+  tjhandle handle = tjInitCompress();
+  unsigned char* buffer = nullptr;
+  unsigned long length = 0;
+  EXPECT_EQ(tjCompress2(handle, rgb.data(), size.width, 0, size.height, TJPF_RGB, &buffer, &length,
+                        subsampling, 100, TJFLAG_ACCURATEDCT),
+            0);
+  Bytes bytes(buffer, buffer + length);
+  tjFree(buffer);
+  tjDestroy(handle);
+  return bytes;
+}
+
 TEST_F(Pictures, WhatCannotBeReadIsNamed) {
   const std::string whole = png(2, 1, "\10\0\0\0\0"s, "", "\0ab"s);
+  const Bytes small = encodeRgb({8, 8}, Bytes(192, 90), TJSAMP_420);
+  std::string jpeg(small.begin(), small.end());
+  jpeg.replace(jpeg.find("\xFF\xC0") + 5, 4, "\x50\0\x60\0"s);
   const struct {
     std::string content;
     const char* reason;
@@ -165,6 +181,7 @@ TEST_F(Pictures, WhatCannotBeReadIsNamed) {
                {png(28672, 1, "\10\0\0\0\0"s, "", "\0ab"s), "bytes cannot hold the 28672x1 pixels"},
                {std::string(whole).replace(16, 1, "\1"), "x: a frame of 16777218x1 is too large"},
                {"\xFF\xD8\xFF\xE0\0\4\1\1"s, "x: is damaged"},
+               {jpeg, "bytes cannot hold the 24576x20480 pixels"},
                {"MM\0*"s, "x: is a TIFF, which is not read here; convert it first: convert IN"},
                {"GIF89a", "a GIF"},
                {"RIFF....WEBPVP8 ", "a WebP"},
@@ -184,19 +201,6 @@ TEST_F(Pictures, WhatCannotBeReadIsNamed) {
       EXPECT_THAT(failure.what(), testing::HasSubstr(c.reason));
     }
   }
-}
-
-Bytes encodeRgb(Size size, const Bytes& rgb, int subsampling) {
-  tjhandle handle = tjInitCompress();
-  unsigned char* buffer = nullptr;
-  unsigned long length = 0;
-  EXPECT_EQ(tjCompress2(handle, rgb.data(), size.width, 0, size.height, TJPF_RGB, &buffer, &length,
-                        subsampling, 100, TJFLAG_ACCURATEDCT),
-            0);
-  Bytes bytes(buffer, buffer + length);
-  tjFree(buffer);
-  tjDestroy(handle);
-  return bytes;
 }
 
 TEST_F(Pictures, JpegOfEverySubsamplingBecomes420InPlace) {

@@ -6,7 +6,7 @@
 namespace velmora::tool {
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 constexpr std::string_view kFilm =
     "ffmpeg -i IN -pix_fmt yuv420p -f yuv4mpegpipe - | velmora-sr video - -o OUT.y4m";

@@ -109,6 +109,13 @@ class JpegReader final : public FrameReader {
     if (bytes_.empty()) return false;
     const std::vector<uint8_t> rest = source_->readAll(kMaxCompressedBytes);
     bytes_.insert(bytes_.end(), rest.begin(), rest.end());
+    // A file that was cut is shown as far as it goes, but not made up from its header: plain white
+    // has 350 pixels a byte.
+    constexpr int64_t kMostPixels = 8192;
+    if (std::ssize(bytes_) * kMostPixels < int64_t{stored_.width} * stored_.height) {
+      throw Failure(name() + ": is damaged: " + std::to_string(bytes_.size()) +
+                    " bytes cannot hold the " + text(stored_) + " pixels of its header");
+    }
     const Handle handle = decoder();
     if (inPlanes_) {
       readPlanes(handle, picture);

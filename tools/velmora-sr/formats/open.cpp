@@ -50,14 +50,15 @@ std::optional<RawLayout> rawLayoutOf(const InputRequest& request) {
 std::unique_ptr<FrameReader> openHeader(const InputRequest& request,
                                         std::unique_ptr<ByteSource>& source) {
   const auto layout = rawLayoutOf(request);
-  source = std::make_unique<ByteSource>(request.path);
-  if (layout) return openRaw(std::move(source), *layout);
-  const auto start = source->peek(kY4mMagic.size());
-  if (isPng(start)) return openPng(std::move(source));
-  if (isJpeg(start)) return openJpeg(std::move(source));
+  auto opened = std::make_unique<ByteSource>(request.path);
+  if (layout) return openRaw(std::move(opened), *layout);
+  const auto start = opened->peek(kY4mMagic.size());
+  if (isPng(start)) return openPng(std::move(opened));
+  if (isJpeg(start)) return openJpeg(std::move(opened));
   if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size()) == kY4mMagic) {
-    return openY4m(std::move(source));
+    return openY4m(std::move(opened));
   }
+  source = std::move(opened);
   return nullptr;
 }
 

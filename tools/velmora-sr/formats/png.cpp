@@ -10,7 +10,6 @@
 #include <exception>
 #include <functional>
 #include <new>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -85,11 +84,10 @@ bool readHeader(png_structp png, png_infop info, ReadJob& job) {
   png_set_read_fn(png, &job, onRead);
   // Chunks that say nothing about colours are passed over: texts may unpack to any length. What the
   // others may take is bounded.
-  constexpr std::string_view kTaken("bKGD\0cHRM\0gAMA\0iCCP\0sBIT\0sRGB", 30);
+  constexpr char kTaken[] = "bKGD\0cHRM\0gAMA\0iCCP\0sBIT\0sRGB";
   png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT,
-                              reinterpret_cast<png_const_bytep>(kTaken.data()),
-                              static_cast<int>(kTaken.size() / 5));
+                              reinterpret_cast<png_const_bytep>(kTaken), sizeof kTaken / 5);
   png_set_chunk_cache_max(png, 16);
   png_set_chunk_malloc_max(png, kMaxProfileBytes);
   png_set_user_limits(png, kMaxSide, kMaxSide);
@@ -189,7 +187,7 @@ class PngReader final : public FrameReader {
     job_.inMemory = true;
     // No packed byte stands for more than this many.
     constexpr std::size_t kMostPacked = 1032;
-    const std::size_t rows = static_cast<std::size_t>(info_.size.height);
+    const auto rows = static_cast<std::size_t>(info_.size.height);
     if (rest.size() * kMostPacked < (png_get_rowbytes(png_, pngInfo_) + 1) * rows) {
       throw Failure(name() + ": is damaged: " + std::to_string(rest.size()) +
                     " bytes cannot hold the " + text(info_.size) + " pixels of its header");
