@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <regex>
 #include <utility>
 
 #include "support/test_allocator.h"
@@ -105,16 +106,10 @@ std::vector<LogLine> closingLines() {
 std::vector<LogLine> maskedLines(LogCapture& log) {
   std::vector<LogLine> lines = log.take();
   if (lines.empty()) return lines;
-  std::string& text = lines.back().text;
-  const std::string before = "NB7UO_ZELK: Dual Camera Super Resolution time: ";
-  const std::string after = " ms.\n";
-  if (!text.starts_with(before) || !text.ends_with(after)) return lines;
-  const std::string figure = text.substr(before.size(), text.size() - before.size() - after.size());
   // Six decimals, as "%f" has them.
-  if (figure.find_first_not_of("0123456789.") == std::string::npos && figure.size() > 7 &&
-      figure.find('.') + 7 == figure.size()) {
-    text = before + "#" + after;
-  }
+  static const std::regex time(
+      "^(NB7UO_ZELK: Dual Camera Super Resolution time: )\\d+\\.\\d{6}( ms\\.\n)$");
+  lines.back().text = std::regex_replace(lines.back().text, time, "$1#$2");
   return lines;
 }
 

@@ -260,14 +260,13 @@ TEST(RegisteredPair, DoesNotDependOnTheHostsFloatingPointEnvironment) {
 }
 
 TEST(RegisteredPair, FramesThatShareMemoryGiveWhatTwoFramesGive) {
-  const std::size_t bytes = frameBytes(kWidth, kHeight);
-  for (const std::ptrdiff_t offset :
-       {std::ptrdiff_t{0}, std::ptrdiff_t{8} * kWidth + 4, std::ptrdiff_t{-4} * kWidth,
-        static_cast<std::ptrdiff_t>(bytes) - 1, static_cast<std::ptrdiff_t>(bytes)}) {
+  constexpr std::ptrdiff_t bytes = kWidth * kHeight * 3 / 2;
+  for (const std::ptrdiff_t offset : std::initializer_list<std::ptrdiff_t>{
+           0, 8 * kWidth + 4, -4 * kWidth, bytes - 1, bytes, -bytes}) {
     SCOPED_TRACE(offset);
-    const bool overlaps = offset < static_cast<std::ptrdiff_t>(bytes);
+    const bool overlaps = offset != bytes && offset != -bytes;
     std::vector<uint8_t> memory = texturedFrame(kWidth, 3 * kHeight, 0, 0);
-    uint8_t* const first = memory.data() + 4 * kWidth;
+    uint8_t* const first = memory.data() + bytes;
     PairCall apart({first, first + bytes}, {first + offset, first + offset + bytes});
     PairCall call(apart.first, apart.second);
     call.input.leftData = first;

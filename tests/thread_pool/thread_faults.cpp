@@ -17,8 +17,8 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attribute, vo
                           void* arg) {
   if (threadFaults.created == threadFaults.failCreateAt) return EAGAIN;
   if (threadFaults.refuseStackSizes && attribute != nullptr) return EINVAL;
-  threadFaults.stackSize = 0;
-  if (attribute != nullptr) pthread_attr_getstacksize(attribute, &threadFaults.stackSize);
+  if (threadFaults.created == 0 && attribute != nullptr)  // sanitizers change it for later ones
+    pthread_attr_getstacksize(attribute, &threadFaults.stackSize);
   const int result = __real_pthread_create(thread, attribute, start, arg);
   if (result == 0) ++threadFaults.created;
   return result;

@@ -16,7 +16,7 @@ struct ThreadFaults {
   int created = 0;                ///< threads started
   int joined = 0;                 ///< threads joined
   int liveAttributes = 0;         ///< attribute objects initialised and not destroyed
-  std::size_t stackSize = 0;      ///< of the thread started last; 0: the system's own
+  std::size_t stackSize = 0;      ///< of the first thread started; 0: the system's own
   int failCreateAt = -1;          ///< the n-th start (0: the first) fails; -1: none
   bool refuseStackSizes = false;  ///< threads start with the system's stack only
   bool failAttributeInit = false;
