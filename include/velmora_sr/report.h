@@ -98,7 +98,7 @@ typedef struct Velmora_SR_Report {
   int32_t ghostLow;  /* thresholds in force, 0..255: differences below the first keep a sample, */
   int32_t ghostHigh; /* from the second on it is replaced */
   double replacedShare; /* share of the samples of the enlarged region that were replaced, a half
-                           replaced one counting half; measured on half a million of them at most */
+                           replaced one counting half; measured on 65,536 of them at most */
 
   /* Tuning, of the creation of the handle. */
   int32_t configurationRead; /* 1: thresholds come from the configuration given, 0: built in */

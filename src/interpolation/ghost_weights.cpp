@@ -12,7 +12,7 @@ namespace velmora {
 namespace {
 
 constexpr int32_t kKeep = 4096;
-constexpr double kEnoughSamples = 524288;
+constexpr double kEnoughSamples = 65536;
 
 /// The band of a row.
 RowBand bandOf(int32_t height, int32_t y) {

@@ -17,7 +17,7 @@ class GhostWeights {
                int32_t width, int32_t height, const int32_t* mapX, const int32_t* mapY);
 
   /// Share, 0 .. 1, of the samples of a region that are replaced, a half replaced one counting
-  /// half. Of regions above half a million samples every second, third, ... column and row counts.
+  /// half. Of regions above 65,536 samples every second, third, ... column and row counts.
   [[nodiscard]] double replacedShare(const ValidRegion& region) const;
 
   /// Writes the whole plane: 255 keeps a sample, 0 replaces it.

@@ -86,10 +86,11 @@ TEST(Report, OfAFusedPairHasWhatWasFound) {
   double replaced = 0;
   EXPECT_EQ((Region{report.shownLeft, report.shownTop, report.shownRight, report.shownBottom}),
             shown);
-  for (int y = shown.startH; y <= shown.endH; ++y)
-    for (int x = shown.startW; x <= shown.endW; ++x)
+  int samples = 0;
+  for (int y = shown.startH; y <= shown.endH; y += 2) {  // more than 65,536 samples: every second
+    for (int x = shown.startW; x <= shown.endW; x += 2, ++samples)
       replaced += 1 - weights[std::size_t(y * kWidth + x)] / 255.0;
-  const int samples = (shown.endW - shown.startW + 1) * (shown.endH - shown.startH + 1);
+  }
   EXPECT_NEAR(report.replacedShare, replaced / samples, 0.002);
   EXPECT_EQ(weights[std::size_t(100 * kWidth + 200)], 0) << "row 108 of the second frame";
 

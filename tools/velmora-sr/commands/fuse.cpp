@@ -24,7 +24,9 @@ constexpr const char* kHelp =
     "too, at the scale asked for; with --size the size stands and the scale follows. Where "
     "something moved between the frames, de-ghosting takes it from SECOND. Frames that cannot be "
     "registered, or are smaller than 400x400, are no error: FIRST is enlarged alone, and the "
-    "status line says why.";
+    "status line says why. Otherwise it says how sure the registration is: matches that agree, "
+    "motion of the farthest corner, and the residual, the mean difference of the frames, before "
+    "and after.";
 
 struct Options {
   std::string first;
