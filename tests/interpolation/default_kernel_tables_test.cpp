@@ -6,20 +6,20 @@
 #include <numeric>
 
 #include "interpolation/lanczos_rules.h"
-#include "support/crc32.h"
+#include "support/digest.h"
 #include "velmora_sr/kernel_tables.h"
 
 namespace {
 
-using velmora::test::Crc32;
+using velmora::test::Digest;
 using Row = std::array<int16_t, 4>;
 
 template <typename Table>
 uint32_t checksum(const Table& table) {
-  Crc32 crc;
+  Digest digest;
   for (const auto& row : table)
-    crc.add(std::span<const int16_t>(row));
-  return crc.value();
+    digest.addAll(row);
+  return digest.value();
 }
 
 TEST(DefaultKernelTables, HaveTheirChecksums) {

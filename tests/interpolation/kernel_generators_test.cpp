@@ -8,14 +8,15 @@
 #include <vector>
 
 #include "interpolation/kernel_tables.h"
-#include "support/new_faults.h"
+#include "support/heap_faults.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/records.h"
 
 namespace {
 
+using velmora::test::HeapFaults;
 using velmora::test::liveNewBlocks;
-using velmora::test::NewFaults;
+using velmora::test::Requests;
 using velmora::test::TestAllocator;
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
@@ -284,13 +285,13 @@ TEST_F(KernelGenerators, KeepTheInstalledTablesWhenMemoryRunsOut) {
   const std::ptrdiff_t live = liveNewBlocks();
   for (int n = 0; n < 33; ++n) {
     {
-      const NewFaults faults(n);
+      const HeapFaults faults(n, Requests::kNew, true);
       ASSERT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_ALLOC_FAILED) << n;
     }
     ASSERT_EQ(Lanczos2D_4_2_Fix_Sharp, installed);
     ASSERT_EQ(liveNewBlocks(), live) << n;
   }
-  const NewFaults faults(33);
+  const HeapFaults faults(33, Requests::kNew, true);
   EXPECT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_SUCCEED);
 }
 

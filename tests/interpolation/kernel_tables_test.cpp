@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "interpolation/phase.h"
-#include "support/new_faults.h"
+#include "support/heap_faults.h"
 
 namespace {
 
@@ -11,8 +11,9 @@ using velmora::installKernelTables;
 using velmora::KernelRows;
 using velmora::KernelTables;
 using velmora::releaseKernelTables;
+using velmora::test::HeapFaults;
 using velmora::test::liveNewBlocks;
-using velmora::test::NewFaults;
+using velmora::test::Requests;
 
 class KernelTablesTest : public testing::Test {
  protected:
@@ -89,7 +90,7 @@ TEST_F(KernelTablesTest, GiveEverythingBackWhenAnyRequestFails) {
   for (int n = 0; n <= requests; ++n) {
     bool complete = false;
     {
-      const NewFaults faults(n);
+      const HeapFaults faults(n, Requests::kNew, true);
       complete = static_cast<bool>(KernelTables::allocate(3, 4));
     }
     EXPECT_EQ(complete, n == requests) << n;
