@@ -8,7 +8,7 @@
 
 #include "errors.h"
 #include "support/random.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 #include "velmora_sr/kernel_tables.h"
 
 namespace velmora::tool {
@@ -188,7 +188,7 @@ TEST(PlanAxis, LengthensInProportion) {
 }
 
 TEST(TuningFiles, AreCheckedBeforeTheLibraryReplacesThem) {
-  const test::TemporaryFolder folder;
+  const test::ScratchDirectory folder;
   const auto refused = [&](const TuningFiles& files) {
     try {
       requireUsable(files);
@@ -197,25 +197,25 @@ TEST(TuningFiles, AreCheckedBeforeTheLibraryReplacesThem) {
     }
     return std::string();
   };
-  EXPECT_NE(refused({folder.file("none.xml"), ""}).find("cannot open"), std::string::npos);
-  test::writeFile(folder.file("a.xml"), std::string("LowThr = 4"));
-  EXPECT_NE(refused({folder.file("a.xml"), ""}).find("no XML"), std::string::npos);
-  test::writeFile(folder.file("b.xml"), std::string("<Config/>"));
-  EXPECT_EQ(refused({folder.file("b.xml"), ""}), "");
+  EXPECT_NE(refused({folder.path("none.xml"), ""}).find("cannot open"), std::string::npos);
+  test::writeFile(folder.path("a.xml"), std::string("LowThr = 4"));
+  EXPECT_NE(refused({folder.path("a.xml"), ""}).find("no XML"), std::string::npos);
+  test::writeFile(folder.path("b.xml"), std::string("<Config/>"));
+  EXPECT_EQ(refused({folder.path("b.xml"), ""}), "");
 
-  EXPECT_NE(refused({"", folder.file("none")}).find("cannot open"), std::string::npos);
+  EXPECT_NE(refused({"", folder.path("none")}).find("cannot open"), std::string::npos);
   std::vector<uint8_t> kernel(4 + 2 * 2 * 34 + 2 * 2 * 8);
   kernel[0] = 2;
-  test::writeFile(folder.file("k"), kernel);
-  EXPECT_EQ(refused({"", folder.file("k")}), "");
+  test::writeFile(folder.path("k"), kernel);
+  EXPECT_EQ(refused({"", folder.path("k")}), "");
   kernel.pop_back();
-  test::writeFile(folder.file("k"), kernel);
-  EXPECT_NE(refused({"", folder.file("k")}).find("171 bytes"), std::string::npos);
+  test::writeFile(folder.path("k"), kernel);
+  EXPECT_NE(refused({"", folder.path("k")}).find("171 bytes"), std::string::npos);
   for (const uint8_t count : {uint8_t{0}, uint8_t{255}}) {
     kernel[0] = count;
     kernel[3] = count;
-    test::writeFile(folder.file("k"), kernel);
-    EXPECT_NE(refused({"", folder.file("k")}).find("count of 1 to 1024"), std::string::npos);
+    test::writeFile(folder.path("k"), kernel);
+    EXPECT_NE(refused({"", folder.path("k")}).find("count of 1 to 1024"), std::string::npos);
   }
 }
 

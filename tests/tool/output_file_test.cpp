@@ -5,58 +5,58 @@
 #include <unistd.h>
 
 #include "errors.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
 
-using test::TemporaryFolder;
+using test::ScratchDirectory;
 
 TEST(OutputFile, ReplacesAtCommitOnly) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("a");
+  const ScratchDirectory folder;
+  const std::string path = folder.path("a");
   test::writeFile(path, std::string("old"));
   OutputFile file(path);
   file.write(std::string("new"));
-  EXPECT_EQ(test::fileText(path), "old");
+  EXPECT_EQ(test::readFile(path), "old");
   file.commit();
-  EXPECT_EQ(test::fileText(path), "new");
+  EXPECT_EQ(test::readFile(path), "new");
   EXPECT_EQ(folder.fileCount(), 1u);
 }
 
 TEST(OutputFile, KeepsTheOldFileWhenTheWorkFails) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("a");
+  const ScratchDirectory folder;
+  const std::string path = folder.path("a");
   test::writeFile(path, std::string("old"));
   {
     OutputFile file(path);
     file.write(std::string("half"));
   }
-  EXPECT_EQ(test::fileText(path), "old");
+  EXPECT_EQ(test::readFile(path), "old");
   EXPECT_EQ(folder.fileCount(), 1u);
 }
 
 TEST(OutputFile, WritesThroughLinks) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("target"), std::string("old"));
-  std::filesystem::create_symlink("target", folder.file("link"));
-  OutputFile file(folder.file("link"));
+  const ScratchDirectory folder;
+  test::writeFile(folder.path("target"), std::string("old"));
+  std::filesystem::create_symlink("target", folder.path("link"));
+  OutputFile file(folder.path("link"));
   file.write(std::string("new"));
   file.commit();
-  EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
-  EXPECT_EQ(test::fileText(folder.file("target")), "new");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link")));
+  EXPECT_EQ(test::readFile(folder.path("target")), "new");
 }
 
 TEST(OutputFile, HasTheModeOfOrdinaryFiles) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   const mode_t old = umask(027);
   {
-    OutputFile file(folder.file("a"));
+    OutputFile file(folder.path("a"));
     file.commit();
   }
   umask(old);
   struct stat info = {};
-  ASSERT_EQ(stat(folder.file("a").c_str(), &info), 0);
+  ASSERT_EQ(stat(folder.path("a").c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0640u);
 }
 
@@ -70,9 +70,9 @@ TEST(OutputFile, WritesDevicesDirectly) {
 }
 
 TEST(OutputFile, NamesWhatCannotBeMade) {
-  const TemporaryFolder folder;
-  EXPECT_THROW(OutputFile(folder.file("")), Failure);
-  EXPECT_THROW(OutputFile(folder.file("missing/a")), Failure);
+  const ScratchDirectory folder;
+  EXPECT_THROW(OutputFile(folder.path("")), Failure);
+  EXPECT_THROW(OutputFile(folder.path("missing/a")), Failure);
 }
 
 }  // namespace

@@ -14,12 +14,12 @@
 #include "formats/png.h"
 #include "frame_io.h"
 #include "support/random.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
 
-using test::TemporaryFolder;
+using test::ScratchDirectory;
 
 Picture read(const std::string& path) {
   const auto reader = openInput({path, {}, {}});
@@ -73,12 +73,12 @@ INSTANTIATE_TEST_SUITE_P(EvenOddTiny, Sizes,
                          });
 
 TEST_P(Sizes, FilesKeepAPicture) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   const Picture picture = softPicture(GetParam());
-  save(createPng(folder.file("a.png")), picture);
-  save(createJpeg(folder.file("a.jpg"), 97), picture);
-  const Picture fromPng = read(folder.file("a.png"));
-  const Picture fromJpeg = read(folder.file("a.jpg"));
+  save(createPng(folder.path("a.png")), picture);
+  save(createJpeg(folder.path("a.jpg"), 97), picture);
+  const Picture fromPng = read(folder.path("a.png"));
+  const Picture fromJpeg = read(folder.path("a.jpg"));
   ASSERT_EQ(fromPng.size(), picture.size());
   ASSERT_EQ(fromJpeg.size(), picture.size());
   EXPECT_GT(psnr(fromPng.y, picture.y), 45);
@@ -93,15 +93,15 @@ TEST_P(Sizes, FilesKeepAPicture) {
 }
 
 TEST_P(Sizes, GreyStaysGrey) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Picture picture = softPicture(GetParam());
   picture.grey = true;
   picture.u.reset(picture.u.size, 128);
   picture.v.reset(picture.v.size, 128);
-  save(createPng(folder.file("a.png")), picture);
-  save(createJpeg(folder.file("a.jpg"), 100), picture);
-  const Picture fromPng = read(folder.file("a.png"));
-  const Picture fromJpeg = read(folder.file("a.jpg"));
+  save(createPng(folder.path("a.png")), picture);
+  save(createJpeg(folder.path("a.jpg"), 100), picture);
+  const Picture fromPng = read(folder.path("a.png"));
+  const Picture fromJpeg = read(folder.path("a.jpg"));
   EXPECT_TRUE(fromPng.grey);
   EXPECT_TRUE(fromJpeg.grey);
   EXPECT_EQ(fromPng.y.samples, picture.y.samples);  // PNG is lossless
@@ -113,16 +113,16 @@ TEST_P(Sizes, GreyStaysGrey) {
 template <typename Sample>
 Picture pngOf(Size size, uint32_t format, const std::vector<Sample>& samples,
               const std::vector<uint8_t>& colours = {}) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   png_image image = {};
   image.version = PNG_IMAGE_VERSION;
   image.width = static_cast<uint32_t>(size.width);
   image.height = static_cast<uint32_t>(size.height);
   image.format = format;
   image.colormap_entries = static_cast<uint32_t>(colours.size() / 3);
-  png_image_write_to_file(&image, folder.file("a.png").c_str(), 0, samples.data(), 0,
+  png_image_write_to_file(&image, folder.path("a.png").c_str(), 0, samples.data(), 0,
                           colours.data());
-  return read(folder.file("a.png"));
+  return read(folder.path("a.png"));
 }
 
 TEST(Png, ReadsPalettes16BitsAndTransparency) {
@@ -140,12 +140,12 @@ TEST(Png, ReadsPalettes16BitsAndTransparency) {
 }
 
 TEST(Png, NamesDamagedFiles) {
-  const TemporaryFolder folder;
-  save(createPng(folder.file("a.png")), softPicture({64, 64}));
-  const std::string whole = test::fileText(folder.file("a.png"));
+  const ScratchDirectory folder;
+  save(createPng(folder.path("a.png")), softPicture({64, 64}));
+  const std::string whole = test::readFile(folder.path("a.png"));
   for (const std::size_t length : {std::size_t{9}, std::size_t{40}, whole.size() / 2}) {
-    test::writeFile(folder.file("cut.png"), whole.substr(0, length));
-    EXPECT_NE(failureOf(folder.file("cut.png")).find("cut.png: is damaged"), std::string::npos)
+    test::writeFile(folder.path("cut.png"), whole.substr(0, length));
+    EXPECT_NE(failureOf(folder.path("cut.png")).find("cut.png: is damaged"), std::string::npos)
         << length;
   }
 }
@@ -164,7 +164,7 @@ std::vector<uint8_t> encodeRgb(Size size, const std::vector<uint8_t>& rgb, int s
 }
 
 TEST(Jpeg, EverySubsamplingBecomes420InPlace) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   for (const Size size : {Size{64, 48}, Size{61, 47}, Size{3, 3}}) {
     // Left half red, right half blue, the border on a block of every subsampling but for 3 x 3.
     std::vector<uint8_t> rgb;
@@ -176,8 +176,8 @@ TEST(Jpeg, EverySubsamplingBecomes420InPlace) {
     }
     const Picture expected = fromRgb(size, rgb);
     for (const int subsampling : {TJSAMP_444, TJSAMP_422, TJSAMP_420, TJSAMP_440, TJSAMP_411}) {
-      test::writeFile(folder.file("a.jpg"), encodeRgb(size, rgb, subsampling));
-      const Picture picture = read(folder.file("a.jpg"));
+      test::writeFile(folder.path("a.jpg"), encodeRgb(size, rgb, subsampling));
+      const Picture picture = read(folder.path("a.jpg"));
       ASSERT_EQ(picture.size(), size);
       ASSERT_EQ(picture.u.size, chromaSize(size));
       for (int y = 0; y < picture.u.size.height; ++y) {
@@ -230,7 +230,7 @@ TEST(Jpeg, IsTurnedUpright) {
                {3, {true, true}, {false, true}},   {4, {false, true}, {true, true}},
                {5, {false, false}, {false, true}}, {6, {false, true}, {false, false}},
                {7, {true, true}, {true, false}},   {8, {true, false}, {true, true}}};
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   for (const auto& c : cases) {
     const Size stored = c.orientation >= 5 ? Size{16, 32} : Size{32, 16};
     std::vector<uint8_t> rgb(std::size_t(stored.width) * stored.height * 3, 20);
@@ -248,8 +248,8 @@ TEST(Jpeg, IsTurnedUpright) {
     for (const bool big : {false, true}) {
       const auto jpeg = withOrientation(encodeRgb(stored, rgb, TJSAMP_420), c.orientation, big);
       EXPECT_EQ(exifOrientation(jpeg), c.orientation);
-      test::writeFile(folder.file("a.jpg"), jpeg);
-      const Picture picture = read(folder.file("a.jpg"));
+      test::writeFile(folder.path("a.jpg"), jpeg);
+      const Picture picture = read(folder.path("a.jpg"));
       ASSERT_EQ(picture.size(), (Size{32, 16})) << c.orientation;
       EXPECT_NEAR(picture.y.row(2)[2], 240, 6) << c.orientation;
       EXPECT_NEAR(picture.y.row(2)[29], 120, 6) << c.orientation;
@@ -277,10 +277,10 @@ TEST(Jpeg, BrokenExifIsIgnored) {
 }
 
 TEST(Jpeg, NamesDamagedFiles) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("a.jpg"), std::vector<uint8_t>{0xFF, 0xD8, 0xFF, 0xE0, 0, 4, 1, 1});
-  EXPECT_NE(failureOf(folder.file("a.jpg")).find("a.jpg: is damaged"), std::string::npos)
-      << failureOf(folder.file("a.jpg"));
+  const ScratchDirectory folder;
+  test::writeFile(folder.path("a.jpg"), std::vector<uint8_t>{0xFF, 0xD8, 0xFF, 0xE0, 0, 4, 1, 1});
+  EXPECT_NE(failureOf(folder.path("a.jpg")).find("a.jpg: is damaged"), std::string::npos)
+      << failureOf(folder.path("a.jpg"));
 }
 
 constexpr char kDeepPng[] =
@@ -291,9 +291,9 @@ constexpr char kDeepPng[] =
 
 // 16 bits a sample and no word about gamma: grey 0, 0x8000, 0xFFFF.
 TEST(Png, Takes16BitsWithoutGammaAsTheyAre) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("a.png"), std::string(kDeepPng, sizeof kDeepPng - 1));
-  EXPECT_EQ(read(folder.file("a.png")).y.samples, (std::vector<uint8_t>{0, 128, 255}));
+  const ScratchDirectory folder;
+  test::writeFile(folder.path("a.png"), std::string(kDeepPng, sizeof kDeepPng - 1));
+  EXPECT_EQ(read(folder.path("a.png")).y.samples, (std::vector<uint8_t>{0, 128, 255}));
 }
 
 // Longer than one JPEG segment, with the signature and sizes that libpng looks for.
@@ -314,16 +314,16 @@ std::vector<uint8_t> longProfile() {
 }
 
 TEST(Profiles, GoAlong) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   const auto profile = longProfile();
   const Picture picture = softPicture({40, 30});
-  save(createJpeg(folder.file("a.jpg"), 90, profile), picture);
-  EXPECT_EQ(openInput({folder.file("a.jpg"), {}, {}})->info().iccProfile, profile);
-  EXPECT_GT(psnr(read(folder.file("a.jpg")).y, picture.y), 40);
-  save(createPng(folder.file("a.png"), profile), picture);
-  EXPECT_EQ(openInput({folder.file("a.png"), {}, {}})->info().iccProfile, profile);
-  save(createPng(folder.file("b.png")), picture);
-  EXPECT_TRUE(openInput({folder.file("b.png"), {}, {}})->info().iccProfile.empty());
+  save(createJpeg(folder.path("a.jpg"), 90, profile), picture);
+  EXPECT_EQ(openInput({folder.path("a.jpg"), {}, {}})->info().iccProfile, profile);
+  EXPECT_GT(psnr(read(folder.path("a.jpg")).y, picture.y), 40);
+  save(createPng(folder.path("a.png"), profile), picture);
+  EXPECT_EQ(openInput({folder.path("a.png"), {}, {}})->info().iccProfile, profile);
+  save(createPng(folder.path("b.png")), picture);
+  EXPECT_TRUE(openInput({folder.path("b.png"), {}, {}})->info().iccProfile.empty());
 }
 
 TEST(Profiles, IncompleteOnesAreDropped) {
@@ -336,13 +336,13 @@ TEST(Profiles, IncompleteOnesAreDropped) {
 }
 
 TEST(OpenInput, GoesByContentNotByName) {
-  const TemporaryFolder folder;
-  save(createPng(folder.file("really-png.jpg")), softPicture({9, 9}));
-  EXPECT_EQ(openInput({folder.file("really-png.jpg"), {}, {}})->info().format, FileFormat::png);
-  test::writeFile(folder.file("text.png"), std::string("hello"));
-  EXPECT_NE(failureOf(folder.file("text.png")).find("is no PNG, JPEG or Y4M"), std::string::npos);
-  test::writeFile(folder.file("empty.png"), std::string());
-  EXPECT_NE(failureOf(folder.file("empty.png")).find("is empty"), std::string::npos);
+  const ScratchDirectory folder;
+  save(createPng(folder.path("really-png.jpg")), softPicture({9, 9}));
+  EXPECT_EQ(openInput({folder.path("really-png.jpg"), {}, {}})->info().format, FileFormat::png);
+  test::writeFile(folder.path("text.png"), std::string("hello"));
+  EXPECT_NE(failureOf(folder.path("text.png")).find("is no PNG, JPEG or Y4M"), std::string::npos);
+  test::writeFile(folder.path("empty.png"), std::string());
+  EXPECT_NE(failureOf(folder.path("empty.png")).find("is empty"), std::string::npos);
 }
 
 }  // namespace

@@ -4,12 +4,12 @@
 
 #include "errors.h"
 #include "support/random.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
 
-using test::TemporaryFolder;
+using test::ScratchDirectory;
 
 std::vector<uint8_t> bytesOf(const std::string& text) {
   return {text.begin(), text.end()};
@@ -67,37 +67,37 @@ TEST(Raw, ADumpOfOneColumnIsGrey) {
 }
 
 TEST(Raw, ReadsFrameAfterFrame) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   velmora::test::Random random(7);
   const RawLayout layout{{6, 4}, FileFormat::i420, false};
   const auto bytes = random.bytes(3 * layout.frameBytes());
-  test::writeFile(folder.file("in.i420"), bytes);
-  const auto reader = openRaw(std::make_unique<ByteSource>(folder.file("in.i420")), layout);
+  test::writeFile(folder.path("in.i420"), bytes);
+  const auto reader = openRaw(std::make_unique<ByteSource>(folder.path("in.i420")), layout);
   EXPECT_EQ(reader->info().frames, 3);
-  const auto writer = createRaw(folder.file("out.i420"), layout);
+  const auto writer = createRaw(folder.path("out.i420"), layout);
   for (Picture picture; reader->next(picture);)
     writer->write(picture);
   writer->finish();
-  EXPECT_EQ(bytesOf(test::fileText(folder.file("out.i420"))), bytes);
+  EXPECT_EQ(bytesOf(test::readFile(folder.path("out.i420"))), bytes);
 }
 
 TEST(Raw, RefusesFilesThatAreNoWholeFrames) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   const RawLayout layout{{6, 4}, FileFormat::nv12, false};
   for (const std::size_t length : {0, 1, 35, 37, 71}) {
-    test::writeFile(folder.file("a.nv12"), std::vector<uint8_t>(length));
-    EXPECT_THROW(openRaw(std::make_unique<ByteSource>(folder.file("a.nv12")), layout), Failure)
+    test::writeFile(folder.path("a.nv12"), std::vector<uint8_t>(length));
+    EXPECT_THROW(openRaw(std::make_unique<ByteSource>(folder.path("a.nv12")), layout), Failure)
         << length;
   }
 }
 
 TEST(Raw, LeavesNothingWithoutFinish) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   {
-    const auto writer = createRaw(folder.file("a.nv12"), {{2, 2}, FileFormat::nv12, false});
+    const auto writer = createRaw(folder.path("a.nv12"), {{2, 2}, FileFormat::nv12, false});
     writer->write(Picture({2, 2}));
     EXPECT_EQ(folder.fileCount(), 1u);  // beside, under another name
-    EXPECT_FALSE(std::filesystem::exists(folder.file("a.nv12")));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("a.nv12")));
   }
   EXPECT_EQ(folder.fileCount(), 0u);
 }

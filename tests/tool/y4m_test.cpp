@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "errors.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
 
-using test::TemporaryFolder;
+using test::ScratchDirectory;
 
 std::string failureOf(const std::string& header) {
   try {
@@ -77,9 +77,9 @@ std::vector<Picture> readAll(const std::string& path) {
 }
 
 TEST(Y4m, ReadsFramesOfOddSizeAndFrameParameters) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("a.y4m"), kClip);
-  const auto frames = readAll(folder.file("a.y4m"));
+  const ScratchDirectory folder;
+  test::writeFile(folder.path("a.y4m"), kClip);
+  const auto frames = readAll(folder.path("a.y4m"));
   ASSERT_EQ(frames.size(), 2u);
   EXPECT_EQ(frames[0].y.row(2)[0], 'g');
   EXPECT_EQ(frames[0].u.samples, std::vector<uint8_t>(4, 'U'));
@@ -88,28 +88,28 @@ TEST(Y4m, ReadsFramesOfOddSizeAndFrameParameters) {
 }
 
 TEST(Y4m, WritesWhatItRead) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("a.y4m"), kClip);
-  const auto writer = createY4m(folder.file("b.y4m"), {3, 3}, Range::limited, "F25:1");
-  for (const auto& frame : readAll(folder.file("a.y4m")))
+  const ScratchDirectory folder;
+  test::writeFile(folder.path("a.y4m"), kClip);
+  const auto writer = createY4m(folder.path("b.y4m"), {3, 3}, Range::limited, "F25:1");
+  for (const auto& frame : readAll(folder.path("a.y4m")))
     writer->write(frame);
   writer->finish();
   std::string expected = kClip;
   expected.erase(expected.find(" Ip"), 3);
-  EXPECT_EQ(test::fileText(folder.file("b.y4m")), expected);
+  EXPECT_EQ(test::readFile(folder.path("b.y4m")), expected);
 }
 
 TEST(Y4m, MarksFullRangeOnce) {
-  const TemporaryFolder folder;
-  createY4m(folder.file("a.y4m"), {1, 1}, Range::full, "F1:1")->finish();
-  EXPECT_EQ(test::fileText(folder.file("a.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
-  createY4m(folder.file("b.y4m"), {1, 1}, Range::full, "XCOLORRANGE=FULL")->finish();
-  EXPECT_EQ(test::fileText(folder.file("b.y4m")), "YUV4MPEG2 W1 H1 XCOLORRANGE=FULL\n");
+  const ScratchDirectory folder;
+  createY4m(folder.path("a.y4m"), {1, 1}, Range::full, "F1:1")->finish();
+  EXPECT_EQ(test::readFile(folder.path("a.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
+  createY4m(folder.path("b.y4m"), {1, 1}, Range::full, "XCOLORRANGE=FULL")->finish();
+  EXPECT_EQ(test::readFile(folder.path("b.y4m")), "YUV4MPEG2 W1 H1 XCOLORRANGE=FULL\n");
 }
 
 TEST(Y4m, NamesTheDamagedFrame) {
-  const TemporaryFolder folder;
-  const std::string path = folder.file("cut.y4m");
+  const ScratchDirectory folder;
+  const std::string path = folder.path("cut.y4m");
   const struct {
     std::string content;
     const char* reason;
@@ -133,12 +133,12 @@ TEST(Y4m, NamesTheDamagedFrame) {
 }
 
 TEST(Y4m, CountsTheFramesOfAFile) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   std::string clip = "YUV4MPEG2 W1 H1\n";
   for (int i = 0; i < 7; ++i)
     clip += "FRAME\nyuv";
-  test::writeFile(folder.file("a.y4m"), clip);
-  EXPECT_EQ(openY4m(std::make_unique<ByteSource>(folder.file("a.y4m")))->info().frames, 7);
+  test::writeFile(folder.path("a.y4m"), clip);
+  EXPECT_EQ(openY4m(std::make_unique<ByteSource>(folder.path("a.y4m")))->info().frames, 7);
 }
 
 }  // namespace
