@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test test-arm asan tsan bench bench-peers lint format coverage install uninstall clean
+.PHONY: help deps build demo test test-long test-arm asan tsan bench bench-peers lint format coverage install uninstall clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -18,8 +18,11 @@ build: ## build library, tool and tests (preset release)
 demo: ## build, fuse two noisy frames of a drawn scene, compare: demo/index.html
 	@scripts/check demo "$(DEMO_DIR)"
 
-test: ## everything that continuous integration runs
+test: ## for every change: formatting, lint, all tests, those of input and memory under sanitizers
 	@scripts/check all
+
+test-long: ## the rest: all under the sanitizers, built by Clang, ARM under emulation (an hour)
+	@scripts/check long
 
 asan: ## unit and tool tests under the address and undefined-behaviour sanitizers
 	@scripts/check asan

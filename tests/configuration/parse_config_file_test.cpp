@@ -1,26 +1,32 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "interpolation/kernel_tables.h"
-#include "kernel_file_bytes.h"
+#include "support/digest.h"
+#include "support/heap_faults.h"
 #include "support/log_capture.h"
-#include "support/new_faults.h"
 #include "support/scratch_directory.h"
 #include "velmora_sr/configuration.h"
+#include "velmora_sr/kernel_tables.h"
 #include "velmora_sr/records.h"
 
 namespace {
 
 using namespace velmora::test;
 
-const std::string kTag = "NB7UO_ZELK";
+using Lines = std::vector<std::string>;
+
 const std::string kDefaultsLine =
     "NB7UO_ZELK: Load kernel file failed.Use  default kernel file. in Line: 130, in Function: "
     "LoadDefaultKernelFile, in File: src/interface/source/SRInterface\n";
 const std::string kFallbackLine =
     "NB7UO_ZELK: succeed. in Line: 176, in Function: ParseConfigFile, in File: "
+    "src/interface/source/SRInterface\n";
+const std::string kNoMemoryLine =
+    "NB7UO_ZELK: alloc memory failed. in Line: 130, in Function: LoadDefaultKernelFile, in File: "
     "src/interface/source/SRInterface\n";
 
 std::string configLine(const std::string& path) {
@@ -29,114 +35,182 @@ std::string configLine(const std::string& path) {
 std::string kernelLine(const std::string& path) {
   return "NB7UO_ZELK: Load Kernel File Succeed. <" + path + ">\n";
 }
-std::string invalidLine(const std::string& path, const std::string& used) {
-  return "Invalid Config File Path \" " + path + "\" ! Use default Path " + used;
+
+void append(std::string& bytes, uint32_t value, int count) {
+  for (int i = 0; i < count; ++i)
+    bytes.push_back(static_cast<char>(value >> 8 * i));
+}
+
+/// A kernel file of `phases` phases whose values count up from -3000 and start over at 9000.
+std::string countingFile(int phases) {
+  std::string bytes;
+  append(bytes, static_cast<uint32_t>(phases), 4);
+  for (int i = 0; i < phases * phases * 17 + 2 * phases * 4; ++i)
+    append(bytes, static_cast<uint32_t>(i % 12000 - 3000), 2);
+  return bytes;
+}
+
+/// The installed tables as a kernel file; no tables: "none", if all three are missing.
+std::string installedFile() {
+  if (Lanczos1D_4_2_Fix == nullptr) {
+    const bool none = Lanczos1D_4_2_Fix_sharp == nullptr && Lanczos2D_4_2_Fix_Sharp == nullptr;
+    return none && G_QUANTIZATION == 50 ? "none" : "some";
+  }
+  std::string bytes;
+  append(bytes, static_cast<uint32_t>(G_QUANTIZATION), 4);
+  const auto appendRows = [&bytes](int16_t** rows, int count, int length) {
+    for (int i = 0; i < count * length; ++i)
+      append(bytes, static_cast<uint16_t>(rows[i / length][i % length]), 2);
+  };
+  appendRows(Lanczos2D_4_2_Fix_Sharp, G_QUANTIZATION * G_QUANTIZATION, 17);
+  appendRows(Lanczos1D_4_2_Fix_sharp, G_QUANTIZATION, 4);
+  appendRows(Lanczos1D_4_2_Fix, G_QUANTIZATION, 4);
+  return bytes;
+}
+
+bool holdsDefaults() {
+  Digest digest;
+  digest.addAll(installedFile());
+  return digest.value() == 0x258B5510;
 }
 
 class ParseConfigFileTest : public testing::Test {
  protected:
-  void SetUp() override {
-    velmora::releaseKernelTables();
-    zelkParamPrivate = {};
-  }
-  void TearDown() override {
+  void SetUp() override { forget(); }
+  void TearDown() override { forget(); }
+  static void forget() {
     velmora::releaseKernelTables();
     G_QUANTIZATION = 50;
     zelkParamPrivate = {};
+    zelkParamPrivate.ghostLowThr = 77;
   }
   std::string write(const std::string& name, const std::string& bytes) {
     const std::string path = directory_.path(name);
     writeFile(path, bytes);
     return path;
   }
-  /// Runs it and checks what holds for every call.
-  std::vector<std::string> parse(const char* config, const char* kernel) {
+  /// Runs it, checks what holds for every call, and gives the texts of its lines.
+  Lines parse(const char* config, const char* kernel) {
     EXPECT_EQ(ParseConfigFile(config, kernel), SR_RET_SUCCEED);
     EXPECT_EQ(zelkParamPrivate.kernelRadius, 2);
     EXPECT_EQ(zelkParamPrivate.kernelTaps, 4);
-    std::vector<std::string> texts;
+    Lines texts;
     for (const LogLine& line : log_.take()) {
-      EXPECT_EQ(line.priority, 6);
-      EXPECT_EQ(line.tag, kTag);
+      EXPECT_EQ(line, (LogLine{6, "NB7UO_ZELK", line.text}));
       texts.push_back(line.text);
     }
     return texts;
+  }
+  static void expectThresholds(int low, int high) {
+    EXPECT_EQ(zelkParamPrivate.ghostLowThr, low);
+    EXPECT_EQ(zelkParamPrivate.ghostHighThr, high);
   }
   ScratchDirectory directory_;
   LogCapture log_;
 };
 
-using Lines = std::vector<std::string>;
-
 TEST_F(ParseConfigFileTest, ReadsThresholdsOrTakesTheirDefaults) {
-  const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
+  const std::string head = "<?xml version=\"1.0\" encoding=\"utf-8\"?><Config><GhostCorrection>";
+  const std::string tail = "</GhostCorrection></Config>";
   const struct {
-    std::string text;
     int low, high;
+    std::string text;
   } cases[] = {
-      {declaration + "<Config><GhostCorrection><LowThr>3</LowThr><HighThr>9</HighThr>"
-                     "</GhostCorrection></Config>",
-       3, 9},
-      {declaration + "<config><GHOSTCORRECTION><lowthr>\n  7\n</lowthr></GHOSTCORRECTION></config>",
-       7, 5},
-      {declaration + "<Config></Config>", 1, 5},
-      {declaration + "<Config><GhostCorrection><LowThr/><HighThr>many</HighThr></GhostCorrection>"
-                     "</Config>",
-       1, 5},
-      {declaration + "<Config><GhostCorrection><LowThr>-20</LowThr><HighThr>99999999999</HighThr>"
-                     "</GhostCorrection></Config>",
-       -20, 2147483647},  // the range is checked later
-      {"<!-- old --><Config><GhostCorrection><LowThr>2</LowThr></GhostCorrection></Config>", 2, 5},
+      {3, 9, head + "<LowThr>3</LowThr><HighThr>9</HighThr>" + tail},
+      {7, 5, "<?xml?><config><GHOSTCORRECTION><lowthr>\n 7\n</lowthr></GHOSTCORRECTION></config>"},
+      {1, 5, head + tail},
+      {1, 5, head + "<LowThr/><HighThr>many</HighThr>" + tail},
+      // The range is checked later.
+      {-20, 2147483647, head + "<LowThr>-20</LowThr><HighThr>99999999999</HighThr>" + tail},
+      {2, 5, "<!-- old --><Config><GhostCorrection><LowThr>2</LowThr>" + tail},
       // A bare element is the document itself: nothing is found below it under its own name.
-      {"<Config><GhostCorrection><LowThr>3</LowThr></GhostCorrection></Config>", 1, 5},
-      {"no xml at all", 1, 5},
-      {"", 1, 5},
-      {declaration + "<Config><GhostCorrection><LowThr>3</LowThr>", 1, 5},
-      {"(no file)", 1, 5},
+      {1, 5, "<Config><GhostCorrection><LowThr>3</LowThr>" + tail},
+      {1, 5, "no xml at all"},
+      {1, 5, ""},
+      {1, 5, head + "<LowThr>3</LowThr>"},
+      {1, 5, "(no file)"},
   };
   for (const auto& c : cases) {
     const std::string path =
-        c.text == "(no file)" ? directory_.path("missing.xml") : write("zelk.xml", c.text);
+        c.text == "(no file)" ? directory_.path("missing") : write("zelk.xml", c.text);
     EXPECT_EQ(parse(path.c_str(), nullptr), (Lines{configLine(path), kDefaultsLine})) << c.text;
-    EXPECT_EQ(zelkParamPrivate.ghostLowThr, c.low) << c.text;
-    EXPECT_EQ(zelkParamPrivate.ghostHighThr, c.high) << c.text;
-  }
-}
-
-TEST_F(ParseConfigFileTest, FallsBackWithoutAPathAndWithoutMemoryForADocument) {
-  for (const char* path : {static_cast<const char*>(nullptr), "/nowhere/zelk.xml"}) {
-    velmora::releaseKernelTables();
-    zelkParamPrivate.ghostLowThr = 77;
-    zelkParamPrivate.ghostHighThr = 78;
-    const Lines fallback = {kFallbackLine, kDefaultsLine};
-    NewFaults faults(path == nullptr ? -1 : 0);
-    faults.once();
-    EXPECT_EQ(parse(path, nullptr), fallback);
-    EXPECT_EQ(zelkParamPrivate.ghostLowThr, 1);
-    EXPECT_EQ(zelkParamPrivate.ghostHighThr, 5);
-    EXPECT_EQ(G_QUANTIZATION, 50);
-    EXPECT_NE(Lanczos2D_4_2_Fix_Sharp, nullptr);
+    expectThresholds(c.low, c.high);
   }
 }
 
 TEST_F(ParseConfigFileTest, ReplacesPathsThatAreTooShort) {
   const std::string config = "/system/etc/camera/zelk/zelk.xml";
-  const std::string kernel = "/system/etc/camera/zelk/zelk_kernel";
-  EXPECT_EQ(parse("ab", ""), (Lines{invalidLine("ab", config), configLine(config),
-                                    invalidLine("", kernel), kDefaultsLine}));
-  EXPECT_EQ(parse("%s", "%n"), (Lines{invalidLine("%s", config), configLine(config),
-                                      invalidLine("%n", kernel), kDefaultsLine}))
-      << "paths are data";
+  const auto invalid = [](const std::string& path, const std::string& used) {
+    return "Invalid Config File Path \" " + path + "\" ! Use default Path " + used;
+  };
+  for (const std::string path : {"ab", "", "%s"}) {  // paths are data
+    EXPECT_EQ(parse(path.c_str(), path.c_str()),
+              (Lines{invalid(path, config), configLine(config),
+                     invalid(path, "/system/etc/camera/zelk/zelk_kernel"), kDefaultsLine}));
+  }
 }
 
-TEST_F(ParseConfigFileTest, LoadsBothFiles) {
-  const std::string config = write(
-      "c.xml", "<?xml?><Config><GhostCorrection><HighThr>6</HighThr></GhostCorrection></Config>");
-  const std::string kernel = write("kernel", countingKernelFile(10));
-  EXPECT_EQ(parse(config.c_str(), kernel.c_str()), (Lines{configLine(config), kernelLine(kernel)}));
-  EXPECT_EQ(zelkParamPrivate.ghostHighThr, 6);
-  EXPECT_EQ(G_QUANTIZATION, 10);
-  EXPECT_TRUE(installedKernelFile() == countingKernelFile(10));
+TEST_F(ParseConfigFileTest, InstallsEveryRowOfAKernelFileAndZeroesForWhatItLacks) {
+  const std::string config = write("c.xml", "<?xml?><Config/>");
+  for (const int phases : {1, 3, 10, 50, 64}) {
+    const std::string bytes = countingFile(phases);
+    const std::string path = write("kernel", bytes + (phases == 10 ? "more is ignored" : ""));
+    EXPECT_EQ(parse(config.c_str(), path.c_str()), (Lines{configLine(config), kernelLine(path)}));
+    EXPECT_TRUE(installedFile() == bytes) << phases;
+  }
+  const std::string bytes = countingFile(3);
+  // Behind the count, inside a 2D row, inside a value, at the start and the end of the 1D tables.
+  for (const std::size_t length : {std::size_t{4}, std::size_t{4 + 34 + 5}, std::size_t{4 + 9 * 34},
+                                   std::size_t{4 + 9 * 34 + 3}, bytes.size() - 1}) {
+    const std::string path = write("kernel", bytes.substr(0, length));
+    EXPECT_EQ(parse(nullptr, path.c_str()), (Lines{kFallbackLine}));
+    std::string expected = bytes.substr(0, length / 2 * 2);
+    expected.resize(bytes.size(), '\0');
+    EXPECT_TRUE(installedFile() == expected) << length;
+  }
+  forget();
+  for (const std::size_t length : {0, 1, 3}) {  // not even a whole count
+    const std::string path = write("kernel", bytes.substr(0, length));
+    EXPECT_EQ(parse(nullptr, path.c_str()), (Lines{kFallbackLine}));
+    EXPECT_EQ(installedFile(), "none");
+  }
+}
+
+TEST_F(ParseConfigFileTest, FallsBackToTheDefaultTables) {
+  std::vector<std::string> paths = {directory_.path("not there"), directory_.path("")};
+  for (const uint32_t count : {0u, 1025u, 0x7FFFFFFFu, 0xFFFFFFFFu, 0x80000000u}) {
+    std::string bytes;
+    append(bytes, count, 4);
+    paths.push_back(write(std::to_string(count), bytes + std::string(1000, '\x7F')));
+  }
+  for (const std::string& path : paths) {
+    forget();
+    EXPECT_EQ(parse(nullptr, path.c_str()), (Lines{kFallbackLine, kDefaultsLine})) << path;
+    EXPECT_TRUE(holdsDefaults()) << path;
+    expectThresholds(1, 5);
+  }
+}
+
+TEST_F(ParseConfigFileTest, TakesTheDefaultsOrNoTablesWhenMemoryRunsOut) {
+  const std::string path = write("kernel", countingFile(3));
+  for (const bool forGood : {false, true}) {
+    for (int n = 0; n < 18; ++n) {
+      const std::ptrdiff_t before = liveNewBlocks();
+      {
+        // Others than the tables may have what they need.
+        const HeapFaults faults(n, Requests::kNothrowNew, forGood);
+        EXPECT_EQ(ParseConfigFile(nullptr, path.c_str()), SR_RET_SUCCEED);
+      }
+      EXPECT_EQ(log_.takeTexts(), (Lines{kFallbackLine, forGood ? kNoMemoryLine : kDefaultsLine}));
+      EXPECT_TRUE(forGood ? installedFile() == "none" : holdsDefaults());
+      forget();
+      EXPECT_EQ(liveNewBlocks(), before) << n;
+    }
+  }
+  const HeapFaults noDocument(0, Requests::kNew);
+  const Lines lines = parse("/nowhere/zelk.xml", nullptr);
+  EXPECT_EQ(lines, (Lines{kFallbackLine, kDefaultsLine}));
+  expectThresholds(1, 5);
 }
 
 }  // namespace

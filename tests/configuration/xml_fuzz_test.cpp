@@ -1,21 +1,18 @@
 // Mutated documents through the parser and the writer; meant for the sanitizers.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "support/new_faults.h"
+#include "support/heap_faults.h"
 #include "support/random.h"
 #include "velmora_sr/xml_document.h"
 #include "xml_tree.h"
 
 namespace {
 
-using velmora::test::liveNewBlocks;
-using velmora::test::Random;
-using velmora::test::treeOf;
-using velmora::test::XmlOptionsScope;
+using namespace velmora::test;
 
 const std::vector<std::string> kSeeds = {
     "<?xml version=\"1.0\" encoding=\"GB2312\"?><Config><GhostCorrection><LowThr>1</LowThr>"
@@ -33,57 +30,58 @@ const std::vector<std::string> kPieces = {
     "&#x10FFFF;", "<a>", "</a>", "\xE2", "\x81", "\xFE",  "<!DOCTYPE", "&amp;",  "?",
 };
 
-std::string mutate(Random& random, std::string text) {
-  for (int64_t edits = random.range(1, 6); edits > 0; --edits) {
-    const auto at = static_cast<std::size_t>(random.range(0, static_cast<int64_t>(text.size())));
-    switch (random.range(0, 4)) {
-      case 0:
-        text.insert(at, kPieces[random.index(kPieces.size())]);
-        break;
-      case 1:
-        text.erase(at, random.index(8));
-        break;
-      case 2:
-        if (at < text.size()) text[at] = static_cast<char>(random.range(1, 255));
-        break;
-      case 3: {
-        const std::size_t from = random.index(text.size() + 1);
-        text.insert(at, text.substr(from, random.index(40)));
-        break;
-      }
-      default:
-        text.resize(at);
-        break;
-    }
+void mutate(Random& random, std::string& text) {
+  const std::size_t at = random.index(text.size() + 1);
+  const std::size_t from = random.index(text.size() + 1);
+  const std::size_t length = random.index(40);
+  const std::string& piece = kPieces[random.index(kPieces.size())];
+  const char byte = static_cast<char>(random.range(1, 255));
+  switch (random.index(5)) {
+    case 0:
+      text.insert(at, piece);
+      break;
+    case 1:
+      text.erase(at, length / 5);
+      break;
+    case 2:
+      text.replace(at, 1, 1, byte);
+      break;
+    case 3:
+      text.insert(at, text.substr(from, length));
+      break;
+    default:
+      text.resize(at);
   }
-  return text;
 }
 
 TEST(XmlFuzz, EveryOutcomeIsATreeThatRoundTripsOrACode) {
   const std::ptrdiff_t before = liveNewBlocks();
   Random random(20150302);
   int trees = 0;
-  int faults = 0;
-  for (int round = 0; round < 20000; ++round) {
-    // In this order on every compiler, so that all of them see the same texts.
-    const auto encoding = static_cast<XMLCharEncoding>(random.range(1, 6));
-    const XmlOptionsScope scope(encoding, 1, 1, static_cast<char>(random.next() & 1));
-    const std::string text = mutate(random, kSeeds[random.index(kSeeds.size())]);
+  constexpr int kRounds = 20000;
+  for (int round = 0; round < kRounds; ++round) {
+    const XmlOptionsScope scope(static_cast<XMLCharEncoding>(round % 6 + 1), 1, 1,
+                                static_cast<char>(round / 6 % 2));
+    std::string text = kSeeds[random.index(kSeeds.size())];
+    for (int64_t edits = random.range(1, 6); edits > 0; --edits)
+      mutate(random, text);
+    // A block of exactly this size: the address sanitizer sees a byte too far.
+    const std::unique_ptr<char[]> exact(new char[text.size() + 1]());
+    text.copy(exact.get(), text.size());
     XMLResults results = {-1, -1, -1};
-    const XMLNode node = XMLNode::parseString(text.c_str(), nullptr, &results);
+    const XMLNode node = XMLNode::parseString(exact.get(), nullptr, &results);
     ASSERT_EQ(node.isEmpty(), results.error != XMLErrorNone) << text;
-    ASSERT_GE(results.line, 1);
-    ASSERT_GE(results.column, 1);
-    ++(node.isEmpty() ? faults : trees);
+    ASSERT_TRUE(results.line >= 1 && results.column >= 1) << text;
     if (node.isEmpty()) continue;
+    ++trees;
     const std::string written = node.createXMLString(static_cast<int>(random.range(-1, 3)));
     ASSERT_EQ(treeOf(XMLNode::parseString(written.c_str())), treeOf(node))
         << "from: " << text << "\nwritten: " << written;
-    const auto guessed = XMLNode::guessCharEncoding(text.data(), static_cast<int>(text.size()), 1);
+    const auto guessed = XMLNode::guessCharEncoding(exact.get(), static_cast<int>(text.size()));
     ASSERT_TRUE(guessed >= XMLCharEncodingUnknown && guessed <= XMLCharEncodingGBK);
   }
   EXPECT_GT(trees, 1500);
-  EXPECT_GT(faults, 1500);
+  EXPECT_LT(trees, kRounds - 1500);
   EXPECT_LE(liveNewBlocks(), before + 16);
 }
 

@@ -1,10 +1,7 @@
-// A tree as a text that shows everything, for comparing trees.
+// Outcomes of parsing as texts that show everything, and the options of one test.
 #ifndef VELMORA_TESTS_CONFIGURATION_XML_TREE_H
 #define VELMORA_TESTS_CONFIGURATION_XML_TREE_H
 
-#include <cstdint>
-#include <ostream>
-#include <sstream>
 #include <string>
 
 #include "configuration/xml_record.h"
@@ -13,43 +10,28 @@
 namespace velmora::test {
 
 /// Name, then the elements in document order: (@name='value' "text" [open content close] child).
-inline void describeTree(std::ostream& out, const XMLNode& node) {
-  out << (node.isDeclaration() ? "?" : "") << (node.getName() == nullptr ? "top" : node.getName())
-      << "(";
-  for (const int32_t entry : node.record()->order) {
-    const int i = static_cast<int>(XMLNodeDataTag::indexOf(entry));
-    switch (XMLNodeDataTag::typeOf(entry)) {
-      case XMLElementChild:
-        describeTree(out, node.getChildNode(i));
-        break;
-      case XMLElementAttribute: {
-        const XMLAttribute attribute = node.getAttribute(i);
-        out << "@" << attribute.name << "=";
-        if (attribute.value == nullptr) {
-          out << "null ";
-        } else {
-          out << "'" << attribute.value << "' ";
-        }
-        break;
-      }
-      case XMLElementText:
-        out << '"' << node.getText(i) << '"';
-        break;
-      case XMLElementClear: {
-        const XMLClear clear = node.getClear(i);
-        out << "[" << clear.openTag << clear.value << clear.closeTag << "]";
-        break;
-      }
-    }
-  }
-  out << ")";
-}
-
 inline std::string treeOf(const XMLNode& node) {
   if (node.isEmpty()) return "empty";
-  std::ostringstream out;
-  describeTree(out, node);
-  return out.str();
+  const char* name = node.getName();
+  std::string tree = std::string(node.isDeclaration() ? "?" : "") + (name ? name : "top") + "(";
+  for (const int32_t entry : node.record()->order) {
+    const int i = static_cast<int>(XMLNodeDataTag::indexOf(entry));
+    const XMLElementType type = XMLNodeDataTag::typeOf(entry);
+    const XMLAttribute attribute = node.getAttribute(i);
+    const XMLClear clear = node.getClear(i);
+    if (type == XMLElementChild) {
+      tree += treeOf(node.getChildNode(i));
+    } else if (type == XMLElementText) {
+      tree += std::string("\"") + node.getText(i) + "\"";
+    } else if (type == XMLElementClear) {
+      tree += std::string("[") + clear.openTag + clear.value + clear.closeTag + "]";
+    } else if (attribute.value == nullptr) {
+      tree += std::string("@") + attribute.name + "=null ";
+    } else {
+      tree += std::string("@") + attribute.name + "='" + attribute.value + "' ";
+    }
+  }
+  return tree + ")";
 }
 
 /// Global options for one test.

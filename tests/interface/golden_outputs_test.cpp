@@ -12,7 +12,7 @@
 #include "interface/session.h"
 #include "interface/textured_frame.h"
 #include "kernels/kernel_table.h"
-#include "support/crc32.h"
+#include "support/digest.h"
 #include "support/random.h"
 
 namespace velmora::test {
@@ -21,9 +21,9 @@ namespace {
 using Frame = std::vector<uint8_t>;
 
 uint32_t checksum(const Frame& bytes) {
-  Crc32 crc;
-  crc.add(std::span<const uint8_t>(bytes));
-  return crc.value();
+  Digest digest;
+  digest.addAll(bytes);
+  return digest.value();
 }
 
 /// Where a camera looks at the scene: pixel (x, y) shows (xx x + xy y + x0, yx x + yy y + y0), in

@@ -4,17 +4,19 @@
 #include <cmath>
 
 #include "interpolation/lanczos_rules.h"
-#include "support/crc32.h"
+#include "support/digest.h"
 #include "velmora_sr/kernel_tables.h"
 
 namespace {
 
+using velmora::test::Digest;
+
 template <typename Table>
 uint32_t checksum(const Table& table) {
-  velmora::test::Crc32 crc;
+  Digest digest;
   for (const auto& row : table)
-    crc.add(std::span<const int16_t>(row));
-  return crc.value();
+    digest.addAll(row);
+  return digest.value();
 }
 
 TEST(DefaultKernelTables, HaveTheirChecksumsAndTellingRows) {

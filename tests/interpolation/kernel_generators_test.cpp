@@ -9,7 +9,7 @@
 
 #include "interpolation/handle.h"
 #include "interpolation/kernel_tables.h"
-#include "support/new_faults.h"
+#include "support/heap_faults.h"
 
 namespace velmora::test {
 namespace {
@@ -235,13 +235,13 @@ TEST_F(KernelGenerators, KeepTheInstalledTablesWhenMemoryRunsOut) {
   const std::ptrdiff_t live = liveNewBlocks();
   for (int n = 0; n < 33; ++n) {
     {
-      const NewFaults faults(n);
+      const HeapFaults faults(n, Requests::kNew, true);
       ASSERT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_ALLOC_FAILED) << n;
     }
     ASSERT_EQ(Lanczos2D_4_2_Fix_Sharp, installed);
     ASSERT_EQ(liveNewBlocks(), live) << n;
   }
-  const NewFaults faults(33);
+  const HeapFaults faults(33, Requests::kNew, true);
   EXPECT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_SUCCEED);
 }
 

@@ -5,14 +5,16 @@
 #include <algorithm>
 
 #include "interpolation/phase.h"
-#include "support/new_faults.h"
+#include "support/heap_faults.h"
 
 namespace {
 
 using velmora::installKernelTables;
 using velmora::KernelTables;
 using velmora::releaseKernelTables;
+using velmora::test::HeapFaults;
 using velmora::test::liveNewBlocks;
+using velmora::test::Requests;
 
 class KernelTablesTest : public testing::Test {
  protected:
@@ -72,7 +74,7 @@ TEST_F(KernelTablesTest, RefuseWrongPhaseCountsAndGiveEverythingBackWhenARequest
   for (int n = 0; n <= requests; ++n) {
     bool complete = false;
     {
-      const velmora::test::NewFaults faults(n);
+      const HeapFaults faults(n, Requests::kNew, true);
       complete = static_cast<bool>(KernelTables::allocate(3, 4));
     }
     EXPECT_EQ(complete, n == requests) << n;

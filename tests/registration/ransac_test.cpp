@@ -114,7 +114,7 @@ TEST(RansacEstimation, GivesTheSameBitsOnEveryMachine) {
       }
       const Estimation estimation(pairs);
       digest.add(estimation.result);
-      digest.addText(estimation.printed);
+      digest.addAll(estimation.printed);
       digest.addAll(estimation.homography);
       digest.addAll(pairs.ref);
       digest.addAll(pairs.match);

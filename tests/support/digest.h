@@ -3,14 +3,14 @@
 #define VELMORA_TESTS_SUPPORT_DIGEST_H
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
-#include <string>
-
-#include "support/crc32.h"
+#include <type_traits>
 
 namespace velmora::test {
 
-/// CRC-32 of 32-bit numbers, by their bits, and of text.
+/// CRC-32 (IEEE 802.3, reflected) of the bytes of integers of any width and of singles, least
+/// significant first.
 class Digest {
  public:
   template <typename Range>
@@ -20,18 +20,23 @@ class Digest {
   }
   template <typename Number>
   void add(Number number) {
-    const auto bits = std::bit_cast<uint32_t>(number);
-    for (int shift = 0; shift < 32; shift += 8)
-      crc_.add(static_cast<uint8_t>(bits >> shift & 0xFF));
+    if constexpr (std::is_floating_point_v<Number>) {
+      add(std::bit_cast<uint32_t>(number));
+    } else {
+      for (std::size_t i = 0; i < sizeof number; ++i)
+        addByte(static_cast<uint8_t>(static_cast<uint64_t>(number) >> 8 * i));
+    }
   }
-  void addText(const std::string& text) {
-    for (const char c : text)
-      crc_.add(static_cast<uint8_t>(c));
-  }
-  [[nodiscard]] uint32_t value() const { return crc_.value(); }
+  [[nodiscard]] uint32_t value() const { return ~state_; }
 
  private:
-  Crc32 crc_;
+  void addByte(uint8_t byte) {
+    state_ ^= byte;
+    for (int bit = 0; bit < 8; ++bit)
+      state_ = (state_ >> 1) ^ ((state_ & 1u) != 0 ? 0xEDB88320u : 0u);
+  }
+
+  uint32_t state_ = ~0u;
 };
 
 }  // namespace velmora::test

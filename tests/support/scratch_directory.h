@@ -2,10 +2,13 @@
 #ifndef VELMORA_TESTS_SUPPORT_SCRATCH_DIRECTORY_H
 #define VELMORA_TESTS_SUPPORT_SCRATCH_DIRECTORY_H
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -29,6 +32,10 @@ class ScratchDirectory {
   [[nodiscard]] std::string path(const std::string& name) const {
     return (directory_ / name).string();
   }
+  [[nodiscard]] std::size_t fileCount() const {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(directory_), {}));
+  }
 
  private:
   std::filesystem::path directory_;
@@ -42,6 +49,10 @@ inline std::string readFile(const std::string& path) {
 
 inline void writeFile(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
+}
+
+inline void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
+  writeFile(path, std::string(bytes.begin(), bytes.end()));
 }
 
 }  // namespace velmora::test

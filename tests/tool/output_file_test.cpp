@@ -12,7 +12,7 @@
 
 #include "errors.h"
 #include "output_target.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace {
 bool namedOnly = false;  // the file system has no files without a name
@@ -42,8 +42,8 @@ namespace velmora::tool {
 namespace {
 
 namespace fs = std::filesystem;
-using test::fileText;
-using test::TemporaryFolder;
+using test::readFile;
+using test::ScratchDirectory;
 
 struct stat infoOf(const std::string& path) {
   struct stat info = {};
@@ -54,7 +54,7 @@ struct stat infoOf(const std::string& path) {
 class OutputFileTest : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
-    const int probe = ::open(folder_.file("").c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    const int probe = ::open(folder_.path("").c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
     if (probe < 0) GTEST_SKIP() << "the file system has no files without a name";
     close(probe);
     namedOnly = GetParam();
@@ -68,12 +68,12 @@ class OutputFileTest : public ::testing::TestWithParam<bool> {
     if (commit) file.commit();
   }
   std::string make(const std::string& name) {
-    test::writeFile(folder_.file(name), std::string("old"));
+    test::writeFile(folder_.path(name), std::string("old"));
     ++before_;
-    return folder_.file(name);
+    return folder_.path(name);
   }
 
-  TemporaryFolder folder_;
+  ScratchDirectory folder_;
   std::size_t before_ = 0;
 };
 
@@ -82,49 +82,49 @@ TEST_P(OutputFileTest, ReplacesAtCommitOnlyAndPassesAccessOn) {
   const bool root = geteuid() == 0;
   EXPECT_EQ(root ? chown(path.c_str(), 1234, 1235) : 0, 0);
   ASSERT_EQ(chmod(path.c_str(), 0604), 0);
-  fs::create_hard_link(path, folder_.file("other"));
+  fs::create_hard_link(path, folder_.path("other"));
   ++before_;
   put(path, false);
-  EXPECT_EQ(fileText(path), "old");
+  EXPECT_EQ(readFile(path), "old");
   syncError = EIO;
   EXPECT_THROW(put(path), Failure);
   syncError = 0;
-  EXPECT_EQ(fileText(path), "old");
+  EXPECT_EQ(readFile(path), "old");
   EXPECT_EQ(folder_.fileCount(), 2u);
   put(path);
-  EXPECT_EQ(fileText(path), "new");
-  EXPECT_EQ(fileText(folder_.file("other")), "old");
+  EXPECT_EQ(readFile(path), "new");
+  EXPECT_EQ(readFile(folder_.path("other")), "old");
   EXPECT_EQ(folder_.fileCount(), 2u);
   EXPECT_EQ(infoOf(path).st_mode & 07777, 0604u);
   EXPECT_EQ(infoOf(path).st_uid, root ? 1234u : geteuid());
-  EXPECT_EQ(infoOf(path).st_gid, infoOf(folder_.file("other")).st_gid);
+  EXPECT_EQ(infoOf(path).st_gid, infoOf(folder_.path("other")).st_gid);
 }
 
 TEST_P(OutputFileTest, MakesOrdinaryFilesAndFollowsLinks) {
   const mode_t old = umask(027);
-  put(folder_.file("a"));
+  put(folder_.path("a"));
   umask(old);
-  EXPECT_EQ(infoOf(folder_.file("a")).st_mode & 0777, 0640u);
-  fs::create_directory(folder_.file("sub"));
-  fs::create_symlink("missing", folder_.file("sub/second"));
-  fs::create_symlink("sub/second", folder_.file("first"));
+  EXPECT_EQ(infoOf(folder_.path("a")).st_mode & 0777, 0640u);
+  fs::create_directory(folder_.path("sub"));
+  fs::create_symlink("missing", folder_.path("sub/second"));
+  fs::create_symlink("sub/second", folder_.path("first"));
   before_ = 3;
-  OutputFile dangling(folder_.file("first"));
+  OutputFile dangling(folder_.path("first"));
   dangling.commit();
-  EXPECT_EQ(infoOf(folder_.file("sub/missing")).st_size, 0);
-  fs::create_symlink("a", folder_.file("link"));
+  EXPECT_EQ(infoOf(folder_.path("sub/missing")).st_size, 0);
+  fs::create_symlink("a", folder_.path("link"));
   before_ = 4;
-  put(folder_.file("link"));
-  EXPECT_TRUE(fs::is_symlink(folder_.file("link")));
-  EXPECT_EQ(infoOf(folder_.file("a")).st_mode & 0777, 0640u);
+  put(folder_.path("link"));
+  EXPECT_TRUE(fs::is_symlink(folder_.path("link")));
+  EXPECT_EQ(infoOf(folder_.path("a")).st_mode & 0777, 0640u);
 }
 
 TEST_P(OutputFileTest, ASecondSignalLeavesNothing) {
   const auto stopTwice = [&](int first, int second) {
     interrupt::install();
-    OutputFile one(folder_.file("one"));
-    OutputFile two(folder_.file("two"));
-    { OutputFile done(folder_.file("three")); }
+    OutputFile one(folder_.path("one"));
+    OutputFile two(folder_.path("two"));
+    { OutputFile done(folder_.path("three")); }
     raise(first);
     if (interrupt::pending() == first) raise(second);
   };
@@ -137,10 +137,10 @@ TEST_P(OutputFileTest, ASecondSignalLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(NamedOnly, OutputFileTest, ::testing::Bool());
 
 TEST(OutputFile, NamesWhatCannotBeMadeAndWritesDevicesDirectly) {
-  const TemporaryFolder folder;
-  fs::create_symlink("round", folder.file("round"));
+  const ScratchDirectory folder;
+  fs::create_symlink("round", folder.path("round"));
   for (const char* name : {"", "missing/a", "missing/", "round"})
-    EXPECT_THROW(OutputFile(folder.file(name)), Failure) << name;
+    EXPECT_THROW(OutputFile(folder.path(name)), Failure) << name;
   EXPECT_THROW(OutputFile(""), Failure);
   OutputFile file("/dev/null");
   file.write(std::string("gone"));
@@ -149,13 +149,13 @@ TEST(OutputFile, NamesWhatCannotBeMadeAndWritesDevicesDirectly) {
 }
 
 TEST(SeparateFiles, AreToldApartByWhatTheyAre) {
-  const TemporaryFolder folder;
-  test::writeFile(folder.file("a"), std::string("a"));
-  test::writeFile(folder.file("b"), std::string("a"));
-  fs::create_hard_link(folder.file("a"), folder.file("hard"));
-  fs::create_symlink("a", folder.file("soft"));
-  fs::create_symlink("new", folder.file("dangling"));
-  fs::create_symlink(".", folder.file("here"));
+  const ScratchDirectory folder;
+  test::writeFile(folder.path("a"), std::string("a"));
+  test::writeFile(folder.path("b"), std::string("a"));
+  fs::create_hard_link(folder.path("a"), folder.path("hard"));
+  fs::create_symlink("a", folder.path("soft"));
+  fs::create_symlink("new", folder.path("dangling"));
+  fs::create_symlink(".", folder.path("here"));
   const struct {
     const char *one, *other;
     bool same;
@@ -164,8 +164,8 @@ TEST(SeparateFiles, AreToldApartByWhatTheyAre) {
                {"a", "b", false},        {"new", "newer", false},   {"no/x", "no/x", false},
                {"here/a", "here", false}};
   for (const auto& c : cases) {
-    const NamedFile one{"--one", folder.file(c.one)};
-    const NamedFile other{"--other", folder.file(c.other)};
+    const NamedFile one{"--one", folder.path(c.one)};
+    const NamedFile other{"--other", folder.path(c.other)};
     SCOPED_TRACE(std::string(c.one) + " " + c.other);
     if (c.same) {
       EXPECT_THROW(requireSeparateFiles({one, other}, {}), UsageError);

@@ -17,7 +17,7 @@
 #include "formats/png.h"
 #include "frame_io.h"
 #include "support/random.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 static int64_t unpackedBytes = 0;
 
@@ -38,7 +38,7 @@ using namespace std::string_literals;
 
 class Pictures : public testing::Test {
  protected:
-  std::string file() const { return folder_.file("x"); }
+  std::string file() const { return folder_.path("x"); }
   Picture readFile() const {
     const auto reader = openInput({file(), {}, {}});
     Picture picture;
@@ -61,7 +61,7 @@ class Pictures : public testing::Test {
   }
 
  private:
-  test::TemporaryFolder folder_;
+  test::ScratchDirectory folder_;
 };
 
 // Soft shapes in luma and colour, without symmetry.

@@ -4,7 +4,7 @@
 
 #include "errors.h"
 #include "support/random.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
@@ -45,26 +45,26 @@ TEST(Raw, LayoutsOfEvenAndOddFrames) {
 }
 
 TEST(Raw, ReadsWholeFramesOnlyAndWritesThem) {
-  const test::TemporaryFolder folder;
+  const test::ScratchDirectory folder;
   const RawLayout layout{{6, 4}, FileFormat::i420, false};
   const auto open = [&] {
-    return openRaw(std::make_unique<ByteSource>(folder.file("in")), layout);
+    return openRaw(std::make_unique<ByteSource>(folder.path("in")), layout);
   };
   for (const std::size_t length : {0, 1, 35, 37, 71}) {
-    test::writeFile(folder.file("in"), std::vector<uint8_t>(length));
+    test::writeFile(folder.path("in"), std::vector<uint8_t>(length));
     EXPECT_THROW(open(), Failure) << length;
   }
   const auto bytes = velmora::test::Random(7).bytes(3 * layout.frameBytes());
-  test::writeFile(folder.file("in"), bytes);
+  test::writeFile(folder.path("in"), bytes);
   const auto reader = open();
   EXPECT_EQ(reader->info().frames, 3);
   reader->readAhead();
-  auto writer = createRaw(folder.file("out"), layout);
+  auto writer = createRaw(folder.path("out"), layout);
   for (Picture picture; reader->next(picture);)
     writer->write(picture);
-  EXPECT_FALSE(std::filesystem::exists(folder.file("out")));
+  EXPECT_FALSE(std::filesystem::exists(folder.path("out")));
   writer->finish();
-  EXPECT_EQ(bytesOf(test::fileText(folder.file("out"))), bytes);
+  EXPECT_EQ(bytesOf(test::readFile(folder.path("out"))), bytes);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include "engine/configuration_file.h"
 #include "errors.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
@@ -29,8 +29,8 @@ std::string thresholds(const std::string& low, const std::string& high) {
 }
 
 TEST(Tuning, TakesOnlyWhatTheLibraryTakesAsItStands) {
-  const test::TemporaryFolder folder;
-  const std::string path = folder.file("c.xml");
+  const test::ScratchDirectory folder;
+  const std::string path = folder.path("c.xml");
   const struct {
     std::string content, refusal;
     GhostThresholds taken;
@@ -78,17 +78,17 @@ TEST(Tuning, TakesOnlyWhatTheLibraryTakesAsItStands) {
   const auto kernelRefusal = [&](uint8_t low, uint8_t high) {
     kernel[0] = low;
     kernel[3] = high;
-    test::writeFile(folder.file("k"), kernel);
-    return refusal({"", folder.file("k")});
+    test::writeFile(folder.path("k"), kernel);
+    return refusal({"", folder.path("k")});
   };
   EXPECT_EQ(kernelRefusal(2, 0), "");
-  EXPECT_EQ(readTuning({"", folder.file("k")}).phases, 2);
+  EXPECT_EQ(readTuning({"", folder.path("k")}).phases, 2);
   for (const uint8_t wrong : {uint8_t{0}, uint8_t{255}})
     EXPECT_NE(kernelRefusal(wrong, wrong).find("a count of 1 to 1024"), std::string::npos);
   kernel.pop_back();
   EXPECT_NE(kernelRefusal(2, 0).find("has 171 bytes, but"), std::string::npos);
-  EXPECT_NE(refusal({folder.file("none"), ""}).find("cannot open"), std::string::npos);
-  EXPECT_NE(refusal({"", folder.file("none")}).find("cannot open"), std::string::npos);
+  EXPECT_NE(refusal({folder.path("none"), ""}).find("cannot open"), std::string::npos);
+  EXPECT_NE(refusal({"", folder.path("none")}).find("cannot open"), std::string::npos);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "errors.h"
-#include "temporary_folder.h"
+#include "support/scratch_directory.h"
 
 namespace velmora::tool {
 namespace {
@@ -25,8 +25,8 @@ const std::string kClip = std::string("YUV4MPEG2 W3 H3 F25:1\nFRAME\n") + "abcde
                           "FRAME Ip\n" + "ABCDEFGHIuuuuvvvv";
 
 TEST(Y4m, RefusesWithTheReason) {
-  const test::TemporaryFolder folder;
-  const std::string path = folder.file("x.y4m");
+  const test::ScratchDirectory folder;
+  const std::string path = folder.path("x.y4m");
   const struct {
     std::string content;
     const char* reason;
@@ -64,11 +64,11 @@ TEST(Y4m, RefusesWithTheReason) {
 }
 
 TEST(Y4m, WritesWhatItRead) {
-  const test::TemporaryFolder folder;
-  test::writeFile(folder.file("a.y4m"), kClip);
-  const auto reader = openY4m(std::make_unique<ByteSource>(folder.file("a.y4m")));
+  const test::ScratchDirectory folder;
+  test::writeFile(folder.path("a.y4m"), kClip);
+  const auto reader = openY4m(std::make_unique<ByteSource>(folder.path("a.y4m")));
   EXPECT_EQ(reader->info().frames, 2);
-  const auto writer = createY4m(folder.file("b.y4m"), {3, 3}, Range::limited, "F25:1");
+  const auto writer = createY4m(folder.path("b.y4m"), {3, 3}, Range::limited, "F25:1");
   Picture picture;
   while (reader->next(picture))
     writer->write(picture);
@@ -77,11 +77,11 @@ TEST(Y4m, WritesWhatItRead) {
   EXPECT_EQ(picture.v.samples, std::vector<uint8_t>(4, 'v'));
   std::string expected = kClip;
   expected.erase(expected.find(" Ip"), 3);
-  EXPECT_EQ(test::fileText(folder.file("b.y4m")), expected);
+  EXPECT_EQ(test::readFile(folder.path("b.y4m")), expected);
   // Full range is marked, once.
   for (const char* parameters : {"F1:1", "F1:1 XCOLORRANGE=FULL"}) {
-    createY4m(folder.file("c.y4m"), {1, 1}, Range::full, parameters)->finish();
-    EXPECT_EQ(test::fileText(folder.file("c.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
+    createY4m(folder.path("c.y4m"), {1, 1}, Range::full, parameters)->finish();
+    EXPECT_EQ(test::readFile(folder.path("c.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
   }
 }
 
