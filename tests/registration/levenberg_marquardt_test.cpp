@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "support/digest.h"
-#include "support/guarded_buffer.h"
+#include "support/page_buffer.h"
 #include "velmora_sr/homography.h"
 
 namespace velmora::test {
@@ -31,11 +31,11 @@ void evaluate(float* par, int32_t, float* fvec, void* data, int32_t* info) {
   if (problem.calls++ == problem.stopAt) *info = -1;
 }
 
-/// Runs the minimiser with guarded scratch of exactly the documented size.
+/// Runs the minimiser with scratch of exactly the documented size.
 void minimise(Problem& problem, int32_t m, std::vector<float>& x, lm_control_type& control,
               lm_print_ftype printout = nullptr) {
   const auto n = static_cast<int32_t>(x.size());
-  GuardedBuffer<float> scratch(static_cast<std::size_t>(std::max(n * m + 2 * m + 6 * n, 0)));
+  PageBuffer<float> scratch(static_cast<std::size_t>(std::max(n * m + 2 * m + 6 * n, 0)));
   void* block = scratch.data();
   LM_Minimize(m, n, x.data(), evaluate, printout, &problem, &control,
               static_cast<unsigned char*>(block));
@@ -128,31 +128,25 @@ TEST(LmMinimize, SolvesThePublishedProblemsAndGivesTheSameBitsOnEveryMachine) {
 }
 
 TEST(LmMinimize, RefusesImproperInput) {
-  using Control = lm_control_type;
-  const struct {
-    int32_t m;
-    std::size_t n;
-    void (*spoil)(Control&);
-  } cases[] = {
-      {2, 0, [](Control&) {}},
-      {1, 2, [](Control&) {}},
-      {2, 2, [](Control& c) { c.ftol = -1e-9f; }},
-      {2, 2, [](Control& c) { c.xtol = -1e-9f; }},
-      {2, 2, [](Control& c) { c.gtol = -1e-9f; }},
-      {2, 2, [](Control& c) { c.maxcall = 0; }},
-      {2, 2, [](Control& c) { c.maxcall = INT32_MIN; }},
-      {2, 2, [](Control& c) { c.stepbound = 0.0f; }},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    Problem problem = {rosenbrock};
+  struct Input {
+    int32_t m = 2;
+    std::size_t n = 2;
     lm_control_type control = usualControl();
-    c.spoil(control);
-    std::vector<float> x(c.n, 5.0f);
-    minimise(problem, c.m, x, control);
-    EXPECT_EQ(control.info, 0);
-    EXPECT_EQ(control.nfev, 0);
-    EXPECT_EQ(control.fnorm, -1.0f);
+  };
+  for (const auto spoil :
+       {+[](Input& i) { i.n = 0; }, +[](Input& i) { i.m = 1; },
+        +[](Input& i) { i.control.ftol = -1e-9f; }, +[](Input& i) { i.control.xtol = -1e-9f; },
+        +[](Input& i) { i.control.gtol = -1e-9f; }, +[](Input& i) { i.control.maxcall = 0; },
+        +[](Input& i) { i.control.maxcall = INT32_MIN; },
+        +[](Input& i) { i.control.stepbound = 0.0f; }}) {
+    Input input;
+    spoil(input);
+    Problem problem = {rosenbrock};
+    std::vector<float> x(input.n, 5.0f);
+    minimise(problem, input.m, x, input.control);
+    EXPECT_EQ(input.control.info, 0);
+    EXPECT_EQ(input.control.nfev, 0);
+    EXPECT_EQ(input.control.fnorm, -1.0f);
     EXPECT_EQ(problem.calls, 0);
     EXPECT_THAT(x, testing::Each(5.0f));
   }
@@ -202,19 +196,16 @@ TEST(LmMinimize, EndsWhereTheEvaluationAsks) {
 }
 
 TEST(LmMinimize, EndsForResidualsThatAreNotNumbers) {
-  const Residuals infinite = [](const float* x, float* f) { f[0] = f[1] = INFINITY * x[0]; };
-  const Residuals breaksLater = [](const float* x, float* f) {
-    rosenbrock(x, f);
-    if (x[0] > 0) f[1] = NAN;
-  };
-  for (const Residuals residuals : {infinite, breaksLater}) {
-    lm_control_type control = usualControl();
-    control.maxcall = 20;
-    EXPECT_LE(statusOf(control, {-1.2f, 1}, residuals).nfev, 63);
-  }
   lm_control_type control = usualControl();
+  control.maxcall = 20;
+  for (const Residuals residuals : {+[](const float*x, float*f) { f[0] = f[1] = INFINITY * x[0]; },
+                                    +[](const float*x, float*f) {
+                                      rosenbrock(x, f);
+                                      if (x[0] > 0) f[1] = NAN;
+                                    }})
+    EXPECT_LE(statusOf(control, {-1.2f, 1}, residuals).nfev, 63);
   control.ftol = control.xtol = control.gtol = control.epsilon = control.stepbound = NAN;
-  EXPECT_LE(statusOf(control).nfev, 603);
+  EXPECT_LE(statusOf(control).nfev, 63);
 }
 
 TEST(LmMinimize, ShowsItsProgress) {

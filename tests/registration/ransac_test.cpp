@@ -49,31 +49,30 @@ const Motion kMotions[] = {
 
 TEST(RansacEstimation, KeepsInliersAndNoOutliers) {
   // All inliers of exact pairs; under noise nearly all, and never a pair that is far off.
-  const struct {
-    double outlierShare, noise, kept, farthest;
-  } cases[] = {{0.0, 0, 1, 1},      {0.2, 0, 1, 1},      {0.6, 0, 1, 1},
-               {0.0, 0.5, 0.8, 20}, {0.3, 0.5, 0.8, 20}, {0.6, 0.5, 0.8, 20}};
   uint64_t seed = 100;
   for (const Motion& motion : kMotions) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(testing::Message() << "motion " << &motion - kMotions << ", " << &c - cases);
-      Random random(seed++);
-      Pairs pairs;
-      fill(pairs,
-           {.motion = motion,
-            .outlierShare = c.outlierShare,
-            .noise = c.noise,
-            .wholePixels = c.noise > 0},
-           random);
-      const auto inliers = std::count(pairs.inlier.begin(), pairs.inlier.end(), true);
-      const Estimation estimation(pairs, kPatient);
-      EXPECT_GE(pairs.record.count, static_cast<double>(inliers) * c.kept);
-      for (std::size_t i = 0; i < pairs.ref.size(); i += 2) {
-        const Position to = motion.apply({pairs.ref[i], pairs.ref[i + 1]});
-        EXPECT_LE(std::hypot(to.x - pairs.match[i], to.y - pairs.match[i + 1]), c.farthest);
-      }
-      if (c.noise == 0) {
-        EXPECT_LT(motion.cornerError(estimation.homography.data(), 4000, 3000), 1.0);
+    for (const double noise : {0.0, 0.5}) {
+      for (const double outlierShare : {0.0, 0.2, 0.6}) {
+        SCOPED_TRACE(seed);
+        Random random(seed++);
+        Pairs pairs;
+        fill(pairs,
+             {.motion = motion,
+              .outlierShare = outlierShare,
+              .noise = noise,
+              .wholePixels = noise > 0},
+             random);
+        const auto inliers = std::count(pairs.inlier.begin(), pairs.inlier.end(), true);
+        const Estimation estimation(pairs, kPatient);
+        EXPECT_GE(pairs.record.count, static_cast<double>(inliers) * (noise > 0 ? 0.8 : 1));
+        for (std::size_t i = 0; i < pairs.ref.size(); i += 2) {
+          const Position to = motion.apply({pairs.ref[i], pairs.ref[i + 1]});
+          const double off = std::hypot(to.x - pairs.match[i], to.y - pairs.match[i + 1]);
+          EXPECT_LE(off, noise > 0 ? 20 : 1);
+        }
+        if (noise == 0) {
+          EXPECT_LT(motion.cornerError(estimation.homography.data(), 4000, 3000), 1.0);
+        }
       }
     }
   }
@@ -162,8 +161,7 @@ TEST(RansacEstimation, CountsAnErrorOfTheThresholdAsInlier) {
   ASSERT_GT(count, 10);
   for (std::size_t i = 0; i < pairs.ref.size(); i += 2) {
     const auto p = project(h.data(), pairs.ref[i], pairs.ref[i + 1]);
-    const float du = p.x - pairs.match[i];
-    const float dv = p.y - pairs.match[i + 1];
+    const float du = p.x - pairs.match[i], dv = p.y - pairs.match[i + 1];
     const float error = du * du + dv * dv;
     if (error < 1 || error > 12) continue;
     EXPECT_EQ(estimated(error).second, estimated(std::nextafter(error, 0.0f)).second + 1) << i;
@@ -171,12 +169,11 @@ TEST(RansacEstimation, CountsAnErrorOfTheThresholdAsInlier) {
 }
 
 TEST(RansacEstimation, GivesUpOnListsWithoutAValidSample) {
-  const auto line = [](int count, float dx, float dy) {
+  const auto line = [](float dx, float dy) {
     std::vector<float> points;
-    for (int i = 0; i < count; ++i) {
-      points.push_back(100 + static_cast<float>(i) * dx);
-      points.push_back(50 + static_cast<float>(i) * dy);
-    }
+    for (int i = 0; i < 5; ++i)
+      points.insert(points.end(),
+                    {100 + static_cast<float>(i) * dx, 50 + static_cast<float>(i) * dy});
     return points;
   };
   const std::vector<float> spread = {0, 0, 3000, 10, 2900, 2000, 20, 1900, 1500, 900};
@@ -188,9 +185,9 @@ TEST(RansacEstimation, GivesUpOnListsWithoutAValidSample) {
   } cases[] = {
       {"none", {}, {}},
       {"three", three, three},
-      {"all equal", line(50, 0, 0), line(50, 0, 0)},
-      {"collinear", line(50, 200, 130), line(50, 200, 130)},
-      {"collinear in the registered picture only", spread, line(5, 500, 300)},
+      {"all equal", line(0, 0), line(0, 0)},
+      {"collinear in the reference picture", line(500, 300), spread},
+      {"collinear in the registered picture", spread, line(500, 300)},
       {"all too close", within141Pixels, within141Pixels},
       {"not numbers", std::vector<float>(40, NAN), std::vector<float>(40, NAN)},
       {"infinite", std::vector<float>(40, INFINITY), std::vector<float>(40, -INFINITY)},
