@@ -14,10 +14,15 @@ TEST(BoxDownscale, RoundsTheMeansOfWholeBlocksHalfUp) {
   }
   frame.at(3, 0) = 7;   // 7 / 16 rounds down,
   frame.at(0, 7) += 8;  // 8 / 16 up
-  PageBuffer<uint8_t> out(4);
-  DownScaleNewX16_neon_surf_asm(frame.data.data(), 9, 11, out.data());
-  EXPECT_EQ(std::vector<uint8_t>(out.data(), out.data() + 4),
-            (std::vector<uint8_t>{0, 31, 60, 90}));
+  const auto reduced = [](Frame picture) {
+    const auto count = static_cast<std::size_t>(picture.width / 4 * (picture.height / 4));
+    PageBuffer<uint8_t> out(count);
+    DownScaleNewX16_neon_surf_asm(picture.data.data(), picture.height, picture.width, out.data());
+    return std::vector<uint8_t>(out.data(), out.data() + count);
+  };
+  EXPECT_EQ(reduced(frame), (std::vector<uint8_t>{0, 31, 60, 90}));
+  EXPECT_EQ(reduced(Frame(4, 7, 50)), std::vector<uint8_t>{50});
+  EXPECT_EQ(reduced(Frame(3, 8)).size(), 0u);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/source/projection.h"
 #include "support/crc32.h"
 #include "support/random.h"
 #include "velmora_sr/motion_area.h"
@@ -76,10 +75,9 @@ TEST(MatrixEstimation, FindsTheCommonAreaOrNamesItsRejection) {
   }
 }
 
-TEST(MatrixEstimation, KeepsCornersInsideTheSecondFrame) {
+TEST(MatrixEstimation, GivesTheSameAreasOnEveryMachine) {
   Random random(11);
   Digest digest;
-  int accepted = 0;
   for (int round = 0; round < 500; ++round) {
     const auto within = [&](double most) {
       return static_cast<float>((2 * random.unit() - 1) * most);
@@ -87,63 +85,21 @@ TEST(MatrixEstimation, KeepsCornersInsideTheSecondFrame) {
     const Homography h = {1 + within(0.04), within(0.03),     within(60),
                           within(0.03),     1 + within(0.04), within(60),
                           within(1e-5),     within(1e-5),     1};
-    const auto estimated = estimate(h, 1200, 900);
-    digest.addAll(estimated);
-    const auto [result, left, top, right, bottom] = estimated;
-    if (result != 0) continue;
-    ++accepted;
-    EXPECT_TRUE(left >= 0 && top >= 0 && right < 1200 && bottom < 900) << round;
-    for (const auto& [x, y] : {std::pair(left, top), std::pair(right, bottom)}) {
-      const auto p = project(h.data(), static_cast<float>(x), static_cast<float>(y));
-      EXPECT_TRUE(p.x > -1 && p.y > -1 && p.x < 1200 && p.y < 900) << round;
-    }
+    digest.addAll(estimate(h, 1200, 900));
   }
-  EXPECT_GT(accepted, 300);
-  EXPECT_EQ(digest.value(), 623511281u);  // the same areas everywhere
-}
-
-TEST(MatrixEstimation, RoundsNearEdgesAndCutsFarOnes) {
-  // Each case lets one corner alone decide how much of one side is lost, around the limit of 300
-  // pixels: 301 are too many. A near edge is rounded, so 300.4 pixels pass and 300.6 do not; a far
-  // edge is cut, so 300.2 pixels are 301 lost and 299.8 are 300. Frames are 2001 x 1601; shears by
-  // 10 pixels take the other corner of the side out of the decision.
-  constexpr double kShearX = 10.0 / 1600;  // columns per row
-  constexpr double kShearY = 10.0 / 2000;  // rows per column
-  const struct {
-    const char* corner;
-    bool columns;
-    double shear, passes, fails;
-  } cases[] = {
-      {"left, of top left", true, -kShearX, 300.4, 300.6},
-      {"left, of bottom left", true, kShearX, 290.4, 290.6},
-      {"top, of top left", false, -kShearY, 300.4, 300.6},
-      {"top, of top right", false, kShearY, 290.4, 290.6},
-      {"right, of top right", true, kShearX, -299.8, -300.2},
-      {"right, of bottom right", true, -kShearX, -289.8, -290.2},
-      {"bottom, of bottom left", false, kShearY, -299.8, -300.2},
-      {"bottom, of bottom right", false, -kShearY, -289.8, -290.2},
-  };
-  for (const auto& [corner, columns, shear, passes, fails] : cases) {
-    for (const double moved : {passes, fails}) {
-      // The inverse maps (x, y) to (x + shear y + moved, y) or (x, y + shear x + moved).
-      const auto s = static_cast<float>(-shear), m = static_cast<float>(-moved);
-      const Homography h =
-          columns ? Homography{1, s, m, 0, 1, 0, 0, 0, 1} : Homography{1, 0, 0, s, 1, m, 0, 0, 1};
-      EXPECT_EQ(estimate(h, 2001, 1601)[0], moved == passes ? 0 : 2) << corner;
-    }
-  }
+  EXPECT_EQ(digest.value(), 623511281u);
 }
 
 TEST(MotionEstimation, DescribesTheAreaBySize) {
   tagST_REGISTRATION_AREA area = {1, 2, 3, 4};
-  const auto estimated = [&](Homography h) {
+  for (const auto& [dx, expected] : {std::pair{-10.0F, 0}, {-500.0F, 2}}) {  // the second rejected
+    Homography h = shift(dx, 20);
     int32_t result = -1;
     EXPECT_EQ(printedBy([&] { result = MotionEstimation(h.data(), 1000, 800, &area); }),
               "MotionEstimation");
-    return Estimate{result, area.startX, area.startY, area.realW, area.realH};
-  };
-  EXPECT_EQ(estimated(shift(-10, 20)), (Estimate{0, 10, 0, 990, 780}));
-  EXPECT_EQ(estimated(shift(-500, 0)), (Estimate{2, 10, 0, 990, 780}));  // kept on a rejection
+    EXPECT_EQ((Estimate{result, area.startX, area.startY, area.realW, area.realH}),
+              (Estimate{expected, 10, 0, 990, 780}));
+  }
 }
 
 /// A picture in buffers of exactly its size, so that the sanitizers see every byte beyond.
@@ -162,31 +118,6 @@ struct Picture {
       crc.add(std::span<const uint8_t>(*plane));
   }
 };
-
-TEST(FillBlank2, PaintsTheOutside) {
-  Picture p(7, 5, false, 3);
-  const Picture before(7, 5, false, 3);
-  FillBlank2(&p.pic, 2, 2, 3, 2);
-  for (int i = 0; i < 35; ++i) {
-    const bool kept = i / 7 / 2 == 1 && i % 7 >= 2 && i % 7 < 5;
-    EXPECT_EQ(p.luma[i], kept ? before.luma[i] : 255) << i;
-  }
-  for (const auto& [painted, old] : {std::pair{p.u, before.u}, {p.v, before.v}})
-    EXPECT_EQ(painted, (std::vector<uint8_t>{128, 128, 128, 128, old[4], 128}));
-}
-
-TEST(FillBlank, CopiesTheOutside) {
-  Picture dst(6, 4, true, 3), src(6, 4, true, 9);
-  const Picture before(6, 4, true, 3);
-  FillBlank(&dst.pic, &src.pic, 3, 2, 2, 2);
-  for (int i = 0; i < 24; ++i) {
-    const bool keptColumn = i % 6 == 3 || i % 6 == 4;
-    EXPECT_EQ(dst.luma[i], (i >= 12 && keptColumn ? before : src).luma[i]) << i;
-    if (i < 12) {
-      EXPECT_EQ(dst.u[i], (i >= 6 && keptColumn ? before : src).u[i]) << i;
-    }
-  }
-}
 
 TEST(FillBlank, GivesTheSameBytesForAnySizeAndArea) {
   // Areas within, across and outside the pictures. The digest is that of plain loops over samples.

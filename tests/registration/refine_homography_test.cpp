@@ -122,18 +122,6 @@ struct Estimation {
   }
 };
 
-TEST(HomographyEstimation, FiltersRefinesAndReports) {
-  Random random(32);
-  const Motion motion = tilted(4000, 3000, 0.5, 1.01, 20, -11, 0, 0);
-  Pairs pairs;
-  fill(pairs, {.motion = motion, .outlierShare = 0.4, .noise = 0.5}, random);
-  const Estimation estimation(pairs);
-  EXPECT_LT(motion.cornerError(estimation.h.data(), 4000, 3000), 0.3);
-  EXPECT_LT(pairs.record.count, 300);
-  // Errors uniform in +-0.5 per axis are 0.38 pixels long on average.
-  EXPECT_NEAR(estimation.reported, 0.38, 0.03);
-}
-
 TEST(HomographyEstimation, GivesTheSameBitsOnEveryMachine) {
   // Whole numbers only, so that the input is the same everywhere.
   Random random(33);
@@ -151,6 +139,7 @@ TEST(HomographyEstimation, GivesTheSameBitsOnEveryMachine) {
   }
   const Estimation estimation(pairs);
   EXPECT_EQ(pairs.record.count, 198);
+  EXPECT_NEAR(estimation.reported, 1.12, 0.05);  // of the steps and of the rounded shear
   EXPECT_EQ(digestOf(estimation.h), 3212276487u);
 }
 
