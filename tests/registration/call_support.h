@@ -1,16 +1,14 @@
 // What the tests of registration share: a process call in progress, a running pool, what a call
-// prints and logs, and calls whose memory fails.
+// prints and logs, and digests of results.
 #ifndef VELMORA_TESTS_REGISTRATION_CALL_SUPPORT_H
 #define VELMORA_TESTS_REGISTRATION_CALL_SUPPORT_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <string>
-#include <vector>
 
-#include "support/heap_faults.h"
+#include "support/digest.h"
 #include "support/log_capture.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/logging.h"
@@ -25,6 +23,14 @@ std::string printedBy(Call call) {
   testing::internal::CaptureStdout();
   call();
   return testing::internal::GetCapturedStdout();
+}
+
+/// Digest of lists of 32-bit numbers.
+template <typename... Ranges>
+uint32_t digestOf(const Ranges&... ranges) {
+  Digest digest;
+  (digest.addAll(ranges), ...);
+  return digest.value();
 }
 
 /// Stands for a process call whose allocator is the TestAllocator; everything taken has to be back
@@ -72,38 +78,6 @@ inline testing::Matcher<std::string> logLine(const std::string& level, const std
   return testing::AllOf(
       testing::StartsWith(">>BRISOLE2[" + level + "][src/registration/source/" + source + "]["),
       testing::EndsWith("] : " + text + "\n"));
-}
-
-/// The source and the text of an error line; both empty where nothing is logged.
-struct Report {
-  std::string source, text;
-};
-
-/// Makes a call with each of its heap requests failing in turn, then with none: request n that
-/// fails gives -1000 and reports[n], and no failure leaves a block behind.
-template <typename Call>
-void expectEachHeapFailureReported(const std::vector<Report>& reports, Call call) {
-  InitLogParams(nullptr, 1);
-  for (std::size_t n = 0; n <= reports.size(); ++n) {
-    SCOPED_TRACE(n);
-    LogCapture log;
-    const HeapFaults heap(static_cast<int>(n));
-    const int result = call();
-    EXPECT_EQ(heap.live(), 0u);
-    const auto logged = log.takeTexts();
-    if (n == reports.size()) {
-      EXPECT_EQ(result, 0);
-      EXPECT_EQ(heap.requests(), static_cast<int>(n));
-    } else {
-      EXPECT_EQ(result, -1000);
-      const auto& [source, text] = reports[n];
-      if (source.empty()) {
-        EXPECT_THAT(logged, testing::IsEmpty());
-      } else {
-        EXPECT_THAT(logged, testing::ElementsAre(logLine("error", source, text)));
-      }
-    }
-  }
 }
 
 }  // namespace velmora::test

@@ -2,45 +2,33 @@
 #ifndef VELMORA_TESTS_REGISTRATION_FEATURE_SETS_H
 #define VELMORA_TESTS_REGISTRATION_FEATURE_SETS_H
 
+#include <gtest/gtest.h>
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
-#include "registration/plain_forest.h"
 #include "support/random.h"
 #include "velmora_sr/matching.h"
 
 namespace velmora::test {
 
-/// `count` descriptors of the values that make(random, dimension) gives.
-template <typename Make>
-std::vector<Descriptor> descriptorsOf(Random& random, std::size_t count, Make make) {
-  std::vector<Descriptor> all(count);
-  for (auto& descriptor : all) {
-    for (std::size_t d = 0; d < 64; ++d)
-      descriptor[d] = static_cast<int32_t>(make(random, d));
-  }
-  return all;
-}
+using Descriptor = std::array<int32_t, 64>;
 
 /// Like those of feature extraction: length about 2^23, half of the values sums of magnitudes.
 /// (Vectors pointing away from each other would be so far apart that distances wrap.)
 inline std::vector<Descriptor> surfLike(Random& random, std::size_t count) {
-  return descriptorsOf(random, count, [](Random& r, std::size_t d) {
-    return d % 4 >= 2 ? r.range(0, 2300000) : r.range(-1000000, 1000000);
-  });
-}
-
-/// Few distinct values per dimension: many ties in every split.
-inline std::vector<Descriptor> coarse(Random& random, std::size_t count) {
-  return descriptorsOf(random, count,
-                       [](Random& r, std::size_t) { return r.range(-1, 1) * (1 << 20); });
-}
-
-/// The whole range of 32 bits: every sum wraps.
-inline std::vector<Descriptor> extreme(Random& random, std::size_t count) {
-  return descriptorsOf(random, count, [](Random& r, std::size_t) { return r.next(); });
+  std::vector<Descriptor> all(count);
+  for (Descriptor& descriptor : all) {
+    for (std::size_t d = 0; d < 64; ++d) {
+      const bool magnitude = d % 4 >= 2;
+      descriptor[d] = static_cast<int32_t>(
+          random.range(magnitude ? 0 : -1000000, magnitude ? 2300000 : 1000000));
+    }
+  }
+  return all;
 }
 
 /// A descriptor with each value moved by +-spread, wrapping.
@@ -74,6 +62,20 @@ struct Forest {
     ST_IMAGEFEATURES record = set.record();
     void* memory = pool.data();
     result = BuildKDTreeIndices(&record, roots, static_cast<unsigned char*>(memory));
+  }
+};
+
+/// What KnnMatch finds for each query: two neighbours and their distances, the nearest last.
+struct Neighbours {
+  std::vector<int32_t> points, distances;
+
+  Neighbours(FeatureSet& set, FeatureSet& queries)
+      : points(2 * queries.descriptors.size(), -1), distances(points) {
+    Forest forest(set);
+    tagKNN_RESULT result = {nullptr, points.data(), distances.data(), 77};
+    ST_IMAGEFEATURES query = queries.record(), ref = set.record();
+    EXPECT_EQ(KnnMatch(&query, &ref, &result, forest.roots), 0);
+    EXPECT_EQ(result.matchCount, 77);
   }
 };
 

@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -84,34 +83,24 @@ TEST(RefineHomography, GivesTheSameBitsOnEveryMachine) {
   }
 }
 
-TEST(RefineHomography, LeavesTheHomographyAloneWithoutALinearFit) {
-  const std::vector<float> square = {0, 0, 100, 0, 100, 100, 0, 100, 50, 20};
-  const std::vector<float> point(10, 7.0f);
+TEST(RefineHomography, TakesWhatTheLinearFitGivesOrNothing) {
+  const std::vector<float> square = {0, 0, 100, 0, 100, 100, 0, 100}, point(8, 7.0f);
+  Pairs four(square, {10, 5, 110, 5, 110, 105, 10, 105});  // no more than the unknowns
+  EXPECT_LT(shift(10, 5).cornerError(refined(four).data(), 101, 101), 1e-3);
   std::array<float, 9> before;
   before.fill(3.0f);
-  for (const auto& [ref, match] :
-       {std::pair{square, point}, {point, square}, {std::vector<float>{}, std::vector<float>{}}}) {
+  for (const auto& [ref, match] : {std::pair{square, point}, {point, square}, {{}, {}}}) {
     Pairs pairs(ref, match);
     EXPECT_EQ(refined(pairs, before), before);
   }
-}
-
-TEST(RefineHomography, TakesTheLinearFitOfFourPairs) {
-  Pairs pairs({0, 0, 100, 0, 100, 100, 0, 100}, {10, 5, 110, 5, 110, 105, 10, 105});
-  EXPECT_LT(shift(10, 5).cornerError(refined(pairs).data(), 101, 101), 1e-3);
-}
-
-TEST(RefineHomography, EndsForDegeneratePairs) {
+  // On a line, with a value that is no number, and with some that no square holds: it ends.
   std::vector<float> line;
-  for (int i = 0; i < 40; ++i)
-    line.insert(line.end(), {10.0f * static_cast<float>(i), 7.0f * static_cast<float>(i)});
-  std::vector<float> broken = line, huge = line;
-  broken[11] = NAN;
-  for (float& value : huge)
-    value *= 1e36f;
-  for (const auto* points : {&line, &broken, &huge}) {
-    Pairs pairs(*points, *points);
-    refined(pairs);  // whatever it gives
+  for (int i = 0; i < 80; ++i)
+    line.push_back(static_cast<float>((i % 2 == 0 ? 5 : 7) * i));
+  for (const float value : {line[11], NAN, 1e37f}) {
+    line[11] = value;
+    Pairs pairs(line, line);
+    refined(pairs);
   }
 }
 
@@ -133,39 +122,25 @@ struct Estimation {
   }
 };
 
-TEST(HomographyEstimation, FiltersRefinesAndReports) {
-  Random random(32);
-  const Motion motion = tilted(4000, 3000, 0.5, 1.01, 20, -11, 0, 0);
-  Pairs pairs;
-  fill(pairs, {.motion = motion, .outlierShare = 0.4, .noise = 0.5}, random);
-  const Estimation estimation(pairs);
-  EXPECT_LT(motion.cornerError(estimation.h.data(), 4000, 3000), 0.3);
-  EXPECT_LT(pairs.record.count, 300);
-  // Errors uniform in +-0.5 per axis are 0.38 pixels long on average.
-  EXPECT_NEAR(estimation.reported, 0.38, 0.03);
-}
-
 TEST(HomographyEstimation, GivesTheSameBitsOnEveryMachine) {
-  // Whole numbers only, so that the input is the same everywhere; the values are those of x86-64,
-  // and what the ARM builds must give as well.
+  // Whole numbers only, so that the input is the same everywhere.
   Random random(33);
   Pairs pairs;
   for (int i = 0; i < 300; ++i) {
     const auto x = static_cast<double>(random.range(0, 3999));
     const auto y = static_cast<double>(random.range(0, 2999));
-    const double shear = std::floor(y / 64);
     const bool follows = i % 3 != 0;
-    const double dx = follows ? static_cast<double>(random.range(-1, 1)) + shear : 400;
-    const double dy = follows ? static_cast<double>(random.range(-1, 1)) - 7 : 90.0 * (i % 7);
+    double dx = 400, dy = 90.0 * (i % 7);
+    if (follows) {
+      dx = static_cast<double>(random.range(-1, 1)) + std::floor(y / 64);
+      dy = static_cast<double>(random.range(-1, 1)) - 7;
+    }
     pairs.add({x, y}, {x + dx, y + dy}, follows);
   }
   const Estimation estimation(pairs);
-  std::array<uint32_t, 9> bits;
-  std::memcpy(bits.data(), estimation.h.data(), sizeof bits);
   EXPECT_EQ(pairs.record.count, 198);
-  EXPECT_EQ(bits,
-            (std::array<uint32_t, 9>{1065353507, 1015112449, 3209518371, 3089606742, 1065352005,
-                                     3235349013, 2995770549, 842948366, 1065353216}));
+  EXPECT_NEAR(estimation.reported, 1.12, 0.05);  // of the steps and of the rounded shear
+  EXPECT_EQ(digestOf(estimation.h), 3212276487u);
 }
 
 TEST(HomographyEstimation, ReportsWithTheRegisteredColumnInTheDenominator) {

@@ -1,4 +1,4 @@
-// Frames of a textured scene that can be sampled at any position: pairs with a known motion.
+// Pictures of a textured scene that can be sampled at any position: pairs with a known motion.
 #ifndef VELMORA_TESTS_REGISTRATION_SYNTHETIC_SCENE_H
 #define VELMORA_TESTS_REGISTRATION_SYNTHETIC_SCENE_H
 
@@ -11,6 +11,7 @@
 
 #include "registration/synthetic_pairs.h"
 #include "support/random.h"
+#include "velmora_sr/features.h"
 
 namespace velmora::test {
 
@@ -56,54 +57,51 @@ class Scene {
   uint64_t seed_;
 };
 
-/// A semi-planar frame; chroma is grey.
+/// A packed luma plane, which is all that registration reads of a frame.
 struct Frame {
   int32_t width;
   int32_t height;
   std::vector<uint8_t> data;
 
   Frame(int32_t w, int32_t h, uint8_t luma = 128)
-      : width(w), height(h), data(static_cast<std::size_t>(w) * h * 3 / 2, luma) {}
+      : width(w), height(h), data(static_cast<std::size_t>(w) * h, luma) {}
+
+  uint8_t& at(int32_t y, int32_t x) { return data[static_cast<std::size_t>(y) * width + x]; }
+  void paint(int32_t left, int32_t top, int32_t side, uint8_t value) {
+    for (int32_t y = top; y < top + side; ++y)
+      std::fill_n(&at(y, left), side, value);
+  }
+  /// The stride is set to what nobody may read.
+  tagST_PIC record() { return {width, height, -7, data.data(), nullptr, nullptr, 0, 0}; }
 };
 
 /// The scene as a camera sees it after the inverse of a motion: what the motion says lies at (x, y)
 /// of the new frame is drawn there. `noise` is uniform in +-noise grey levels.
-inline Frame draw(const Scene& scene, int32_t width, int32_t height, const Motion& newToScene,
-                  double noise = 0, uint64_t noiseSeed = 0) {
+inline Frame draw(const Scene& scene, int32_t width, int32_t height,
+                  const Motion& newToScene = shift(0, 0), double noise = 0,
+                  uint64_t noiseSeed = 0) {
   Frame frame(width, height);
   Random random(noiseSeed);
   for (int32_t y = 0; y < height; ++y) {
     for (int32_t x = 0; x < width; ++x) {
       const Position at = newToScene.apply({static_cast<double>(x), static_cast<double>(y)});
       const double value = scene.at(at) + (noise == 0 ? 0 : noise * (2 * random.unit() - 1));
-      frame.data[static_cast<std::size_t>(y) * width + x] =
-          static_cast<uint8_t>(std::clamp(value + 0.5, 0.0, 255.0));
+      frame.at(y, x) = static_cast<uint8_t>(std::clamp(value + 0.5, 0.0, 255.0));
     }
   }
   return frame;
 }
 
-/// Random blocks of 8 x 8 pixels: key points everywhere, and nothing that two frames share.
-inline Frame blockNoise(int32_t width, int32_t height, uint64_t seed) {
-  constexpr int32_t kSide = 8;
+/// A scene from so far that the detector finds points without a reduction, too.
+inline Frame texture(int32_t width, int32_t height, uint64_t seed) {
+  return draw(Scene(seed), width, height, {{3, 0, 0, 0, 3, 0, 0, 0, 1}});
+}
+
+/// Independent samples: the hardest case for filters, and nothing that two frames share.
+inline Frame noise(int32_t width, int32_t height, uint64_t seed) {
   Frame frame(width, height);
-  const int32_t columns = width / kSide + 1;
-  const auto grey = Random(seed).bytes(static_cast<std::size_t>(columns) * (height / kSide + 1));
-  for (int32_t y = 0; y < height; ++y) {
-    for (int32_t x = 0; x < width; ++x) {
-      frame.data[static_cast<std::size_t>(y) * width + x] =
-          grey[static_cast<std::size_t>(y / kSide) * columns + x / kSide];
-    }
-  }
+  frame.data = Random(seed).bytes(frame.data.size());
   return frame;
-}
-
-/// The inverse of a motion.
-inline Motion inverse(const Motion& m) {
-  const auto& h = m.h;
-  return {{h[4] * h[8] - h[5] * h[7], h[2] * h[7] - h[1] * h[8], h[1] * h[5] - h[2] * h[4],
-           h[5] * h[6] - h[3] * h[8], h[0] * h[8] - h[2] * h[6], h[2] * h[3] - h[0] * h[5],
-           h[3] * h[7] - h[4] * h[6], h[1] * h[6] - h[0] * h[7], h[0] * h[4] - h[1] * h[3]}};
 }
 
 }  // namespace velmora::test

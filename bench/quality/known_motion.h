@@ -1,6 +1,6 @@
 // Homographies in double precision: the motion that frames are made with, and fits to it.
-#ifndef VELMORA_TESTS_TOOL_REGISTRATION_KNOWN_MOTION_H
-#define VELMORA_TESTS_TOOL_REGISTRATION_KNOWN_MOTION_H
+#ifndef VELMORA_BENCH_QUALITY_KNOWN_MOTION_H
+#define VELMORA_BENCH_QUALITY_KNOWN_MOTION_H
 
 #include <array>
 #include <cmath>
@@ -58,4 +58,4 @@ struct KnownMotion {
 
 }  // namespace velmora::tool
 
-#endif  // VELMORA_TESTS_TOOL_REGISTRATION_KNOWN_MOTION_H
+#endif  // VELMORA_BENCH_QUALITY_KNOWN_MOTION_H

@@ -1,6 +1,6 @@
 // The homography that explains pairs of points best, as a yardstick for the one that was found.
-#ifndef VELMORA_TESTS_TOOL_REGISTRATION_BEST_FIT_H
-#define VELMORA_TESTS_TOOL_REGISTRATION_BEST_FIT_H
+#ifndef VELMORA_BENCH_QUALITY_BEST_FIT_H
+#define VELMORA_BENCH_QUALITY_BEST_FIT_H
 
 #include <span>
 
@@ -22,4 +22,4 @@ Matrix bestFit(std::span<const PointPair> pairs, Matrix start);
 
 }  // namespace velmora::tool
 
-#endif  // VELMORA_TESTS_TOOL_REGISTRATION_BEST_FIT_H
+#endif  // VELMORA_BENCH_QUALITY_BEST_FIT_H
