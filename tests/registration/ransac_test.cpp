@@ -36,9 +36,7 @@ struct Estimation {
 };
 
 const Motion kMotions[] = {
-    shift(0, 0),
     shift(12.25, -7.5),
-    shift(-120.75, 80.5),
     tilted(4000, 3000, 3, 1, 0, 0, 0, 0),
     tilted(4000, 3000, -1, 1.04, 10, 20, 0, 0),
     tilted(4000, 3000, 0.5, 0.98, -15, 5, 5e-6, -4e-6),
@@ -57,13 +55,13 @@ TEST(RansacEstimation, GivesTheSameBitsOnEveryMachine) {
     int lattice;
     uint32_t digest;
   } cases[] = {
-      {"photo", kMotions[5], 4000, 3000, 300, 0.3, 2, 1, 0xEE07CF3Cu},
-      {"many outliers", kMotions[4], 4000, 3000, 300, 0.6, 1, 1, 0x8442D947u},
-      {"few pairs", kMotions[3], 4000, 3000, 12, 0.2, 2, 1, 0x216A2700u},
-      {"small frame", kMotions[1], 320, 240, 80, 0.2, 2, 1, 0x9B0F65ECu},
+      {"photo", kMotions[3], 4000, 3000, 300, 0.3, 2, 1, 0xEE07CF3Cu},
+      {"many outliers", kMotions[2], 4000, 3000, 300, 0.6, 1, 1, 0x8442D947u},
+      {"few pairs", kMotions[1], 4000, 3000, 12, 0.2, 2, 1, 0x216A2700u},
+      {"small frame", kMotions[0], 320, 240, 80, 0.2, 2, 1, 0x9B0F65ECu},
       {"large motion in a small frame", shift(-120, 80), 400, 300, 80, 0.2, 2, 1, 0xFB41535Cu},
-      {"lattice", kMotions[1], 900, 700, 120, 0.2, 1, 100, 0x66845AA8u},
-      {"fine lattice", kMotions[0], 600, 600, 120, 0.1, 1, 12, 0xB8D58157u},
+      {"lattice", kMotions[0], 900, 700, 120, 0.2, 1, 100, 0x66845AA8u},
+      {"fine lattice", shift(0, 0), 600, 600, 120, 0.1, 1, 12, 0xB8D58157u},
   };
   for (const auto& c : cases) {
     Digest digest;
@@ -92,24 +90,22 @@ TEST(RansacEstimation, StopsWhenItIsConfident) {
   // All of 400 pairs follow: one sample is enough. 200 do: ln(1 - 0.9995) / ln(1 - 0.5^4) = 117.8,
   // so 118 iterations do once the model is found; certainty takes the smallest float as the chance
   // of a miss and ends after 1353.
-  const struct {
-    int followers;
-    int32_t maxIters;
-    float confidence;
-    int iterations;
-  } cases[] = {{400, 100, 0.9995f, 1}, {400, 100, 1, 1},   {400, 100, 5, 1},
-               {400, 100, 0, 1},       {400, 100, -1, 1},  {200, 5000, 0.9995f, 118},
-               {200, 5000, 1, 1353},   {200, 300, 1, 300}, {200, 150, NAN, 150}};
-  for (const auto& c : cases) {
+  for (const auto& [followers, maxIters, confidence, iterations] :
+       {std::tuple{400, 100, 0.9995f, 1},
+        {400, 100, 1.0f, 1},
+        {400, 100, 5.0f, 1},
+        {400, 100, 0.0f, 1},
+        {400, 100, -1.0f, 1},
+        {200, 5000, 0.9995f, 118},
+        {200, 5000, 1.0f, 1353},
+        {200, 300, 1.0f, 300},
+        {200, 150, NAN, 150}}) {
     Random random(301);
     Pairs pairs;
-    while (std::count(pairs.inlier.begin(), pairs.inlier.end(), true) < c.followers)
-      fill(pairs, {.motion = shift(3, 4), .count = 1}, random);
-    while (pairs.inlier.size() < 400)
-      fill(pairs, {.motion = shift(3, 4), .count = 1, .outlierShare = 1}, random);
-    EXPECT_THAT(
-        Estimation(pairs, {c.maxIters, 12.0f, c.confidence}).printed,
-        testing::StartsWith("ransac iteration count:" + std::to_string(c.iterations) + "\n"));
+    fill(pairs, {.motion = shift(3, 4), .count = followers}, random);
+    fill(pairs, {.motion = shift(3, 4), .count = 400 - followers, .outlierShare = 1}, random);
+    EXPECT_THAT(Estimation(pairs, {maxIters, 12.0f, confidence}).printed,
+                testing::StartsWith("ransac iteration count:" + std::to_string(iterations) + "\n"));
   }
 }
 
@@ -118,7 +114,7 @@ TEST(RansacEstimation, CountsAnErrorOfTheThresholdAsInlier) {
   // the threshold, keeps this pair; the next smaller float drops it and no other.
   Random random(302);
   Pairs pairs;
-  fill(pairs, {.motion = kMotions[5], .count = 60, .noise = 3}, random);
+  fill(pairs, {.motion = kMotions[3], .count = 60, .noise = 3}, random);
   const auto estimated = [&](float threshold) {
     Pairs copy(pairs.ref, pairs.match);
     return std::pair{Estimation(copy, {1, threshold, 0.9995f}).homography, copy.record.count};
@@ -135,38 +131,27 @@ TEST(RansacEstimation, CountsAnErrorOfTheThresholdAsInlier) {
 }
 
 TEST(RansacEstimation, GivesUpOnListsWithoutAValidSample) {
-  const auto line = [](float dx, float dy) {
-    std::vector<float> points;
-    for (int i = 0; i < 5; ++i)
-      points.insert(points.end(),
-                    {100 + static_cast<float>(i) * dx, 50 + static_cast<float>(i) * dy});
-    return points;
-  };
   const std::vector<float> spread = {0, 0, 3000, 10, 2900, 2000, 20, 1900, 1500, 900};
-  const std::vector<float> three = {0, 0, 900, 0, 0, 900};
+  const std::vector<float> line = {0, 0, 500, 300, 1000, 600, 1500, 900, 2000, 1200};
   const std::vector<float> within141Pixels = {0, 0, 99, 0, 99, 99, 0, 99, 50, 20, 30, 70};
-  const struct {
-    const char* name;
-    std::vector<float> ref, match;
-  } cases[] = {
-      {"none", {}, {}},
-      {"three", three, three},
-      {"all equal", line(0, 0), line(0, 0)},
-      {"collinear in the reference picture", line(500, 300), spread},
-      {"collinear in the registered picture", spread, line(500, 300)},
-      {"all too close", within141Pixels, within141Pixels},
-      {"not numbers", std::vector<float>(40, NAN), std::vector<float>(40, NAN)},
-      {"infinite", std::vector<float>(40, INFINITY), std::vector<float>(40, -INFINITY)},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Pairs pairs(c.ref, c.match);
+  const std::vector<float> three = {0, 0, 900, 0, 0, 900}, equal(10, 100.0f);
+  const std::vector<float> noNumbers(40, NAN), infinite(40, INFINITY);
+  for (const auto& [ref, match] : {std::pair{three, three},
+                                   {equal, equal},
+                                   {line, spread},
+                                   {spread, line},
+                                   {within141Pixels, within141Pixels},
+                                   {noNumbers, noNumbers},
+                                   {infinite, infinite},
+                                   {{}, {}}}) {
+    SCOPED_TRACE(testing::PrintToString(ref));
+    Pairs pairs(ref, match);
     const Estimation estimation(pairs);
     EXPECT_EQ(estimation.result, -1);
     EXPECT_EQ(estimation.printed, "");
     EXPECT_THAT(estimation.homography, testing::Each(-5.0f));
-    EXPECT_THAT(pairs.ref, testing::Pointwise(testing::NanSensitiveFloatEq(), c.ref));
-    EXPECT_THAT(pairs.match, testing::Pointwise(testing::NanSensitiveFloatEq(), c.match));
+    EXPECT_THAT(pairs.ref, testing::Pointwise(testing::NanSensitiveFloatEq(), ref));
+    EXPECT_THAT(pairs.match, testing::Pointwise(testing::NanSensitiveFloatEq(), match));
   }
 }
 

@@ -58,29 +58,25 @@ inline Motion tilted(double width, double height, double degrees, double scale, 
   return {{c, -s, cx - c * cx + s * cy + dx, s, c, cy - s * cx - c * cy + dy, tiltX, tiltY, 1}};
 }
 
-/// The arrays of a tagST_MATCH_PAIRS, and which of the pairs follow the motion.
+/// The arrays of a tagST_MATCH_PAIRS.
 struct Pairs {
   std::vector<float> ref, match;
-  std::vector<bool> inlier;
   tagST_MATCH_PAIRS record;
 
   explicit Pairs(std::vector<float> refPoints = {}, std::vector<float> matchPoints = {})
-      : ref(std::move(refPoints)), match(std::move(matchPoints)), inlier(ref.size() / 2, true) {
+      : ref(std::move(refPoints)), match(std::move(matchPoints)) {
     refresh();
   }
   Pairs(const Pairs&) = delete;
   Pairs& operator=(const Pairs&) = delete;
 
-  void add(Position from, Position to, bool follows) {
-    for (const double value : {from.x, from.y})
-      ref.push_back(static_cast<float>(value));
-    for (const double value : {to.x, to.y})
-      match.push_back(static_cast<float>(value));
-    inlier.push_back(follows);
+  void add(Position from, Position to) {
+    ref.insert(ref.end(), {static_cast<float>(from.x), static_cast<float>(from.y)});
+    match.insert(match.end(), {static_cast<float>(to.x), static_cast<float>(to.y)});
     refresh();
   }
   [[nodiscard]] std::vector<unsigned char> scratch() const {
-    return std::vector<unsigned char>(std::max<std::size_t>(80, 176) * ref.size() + 4 * 56);
+    return std::vector<unsigned char>(176 * ref.size() + 4 * 56);
   }
 
  private:
@@ -105,17 +101,16 @@ inline void fill(Pairs& pairs, const PairsRecipe& recipe, Random& random) {
   for (int i = 0; i < recipe.count; ++i) {
     const Position from = {uniform(0, recipe.width - 1), uniform(0, recipe.height - 1)};
     Position to = recipe.motion.apply(from);
-    const bool follows = random.unit() >= recipe.outlierShare;
-    if (follows) {
+    const Position truth = to;
+    if (random.unit() >= recipe.outlierShare) {
       to.x += uniform(-recipe.noise, recipe.noise);
       to.y += uniform(-recipe.noise, recipe.noise);
     } else {
-      const Position truth = to;
       do {
         to = {uniform(0, recipe.width - 1), uniform(0, recipe.height - 1)};
       } while (std::hypot(to.x - truth.x, to.y - truth.y) < 50);
     }
-    pairs.add(rounded(from), rounded(to), follows);
+    pairs.add(rounded(from), rounded(to));
   }
 }
 
