@@ -101,7 +101,7 @@ TEST(FeatureMatcher, GivesRoundedFullSizePixelsToRansac) {
     pair.run(c.scale);
     EXPECT_EQ(pair.result, 0);
     Digest digest;
-    digest.addText(pair.printed);
+    digest.addAll(pair.printed);
     digest.add(pair.pairs.count);
     digest.addAll(pair.refPoints);
     digest.addAll(pair.matchPoints);
