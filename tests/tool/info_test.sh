@@ -52,7 +52,7 @@ refused 1 'missing.png: cannot open' info missing.png
 : >empty
 refused 1 'empty: is empty' info empty
 head -c 1000 k50 >short
-refused 1 'short: begins as a kernel file of 50 phases, which has 85804 bytes, but holds 1000' info short
+refused 1 'short: has 1000 bytes, but a kernel file of 50 phases has 85804' info short
 refused 2 'FILE is required' info
 
 # Headers that promise 576 megapixels: told without room for them, and refused by what follows. The

@@ -119,6 +119,16 @@ void requireValues(const CLI::App& app, const CLI::App* command) {
   }
 }
 
+// The work is done: a table that finds no memory is no failure.
+void sayTimings() {
+  try {
+    for (const std::string& line : timings::report())
+      status().note(line);
+  } catch (const std::bad_alloc&) {
+    status().warn("no memory for the timings");
+  }
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Enlarges photos and video with libvelmora_sr.", "velmora-sr");
   app.footer(
@@ -141,8 +151,10 @@ int run(int argc, char** argv) {
     const auto commands = app.get_subcommands();
     return commands.empty() ? nullptr : commands.front();
   };
+  bool idle = false;  // no subcommand was named
   // Carried out before any subcommand, wherever the options stand.
   app.parse_complete_callback([&] {
+    idle = called() == nullptr;
     requireValues(app, called());
     carryOut(options);
   });
@@ -161,7 +173,7 @@ int run(int argc, char** argv) {
     if (options.version) {
       printData(versionText());
       requireMatchingLibrary();
-    } else if (called() == nullptr) {
+    } else if (idle) {
       throw UsageError("say what to do: upscale, fuse, video, register, info, demo or kernels");
     }
   } catch (const UsageError& error) {
@@ -171,10 +183,7 @@ int run(int argc, char** argv) {
     status().note(hint);
     return kUsage;
   }
-  if (options.timings) {
-    for (const std::string& line : timings::report())
-      status().note(line);
-  }
+  if (options.timings) sayTimings();
   return kDone;
 }
 
