@@ -9,19 +9,17 @@
 #include <span>
 #include <utility>
 
-#include "common/failure_line.h"
 #include "configuration/file_contents.h"
 #include "interpolation/kernel_tables.h"
+#include "logging/log.h"
 #include "report/call_report.h"
 #include "velmora_sr/configuration.h"
-#include "velmora_sr/platform.h"
 
 namespace velmora {
 namespace {
 
 constexpr std::size_t kTaps = 4;
 constexpr std::size_t kLongestRow = kTaps * kTaps + 1;
-constexpr int kDefaultTablesLine = 130;
 
 /// The bytes of a kernel file, front to back, from the file or from memory.
 class KernelBytes {
@@ -105,8 +103,7 @@ void loadKernels(const TuningInput& input) {
   installKernelTables(std::move(tables));
   if (!whole) return;
   callReport.facts.kernelsRead = 1;
-  __android_log_print(kLogError, kLogTag, "%s: %s <%s>\n", kLogTag, "Load Kernel File Succeed.",
-                      input.name);
+  logTagged(Priority::error, "%s <%s>\n", "Load Kernel File Succeed.", input.name);
 }
 
 }  // namespace velmora
@@ -116,13 +113,14 @@ void LoadDefaultKernelFile() {
   KernelTables tables =
       KernelTables::allocate(static_cast<int32_t>(D_Lanczos1D_4_2_Fix.size()), kTaps);
   if (!tables) {
-    logFailureLine(kLogError, SR_RET_ALLOC_FAILED, kDefaultTablesLine, "LoadDefaultKernelFile");
+    logFailure(Priority::error, SR_RET_ALLOC_FAILED, FailureStep::defaultTables,
+               "LoadDefaultKernelFile");
     return;
   }
   copyTable(D_Lanczos2D_4_2_Fix_Sharp, tables.sharp2D);
   copyTable(D_Lanczos1D_4_2_Fix_sharp, tables.sharp1D);
   copyTable(D_Lanczos1D_4_2_Fix, tables.plain1D);
   installKernelTables(std::move(tables));
-  logFailureLine(kLogError, "Load kernel file failed.Use  default kernel file.", kDefaultTablesLine,
-                 "LoadDefaultKernelFile");
+  logFailure(Priority::error, "Load kernel file failed.Use  default kernel file.",
+             FailureStep::defaultTables, "LoadDefaultKernelFile");
 }

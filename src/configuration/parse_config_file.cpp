@@ -3,12 +3,11 @@
 #include <cstdint>
 #include <cstring>
 
-#include "common/failure_line.h"
 #include "configuration/kernel_file.h"
 #include "configuration/tuning.h"
+#include "logging/log.h"
 #include "report/call_report.h"
 #include "velmora_sr/configuration.h"
-#include "velmora_sr/platform.h"
 #include "velmora_sr/records.h"
 
 namespace velmora {
@@ -16,8 +15,6 @@ namespace {
 
 constexpr const char* kDefaultConfigPath = "/system/etc/camera/zelk/zelk.xml";
 constexpr const char* kDefaultKernelPath = "/system/etc/camera/zelk/zelk_kernel";
-constexpr int32_t kDefaultLowThreshold = 1;
-constexpr int32_t kDefaultHighThreshold = 5;
 constexpr std::size_t kShortestPath = 3;
 
 constexpr const char* kLowPath = "/Config/GhostCorrection/LowThr";
@@ -26,8 +23,8 @@ constexpr const char* kHighPath = "/Config/GhostCorrection/HighThr";
 /// A path that is too short to be one is replaced. The line says "Config" for both files.
 const char* pathOrDefault(const char* path, const char* defaultPath) {
   if (std::strlen(path) >= kShortestPath) return path;
-  __android_log_print(kLogError, kLogTag, "Invalid Config File Path \" %s\" ! Use default Path %s",
-                      path, defaultPath);
+  logLine(Priority::error, "Invalid Config File Path \" %s\" ! Use default Path %s", path,
+          defaultPath);
   return defaultPath;
 }
 
@@ -48,8 +45,7 @@ bool loadThresholds(const TuningInput& input) {
   const bool both = config.GetString(kLowPath, nullptr) != nullptr &&
                     config.GetString(kHighPath, nullptr) != nullptr;
   callReport.facts.configurationRead = both ? 1 : 0;
-  __android_log_print(kLogError, kLogTag, "%s: %s  <%s>\n", kLogTag, "Load Config File Succeed.",
-                      name);
+  logTagged(Priority::error, "%s  <%s>\n", "Load Config File Succeed.", name);
   return true;
 }
 
@@ -65,7 +61,7 @@ void velmora::loadTuning(const TuningInput& configuration, const TuningInput& ke
     callReport.facts.configurationRead = 0;
     // The text says "succeed." although this is a fallback: the defaults did load, and log parsers
     // know the line.
-    logFailureLine(kLogError, SR_RET_SUCCEED, 176, "ParseConfigFile");
+    logFailure(Priority::error, SR_RET_SUCCEED, FailureStep::defaultThresholds, "ParseConfigFile");
   }
   if (kernels.inMemory() || kernels.name == nullptr) {
     loadKernels(kernels);

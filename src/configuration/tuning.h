@@ -7,6 +7,10 @@
 
 namespace velmora {
 
+/// Thresholds of de-ghosting where the configuration gives none, or none that can be used.
+inline constexpr int32_t kDefaultLowThreshold = 1;
+inline constexpr int32_t kDefaultHighThreshold = 5;
+
 struct TuningInput {
   const char* name;  ///< the file, or what to call the bytes in the log; may be null without bytes
   std::span<const uint8_t> bytes;  ///< take the place of the file, unless their pointer is null

@@ -1,9 +1,9 @@
 // The exported band functions: they read their public records and run the bands of the plane
 // functions, with columns worked out for the one band.
 #include "interpolation/column_plan.h"
-#include "interpolation/failure_log.h"
 #include "interpolation/separable_passes.h"
 #include "interpolation/two_frame.h"
+#include "logging/log.h"
 #include "velmora_sr/interpolation.h"
 
 namespace velmora {

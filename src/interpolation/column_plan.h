@@ -2,9 +2,9 @@
 #ifndef VELMORA_SRC_INTERPOLATION_COLUMN_PLAN_H
 #define VELMORA_SRC_INTERPOLATION_COLUMN_PLAN_H
 
-#include "common/heap_buffer.h"
 #include "interpolation/sampling.h"
 #include "kernels/interpolation_kernels.h"
+#include "memory/heap_buffer.h"
 
 namespace velmora {
 

@@ -6,12 +6,12 @@
 #include <cstddef>
 #include <cstring>
 
-#include "interpolation/allocation.h"
 #include "interpolation/bands.h"
-#include "interpolation/failure_log.h"
 #include "interpolation/frame_planes.h"
 #include "interpolation/sampling.h"
 #include "kernels/kernel_table.h"
+#include "logging/log.h"
+#include "memory/call_buffer.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/deghosting.h"
 
@@ -66,7 +66,8 @@ Velmora_SR_ESR_RET deghostFrame(const uint8_t* guideImage, uint8_t* outputImage,
   }
   const FrameShape shape = {width, height, VELMORA_SR_FORMAT_NV12};
   const auto allocator = Allocator::of(priv->pub);
-  const auto newChroma = allocator.plane<uint8_t>(2 * shape.chromaWidth(), shape.chromaHeight());
+  const auto newChroma =
+      CallBuffer<uint8_t>::plane(allocator, 2 * shape.chromaWidth(), shape.chromaHeight());
   if (!newChroma) {
     return logged(SR_RET_ALLOC_FAILED, "DeGhost");
   }

@@ -2,7 +2,7 @@
 #ifndef VELMORA_SRC_INTERPOLATION_DRIVER_H
 #define VELMORA_SRC_INTERPOLATION_DRIVER_H
 
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 #include "interpolation/frame_planes.h"
 #include "interpolation/sampling.h"
 #include "velmora_sr/records.h"

@@ -1,6 +1,6 @@
 // The driver for requests with one frame.
 #include "interpolation/driver.h"
-#include "interpolation/failure_log.h"
+#include "logging/log.h"
 #include "velmora_sr/interpolation.h"
 
 int32_t SRInterpolation_Single(Velmora_SR_CInputImage* input, Velmora_SR_COutPutImage* output,
@@ -13,8 +13,8 @@ int32_t SRInterpolation_Single(Velmora_SR_CInputImage* input, Velmora_SR_COutPut
   job.region = velmora::usableOrDefault(job.region, job.in.width, job.in.height);
   const int32_t result = velmora::enlargeFirstFrame(job);
   if (result == velmora::kUnsupportedFormat) {
-    __android_log_print(velmora::kLogError, velmora::kLogTag, "%s: %s: unknown image format: %d\n",
-                        velmora::kLogTag, __func__, job.in.format);
+    velmora::logTagged(velmora::Priority::error, "%s: unknown image format: %d\n", __func__,
+                       job.in.format);
     return result;
   }
   return velmora::logged(static_cast<Velmora_SR_ESR_RET>(result), __func__);

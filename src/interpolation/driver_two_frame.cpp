@@ -1,8 +1,8 @@
 // The driver for requests with two frames, after their registration.
 #include "interpolation/driver.h"
-#include "interpolation/failure_log.h"
 #include "interpolation/single_frame.h"
 #include "interpolation/two_frame.h"
+#include "logging/log.h"
 #include "velmora_sr/interpolation.h"
 
 namespace velmora {
@@ -52,7 +52,7 @@ int32_t SRInterpolation(Velmora_SR_CInputImage* input, Velmora_SR_COutPutImage* 
     return logged(SR_RET_PARAMS_OUT_OF_RANGE, __func__);
   }
   if (job.in.format != VELMORA_SR_FORMAT_NV12 && job.in.format != VELMORA_SR_FORMAT_NV21) {
-    __android_log_print(velmora::kLogError, velmora::kLogTag, "UnSupport image format!\n");
+    velmora::logLine(velmora::Priority::error, "UnSupport image format!\n");
     return 1;
   }
   if (priv->registFailed != 0) {

@@ -29,7 +29,7 @@ void convert(const FrameShape& shape, SR_ThreadJob conversion, int32_t rows,
 }
 
 /// The interior origin of a padded plane.
-uint8_t* interior(const ProcessBuffer<uint8_t>& plane, int32_t width, int32_t border) {
+uint8_t* interior(const CallBuffer<uint8_t>& plane, int32_t width, int32_t border) {
   return plane.data() + (std::ptrdiff_t{width} + 2 * border + 1) * border;
 }
 
@@ -91,15 +91,15 @@ void fillNeutral(const PaddedFrame& planes) {
 bool PaddedFrame::take(const Allocator& allocator, const FrameShape& shape, int32_t border) {
   const int32_t chromaWidth = shape.chromaWidth() + 2 * border;
   const int32_t chromaHeight = shape.chromaHeight() + 2 * border;
-  y = allocator.plane<uint8_t>(shape.width + 2 * border, shape.height + 2 * border);
-  if (y) u = allocator.plane<uint8_t>(chromaWidth, chromaHeight);
-  if (u) v = allocator.plane<uint8_t>(chromaWidth, chromaHeight);
+  y = CallBuffer<uint8_t>::plane(allocator, shape.width + 2 * border, shape.height + 2 * border);
+  if (y) u = CallBuffer<uint8_t>::plane(allocator, chromaWidth, chromaHeight);
+  if (u) v = CallBuffer<uint8_t>::plane(allocator, chromaWidth, chromaHeight);
   return static_cast<bool>(v);
 }
 
 bool OutputChroma::take(const Allocator& allocator, const FrameShape& shape) {
-  u = allocator.plane<uint8_t>(shape.chromaWidth(), shape.chromaHeight());
-  if (u) v = allocator.plane<uint8_t>(shape.chromaWidth(), shape.chromaHeight());
+  u = CallBuffer<uint8_t>::plane(allocator, shape.chromaWidth(), shape.chromaHeight());
+  if (u) v = CallBuffer<uint8_t>::plane(allocator, shape.chromaWidth(), shape.chromaHeight());
   return static_cast<bool>(v);
 }
 

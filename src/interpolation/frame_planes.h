@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "interpolation/allocation.h"
+#include "memory/call_buffer.h"
 
 namespace velmora {
 
@@ -29,7 +29,7 @@ struct FrameShape {
 
 /// The padded planes of one input frame.
 struct PaddedFrame {
-  ProcessBuffer<uint8_t> y, u, v;
+  CallBuffer<uint8_t> y, u, v;
 
   /// Takes the planes, in this order; false when one cannot be had.
   bool take(const Allocator& allocator, const FrameShape& shape, int32_t border);
@@ -37,7 +37,7 @@ struct PaddedFrame {
 
 /// The chroma planes of the output frame, without padding.
 struct OutputChroma {
-  ProcessBuffer<uint8_t> u, v;
+  CallBuffer<uint8_t> u, v;
 
   bool take(const Allocator& allocator, const FrameShape& shape);
 };

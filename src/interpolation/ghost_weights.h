@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 #include "interpolation/deghost.h"
 
 namespace velmora {

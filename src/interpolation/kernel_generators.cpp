@@ -7,10 +7,10 @@
 #include <span>
 #include <utility>
 
-#include "common/process_buffer.h"
 #include "interpolation/kernel_tables.h"
 #include "interpolation/lanczos_rules.h"
 #include "interpolation/phase.h"
+#include "memory/call_buffer.h"
 #include "velmora_sr/records.h"
 
 namespace velmora {
@@ -25,8 +25,7 @@ class FilterScratch {
  public:
   explicit FilterScratch(std::size_t count) {
     if (zelkParamPrivate.pub != nullptr) {
-      buffer_ =
-          ProcessBuffer<float>(zelkParamPrivate.pub->alloc, zelkParamPrivate.pub->free, count);
+      buffer_ = CallBuffer<float>(Allocator::of(zelkParamPrivate.pub), count);
       span_ = buffer_.span();
     } else {
       heap_.reset(new (std::nothrow) float[count]);
@@ -36,7 +35,7 @@ class FilterScratch {
   [[nodiscard]] std::span<float> span() const { return span_; }
 
  private:
-  ProcessBuffer<float> buffer_;
+  CallBuffer<float> buffer_;
   std::unique_ptr<float[]> heap_;
   std::span<float> span_;
 };

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "interpolation/bands.h"
-#include "interpolation/failure_log.h"
+#include "logging/log.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/interpolation.h"
 
@@ -36,7 +36,8 @@ Velmora_SR_ESR_RET SeparableInterpolation::prepare(const PlaneGeometry& geometry
   if (!geometry.valid()) return SR_RET_PARAMS_OUT_OF_RANGE;
   geometry_ = geometry;
   for (std::size_t i = 0; i < static_cast<std::size_t>(planes_); ++i) {
-    intermediate_[i] = allocator.plane<int16_t>(geometry.outW, geometry.paddedHeight());
+    intermediate_[i] =
+        CallBuffer<int16_t>::plane(allocator, geometry.outW, geometry.paddedHeight());
     if (!intermediate_[i]) return SR_RET_ALLOC_FAILED;
   }
   return columns_.build(geometry, table()) ? SR_RET_SUCCEED : SR_RET_ALLOC_FAILED;

@@ -6,9 +6,9 @@
 
 #include <array>
 
-#include "interpolation/allocation.h"
 #include "interpolation/column_plan.h"
 #include "interpolation/separable_passes.h"
+#include "memory/call_buffer.h"
 
 namespace velmora {
 
@@ -37,7 +37,7 @@ class SeparableInterpolation {
   Planes planes_;
   PlaneGeometry geometry_ = {};
   ColumnPlanOwner columns_;
-  std::array<ProcessBuffer<int16_t>, 2> intermediate_;
+  std::array<CallBuffer<int16_t>, 2> intermediate_;
 };
 
 }  // namespace velmora

@@ -4,9 +4,9 @@
 #include <cstddef>
 
 #include "interpolation/bands.h"
-#include "interpolation/failure_log.h"
 #include "interpolation/single_frame.h"
 #include "kernels/kernel_table.h"
+#include "logging/log.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/interpolation.h"
 

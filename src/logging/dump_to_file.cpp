@@ -6,10 +6,9 @@
 #include <cstdio>
 #include <memory>
 
-#include "common/failure_line.h"
+#include "logging/log.h"
 #include "logging/new_file.h"
 #include "velmora_sr/logging.h"
-#include "velmora_sr/platform.h"
 
 namespace {
 
@@ -31,19 +30,16 @@ void writePlane(std::FILE* file, const char* path, const uint8_t* plane, int siz
   const auto count = static_cast<std::size_t>(size);
   // Flushed before it is called done: a full disk shows only then.
   if (std::fwrite(plane, 1, count, file) == count && std::fflush(file) == 0) {
-    __android_log_print(kLogInfo, kLogTag, "%s: done writing %d bytes to file [%s]\n", kLogTag,
-                        size, path);
+    logTagged(Priority::info, "done writing %d bytes to file [%s]\n", size, path);
   } else {
-    __android_log_print(kLogError, kLogTag, "%s: failed to write %d bytes to file [%s]\n", kLogTag,
-                        size, path);
+    logTagged(Priority::error, "failed to write %d bytes to file [%s]\n", size, path);
   }
 }
 
 void writePlanes(const File& file, const char* path, const Planes& planes) {
   using namespace velmora;
   if (file == nullptr) {
-    __android_log_print(kLogError, kLogTag, "%s: failed to create file [%s]", kLogTag,
-                        path == nullptr ? "" : path);
+    logTagged(Priority::error, "failed to create file [%s]", path == nullptr ? "" : path);
     return;
   }
   writePlane(file.get(), path, planes.first, planes.firstSize);

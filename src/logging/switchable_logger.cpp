@@ -3,14 +3,10 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "common/failure_line.h"
+#include "logging/log.h"
 #include "velmora_sr/logging.h"
-#include "velmora_sr/platform.h"
 
 namespace {
-
-using velmora::kLogError;
-using velmora::kLogInfo;
 
 using LogFunction = void (*)(const char* filePath, const char* text, ...);
 
@@ -50,7 +46,7 @@ bool appendToFile(const char* path, const char* format, std::va_list args) {
 void writeToSystemLog(const char* format, std::va_list args) {
   char line[kLineSize];
   if (std::vsnprintf(line, sizeof line, format, args) < 0) return;
-  __android_log_print(kLogError, kTag, "%s", line);
+  velmora::logUnder(kTag, velmora::Priority::error, "%s", line);
 }
 
 }  // namespace
@@ -102,6 +98,7 @@ void LogMsg(const char* file, int line, int level, const char* fmt, ...) {
 
 void LogVersion() {
   // Build constants, like the interface's: hosts tell builds apart by these very lines.
-  __android_log_print(kLogInfo, kTag, "qerym: Brisole PostProcess Version : __%s__%s__%s__%s__ \n",
-                      "BRISOLE2_v1.0", "Mar  2 2015", "11:57:00", "gcc");
+  velmora::logUnder(kTag, velmora::Priority::info,
+                    "qerym: Brisole PostProcess Version : __%s__%s__%s__%s__ \n", "BRISOLE2_v1.0",
+                    "Mar  2 2015", "11:57:00", "gcc");
 }

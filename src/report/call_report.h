@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/report.h"
 

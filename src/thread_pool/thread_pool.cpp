@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <span>
 
+#include "logging/log.h"
 #include "thread_pool/thread_slot.h"
 
 namespace {
@@ -112,22 +113,22 @@ void forgetWorkers() {
 }  // namespace
 
 int32_t MultiThread_Init(int32_t /*n*/) {
-  std::printf("%s s_thread_index:%d", __func__, userCount);
+  velmora::printProgress("%s s_thread_index:%d", __func__, userCount);
   if (userCount++ > 0) {
-    std::printf("MultiThread_Init already init threads");
+    velmora::printProgress("MultiThread_Init already init threads");
     return 0;
   }
   createdThreads = 0;
   pthread_attr_t attribute;
   if (pthread_attr_init(&attribute) != 0) {
-    std::printf("Failed to init thread attribute.");
+    velmora::printProgress("Failed to init thread attribute.");
     return -1;
   }
   pthread_attr_setstacksize(&attribute,
                             std::max(kStackSize, static_cast<std::size_t>(PTHREAD_STACK_MIN)));
   for (int32_t i = 0; i < VELMORA_SR_THREAD_SLOTS; ++i) {
     if (startWorker(*slotAt(i), i, attribute)) continue;
-    std::printf("[%s] Create Thread Failed!", __func__);
+    velmora::printProgress("[%s] Create Thread Failed!", __func__);
     // Half a pool is no pool: without any worker, posts run their jobs on the caller.
     endWorkers(std::span(slots).first(static_cast<std::size_t>(i)));
     pthread_attr_destroy(&attribute);
@@ -135,17 +136,17 @@ int32_t MultiThread_Init(int32_t /*n*/) {
   }
   createdThreads = VELMORA_SR_THREAD_SLOTS;
   if (pthread_attr_destroy(&attribute) != 0) {
-    std::printf("[%s] destroy threadAttr Failed!", __func__);
+    velmora::printProgress("[%s] destroy threadAttr Failed!", __func__);
     return -1;
   }
   return 0;
 }
 
 int32_t MultiThread_destory() {
-  std::printf("%s s_thread_index:%d", __func__, userCount);
+  velmora::printProgress("%s s_thread_index:%d", __func__, userCount);
   if (userCount == 0) return 0;
   if (userCount-- > 1) {
-    std::printf("MultiThread_destory wait other module to destory");
+    velmora::printProgress("MultiThread_destory wait other module to destory");
     return 0;
   }
   for (int32_t i = 0; i < VELMORA_SR_THREAD_SLOTS; ++i)

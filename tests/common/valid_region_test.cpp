@@ -1,4 +1,4 @@
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 
 #include <gtest/gtest.h>
 

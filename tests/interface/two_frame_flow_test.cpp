@@ -18,7 +18,7 @@
 #include <xmmintrin.h>
 #endif
 
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 #include "interface/session.h"
 #include "interface/textured_frame.h"
 #include "kernels/kernel_table.h"

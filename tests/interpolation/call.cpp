@@ -1,6 +1,6 @@
 #include "interpolation/call.h"
 
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 #include "velmora_sr/interpolation.h"
 
 namespace velmora::test {

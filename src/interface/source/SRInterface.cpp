@@ -8,21 +8,20 @@
 #include <exception>
 #include <type_traits>
 
-#include "common/failure_line.h"
 #include "common/float_environment.h"
-#include "common/valid_region.h"
 #include "configuration/tuning.h"
+#include "geometry/valid_region.h"
 #include "interface/source/parameter_lines.h"
 #include "interface/source/process_driver.h"
 #include "interface/source/scenes.h"
 #include "interface/source/version_banner.h"
 #include "interface/source/working_memory.h"
 #include "interpolation/kernel_tables.h"
+#include "logging/log.h"
 #include "report/call_report.h"
 #include "velmora_sr/configuration.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/kernel_tables.h"
-#include "velmora_sr/platform.h"
 #include "velmora_sr/registration.h"
 #include "velmora_sr/thread_pool.h"
 
@@ -33,19 +32,9 @@ namespace {
 constexpr int32_t kBeingFilled = 1;
 constexpr int32_t kCreated = 2;
 
-constexpr int32_t kDefaultLowThreshold = 1;
-constexpr int32_t kDefaultHighThreshold = 5;
 constexpr int32_t kLargestThreshold = 255;
 
 constexpr auto kFailed = static_cast<Velmora_SR_ESR_RET>(-1);
-
-/// Lines that consist of the tag and one fixed text.
-void logInfo(const char* text) {
-  __android_log_print(kLogInfo, kLogTag, "%s: %s\n", kLogTag, text);
-}
-void logError(const char* text) {
-  __android_log_print(kLogError, kLogTag, "%s: %s\n", kLogTag, text);
-}
 
 /// Runs a step of an entry point. No exception crosses the C boundary: it ends here, in an error
 /// line, and what the step would have done from there on is left undone.
@@ -54,11 +43,9 @@ void runGuarded(const char* entryPoint, const Step& step) noexcept {
   try {
     step();
   } catch (const std::exception& exception) {
-    __android_log_print(kLogError, kLogTag, "%s: %s stopped: %s\n", kLogTag, entryPoint,
-                        exception.what());
+    logTagged(Priority::error, "%s stopped: %s\n", entryPoint, exception.what());
   } catch (...) {
-    __android_log_print(kLogError, kLogTag, "%s: %s stopped: unknown exception\n", kLogTag,
-                        entryPoint);
+    logTagged(Priority::error, "%s stopped: unknown exception\n", entryPoint);
   }
 }
 
@@ -105,11 +92,11 @@ bool sizesAndDataUsable(const Velmora_SR_InputFrames& input, const Velmora_SR_Ou
       output.data != nullptr) {
     return true;
   }
-  __android_log_print(kLogError, kLogTag,
-                      "%s: impossible frame size or null output data: [inWidth = %d, inHeight = "
-                      "%d, outWidth = %d, outHeight = %d, outData = %s].\n",
-                      kLogTag, input.width, input.height, output.width, output.height,
-                      output.data == nullptr ? "null" : "given");
+  logTagged(Priority::error,
+            "impossible frame size or null output data: [inWidth = %d, inHeight = "
+            "%d, outWidth = %d, outHeight = %d, outData = %s].\n",
+            input.width, input.height, output.width, output.height,
+            output.data == nullptr ? "null" : "given");
   return false;
 }
 
@@ -131,12 +118,12 @@ Velmora_SR_ESR_RET initialise(const TuningInput& configuration, const TuningInpu
   loadTuning(configuration, kernels);
   const Velmora_SR_ESR_RET checked = CheckParams();
   if (checked != SR_RET_SUCCEED) {
-    logFailureLine(kLogError, checked, 340, "SR_Initializtion");
+    logFailure(Priority::error, checked, FailureStep::checkParameters, "SR_Initializtion");
     return checked;
   }
   // The pool has sixteen workers whatever is asked for.
   if (MultiThread_Init(4) != 0) {
-    logFailureLine(kLogError, kFailed, 352, "SR_Initializtion");
+    logFailure(Priority::error, kFailed, FailureStep::startThreads, "SR_Initializtion");
     return kFailed;
   }
   return SR_RET_SUCCEED;
@@ -151,11 +138,11 @@ void reportRegion(Velmora_SR_OutputFrame& output, const ValidRegion& region) {
 
 /// With two frames and nothing to enlarge the first frame is the result.
 void copyFirstFrame(const Velmora_SR_InputFrames& input, const Velmora_SR_OutputFrame& output) {
-  __android_log_print(kLogInfo, kLogTag,
-                      "%s: output size == input size.\n"
-                      "[inWidth = %d, outWidth = %d, inHeight = %d, outHeight = %d]\n"
-                      "Use left data as output.\n",
-                      kLogTag, input.width, input.width, input.height, input.height);
+  logTagged(Priority::info,
+            "output size == input size.\n"
+            "[inWidth = %d, outWidth = %d, inHeight = %d, outHeight = %d]\n"
+            "Use left data as output.\n",
+            input.width, input.width, input.height, input.height);
   // A move, not a copy: the caller may have the result put over the frame.
   const auto samples =
       static_cast<std::size_t>(input.width) * static_cast<std::size_t>(input.height);
@@ -177,14 +164,14 @@ int32_t VELMORA_SR_CreateFromMemory(const Velmora_SR_CreateParams* params,
   if (handleOut != nullptr) *handleOut = nullptr;
   if (params != nullptr && handleOut != nullptr) dropKernelTables();
   logVersionBanner();
-  logInfo("VELMORA_SR_Create Start.");
+  logTagged(Priority::info, "VELMORA_SR_Create Start.\n");
   if (params == nullptr || handleOut == nullptr) {
-    logError("some input paras is NULL!!");
+    logTagged(Priority::error, "some input paras is NULL!!\n");
     return -1;
   }
   auto* const handle = static_cast<SR_ParamsPublic*>(std::malloc(sizeof(SR_ParamsPublic)));
   if (handle == nullptr) {
-    logError("VELMORA_SR_Create Failed!!");
+    logTagged(Priority::error, "VELMORA_SR_Create Failed!!\n");
     return -1;
   }
   fill(*handle, *params);
@@ -201,7 +188,7 @@ int32_t VELMORA_SR_CreateFromMemory(const Velmora_SR_CreateParams* params,
   // Whatever the result, the caller gets the handle: it works with what was set up, and ends it.
   *handleOut = handle;
   logCreationParameters(*handle);
-  logInfo("VELMORA_SR_Create Finish.");
+  logTagged(Priority::info, "VELMORA_SR_Create Finish.\n");
   return result;
 }
 
@@ -209,13 +196,13 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
                            int32_t frameCount, Velmora_SR_OutputFrame* output) {
   const DefaultFloatEnvironment environment;
   const std::clock_t start = std::clock();
-  logInfo("VELMORA_SR_Process Start.");
+  logTagged(Priority::info, "VELMORA_SR_Process Start.\n");
   if (input == nullptr || handle == nullptr || output == nullptr || frameCount <= 0) {
-    logError("some input paras is NULL!!");
+    logTagged(Priority::error, "some input paras is NULL!!\n");
     return -1;
   }
   if (handle->state != kCreated) {
-    logError("input handle is not initialized!!");
+    logTagged(Priority::error, "input handle is not initialized!!\n");
     return -2;
   }
   const Scene* const scene = findScene(handle->srScene);
@@ -230,8 +217,7 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
   reportRegion(*output, {0, 0, output->width, output->height});
 
   if (scene == nullptr) {
-    __android_log_print(kLogError, kLogTag, "%s: input srScene: %d is not supported!!\n", kLogTag,
-                        handle->srScene);
+    logTagged(Priority::error, "input srScene: %d is not supported!!\n", handle->srScene);
     return callReport.refused(-4, "the scene is not known");
   }
   if (!suppliesFrames(*scene, *input, frameCount)) {
@@ -253,9 +239,9 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
 
   const std::clock_t end = std::clock();
   reportRegion(*output, regionOf(*handle));
-  logInfo("VELMORA_SR_Process Finish.");
-  __android_log_print(kLogInfo, kLogTag, "%s: Dual Camera Super Resolution time: %f ms.\n", kLogTag,
-                      elapsedMilliseconds(start, end));
+  logTagged(Priority::info, "VELMORA_SR_Process Finish.\n");
+  logTagged(Priority::info, "Dual Camera Super Resolution time: %f ms.\n",
+            elapsedMilliseconds(start, end));
   return 0;
 }
 
@@ -263,11 +249,11 @@ int32_t VELMORA_SR_Register(SR_ParamsPublic* handle, const Velmora_SR_InputFrame
                             int32_t frameCount) {
   const DefaultFloatEnvironment environment;
   if (input == nullptr || handle == nullptr || frameCount <= 0) {
-    logError("some input paras is NULL!!");
+    logTagged(Priority::error, "some input paras is NULL!!\n");
     return -1;
   }
   if (handle->state != kCreated) {
-    logError("input handle is not initialized!!");
+    logTagged(Priority::error, "input handle is not initialized!!\n");
     return -2;
   }
   callReport.beginCall(*handle, {});
@@ -288,7 +274,7 @@ int32_t VELMORA_SR_Register(SR_ParamsPublic* handle, const Velmora_SR_InputFrame
 
 int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle) {
   const DefaultFloatEnvironment environment;
-  logInfo("VELMORA_SR_Destroy Start.");
+  logTagged(Priority::info, "VELMORA_SR_Destroy Start.\n");
   if (handle != nullptr) {
     // What the handles share goes first, before this one is looked at: a caller that has lost its
     // handle can still stop the workers.
@@ -300,18 +286,17 @@ int32_t VELMORA_SR_Destroy(SR_ParamsPublic** handle) {
     if (*handle != nullptr && (*handle)->state == kCreated) {
       std::free(*handle);
       *handle = nullptr;
-      logInfo("VELMORA_SR_Destroy Finish.");
+      logTagged(Priority::info, "VELMORA_SR_Destroy Finish.\n");
       return 0;
     }
   }
-  __android_log_print(kLogError, kLogTag, "%s",
-                      "VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n");
+  logLine(Priority::error, "%s", "VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n");
   return -1;
 }
 
 Velmora_SR_ESR_RET SR_Initializtion(SR_ParamsPublic* handle) {
   if (handle == nullptr) {
-    logError("some input paras is NULL!!");
+    logTagged(Priority::error, "some input paras is NULL!!\n");
     return kFailed;
   }
   return initialise({handle->configFileNamePtr, {}}, {handle->kernelFileNamePtr, {}});
@@ -338,14 +323,14 @@ int32_t SR_Query(Velmora_SR_CInputImage* input, SR_ParamsPublic* pub) {
 
 Velmora_SR_ESR_RET SR_MemManagement(Velmora_SR_CInputImage* input, SR_ParamsPublic* pub) {
   if (pub == nullptr) {
-    logError("some input paras is NULL!!");
+    logTagged(Priority::error, "some input paras is NULL!!\n");
     return SR_RET_PARAMS_OUT_OF_RANGE;
   }
   SR_Query(input, pub);
   // At least one byte: a request for nothing may be answered with null, which is no failure.
   workingMemory.block.reset(std::malloc(std::max(workingMemory.size, 1u)));
   if (workingMemory.block == nullptr) {
-    logFailureLine(kLogError, SR_RET_ALLOC_FAILED, 91, "SR_MemManagement");
+    logFailure(Priority::error, SR_RET_ALLOC_FAILED, FailureStep::memory, "SR_MemManagement");
     pub->memSize = 0;
     pub->memBuffer = nullptr;
     return SR_RET_ALLOC_FAILED;

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdio>
 
-#include "common/failure_line.h"
+#include "logging/log.h"
 #include "logging/new_file.h"
 #include "velmora_sr/platform.h"
 
@@ -21,9 +21,8 @@ bool dumpsWanted() {
   std::array<char, kPropertySize> value{};
   const int length = __system_property_get("persist.camera.nb7uo.zelk.yuv", value.data());
   // Without the property this prints a NUL, at which the system log ends the line.
-  __android_log_print(kLogInfo, kLogTag,
-                      "save org image: length = %d, persist.camera.nb7uo.zelk.yuv = %c.\n", length,
-                      value[0]);
+  logLine(Priority::info, "save org image: length = %d, persist.camera.nb7uo.zelk.yuv = %c.\n",
+          length, value[0]);
   return length >= 1 && value[0] == '1';
 }
 
@@ -52,8 +51,7 @@ void dump(const DumpFrame& frame, const std::tm& time) {
       return;
     }
   }
-  __android_log_print(kLogError, kLogTag, "%s: failed to create file [%s]", kLogTag,
-                      dumpPath(frame, time, 0).c_str());
+  logTagged(Priority::error, "failed to create file [%s]", dumpPath(frame, time, 0).c_str());
 }
 
 }  // namespace velmora

@@ -4,8 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "common/failure_line.h"
-#include "velmora_sr/platform.h"
+#include "logging/log.h"
 
 namespace velmora {
 namespace {
@@ -22,7 +21,7 @@ __attribute__((format(printf, 1, 2))) void logCutLine(const char* format, ...) {
   va_start(args, format);
   std::vsnprintf(line.data(), line.size(), format, args);
   va_end(args);
-  __android_log_print(kLogInfo, kLogTag, "%s", line.data());
+  logLine(Priority::info, "%s", line.data());
 }
 
 }  // namespace

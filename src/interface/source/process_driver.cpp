@@ -5,19 +5,18 @@
 #include <ctime>
 #include <limits>
 
-#include "common/failure_line.h"
-#include "common/process_buffer.h"
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 #include "interface/source/debug_dump.h"
 #include "interface/source/working_memory.h"
 #include "interpolation/deghost.h"
 #include "interpolation/ghost_weights.h"
+#include "logging/log.h"
+#include "memory/call_buffer.h"
 #include "registration/source/observed_stages.h"
 #include "report/observer.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/interpolation.h"
 #include "velmora_sr/kernel_tables.h"
-#include "velmora_sr/platform.h"
 #include "velmora_sr/registration.h"
 
 namespace velmora {
@@ -25,8 +24,7 @@ namespace {
 
 /// Reports a process call that cannot go on; the entry point still returns 0.
 void logNothingWritten(const char* reason) {
-  __android_log_print(kLogError, kLogTag, "%s: %s The output is left untouched.\n", kLogTag,
-                      reason);
+  logTagged(Priority::error, "%s The output is left untouched.\n", reason);
 }
 
 /// The two position maps of a two-frame call. The stages also reach them through zelkParamPrivate;
@@ -34,8 +32,8 @@ void logNothingWritten(const char* reason) {
 class PositionMaps {
  public:
   PositionMaps(const SR_ParamsPublic& handle, std::size_t size)
-      : horizontal_(handle.alloc, handle.free, size) {
-    if (horizontal_) vertical_ = {handle.alloc, handle.free, size};
+      : horizontal_(Allocator::of(&handle), size) {
+    if (horizontal_) vertical_ = {Allocator::of(&handle), size};
     if (!vertical_) horizontal_.reset();
   }
   ~PositionMaps() {
@@ -56,8 +54,8 @@ class PositionMaps {
   explicit operator bool() const { return static_cast<bool>(vertical_); }
 
  private:
-  ProcessBuffer<int32_t> horizontal_;
-  ProcessBuffer<int32_t> vertical_;
+  CallBuffer<int32_t> horizontal_;
+  CallBuffer<int32_t> vertical_;
 };
 
 /// Registers the second frame onto the first, or takes over what VELMORA_SR_Register found, and
@@ -69,8 +67,8 @@ ValidRegion registerFrames(Velmora_SR_CInputImage& in, const PositionMaps& maps)
   zelkParamPrivate.registFailed = 1;
   const bool kept = callReport.takeKept({in.leftData[0], in.rightData[0], in.width, in.height});
   if (!maps) {
-    __android_log_print(kLogError, kLogTag, "%s: %s No position maps, no registration.\n", kLogTag,
-                        GetRetInfo(SR_RET_ALLOC_FAILED));
+    logTagged(Priority::error, "%s No position maps, no registration.\n",
+              GetRetInfo(SR_RET_ALLOC_FAILED));
     callReport.fail(VELMORA_SR_STAGE_MAPS, VELMORA_SR_CAUSE_MEMORY, "out of memory");
     return registered;
   }
@@ -99,7 +97,7 @@ class SecondFrame {
     const std::size_t bytes =
         static_cast<std::size_t>(in.width) * static_cast<std::size_t>(in.height) + chroma;
     if (!overlap(in.leftData[0], original_, bytes)) return;
-    copy_ = {handle.alloc, handle.free, bytes};
+    copy_ = {Allocator::of(&handle), bytes};
     entry_ = copy_.data();
     if (copy_) std::memcpy(copy_.data(), original_, bytes);
   }
@@ -118,7 +116,7 @@ class SecondFrame {
 
   uint8_t*& entry_;
   uint8_t* const original_;
-  ProcessBuffer<uint8_t> copy_;
+  CallBuffer<uint8_t> copy_;
 };
 
 /// The region that is enlarged when a stage is asked for this one.
@@ -167,9 +165,9 @@ class FrameRecords {
  public:
   FrameRecords(const Scene& scene, const SR_ParamsPublic& handle,
                const Velmora_SR_InputFrames& input)
-      : first_(handle.alloc, handle.free, 1) {
+      : first_(Allocator::of(&handle), 1) {
     const bool two = scene.hasTwoFrames();
-    if (first_ && two) second_ = {handle.alloc, handle.free, 1};
+    if (first_ && two) second_ = {Allocator::of(&handle), 1};
     if (!first_ || (two && !second_)) return;
     in_.width = input.width;
     in_.height = input.height;
@@ -188,8 +186,8 @@ class FrameRecords {
   explicit operator bool() const { return in_.leftNum != 0; }
 
  private:
-  ProcessBuffer<uint8_t*> first_;
-  ProcessBuffer<uint8_t*> second_;
+  CallBuffer<uint8_t*> first_;
+  CallBuffer<uint8_t*> second_;
   Velmora_SR_CInputImage in_ = {};
 };
 
@@ -285,16 +283,14 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   ValidRegion region = regionOf(*pub);
   const ValidRegion registered = registerFrames(*in, maps);
   if (zelkParamPrivate.registFailed != 0) {
-    __android_log_print(kLogInfo, kLogTag,
-                        "%s: Registration Failed. Enter Single SR Mode.\n"
-                        "\t\t\tvrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
-                        kLogTag, registered.startW, registered.startH, registered.endW,
-                        registered.endH);
+    logTagged(Priority::info,
+              "Registration Failed. Enter Single SR Mode.\n"
+              "\t\t\tvrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
+              registered.startW, registered.startH, registered.endW, registered.endH);
   } else {
     region = intersection(region, registered);
-    __android_log_print(
-        kLogInfo, kLogTag, "%s: vrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
-        kLogTag, registered.startW, registered.startH, registered.endW, registered.endH);
+    logTagged(Priority::info, "vrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
+              registered.startW, registered.startH, registered.endW, registered.endH);
     setRegion(*pub, region);
     // Frames that disagree must not be fused as they are.
     const StageTime time(&callReport, VELMORA_SR_STAGE_DEGHOSTING);
@@ -311,9 +307,8 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   }
 
   region = madeEven(region);
-  __android_log_print(kLogInfo, kLogTag,
-                      "%s: vrStartW = %d, vrStartH = %d, vrEndW = %d, vrEndH = %d\n", kLogTag,
-                      region.startW, region.startH, region.endW, region.endH);
+  logTagged(Priority::info, "vrStartW = %d, vrStartH = %d, vrEndW = %d, vrEndH = %d\n",
+            region.startW, region.startH, region.endW, region.endH);
   setRegion(*pub, usableOrDefault(region, width, height));
 
   pub->memSize = workingMemory.size;

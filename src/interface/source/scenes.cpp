@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "common/failure_line.h"
-#include "velmora_sr/platform.h"
+#include "logging/log.h"
 
 namespace velmora {
 namespace {
@@ -47,20 +46,19 @@ bool suppliesFrames(const Scene& scene, const Input& input, int32_t frameCount) 
   const uint8_t* const first = input.*scene.first.data;
   if (!scene.hasTwoFrames()) {
     if (frameCount >= scene.leastFrames && first != nullptr) return true;
-    __android_log_print(kLogError, kLogTag,
-                        "%s: input image pair number %d is less than %d at scene %s\n"
-                        "or input image data is null[%s = %d].\n",
-                        kLogTag, frameCount, scene.leastFrames, scene.name, scene.first.label,
-                        narrowed(first));
+    logTagged(Priority::error,
+              "input image pair number %d is less than %d at scene %s\n"
+              "or input image data is null[%s = %d].\n",
+              frameCount, scene.leastFrames, scene.name, scene.first.label, narrowed(first));
     return false;
   }
   const uint8_t* const second = input.*scene.second.data;
   if (frameCount >= scene.leastFrames && first != nullptr && second != nullptr) return true;
-  __android_log_print(kLogError, kLogTag,
-                      "%s: input image pair number %d is less than %d at scene %s\n"
-                      "or input image data is null[%s = %d, %s = %d].\n",
-                      kLogTag, frameCount, scene.leastFrames, scene.name, scene.first.label,
-                      narrowed(first), scene.second.label, narrowed(second));
+  logTagged(Priority::error,
+            "input image pair number %d is less than %d at scene %s\n"
+            "or input image data is null[%s = %d, %s = %d].\n",
+            frameCount, scene.leastFrames, scene.name, scene.first.label, narrowed(first),
+            scene.second.label, narrowed(second));
   return false;
 }
 

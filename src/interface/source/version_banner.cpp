@@ -1,7 +1,6 @@
 #include "interface/source/version_banner.h"
 
-#include "common/failure_line.h"
-#include "velmora_sr/platform.h"
+#include "logging/log.h"
 #include "velmora_sr/version.h"
 
 namespace velmora {
@@ -16,10 +15,9 @@ constexpr const char* kCompiler = "gcc";
 }  // namespace
 
 void logVersionBanner() {
-  __android_log_print(kLogInfo, kLogTag, "%s: Version : %s\n", kLogTag, VELMORA_SR_VERSION_BANNER);
-  __android_log_print(kLogInfo, kLogTag, "%s: Release time : %s, %s\n", kLogTag, kReleaseDate,
-                      kReleaseTime);
-  __android_log_print(kLogInfo, kLogTag, "%s: Compiler: %s\n", kLogTag, kCompiler);
+  logTagged(Priority::info, "Version : %s\n", VELMORA_SR_VERSION_BANNER);
+  logTagged(Priority::info, "Release time : %s, %s\n", kReleaseDate, kReleaseTime);
+  logTagged(Priority::info, "Compiler: %s\n", kCompiler);
 }
 
 }  // namespace velmora

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 
 #include "common/float_to_int.h"
+#include "logging/log.h"
 #include "registration/source/projection.h"
 #include "velmora_sr/motion_area.h"
 
@@ -167,10 +167,10 @@ void FillBlank(tagST_PIC* dst, tagST_PIC* src, int32_t startX, int32_t startY, i
 int32_t AffineTransform(tagST_PIC* reference, tagST_PIC* src, tagST_PIC* dst, float* homography,
                         tagST_REGISTRATION_AREA* area, unsigned char* /*scratch*/) {
   using namespace velmora;
-  std::printf("AffineTransform");
+  printProgress("AffineTransform");
   FillBlank2(dst, area->startX, area->startY, area->realW, area->realH);
-  std::printf("after FillBlank2,statX/Y %d/%d realW/H %d/%d\n", area->startX, area->startY,
-              area->realW, area->realH);
+  printProgress("after FillBlank2,statX/Y %d/%d realW/H %d/%d\n", area->startX, area->startY,
+                area->realW, area->realH);
   const bool empty = src->width < 1 || src->height < 1 || dst->width < 1 || dst->height < 1;
   if (empty || src->data == nullptr || dst->data == nullptr) return 0;
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "common/process_buffer.h"
+#include "memory/call_buffer.h"
 #include "velmora_sr/records.h"
 
 namespace velmora {
@@ -21,10 +21,8 @@ constexpr uint64_t saturatingProduct(uint64_t a, uint64_t b) {
 /// `count` values from the allocator of the call in progress; empty when there is no call, no
 /// allocator, or not that much memory.
 template <typename T>
-ProcessBuffer<T> takeFromCall(uint64_t count) {
-  const SR_ParamsPublic* pub = zelkParamPrivate.pub;
-  if (pub == nullptr || count > std::numeric_limits<uint32_t>::max() / sizeof(T)) return {};
-  return {pub->alloc, pub->free, static_cast<std::size_t>(count)};
+CallBuffer<T> takeFromCall(uint64_t count) {
+  return {Allocator::of(zelkParamPrivate.pub), count};
 }
 
 }  // namespace velmora

@@ -1,6 +1,6 @@
 // Scalar kernels of the detector: one row of responses, one row of maxima.
+#include "common/wrapping.h"
 #include "registration/source/feature_kernels.h"
-#include "registration/source/wrapping.h"
 
 namespace velmora::scalar {
 namespace {

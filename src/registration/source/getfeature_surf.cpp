@@ -3,7 +3,8 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "common/process_buffer.h"
+#include "logging/log.h"
+#include "memory/call_buffer.h"
 #include "registration/source/call_memory.h"
 #include "registration/source/observed_stages.h"
 #include "velmora_sr/features.h"
@@ -78,7 +79,7 @@ int32_t extractParallel(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p,
   return extract(
       pic, f, p, {IntegralMat_multi, SURF_detect_neon, GenerateDiscriptor_Simple_neon_multi},
       observer,
-      [](int32_t count) { std::printf("getSurfFeature_detect_neon keypoints:%d\n", count); });
+      [](int32_t count) { printProgress("getSurfFeature_detect_neon keypoints:%d\n", count); });
 }
 
 /// Reduces a picture by four and extracts its features.
@@ -196,7 +197,7 @@ int32_t GetSurfFeature_neon(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* 
 int32_t GetSurfFeature(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p) {
   return velmora::extract(pic, f, p, {IntegralMat, SURF_detect, GenerateDiscriptor_Simple}, {},
                           [](int32_t count) {
-                            std::printf("getSurfFeature_detect keypoints:%d\n", count);
+                            velmora::printProgress("getSurfFeature_detect keypoints:%d\n", count);
                             LogMsg(velmora::kDetectorSource, __LINE__, 2,
                                    "GETFEATURE_SURF: Detect keypoints number:%d\n", count);
                           });

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "common/wrapping.h"
 #include "kernels/kernel_table.h"
-#include "registration/source/wrapping.h"
 #include "velmora_sr/features.h"
 
 namespace velmora {

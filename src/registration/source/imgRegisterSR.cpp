@@ -2,31 +2,23 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
-#include "common/failure_line.h"
-#include "common/process_buffer.h"
 #include "kernels/kernel_table.h"
+#include "logging/log.h"
+#include "memory/call_buffer.h"
 #include "registration/source/observed_stages.h"
 #include "thread_pool/row_band.h"
 #include "thread_pool/slot_group.h"
-#include "velmora_sr/platform.h"
 #include "velmora_sr/registration.h"
 
 namespace {
 
-using velmora::ProcessBuffer;
+using velmora::CallBuffer;
 
 constexpr const char* kLogSource = "src/registration/source/imgRegisterSR";
 constexpr int32_t kNullArgument = 6;
 /// The last band of the position maps runs on the caller under this number.
 constexpr int32_t kCallerIndex = 15;
-
-void logFailure(const char* message, int line, const char* function) {
-  __android_log_print(velmora::kLogError, velmora::kLogTag,
-                      "%s msg: %s in Line: %d, in Function: %s, in File: %s\n", velmora::kLogTag,
-                      message, line, function, kLogSource);
-}
 
 bool hasFrame(uint8_t* const* frames) {
   return frames != nullptr && frames[0] != nullptr;
@@ -49,11 +41,11 @@ int32_t RegisterImgOnePlane(Velmora_SR_CInputImage* input, SR_ParamsPrivate* pri
   if (priv != nullptr) priv->registFailed = 1;
   if (priv == nullptr || input == nullptr || posX == nullptr || posY == nullptr ||
       !hasFrame(input->leftData) || !hasFrame(input->rightData)) {
-    logFailure("input para pointer is null!!\n", __LINE__, __func__);
+    velmora::logSourceFailure("input para pointer is null!!\n", __LINE__, __func__, kLogSource);
     return kNullArgument;
   }
   if (priv->pub == nullptr) {
-    logFailure("depth data pointer is null!!\n", __LINE__, __func__);
+    velmora::logSourceFailure("depth data pointer is null!!\n", __LINE__, __func__, kLogSource);
     return kNullArgument;
   }
   return velmora::registerPair(input, priv, posX, posY, left, top, right, bottom, {});
@@ -63,10 +55,11 @@ int32_t velmora::registerPair(Velmora_SR_CInputImage* input, SR_ParamsPrivate* p
                               int32_t* posY, int32_t& left, int32_t& top, int32_t& right,
                               int32_t& bottom, const Observer& observer) {
   priv->registFailed = 1;
-  const ProcessBuffer<float*> holder(priv->pub->alloc, priv->pub->free, 1);
-  const ProcessBuffer<float> homography(priv->pub->alloc, priv->pub->free, 9);
+  const CallBuffer<float*> holder(velmora::Allocator::of(priv->pub), 1);
+  const CallBuffer<float> homography(velmora::Allocator::of(priv->pub), 9);
   if (!holder || !homography) {
-    logFailure(GetRetInfo(SR_RET_ALLOC_FAILED), __LINE__, "RegisterImgOnePlane");
+    velmora::logSourceFailure(GetRetInfo(SR_RET_ALLOC_FAILED), __LINE__, "RegisterImgOnePlane",
+                              kLogSource);
     observer.checked(VELMORA_SR_STAGE_CALL, kStageAllocFailed);
     return 0;
   }
@@ -78,7 +71,7 @@ int32_t velmora::registerPair(Velmora_SR_CInputImage* input, SR_ParamsPrivate* p
   const int32_t result =
       registerWhole(second, first, size, holder.data(), left, top, right, bottom, observer);
   if (result != 0) {
-    std::printf("homography register failed!retVal %d\n", result);
+    printProgress("homography register failed!retVal %d\n", result);
     return 0;
   }
   observer.area(left, top, right, bottom);

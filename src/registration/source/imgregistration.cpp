@@ -3,9 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
-#include "common/heap_buffer.h"
+#include "logging/log.h"
+#include "memory/heap_buffer.h"
 #include "registration/source/observed_stages.h"
 #include "velmora_sr/homography.h"
 #include "velmora_sr/logging.h"
@@ -37,10 +37,10 @@ int32_t velmora::estimateHomography(tagST_IMGREGISTRATION_PARAMS_IN* in, float* 
                                     int32_t& left, int32_t& top, int32_t& right, int32_t& bottom,
                                     const Observer& observer) {
   tagST_MATCH_PAIRS& pairs = in->pairs;
-  std::printf("find candidate number %d\n", pairs.count);
+  printProgress("find candidate number %d\n", pairs.count);
   if (pairs.count < kMinPairs) {
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: not enough keypoints!");
-    std::printf("candidate number is small");
+    printProgress("candidate number is small");
     observer.fail(VELMORA_SR_STAGE_RANSAC, VELMORA_SR_CAUSE_FRAMES,
                   "no homography explains more than four of the matches");
     return kRejected;
@@ -48,7 +48,7 @@ int32_t velmora::estimateHomography(tagST_IMGREGISTRATION_PARAMS_IN* in, float* 
   const velmora::HeapBuffer<unsigned char> scratch(scratchSize(pairs.count, in->width));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: malloc failed!");
-    std::printf("malloc memory failed");
+    printProgress("malloc memory failed");
     return observer.checked(VELMORA_SR_STAGE_REFINEMENT, kStageAllocFailed);
   }
   // Stays zero when the pairs allow no fit, and is rejected then.
@@ -63,7 +63,7 @@ int32_t velmora::estimateHomography(tagST_IMGREGISTRATION_PARAMS_IN* in, float* 
   if (findArea(refined.data(), in->width, in->height, left, top, right, bottom, reason) != 0) {
     observer.fail(VELMORA_SR_STAGE_AREA, VELMORA_SR_CAUSE_FRAMES, reason);
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: matrix is not OK!");
-    std::printf("IMG_REGISTRATION: matrix is not OK!!");
+    printProgress("IMG_REGISTRATION: matrix is not OK!!");
     return kRejected;
   }
   std::copy(refined.begin(), refined.end(), homography);

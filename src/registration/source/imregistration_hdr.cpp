@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "common/process_buffer.h"
+#include "logging/log.h"
+#include "memory/call_buffer.h"
 #include "registration/source/call_memory.h"
 #include "registration/source/observed_stages.h"
 #include "velmora_sr/features.h"
@@ -44,7 +45,7 @@ class Carver {
 /// points that a frame can have. The rest of the block, of which the two queries give the size, is
 /// reserved.
 struct WorkBlock {
-  ProcessBuffer<unsigned char> memory;
+  CallBuffer<unsigned char> memory;
   ST_IMAGEFEATURES first = {};
   ST_IMAGEFEATURES second = {};
   ST_IMAGEFEATURES subset = {};
@@ -111,7 +112,7 @@ class Registration {
     request_.second.data = second.luma;
     request_.extractFirst = 1;
     request_.scaleFactor = kReduction;
-    std::printf("at surf detection downscaleTime is %d\n", kReduction);
+    printProgress("at surf detection downscaleTime is %d\n", kReduction);
     return extractFeatures(&request_, &work_.first, &work_.second, surf_, observer_);
   }
 
@@ -124,13 +125,13 @@ class Registration {
 
   /// True when the part has a homography; the area is written then.
   bool registerPart(int32_t part, float* homography, Rectangle& area) {
-    std::printf("start to get matrix for %d parts\n", part);
+    printProgress("start to get matrix for %d parts\n", part);
     std::fill_n(homography, 9, 0.0f);
     ST_IMAGEFEATURES features = featuresOf(part);
-    std::printf("-----------------*************** at splitedParts(%d/%d) find keyPoints %d\n", part,
-                partMap_.parts, features.count);
+    printProgress("-----------------*************** at splitedParts(%d/%d) find keyPoints %d\n",
+                  part, partMap_.parts, features.count);
     if (features.count < kMinKeypoints) {
-      std::printf("feature points pairs num is too small!!");
+      printProgress("feature points pairs num is too small!!");
       return false;
     }
     return match(features) && estimate(homography, area);
@@ -161,14 +162,14 @@ class Registration {
   bool match(ST_IMAGEFEATURES& features) {
     void* pool = pool_.data();
     if (buildTrees(features, static_cast<unsigned char*>(pool)) != 0) {
-      std::printf("BuildKDTreeIndices error!!");
+      printProgress("BuildKDTreeIndices error!!");
       return false;
     }
     work_.pairs.count = 0;
     if (matchFeatures(&features, &work_.second, roots_.data(), &work_.pairs, kReduction,
                       surf_.matchRatio, observer_) != 0) {
       LogMsg(kLogSource, __LINE__, 0, "GetFeature Error!");
-      std::printf("FeatureMatcher error!!");
+      printProgress("FeatureMatcher error!!");
       return false;
     }
     return true;
@@ -179,7 +180,7 @@ class Registration {
     if (estimateHomography(&in, homography, area.left, area.top, area.right, area.bottom,
                            observer_) != 0) {
       LogMsg(kLogSource, __LINE__, 0, "ImgRegistration Error!");
-      std::printf("ImgRegistration error!!");
+      printProgress("ImgRegistration error!!");
       return false;
     }
     return true;
@@ -189,8 +190,8 @@ class Registration {
   WorkBlock& work_;
   PartMap partMap_;
   Observer observer_;
-  ProcessBuffer<ST_NODE*> roots_;
-  ProcessBuffer<ST_NODE> pool_;
+  CallBuffer<ST_NODE*> roots_;
+  CallBuffer<ST_NODE> pool_;
   tagST_GETFEATURE_PARAMS_IN request_ = {};
   tagSURFParams surf_ = {};
 };
@@ -209,7 +210,7 @@ int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap&
   }
   Registration registration(partMap.size, work, partMap, observer);
   if (const int32_t error = registration.extract(first, second); error != 0) {
-    std::printf("get surf feature points failed!ret %d\n", error);
+    printProgress("get surf feature points failed!ret %d\n", error);
     return fail(__LINE__, "RegImg_surf bim to mim failed!");
   }
   if (!registration.takeTrees()) {

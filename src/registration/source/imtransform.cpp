@@ -1,10 +1,10 @@
 // The valid area of a registered pair.
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <optional>
 
 #include "common/float_to_int.h"
+#include "logging/log.h"
 #include "registration/source/matrix3.h"
 #include "registration/source/observed_stages.h"
 #include "registration/source/projection.h"
@@ -179,7 +179,7 @@ int32_t MatrixEstimation(float* homography, int32_t width, int32_t height, int32
 
 int32_t MotionEstimation(float* homography, int32_t width, int32_t height,
                          tagST_REGISTRATION_AREA* area) {
-  std::printf("MotionEstimation");
+  velmora::printProgress("MotionEstimation");
   int32_t left = 0;
   int32_t top = 0;
   int32_t right = 0;

@@ -10,8 +10,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "common/heap_buffer.h"
+#include "common/wrapping.h"
 #include "kernels/kernel_table.h"
+#include "memory/heap_buffer.h"
 #include "registration/source/multiply_with_carry.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"
@@ -31,10 +32,6 @@ constexpr int32_t kSampleSize = 101;
 constexpr int32_t kMaxChecks = 32;
 /// Distance of a neighbour not found yet, and of a branch already taken.
 constexpr int32_t kFar = INT32_MAX;
-
-int32_t wrappingDifference(int32_t a, int32_t b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
 
 bool isLeaf(const ST_NODE& node) {
   return node.child1 == nullptr && node.child2 == nullptr;
@@ -123,7 +120,7 @@ struct SearchScratch {
 const ST_NODE& descend(tagSEARCHLEL_PARAMS& params, tagBranchStruct& branches) {
   while (!isLeaf(*params.node)) {
     const ST_NODE& node = *params.node;
-    const int32_t difference = wrappingDifference(params.query[node.divfeat], node.divval);
+    const int32_t difference = velmora::wrappingSub(params.query[node.divfeat], node.divval);
     const bool low = difference < 0;
     params.node = low ? node.child1 : node.child2;
     ST_NODE* other = low ? node.child2 : node.child1;

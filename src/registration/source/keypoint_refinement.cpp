@@ -1,7 +1,7 @@
 // Refinement of a maximum to a fraction of a sample in place and scale, in integers.
 #include <algorithm>
 
-#include "registration/source/wrapping.h"
+#include "common/wrapping.h"
 #include "velmora_sr/features.h"
 
 namespace {

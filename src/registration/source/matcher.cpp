@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
-#include "common/heap_buffer.h"
+#include "logging/log.h"
+#include "memory/heap_buffer.h"
 #include "registration/source/observed_stages.h"
 #include "registration/source/ransac.h"
 #include "velmora_sr/logging.h"
@@ -53,7 +53,7 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
   if (error != 0) return error;
   observer.matches(matches);
 
-  std::printf("KnnMatcher find matched num %d\n", matches.matchCount);
+  velmora::printProgress("KnnMatcher find matched num %d\n", matches.matchCount);
   if (matches.matchCount < kMinMatches) {
     observer.fail(VELMORA_SR_STAGE_SEARCH, VELMORA_SR_CAUSE_FRAMES,
                   "too few key points of the second frame, below 5, have a clearly nearest partner "
@@ -104,15 +104,15 @@ int32_t KnnMatcher(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, ST_NODE** tre
     ++accepted;
   }
   matches->matchCount = accepted;
-  std::printf("searchCount %d matchNum %d\n", query->count, accepted);
+  velmora::printProgress("searchCount %d matchNum %d\n", query->count, accepted);
   return 0;
 }
 
 int32_t velmora::matchFeatures(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
                                ST_NODE** trees, tagST_MATCH_PAIRS* pairs, int32_t scale,
                                float ratio, const Observer& observer) {
-  std::printf("input refImg points %d matchImg points number %d\n", refFeatures->count,
-              matchFeatures->count);
+  velmora::printProgress("input refImg points %d matchImg points number %d\n", refFeatures->count,
+                         matchFeatures->count);
   const int32_t error =
       collectPairs(refFeatures, matchFeatures, trees, pairs, scale, ratio, observer);
   if (error != 0) return observer.checked(VELMORA_SR_STAGE_SEARCH, error);

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "common/wrapping.h"
 #include "velmora_sr/features.h"
 
 namespace velmora::scalar {
@@ -10,7 +11,7 @@ namespace {
 // Descriptor values stay within +-2^23, but callers may pass anything: differences, squares and
 // sums are taken modulo 2^32, where the order of summation does not matter.
 uint32_t shiftedSquare(int32_t a, int32_t b, int shift) {
-  const auto difference = static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+  const int32_t difference = wrappingSub(a, b);
   const auto reduced = static_cast<uint32_t>(difference >> shift);
   return reduced * reduced;
 }

@@ -1,4 +1,5 @@
 #include "registration/source/matrix3.h"
+#include "logging/log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -41,6 +42,6 @@ Inverse3 invert(const float* m) {
 
 void MatInverse_3x3(float* m, float* inverse) {
   const velmora::Inverse3 result = velmora::invert(m);
-  std::printf("det: %f\n", static_cast<double>(result.determinant));
+  velmora::printProgress("det: %f\n", static_cast<double>(result.determinant));
   std::copy(result.matrix.begin(), result.matrix.end(), inverse);
 }

@@ -1,6 +1,6 @@
 // Scalar kernels of the reduction and of the integral image.
+#include "common/wrapping.h"
 #include "registration/source/feature_kernels.h"
-#include "registration/source/wrapping.h"
 
 namespace velmora::scalar {
 

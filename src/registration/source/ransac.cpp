@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "common/float_to_int.h"
+#include "logging/log.h"
 #include "registration/source/homography_fit.h"
 #include "registration/source/multiply_with_carry.h"
 #include "registration/source/natural_logarithm.h"
@@ -209,8 +210,8 @@ int32_t velmora::ransac(tagST_MATCH_PAIRS& pairs, float* homography, const tagRA
   keepMarked(pairs, bestMask);
   pairs.count = std::min(best.inliers, count);
   if (best.inliers > kSampleSize) inliers = bestMask;
-  std::printf("ransac iteration count:%d\n", done);
-  std::printf("find inliner count:%d/%d\n", best.inliers, count);
+  printProgress("ransac iteration count:%d\n", done);
+  printProgress("find inliner count:%d/%d\n", best.inliers, count);
   return 0;
 }
 

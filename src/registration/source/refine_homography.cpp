@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "logging/log.h"
 #include "registration/source/homography_fit.h"
 #include "velmora_sr/homography.h"
 
@@ -67,7 +68,7 @@ int32_t HomographyEstimation(tagST_MATCH_PAIRS* pairs, float* homography, tagRAN
                              unsigned char* scratch) {
   RansacEstimation(pairs, homography, params, scratch);
   RefineHomography(pairs, homography, scratch);
-  std::printf("project error after lmmin:%lf\n",
-              static_cast<double>(meanProjectionError(*pairs, homography)));
+  velmora::printProgress("project error after lmmin:%lf\n",
+                         static_cast<double>(meanProjectionError(*pairs, homography)));
   return 0;
 }

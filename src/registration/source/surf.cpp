@@ -7,8 +7,8 @@
 #include <span>
 
 #include "common/float_to_int.h"
-#include "common/heap_buffer.h"
 #include "kernels/kernel_table.h"
+#include "memory/heap_buffer.h"
 #include "registration/source/descriptor_weights.h"
 #include "registration/source/feature_slots.h"
 #include "velmora_sr/features.h"

@@ -8,11 +8,11 @@
 #include <span>
 
 #include "common/float_to_int.h"
-#include "common/heap_buffer.h"
+#include "common/wrapping.h"
 #include "kernels/kernel_table.h"
+#include "memory/heap_buffer.h"
 #include "registration/source/call_memory.h"
 #include "registration/source/feature_slots.h"
-#include "registration/source/wrapping.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 
@@ -106,7 +106,7 @@ class LayerStack {
   }
 
   uint64_t perOctave_;
-  ProcessBuffer<std::byte> block_;
+  CallBuffer<std::byte> block_;
   std::span<tagOctaveLayer> layers_;
   std::span<int32_t> middle_;
 };

@@ -1,14 +1,16 @@
 // A block of one process call, taken from the caller's allocator and returned to it exactly once.
-#ifndef VELMORA_SRC_COMMON_PROCESS_BUFFER_H
-#define VELMORA_SRC_COMMON_PROCESS_BUFFER_H
+#ifndef VELMORA_SRC_MEMORY_CALL_BUFFER_H
+#define VELMORA_SRC_MEMORY_CALL_BUFFER_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <type_traits>
 #include <utility>
 
-#include "velmora_sr/velmora_sr.h"
+#include "memory/allocator.h"
 
 namespace velmora {
 
@@ -17,20 +19,29 @@ inline constexpr const char* kProcessTag = "SR_Process";
 /// Owns `count` uninitialised values of a trivial type T. Empty when the allocator pair is missing,
 /// the size does not fit the allocator's 32 bits, or the allocator returns null.
 template <typename T>
-class ProcessBuffer {
+class CallBuffer {
+  static_assert(std::is_trivial_v<T>);
+
  public:
-  ProcessBuffer() = default;
-  ProcessBuffer(SR_AllocFxn alloc, SR_FreeFxn free, std::size_t count) : free_(free) {
-    if (alloc == nullptr || free == nullptr) return;
+  CallBuffer() = default;
+  CallBuffer(const Allocator& allocator, uint64_t count) : free_(allocator.free) {
+    if (allocator.alloc == nullptr || allocator.free == nullptr) return;
     if (count > std::numeric_limits<uint32_t>::max() / sizeof(T)) return;
-    data_ = static_cast<T*>(alloc(static_cast<uint32_t>(count * sizeof(T)), kProcessTag, 0));
-    count_ = data_ == nullptr ? 0 : count;
+    data_ =
+        static_cast<T*>(allocator.alloc(static_cast<uint32_t>(count * sizeof(T)), kProcessTag, 0));
+    count_ = data_ == nullptr ? 0 : static_cast<std::size_t>(count);
   }
-  ProcessBuffer(ProcessBuffer&& other) noexcept
+  /// A plane of width * height values, both >= 0. A plane without values takes one, so that an
+  /// allocator that answers a size of 0 with null is no failure.
+  static CallBuffer plane(const Allocator& allocator, int32_t width, int32_t height) {
+    return {allocator,
+            std::max<uint64_t>(1, static_cast<uint64_t>(width) * static_cast<uint64_t>(height))};
+  }
+  CallBuffer(CallBuffer&& other) noexcept
       : data_(std::exchange(other.data_, nullptr)),
         count_(std::exchange(other.count_, 0)),
         free_(other.free_) {}
-  ProcessBuffer& operator=(ProcessBuffer&& other) noexcept {
+  CallBuffer& operator=(CallBuffer&& other) noexcept {
     if (this != &other) {
       reset();
       data_ = std::exchange(other.data_, nullptr);
@@ -39,9 +50,9 @@ class ProcessBuffer {
     }
     return *this;
   }
-  ProcessBuffer(const ProcessBuffer&) = delete;
-  ProcessBuffer& operator=(const ProcessBuffer&) = delete;
-  ~ProcessBuffer() { reset(); }
+  CallBuffer(const CallBuffer&) = delete;
+  CallBuffer& operator=(const CallBuffer&) = delete;
+  ~CallBuffer() { reset(); }
 
   void reset() {
     if (data_ != nullptr) free_(data_, kProcessTag, 0);
@@ -66,4 +77,4 @@ class ProcessBuffer {
 
 }  // namespace velmora
 
-#endif  // VELMORA_SRC_COMMON_PROCESS_BUFFER_H
+#endif  // VELMORA_SRC_MEMORY_CALL_BUFFER_H

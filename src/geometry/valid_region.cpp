@@ -1,9 +1,8 @@
-#include "common/valid_region.h"
+#include "geometry/valid_region.h"
 
 #include <algorithm>
 
-#include "common/failure_line.h"
-#include "velmora_sr/platform.h"
+#include "logging/log.h"
 
 namespace velmora {
 namespace {
@@ -57,16 +56,15 @@ ValidRegion defaultRegion(int32_t width, int32_t height) {
 
 ValidRegion usableOrDefault(const ValidRegion& region, int32_t width, int32_t height) {
   if (isUsable(region, width, height)) return region;
-  __android_log_print(kLogError, kLogTag,
-                      "%s: invalid valid region params: [vrStartW = %d, vrStartH = %d, vrEndW = "
-                      "%d, vrEndH = %d].\n",
-                      kLogTag, region.startW, region.startH, region.endW, region.endH);
+  logTagged(Priority::error,
+            "invalid valid region params: [vrStartW = %d, vrStartH = %d, vrEndW = "
+            "%d, vrEndH = %d].\n",
+            region.startW, region.startH, region.endW, region.endH);
   const ValidRegion replacement = defaultRegion(width, height);
-  __android_log_print(
-      kLogError, kLogTag,
-      "%s: use default valid region params: [vrStartW = %d, vrStartH = %d, vrEndW = "
-      "%d, vrEndH = %d].\n",
-      kLogTag, replacement.startW, replacement.startH, replacement.endW, replacement.endH);
+  logTagged(Priority::error,
+            "use default valid region params: [vrStartW = %d, vrStartH = %d, vrEndW = "
+            "%d, vrEndH = %d].\n",
+            replacement.startW, replacement.startH, replacement.endW, replacement.endH);
   return replacement;
 }
 

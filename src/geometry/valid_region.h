@@ -1,6 +1,6 @@
 // The valid region: the part of the first frame that is stretched onto the whole output.
-#ifndef VELMORA_SRC_COMMON_VALID_REGION_H
-#define VELMORA_SRC_COMMON_VALID_REGION_H
+#ifndef VELMORA_SRC_GEOMETRY_VALID_REGION_H
+#define VELMORA_SRC_GEOMETRY_VALID_REGION_H
 
 #include <cstdint>
 
@@ -41,4 +41,4 @@ ValidRegion usableOrDefault(const ValidRegion& region, int32_t width, int32_t he
 
 }  // namespace velmora
 
-#endif  // VELMORA_SRC_COMMON_VALID_REGION_H
+#endif  // VELMORA_SRC_GEOMETRY_VALID_REGION_H

@@ -1,4 +1,4 @@
-#include "common/process_buffer.h"
+#include "memory/call_buffer.h"
 
 #include <gtest/gtest.h>
 
@@ -6,16 +6,16 @@
 
 namespace {
 
-using velmora::ProcessBuffer;
+using velmora::CallBuffer;
 using velmora::test::TestAllocator;
 
-TEST(ProcessBuffer, ReturnsItsBlockOnceAndIsEmptyWhenNothingCanBeHad) {
+TEST(CallBuffer, ReturnsItsBlockOnceAndIsEmptyWhenNothingCanBeHad) {
   TestAllocator::reset();
   {
-    ProcessBuffer<int32_t> a(TestAllocator::alloc, TestAllocator::free, 10);
+    CallBuffer<int32_t> a({TestAllocator::alloc, TestAllocator::free}, 10);
     ASSERT_TRUE(a);
     EXPECT_EQ(TestAllocator::requests(), (std::vector<uint32_t>{40}));
-    ProcessBuffer<int32_t> b(std::move(a));
+    CallBuffer<int32_t> b(std::move(a));
     EXPECT_FALSE(a);
     EXPECT_EQ(b.size(), 10u);
     a = std::move(b);
@@ -25,11 +25,11 @@ TEST(ProcessBuffer, ReturnsItsBlockOnceAndIsEmptyWhenNothingCanBeHad) {
   }
   EXPECT_EQ(TestAllocator::live(), 0u);
   EXPECT_EQ(TestAllocator::faults(), "");
-  EXPECT_FALSE(ProcessBuffer<int32_t>(nullptr, TestAllocator::free, 1));
-  EXPECT_FALSE(ProcessBuffer<int32_t>(TestAllocator::alloc, nullptr, 1));
-  EXPECT_FALSE(ProcessBuffer<int32_t>(TestAllocator::alloc, TestAllocator::free, 0x40000000u));
+  EXPECT_FALSE(CallBuffer<int32_t>({nullptr, TestAllocator::free}, 1));
+  EXPECT_FALSE(CallBuffer<int32_t>({TestAllocator::alloc, nullptr}, 1));
+  EXPECT_FALSE(CallBuffer<int32_t>({TestAllocator::alloc, TestAllocator::free}, 0x40000000u));
   TestAllocator::failRequest(0);
-  const ProcessBuffer<int32_t> failed(TestAllocator::alloc, TestAllocator::free, 1);
+  const CallBuffer<int32_t> failed({TestAllocator::alloc, TestAllocator::free}, 1);
   EXPECT_FALSE(failed);
   EXPECT_EQ(failed.size(), 0u);
 }

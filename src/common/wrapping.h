@@ -1,6 +1,6 @@
 // Signed arithmetic that wraps, as the fixed-point code of the features and the trees wants it.
-#ifndef VELMORA_SRC_REGISTRATION_WRAPPING_H
-#define VELMORA_SRC_REGISTRATION_WRAPPING_H
+#ifndef VELMORA_SRC_COMMON_WRAPPING_H
+#define VELMORA_SRC_COMMON_WRAPPING_H
 
 #include <concepts>
 #include <cstdint>
@@ -39,4 +39,4 @@ constexpr int32_t low32(int64_t value) {
 
 }  // namespace velmora
 
-#endif  // VELMORA_SRC_REGISTRATION_WRAPPING_H
+#endif  // VELMORA_SRC_COMMON_WRAPPING_H

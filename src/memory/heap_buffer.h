@@ -1,6 +1,6 @@
 // A block of stage-private scratch on the C heap, for stages without a caller's allocator.
-#ifndef VELMORA_SRC_COMMON_HEAP_BUFFER_H
-#define VELMORA_SRC_COMMON_HEAP_BUFFER_H
+#ifndef VELMORA_SRC_MEMORY_HEAP_BUFFER_H
+#define VELMORA_SRC_MEMORY_HEAP_BUFFER_H
 
 #include <cstddef>
 #include <cstdlib>
@@ -35,4 +35,4 @@ class HeapBuffer {
 
 }  // namespace velmora
 
-#endif  // VELMORA_SRC_COMMON_HEAP_BUFFER_H
+#endif  // VELMORA_SRC_MEMORY_HEAP_BUFFER_H
