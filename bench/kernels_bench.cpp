@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "kernels/kernel_table.h"
+#include "cpu/cpu_functions.h"
+#include "interpolation/functions.h"
+#include "registration/source/functions.h"
 #include "support/random.h"
 #include "velmora_sr/kernel_tables.h"
 
@@ -86,13 +88,13 @@ Data& data() {
 /// Registers `round`, one call of which does `samples` samples, for every set that has an entry of
 /// its own.
 template <typename Family, typename Kernel, typename Round>
-void add(const std::string& name, Family KernelTable::*family, Kernel Family::*entry,
+void add(const std::string& name, const Family& (*family)(CpuSet), Kernel Family::*entry,
          int64_t samples, Round round) {
-  const Kernel scalar = (kernelTableFor(KernelSet::scalar).*family).*entry;
+  const Kernel scalar = family(CpuSet::scalar).*entry;
   Kernel last = nullptr;
-  for (const KernelSet set : availableKernelSets()) {
-    const Kernel kernel = (kernelTableFor(set).*family).*entry;
-    if (kernel == last || (kernel == scalar && set != KernelSet::scalar)) continue;
+  for (const CpuSet set : availableCpuSets()) {
+    const Kernel kernel = family(set).*entry;
+    if (kernel == last || (kernel == scalar && set != CpuSet::scalar)) continue;
     last = kernel;
     benchmark::RegisterBenchmark(
         (name + "/" + std::string(velmora::name(set))).c_str(),
@@ -110,8 +112,8 @@ void add(const std::string& name, Family KernelTable::*family, Kernel Family::*e
 }
 
 void addInterpolationKernels() {
-  const auto family = &KernelTable::interpolation;
-  using Kernels = InterpolationKernels;
+  const InterpolationFunctions& (*family)(CpuSet) = interpolationFunctions;
+  using Kernels = InterpolationFunctions;
   add("splitPairs", family, &Kernels::splitPairs, 2 * kSourceWidth, [](auto kernel, Data& d) {
     kernel(d.bytes.data(), d.outBytes.data(), d.outBytes.data() + kOutWidth, kSourceWidth);
   });
@@ -168,8 +170,8 @@ void addInterpolationKernels() {
 }
 
 void addRegistrationKernels() {
-  const auto family = &KernelTable::registration;
-  using Kernels = RegistrationKernels;
+  const RegistrationFunctions& (*family)(CpuSet) = registrationFunctions;
+  using Kernels = RegistrationFunctions;
   add("reduceBox4", family, &Kernels::reduceBox4, kSourceWidth, [](auto kernel, Data& d) {
     kernel(d.bytes.data(), kPitch, d.outBytes.data(), kSourceWidth / 4);
   });

@@ -2,8 +2,8 @@
 #ifndef VELMORA_SRC_INTERPOLATION_COLUMN_PLAN_H
 #define VELMORA_SRC_INTERPOLATION_COLUMN_PLAN_H
 
+#include "interpolation/functions.h"
 #include "interpolation/sampling.h"
-#include "kernels/interpolation_kernels.h"
 #include "memory/heap_buffer.h"
 
 namespace velmora {

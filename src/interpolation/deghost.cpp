@@ -8,8 +8,8 @@
 
 #include "interpolation/bands.h"
 #include "interpolation/frame_planes.h"
+#include "interpolation/functions.h"
 #include "interpolation/sampling.h"
-#include "kernels/kernel_table.h"
 #include "logging/log.h"
 #include "memory/call_buffer.h"
 #include "thread_pool/slot_group.h"
@@ -46,7 +46,7 @@ velmora::DeghostRow velmora::deghostRow(const SR_DeGhostBand& part, int32_t firs
 
 void DeGhostThreadFunc(void* band, int32_t /*threadIndex*/) {
   const auto& part = *static_cast<const SR_DeGhostBand*>(band);
-  const auto deghostBlocks = velmora::kernels().interpolation.deghostBlocks;
+  const auto deghostBlocks = velmora::interpolationFunctions().deghostBlocks;
   const int32_t end = std::min(part.endRow, part.height);
   for (int32_t y = part.firstRow; y < end; y += velmora::kDeghostBlock)
     deghostBlocks(velmora::deghostRow(part, y), 0, part.width);

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "kernels/interpolation_kernels.h"
+#include "interpolation/functions.h"
 #include "velmora_sr/deghosting.h"
 #include "velmora_sr/records.h"
 

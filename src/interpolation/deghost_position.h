@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "kernels/interpolation_kernels.h"
+#include "interpolation/functions.h"
 
 namespace velmora {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "kernels/kernel_table.h"
+#include "interpolation/functions.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ void copyRows(const SR_LumaCopyBand& band, const uint8_t* source, uint8_t* inter
 }
 
 void splitRows(const SR_ChromaSplitBand& band, const uint8_t* source, uint8_t* u, uint8_t* v) {
-  const auto split = velmora::kernels().interpolation.splitPairs;
+  const auto split = velmora::interpolationFunctions().splitPairs;
   for (std::ptrdiff_t row = band.firstRow; row < band.endRow; ++row) {
     const std::ptrdiff_t offset = row * band.destinationPitch;
     split(source + (row - band.firstRow) * 2 * band.width, u + offset, v + offset, band.width);
@@ -40,7 +40,7 @@ void UVNV12TO420EdgeMirror_ThreadFunc(void* band, int32_t /*threadIndex*/) {
 
 void UVNV12TO420_ThreadFunc(void* band, int32_t /*threadIndex*/) {
   const auto& chroma = *static_cast<const SR_ChromaMergeBand*>(band);
-  const auto merge = velmora::kernels().interpolation.mergePairs;
+  const auto merge = velmora::interpolationFunctions().mergePairs;
   const std::ptrdiff_t rows = std::ptrdiff_t{chroma.endRow} - chroma.firstRow;
   for (std::ptrdiff_t row = 0; row < rows; ++row) {
     const std::ptrdiff_t offset = row * chroma.width;

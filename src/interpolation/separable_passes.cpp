@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "interpolation/bands.h"
+#include "interpolation/functions.h"
 #include "interpolation/mirror.h"
-#include "kernels/kernel_table.h"
 
 namespace velmora {
 namespace {
@@ -72,8 +72,8 @@ struct TapRows {
 class OutputRows {
  public:
   OutputRows(const PlaneGeometry& geometry, const PhaseTable& table, const SeparablePlanes& planes)
-      : filterRows_(kernels().interpolation.filterRows),
-        mergePairs_(kernels().interpolation.mergePairs),
+      : filterRows_(interpolationFunctions().filterRows),
+        mergePairs_(interpolationFunctions().mergePairs),
         geometry_(geometry),
         grid_(geometry.rows()),
         table_(table),
@@ -115,8 +115,8 @@ class OutputRows {
     return clampSample(grid_.sample(k) + kFirstTap + t, geometry_.paddedHeight());
   }
 
-  decltype(InterpolationKernels::filterRows) filterRows_;
-  decltype(InterpolationKernels::mergePairs) mergePairs_;
+  decltype(InterpolationFunctions::filterRows) filterRows_;
+  decltype(InterpolationFunctions::mergePairs) mergePairs_;
   const PlaneGeometry& geometry_;
   AxisGrid grid_;
   const PhaseTable& table_;
@@ -128,8 +128,8 @@ class SourceRows {
  public:
   SourceRows(const PlaneGeometry& geometry, const ColumnPlan& columns,
              const SeparablePlanes& planes)
-      : filterColumns_(kernels().interpolation.filterColumns),
-        splitPairs_(kernels().interpolation.splitPairs),
+      : filterColumns_(interpolationFunctions().filterColumns),
+        splitPairs_(interpolationFunctions().splitPairs),
         geometry_(geometry),
         columns_(columns),
         planes_(planes) {}
@@ -170,8 +170,8 @@ class SourceRows {
   }
 
  private:
-  decltype(InterpolationKernels::filterColumns) filterColumns_;
-  decltype(InterpolationKernels::splitPairs) splitPairs_;
+  decltype(InterpolationFunctions::filterColumns) filterColumns_;
+  decltype(InterpolationFunctions::splitPairs) splitPairs_;
   const PlaneGeometry& geometry_;
   const ColumnPlan& columns_;
   const SeparablePlanes& planes_;

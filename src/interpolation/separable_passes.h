@@ -6,8 +6,8 @@
 #include <array>
 #include <cstdint>
 
+#include "interpolation/functions.h"
 #include "interpolation/sampling.h"
-#include "kernels/interpolation_kernels.h"
 
 namespace velmora {
 

@@ -4,8 +4,8 @@
 #include <cstddef>
 
 #include "interpolation/bands.h"
+#include "interpolation/functions.h"
 #include "interpolation/single_frame.h"
-#include "kernels/kernel_table.h"
 #include "logging/log.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/interpolation.h"
@@ -25,7 +25,7 @@ struct FusionJob {
 
 void fuseBand(const PlaneGeometry& geometry, const PhaseTable& table, const FusionColumns& columns,
               const FusionPlanes& planes, int32_t threadIndex) {
-  const auto fuseRow = kernels().interpolation.fuseRow;
+  const auto fuseRow = interpolationFunctions().fuseRow;
   const AxisGrid grid = geometry.rows();
   FusionRow row = {};
   row.second = planes.second;

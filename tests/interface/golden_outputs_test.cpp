@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "cpu/cpu_functions.h"
 #include "interface/session.h"
 #include "interface/textured_frame.h"
-#include "kernels/kernel_table.h"
 #include "support/digest.h"
 #include "support/random.h"
 
@@ -132,7 +132,7 @@ const Golden kGolden[] = {
 
 class GoldenOutputs : public testing::TestWithParam<Golden> {
  protected:
-  ~GoldenOutputs() override { forceKernels(chosenKernelSet()); }
+  ~GoldenOutputs() override { forceCpuSet(chosenCpuSet()); }
 };
 
 TEST_P(GoldenOutputs, SameBytesEverywhere) {
@@ -157,9 +157,9 @@ TEST_P(GoldenOutputs, SameBytesEverywhere) {
       second = photographed(width, height, kStraight, width / 3, 2, 2);
       break;
   }
-  for (const KernelSet set : availableKernelSets()) {
+  for (const CpuSet set : availableCpuSets()) {
     SCOPED_TRACE(std::string(name(set)));
-    forceKernels(set);
+    forceCpuSet(set);
     const Session session(width, height, golden.scene);
     Frame changed = first;
     Call call(width, height, golden.format, golden.region, golden.outWidth, golden.outHeight);

@@ -21,7 +21,8 @@
 #include "geometry/valid_region.h"
 #include "interface/session.h"
 #include "interface/textured_frame.h"
-#include "kernels/kernel_table.h"
+#include "interpolation/functions.h"
+#include "registration/source/functions.h"
 #include "support/heap_faults.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/interface.h"
@@ -349,20 +350,23 @@ constexpr auto failing = [](auto...) {
 
 TEST(TwoFrameFailures, AShareThatThrowsEndsTheCallWithItsLine) {
   const Session session(kWidth, kHeight, 2);
-  KernelTable& table = const_cast<KernelTable&>(kernels());
-  const KernelTable whole = table;
+  auto& interpolation = const_cast<InterpolationFunctions&>(interpolationFunctions());
+  auto& registration = const_cast<RegistrationFunctions&>(registrationFunctions());
+  const InterpolationFunctions wholeInterpolation = interpolation;
+  const RegistrationFunctions wholeRegistration = registration;
   for (int stage = 0; stage < 6; ++stage) {
     SCOPED_TRACE(stage);
-    (stage == 0 ? table.registration.integrateRow = failing : nullptr);
-    (stage == 1 ? table.registration.hessianRow = failing : nullptr);
-    (stage == 2 ? table.registration.positionRow = failing : nullptr);
-    (stage == 3 ? table.interpolation.deghostBlocks = failing : nullptr);
-    (stage == 4 ? table.interpolation.fuseRow = failing : nullptr);
-    (stage == 5 ? table.interpolation.mergePairs = failing : nullptr);
+    (stage == 0 ? registration.integrateRow = failing : nullptr);
+    (stage == 1 ? registration.hessianRow = failing : nullptr);
+    (stage == 2 ? registration.positionRow = failing : nullptr);
+    (stage == 3 ? interpolation.deghostBlocks = failing : nullptr);
+    (stage == 4 ? interpolation.fuseRow = failing : nullptr);
+    (stage == 5 ? interpolation.mergePairs = failing : nullptr);
     PairCall call(frameAt(0, 0), frameAt(-6, 20));
     LogCapture log;
     EXPECT_EQ(call.run(session, 2), 0);
-    table = whole;
+    interpolation = wholeInterpolation;
+    registration = wholeRegistration;
     const Lines lines = maskedLines(log);
     EXPECT_EQ(
         Lines(lines.end() - 3, lines.end()),

@@ -2,12 +2,13 @@
 #include <cmath>
 #include <vector>
 
+#include "interpolation/functions.h"
 #include "kernels/trial.h"
 
 namespace velmora::test {
 namespace {
 
-using Family = InterpolationKernels;
+using Family = InterpolationFunctions;
 
 void splitPairs(decltype(Family::splitPairs) kernel, Trial& t) {
   const auto* pairs = t.filled<uint8_t>(2 * t.count, 0, 255);
@@ -169,7 +170,7 @@ void deghostBlocks(decltype(Family::deghostBlocks) kernel, Trial& t) {
   kernel(row, begin, t.range(0, 9) == 0 ? begin + (t.count - begin) / 8 * 4 : t.count);
 }
 
-constexpr auto kFamily = &KernelTable::interpolation;
+constexpr const Family& (*kFamily)(CpuSet) = interpolationFunctions;
 const Entry kEntries[] = {
     entry("splitPairs", 1, kFamily, &Family::splitPairs, splitPairs),
     entry("mergePairs", 1, kFamily, &Family::mergePairs, mergePairs),

@@ -3,12 +3,13 @@
 #include <vector>
 
 #include "kernels/trial.h"
+#include "registration/source/functions.h"
 #include "velmora_sr/features.h"
 
 namespace velmora::test {
 namespace {
 
-using Family = RegistrationKernels;
+using Family = RegistrationFunctions;
 
 void reduceBox4(decltype(Family::reduceBox4) kernel, Trial& t) {
   const std::ptrdiff_t stride = 4 * t.count + t.range(0, 3);
@@ -142,7 +143,7 @@ void positionRow(decltype(Family::positionRow) kernel, Trial& t) {
   kernel(h, kRows[t.mode], x, y, t.count);
 }
 
-constexpr auto kFamily = &KernelTable::registration;
+constexpr const Family& (*kFamily)(CpuSet) = registrationFunctions;
 const Entry kEntries[] = {
     entry("reduceBox4", 1, kFamily, &Family::reduceBox4, reduceBox4),
     entry("integrateRow", 1, kFamily, &Family::integrateRow, integrateRow),

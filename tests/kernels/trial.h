@@ -9,7 +9,7 @@
 #include <functional>
 #include <type_traits>
 
-#include "kernels/kernel_table.h"
+#include "cpu/cpu_functions.h"
 #include "support/page_buffer.h"
 #include "support/random.h"
 
@@ -58,8 +58,8 @@ class Trial {
 struct Entry {
   const char* name;
   int rounds;  ///< trials per row length and mode
-  std::function<void(const KernelTable&, Trial&)> call;
-  std::function<bool(const KernelTable&, const KernelTable&)> same;
+  std::function<void(CpuSet, Trial&)> call;
+  std::function<bool(CpuSet, CpuSet)> same;  ///< two sets have one function
 };
 
 inline void PrintTo(const Entry& entry, std::ostream* out) {
@@ -67,12 +67,10 @@ inline void PrintTo(const Entry& entry, std::ostream* out) {
 }
 
 template <typename Family, typename Kernel>
-Entry entry(const char* name, int rounds, Family KernelTable::*family, Kernel Family::*kernel,
+Entry entry(const char* name, int rounds, const Family& (*family)(CpuSet), Kernel Family::*kernel,
             void (*call)(std::type_identity_t<Kernel>, Trial&)) {
-  return {name, rounds, [=](const KernelTable& t, Trial& trial) { call(t.*family.*kernel, trial); },
-          [=](const KernelTable& a, const KernelTable& b) {
-            return a.*family.*kernel == b.*family.*kernel;
-          }};
+  return {name, rounds, [=](CpuSet set, Trial& trial) { call(family(set).*kernel, trial); },
+          [=](CpuSet a, CpuSet b) { return family(a).*kernel == family(b).*kernel; }};
 }
 
 class KernelVariants : public testing::TestWithParam<Entry> {};

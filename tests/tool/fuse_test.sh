@@ -52,7 +52,7 @@ doubled shifted.png
 ok "$tool" fuse one.png two.png -o again.png
 same shifted.png again.png 'two runs'
 ok "$tool" --cpu scalar fuse one.png two.png -o again.png
-same shifted.png again.png 'kernel sets'
+same shifted.png again.png 'instruction sets'
 ok "$tool" fuse one.png two.png --stereo -o again.png
 same shifted.png again.png 'scenes'
 

@@ -35,7 +35,7 @@ done
 "$tool" --version --cpu scalar | grep -q '^kernels scalar ' || fail "--cpu scalar is not in use"
 VELMORA_SR_CPU=scalar "$tool" --version | grep -q '^kernels scalar ' || fail "VELMORA_SR_CPU is ignored"
 VELMORA_SR_CPU=fastest "$tool" --version 2>messages | cmp - version || fail "unknown VELMORA_SR_CPU"
-[ "$(grep -c 'warning: VELMORA_SR_CPU: "fastest" is no kernel set of this machine' messages)" = 1 ] ||
+[ "$(grep -c 'warning: VELMORA_SR_CPU: "fastest" is no instruction set of this machine' messages)" = 1 ] ||
   fail "unknown VELMORA_SR_CPU: $(cat messages)"
 VELMORA_SR_CPU=fastest "$tool" --cpu scalar --version 2>messages >data
 [ ! -s messages ] || fail "--cpu does not take the place of VELMORA_SR_CPU: $(cat messages)"

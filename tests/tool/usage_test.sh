@@ -43,7 +43,7 @@ done <<'END'
 2|--input-format: "rgb" is no raw format; give nv12, nv21 or i420|upscale a.bin -o a.png --input-size 10x10 --input-format rgb
 2|also give --input-format nv12, nv21 or i420|upscale a.bin -o a.png --input-size 10x10
 2|size must be given: --input-size|upscale a.nv12 -o a.png
-2|--cpu: "fastest" is no kernel set of this machine; give scalar|--cpu fastest upscale small.png -o a.png
+2|--cpu: "fastest" is no instruction set of this machine; give scalar|--cpu fastest upscale small.png -o a.png
 2|--mask: "./a.png" is the same file as that of -o|fuse none.png none.png -o a.png --mask ./a.png
 2|--picture: "a.png" is the same file as that of --json|register none.png none.png --json a.png --picture a.png
 2|-o: "hard.y4m" is the same file as IN, which is read while the output is written|video cut.y4m -o hard.y4m

@@ -42,17 +42,17 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("--timings", options.timings,
                "Show at the end where the time went and how much memory it took")
       ->excludes(quiet);
-  app.add_option(
-         "--cpu", options.cpu,
-         "Kernels to use: scalar, or another set that --version lists (the fastest one); the "
-         "output is the same with all of them")
+  app.add_option("--cpu", options.cpu,
+                 "Instruction set to use: scalar, or another one that --version lists (the fastest "
+                 "one); the "
+                 "output is the same with all of them")
       ->type_name("SET");
   app.add_option("--max-pixels", options.maxPixels,
                  "Largest frame, read or written, in pixels or millions of them: 24M (600M)")
       ->type_name("N");
   app.add_flag("--version", options.version,
                "Show the versions of tool and library, and the "
-               "kernels in use");
+               "instruction set in use");
 }
 
 void carryOut(const GlobalOptions& options) {

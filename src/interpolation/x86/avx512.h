@@ -2,7 +2,7 @@
 #ifndef VELMORA_SRC_INTERPOLATION_X86_AVX512_H
 #define VELMORA_SRC_INTERPOLATION_X86_AVX512_H
 
-#include "kernels/interpolation_kernels.h"
+#include "interpolation/functions.h"
 
 namespace velmora::avx512 {
 

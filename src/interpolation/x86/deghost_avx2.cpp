@@ -1,5 +1,5 @@
 // De-ghosting with AVX2: the sixteen samples of a block at a time. Intrinsics and static functions
-// only: see cmake/VelmoraKernels.cmake.
+// only: see cmake/VelmoraCpu.cmake.
 //
 // The samples of a block are held in 16 bytes, row by row, or in two vectors of 32-bit lanes, of
 // rows 0 and 1 and of rows 2 and 3. Blocks near the edges, of the guide or of the frame, are left
@@ -8,7 +8,7 @@
 
 #include <immintrin.h>
 
-#include "interpolation/kernels.h"
+#include "interpolation/function_sets.h"
 
 namespace velmora::avx2 {
 namespace {

@@ -1,8 +1,8 @@
 // Fusion with AVX2: one 16-tap dot product per frame and sample, eight samples at a time.
-// Intrinsics and static functions only: see cmake/VelmoraKernels.cmake.
+// Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
 #include <immintrin.h>
 
-#include "interpolation/kernels.h"
+#include "interpolation/function_sets.h"
 #include "interpolation/x86/avx2.h"
 
 namespace velmora::avx2 {

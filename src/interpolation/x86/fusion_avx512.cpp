@@ -1,4 +1,4 @@
-// Fusion with AVX-512. Intrinsics and static functions only: see cmake/VelmoraKernels.cmake.
+// Fusion with AVX-512. Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
 //
 // Eight neighbouring output samples, a group, mostly read from four rows of 16 source samples of
 // either frame. Such a window makes one register, a row per 128 bits:

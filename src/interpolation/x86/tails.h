@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "kernels/interpolation_kernels.h"
+#include "interpolation/functions.h"
 
 namespace velmora {
 namespace {  // NOLINT(cert-dcl59-cpp)

@@ -1,9 +1,9 @@
 // Reduction of large pictures by four before their features are extracted.
-#include "kernels/kernel_table.h"
+#include "registration/source/functions.h"
 #include "velmora_sr/features.h"
 
 void DownScaleNewX16_neon_surf_asm(uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
-  const auto reduceBox4 = velmora::kernels().registration.reduceBox4;
+  const auto reduceBox4 = velmora::registrationFunctions().reduceBox4;
   const int32_t columns = width / 4;
   if (columns < 1) return;
   for (int32_t row = 0; row < height / 4; ++row) {

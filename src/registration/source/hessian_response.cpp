@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "common/wrapping.h"
-#include "kernels/kernel_table.h"
+#include "registration/source/functions.h"
 #include "velmora_sr/features.h"
 
 namespace velmora {
@@ -64,7 +64,7 @@ void CalcLayerDet_0123_neon(const tagIntegralMat* im, tagOctaveLayer* layer) {
   const int32_t columns = gridPoints(im->width - 1, *filter, border, layer->cols);
   const int32_t rows = gridPoints(im->height - 1, *filter, border, layer->rows);
   if (columns < 1) return;
-  const auto hessianRow = kernels().registration.hessianRow;
+  const auto hessianRow = registrationFunctions().hessianRow;
   for (int32_t i = 0; i < rows; ++i) {
     hessianRow(im->data + std::ptrdiff_t{i} * layer->step * im->width, im->width, *filter,
                layer->det + (std::ptrdiff_t{border} + i) * layer->cols + border, columns);

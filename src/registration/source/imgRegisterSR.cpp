@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kernels/kernel_table.h"
 #include "logging/log.h"
 #include "memory/call_buffer.h"
+#include "registration/source/functions.h"
 #include "registration/source/observed_stages.h"
 #include "thread_pool/row_band.h"
 #include "thread_pool/slot_group.h"
@@ -100,7 +100,7 @@ void GetSubPixelPositionGlobalRegist(float* homography, int32_t* posY, int32_t* 
 
 void GetPosThreadFunc(void* bandContext, int32_t /*threadIndex*/) {
   const auto& band = *static_cast<const PositionBandJob*>(bandContext);
-  const auto positionRow = velmora::kernels().registration.positionRow;
+  const auto positionRow = velmora::registrationFunctions().positionRow;
   for (int32_t y = band.firstRow; y < band.endRow; ++y) {
     const ptrdiff_t start = static_cast<ptrdiff_t>(y) * band.width;
     positionRow(band.homography, y, band.posX + start, band.posY + start, band.width);

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "kernels/kernel_table.h"
 #include "registration/source/call_memory.h"
 #include "registration/source/feature_slots.h"
+#include "registration/source/functions.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/features.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 /// Sums along rows [first, end) of the integral image; `row` is row `first`.
 void integrateRows(const uint8_t* src, int32_t* row, int32_t width, RowBand rows) {
-  const auto integrateRow = kernels().registration.integrateRow;
+  const auto integrateRow = registrationFunctions().integrateRow;
   for (int32_t y = rows.first; y < rows.end; ++y) {
     integrateRow(src, row, width - 1);
     src += width - 1;
@@ -73,7 +73,7 @@ void IntegralMat_partH_multi_impl(void* job, int32_t slot) {
 }
 
 void IntegralMat_partV(int32_t* dst, int32_t W, int32_t H) {
-  const auto addRow = velmora::kernels().registration.addRow;
+  const auto addRow = velmora::registrationFunctions().addRow;
   if (W < 1) return;
   // Row 1 lies below the row of zeros: nothing to add.
   for (int32_t y = 2; y < H; ++y)

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "common/wrapping.h"
-#include "kernels/kernel_table.h"
 #include "memory/heap_buffer.h"
+#include "registration/source/functions.h"
 #include "registration/source/multiply_with_carry.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"
@@ -20,7 +20,7 @@
 namespace {
 
 using velmora::HeapBuffer;
-using velmora::kernels;
+using velmora::registrationFunctions;
 using velmora::kRandomSeed;
 using velmora::nextRandom;
 
@@ -192,7 +192,7 @@ void MeanSplit(int32_t* indices, int32_t count, int32_t* splitIndex, int32_t* cu
   const int32_t samples = std::min(count, kSampleSize);
   std::array<int32_t, kDescriptorLength> means;
   std::array<int32_t, kDescriptorLength> variances;
-  const auto& table = kernels().registration;
+  const auto& table = registrationFunctions();
   table.descriptorSums(points, indices, samples, means.data());
   for (int32_t& mean : means)
     mean /= samples;
@@ -224,7 +224,7 @@ void Swap(int32_t* a, int32_t* b) {
 }
 
 int32_t CalcDistance(int32_t* a, int32_t* b) {
-  return kernels().registration.descriptorDistance(a, b);
+  return registrationFunctions().descriptorDistance(a, b);
 }
 
 void AddPoint(int32_t* neighbourPair, int32_t* distancePair, int32_t distance, int32_t pointIndex) {
@@ -269,7 +269,7 @@ void FindNeighbors(int32_t* neighbourPair, int32_t* distancePair, int32_t* query
   }
   // Best bin first. Taken branches stay in the list, but at a distance that every other one beats.
   for (int32_t taken = 0; checks < kMaxChecks && taken < branches.count; ++taken) {
-    const int32_t best = kernels().registration.firstSmallest(branches.distances, branches.count);
+    const int32_t best = registrationFunctions().firstSmallest(branches.distances, branches.count);
     const int32_t distance = std::exchange(branches.distances[best], kFar);
     searchFrom(branches.nodes[best], distance);
   }

@@ -7,10 +7,10 @@
 #include <span>
 
 #include "common/float_to_int.h"
-#include "kernels/kernel_table.h"
 #include "memory/heap_buffer.h"
 #include "registration/source/descriptor_weights.h"
 #include "registration/source/feature_slots.h"
+#include "registration/source/functions.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/velmora_sr.h"
@@ -87,7 +87,7 @@ class Describer {
     const auto origin = [side](int32_t centre) { return (centre - (side - 1) * 32 + 32) >> 6; };
     samplePatch({origin(point.x), origin(point.y), side}, spacing);
     std::array<int32_t, kDescriptorLength> sums;
-    kernels().registration.haarSums(patch_.data(), sums.data());
+    registrationFunctions().haarSums(patch_.data(), sums.data());
     normalise(sums.data(), descriptor);
   }
 
@@ -98,7 +98,7 @@ class Describer {
   }
 
   void samplePatch(const Window& window, int32_t spacing) {
-    const auto reducePatch = kernels().registration.reducePatch;
+    const auto reducePatch = registrationFunctions().reducePatch;
     const bool inside = window.left >= 0 && window.top >= 0 &&
                         window.left + window.side <= pic_.width &&
                         window.top + window.side <= pic_.height;

@@ -9,10 +9,10 @@
 
 #include "common/float_to_int.h"
 #include "common/wrapping.h"
-#include "kernels/kernel_table.h"
 #include "memory/heap_buffer.h"
 #include "registration/source/call_memory.h"
 #include "registration/source/feature_slots.h"
+#include "registration/source/functions.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 
@@ -211,7 +211,7 @@ void FindMaximaInLayer(const tagIntegralMat* /*im*/, const tagSURFParams* p, tag
   const int32_t firstColumn = margin;
   const int32_t endColumn = layer.cols - margin;
 
-  const auto maximaInRow = kernels().registration.maximaInRow;
+  const auto maximaInRow = registrationFunctions().maximaInRow;
   constexpr int32_t kChunk = 256;
   std::array<int32_t, kChunk / 2 + 1> columns;
   for (int32_t r = margin; r < layer.rows - margin; ++r) {

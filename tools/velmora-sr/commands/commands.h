@@ -28,7 +28,7 @@ void addInfo(CLI::App& app);
 /// What --version prints.
 std::string versionText();
 
-/// Takes the kernel set that --cpu names; throws UsageError for one that this machine has not.
+/// Takes the instruction set that --cpu names; throws UsageError for one that this machine has not.
 /// Where it names none the variable VELMORA_SR_CPU stands, with a warning when it has no effect.
 void chooseKernelSet(const std::string& wanted);
 

@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "commands/commands.h"
+#include "cpu/cpu_set.h"
 #include "engine/session.h"
 #include "errors.h"
-#include "kernels/cpu.h"
 #include "status.h"
 #include "velmora_sr/version.h"
 
@@ -16,14 +16,14 @@ namespace {
 constexpr const char* kVariable = "VELMORA_SR_CPU";
 
 bool isAvailable(std::string_view wanted) {
-  const auto sets = availableKernelSets();
-  const auto set = kernelSetByName(wanted);
+  const auto sets = availableCpuSets();
+  const auto set = cpuSetByName(wanted);
   return set && std::find(sets.begin(), sets.end(), *set) != sets.end();
 }
 
 std::string availableNames(const char* separator) {
   std::string names;
-  for (const KernelSet set : availableKernelSets()) {
+  for (const CpuSet set : availableCpuSets()) {
     if (!names.empty()) names += separator;
     names += name(set);
   }
@@ -34,8 +34,7 @@ std::string availableNames(const char* separator) {
 
 std::string versionText() {
   return "velmora-sr " VELMORA_SR_VERSION_STRING "\nlibrary " + libraryVersion() + "\nkernels " +
-         std::string(name(chosenKernelSet())) + " (this machine has: " + availableNames(", ") +
-         ")\n";
+         std::string(name(chosenCpuSet())) + " (this machine has: " + availableNames(", ") + ")\n";
 }
 
 void chooseKernelSet(const std::string& wanted) {
@@ -43,13 +42,13 @@ void chooseKernelSet(const std::string& wanted) {
     const char* variable = std::getenv(kVariable);
     if (variable != nullptr && *variable != '\0' && !isAvailable(variable)) {
       status().warn(std::string(kVariable) + ": \"" + variable +
-                    "\" is no kernel set of this machine, which has " + availableNames(", ") +
-                    "; " + std::string(name(chosenKernelSet())) + " is used");
+                    "\" is no instruction set of this machine, which has " + availableNames(", ") +
+                    "; " + std::string(name(chosenCpuSet())) + " is used");
     }
     return;
   }
   if (!isAvailable(wanted)) {
-    throw UsageError("--cpu: \"" + wanted + "\" is no kernel set of this machine; give " +
+    throw UsageError("--cpu: \"" + wanted + "\" is no instruction set of this machine; give " +
                      availableNames(" or "));
   }
   // The library chooses by the same variable when it is first used.
