@@ -171,30 +171,6 @@ TEST(Report, TellsWhyAndWhereACallFailed) {
   EXPECT_EQ(reportOf(session.handle()).shownRight, 328);
 }
 
-// Whatever request fails, the report knows: of the memory, and whether the output was written.
-TEST(Report, KnowsOfEveryFailedRequest) {
-  const Session session(kWidth, kHeight, 2);
-  PairCall call(4, 2);
-  ASSERT_EQ(call.run(session, 2), 0);
-  const auto requests = static_cast<int>(TestAllocator::requests().size());
-  int fallbacks = 0;
-  for (int n = 0; n < requests; ++n) {
-    call.first = texturedFrame(kWidth, kHeight, 0, 0);
-    call.input.leftData = call.first.data();
-    std::fill(call.data.begin(), call.data.end(), Call::kUntouched);
-    TestAllocator::reset();
-    TestAllocator::failRequest(n);
-    ASSERT_EQ(call.run(session, 2), 0);
-    const Velmora_SR_Report report = reportOf(session.handle());
-    EXPECT_EQ(report.cause, VELMORA_SR_CAUSE_MEMORY) << n;
-    EXPECT_EQ(report.fused, 0) << n;
-    EXPECT_EQ(report.written, call.outputUntouched() ? 0 : 1) << n;
-    fallbacks += report.written;
-  }
-  EXPECT_GT(fallbacks, 5) << "without a registration the first frame is enlarged";
-  EXPECT_LT(fallbacks, requests);
-}
-
 TEST(Register, IsTakenOverByTheCallForTheSameFrames) {
   const Session session(kWidth, kHeight, 2);
   PairCall alone(12, -8);

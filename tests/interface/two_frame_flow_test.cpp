@@ -28,6 +28,7 @@
 #include "velmora_sr/interface.h"
 #include "velmora_sr/platform.h"
 #include "velmora_sr/records.h"
+#include "velmora_sr/report.h"
 
 namespace velmora::test {
 namespace {
@@ -328,6 +329,12 @@ TEST(TwoFrameFailures, EveryRequestThatFailsEndsInOneFrameOrNone) {
     EXPECT_EQ(call.second, frameAt(12, -8));
     const Lines lines = maskedLines(log);
     EXPECT_EQ(Lines(lines.end() - 2, lines.end()), closingLines());
+    Velmora_SR_Report report = {};
+    report.size = sizeof report;
+    EXPECT_EQ(VELMORA_SR_GetReport(session.handle(), &report), 0);
+    EXPECT_EQ(report.written, call.outputUntouched() ? 0 : 1);
+    EXPECT_EQ(report.fused, call.data == good.data ? 1 : 0);
+    EXPECT_EQ(report.cause, VELMORA_SR_CAUSE_MEMORY);
     if (call.outputUntouched()) {
       ++none;
     } else if (zelkParamPrivate.registFailed != 0) {

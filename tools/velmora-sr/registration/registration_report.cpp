@@ -157,8 +157,10 @@ std::string reportText(const RegistrationReport& report, const std::string& firs
                      r.right, r.top, r.bottom);
   }
   if (report.residual) {
-    result += format("residual       %.2f without the motion, %.2f with it\n",
-                     report.residual->before, report.residual->after);
+    const Residual& r = *report.residual;
+    result +=
+        format("residual       %.2f without the motion, %.2f with it; mean luma %.0f and %.0f\n",
+               r.before, r.after, r.firstMean, r.secondMean);
   }
   return result + timesText(report);
 }
