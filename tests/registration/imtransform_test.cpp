@@ -66,12 +66,10 @@ TEST(MatrixEstimation, FindsTheCommonAreaOrNamesItsRejection) {
     SCOPED_TRACE(c.name);
     LogCapture log;
     EXPECT_EQ(estimate(c.h, 1000, 800), c.expected);
-    if (c.logged.empty()) {
-      EXPECT_THAT(log.takeTexts(), testing::IsEmpty());
-    } else {
-      EXPECT_THAT(log.takeTexts(), testing::ElementsAre(logLine("error", "imtransform",
-                                                                "IMG_REGISTRATION: " + c.logged)));
-    }
+    const auto texts = log.takeTexts();
+    EXPECT_EQ(texts.size(), c.expected[0] == 0 ? 0u : 1u);
+    for (const std::string& text : texts)
+      EXPECT_THAT(text, logLine("error", "imtransform", "IMG_REGISTRATION: " + c.logged));
   }
 }
 
