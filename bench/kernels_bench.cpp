@@ -9,7 +9,7 @@
 
 #include "cpu/cpu_functions.h"
 #include "interpolation/functions.h"
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 #include "support/random.h"
 #include "velmora_sr/kernel_tables.h"
 

@@ -22,7 +22,7 @@
 #include "interface/session.h"
 #include "interface/textured_frame.h"
 #include "interpolation/functions.h"
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 #include "support/heap_faults.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/interface.h"

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "kernels/trial.h"
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 #include "velmora_sr/features.h"
 
 namespace velmora::test {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/source/homography_fit.h"
-#include "registration/source/jacobi_eigen.h"
-#include "registration/source/matrix3.h"
-#include "registration/source/vector_math.h"
+#include "registration/homography/homography_fit.h"
+#include "registration/homography/jacobi_eigen.h"
+#include "registration/homography/matrix3.h"
+#include "registration/homography/vector_math.h"
 #include "velmora_sr/homography.h"
 
 namespace velmora::test {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/source/projection.h"
+#include "registration/homography/projection.h"
 #include "registration/synthetic_pairs.h"
 #include "support/digest.h"
 #include "velmora_sr/matching.h"

@@ -12,7 +12,7 @@
 #include "interpolation/ghost_weights.h"
 #include "logging/log.h"
 #include "memory/call_buffer.h"
-#include "registration/source/observed_stages.h"
+#include "registration/observed_stages.h"
 #include "report/observer.h"
 #include "velmora_sr/interface.h"
 #include "velmora_sr/interpolation.h"

@@ -5,8 +5,8 @@
 
 #include "logging/log.h"
 #include "memory/call_buffer.h"
-#include "registration/source/call_memory.h"
-#include "registration/source/observed_stages.h"
+#include "registration/call_memory.h"
+#include "registration/observed_stages.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/records.h"

@@ -5,8 +5,8 @@
 
 #include "logging/log.h"
 #include "memory/call_buffer.h"
-#include "registration/source/functions.h"
-#include "registration/source/observed_stages.h"
+#include "registration/functions.h"
+#include "registration/observed_stages.h"
 #include "thread_pool/row_band.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/registration.h"

@@ -6,7 +6,7 @@
 
 #include "logging/log.h"
 #include "memory/heap_buffer.h"
-#include "registration/source/observed_stages.h"
+#include "registration/observed_stages.h"
 #include "velmora_sr/homography.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/registration.h"

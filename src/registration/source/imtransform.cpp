@@ -5,9 +5,9 @@
 
 #include "common/float_to_int.h"
 #include "logging/log.h"
-#include "registration/source/matrix3.h"
-#include "registration/source/observed_stages.h"
-#include "registration/source/projection.h"
+#include "registration/homography/matrix3.h"
+#include "registration/homography/projection.h"
+#include "registration/observed_stages.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/motion_area.h"
 

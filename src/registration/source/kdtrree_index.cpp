@@ -12,17 +12,17 @@
 
 #include "common/wrapping.h"
 #include "memory/heap_buffer.h"
-#include "registration/source/functions.h"
-#include "registration/source/multiply_with_carry.h"
+#include "registration/functions.h"
+#include "registration/matching/multiply_with_carry.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"
 
 namespace {
 
 using velmora::HeapBuffer;
-using velmora::registrationFunctions;
 using velmora::kRandomSeed;
 using velmora::nextRandom;
+using velmora::registrationFunctions;
 
 constexpr const char* kLogSource = "src/registration/source/kdtrree_index";
 

@@ -8,9 +8,9 @@
 #include <limits>
 #include <span>
 
-#include "registration/source/damping_parameter.h"
-#include "registration/source/qr_factorisation.h"
-#include "registration/source/vector_math.h"
+#include "registration/homography/damping_parameter.h"
+#include "registration/homography/qr_factorisation.h"
+#include "registration/homography/vector_math.h"
 #include "velmora_sr/homography.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include "logging/log.h"
 #include "memory/heap_buffer.h"
-#include "registration/source/observed_stages.h"
+#include "registration/observed_stages.h"
 #include "registration/source/ransac.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/matching.h"

@@ -14,10 +14,10 @@
 
 #include "common/float_to_int.h"
 #include "logging/log.h"
-#include "registration/source/homography_fit.h"
-#include "registration/source/multiply_with_carry.h"
-#include "registration/source/natural_logarithm.h"
-#include "registration/source/projection.h"
+#include "registration/homography/homography_fit.h"
+#include "registration/homography/natural_logarithm.h"
+#include "registration/homography/projection.h"
+#include "registration/matching/multiply_with_carry.h"
 #include "registration/source/ransac.h"
 #include "velmora_sr/matching.h"
 

@@ -8,9 +8,9 @@
 
 #include "common/float_to_int.h"
 #include "memory/heap_buffer.h"
-#include "registration/source/descriptor_weights.h"
-#include "registration/source/feature_slots.h"
-#include "registration/source/functions.h"
+#include "registration/features/descriptor_weights.h"
+#include "registration/features/feature_slots.h"
+#include "registration/functions.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 #include "velmora_sr/velmora_sr.h"

@@ -10,9 +10,9 @@
 #include "common/float_to_int.h"
 #include "common/wrapping.h"
 #include "memory/heap_buffer.h"
-#include "registration/source/call_memory.h"
-#include "registration/source/feature_slots.h"
-#include "registration/source/functions.h"
+#include "registration/call_memory.h"
+#include "registration/features/feature_slots.h"
+#include "registration/functions.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
 

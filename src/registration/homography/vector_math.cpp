@@ -1,4 +1,4 @@
-#include "registration/source/vector_math.h"
+#include "registration/homography/vector_math.h"
 
 #include <cmath>
 

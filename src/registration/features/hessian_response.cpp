@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "common/wrapping.h"
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 #include "velmora_sr/features.h"
 
 namespace velmora {

@@ -1,13 +1,13 @@
 // More's Newton iteration on phi(p) = |D x(p)| - bound, kept between a lower and an upper bound;
 // see the User Guide for MINPACK-1 (1980). Single precision.
-#include "registration/source/damping_parameter.h"
+#include "registration/homography/damping_parameter.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
 
-#include "registration/source/vector_math.h"
+#include "registration/homography/vector_math.h"
 
 namespace velmora {
 namespace {

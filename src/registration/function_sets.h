@@ -2,7 +2,7 @@
 #ifndef VELMORA_SRC_REGISTRATION_FUNCTION_SETS_H
 #define VELMORA_SRC_REGISTRATION_FUNCTION_SETS_H
 
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 
 namespace velmora {
 

@@ -6,7 +6,7 @@
 
 #include "common/float_to_int.h"
 #include "logging/log.h"
-#include "registration/source/projection.h"
+#include "registration/homography/projection.h"
 #include "velmora_sr/motion_area.h"
 
 namespace velmora {

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <array>
 
-#include "registration/source/descriptor_weights.h"
-#include "registration/source/feature_functions.h"
+#include "registration/features/descriptor_weights.h"
+#include "registration/features/feature_functions.h"
 
 namespace velmora::scalar {
 

@@ -1,11 +1,11 @@
 // The tables of this folder's functions.
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 
 #include "cpu/cpu_functions.h"
-#include "registration/source/feature_functions.h"
-#include "registration/source/function_sets.h"
-#include "registration/source/matching_functions.h"
-#include "registration/source/position_functions.h"
+#include "registration/features/feature_functions.h"
+#include "registration/function_sets.h"
+#include "registration/homography/position_functions.h"
+#include "registration/matching/matching_functions.h"
 
 namespace velmora {
 namespace {

@@ -1,4 +1,4 @@
-#include "registration/source/matrix3.h"
+#include "registration/homography/matrix3.h"
 #include "logging/log.h"
 
 #include <algorithm>

@@ -1,14 +1,14 @@
 // See Hartley and Zisserman, Multiple View Geometry, "The direct linear transformation algorithm".
 // Points are normalised by the mean absolute deviation per axis. Every sum runs over the pairs in
 // their order, in float: the order is part of the result.
-#include "registration/source/homography_fit.h"
+#include "registration/homography/homography_fit.h"
 
 #include <cmath>
 #include <cstddef>
 #include <limits>
 
-#include "registration/source/jacobi_eigen.h"
-#include "registration/source/projection.h"
+#include "registration/homography/jacobi_eigen.h"
+#include "registration/homography/projection.h"
 
 namespace velmora {
 namespace {

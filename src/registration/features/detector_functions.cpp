@@ -1,6 +1,6 @@
 // Scalar functions of the detector: one row of responses, one row of maxima.
 #include "common/wrapping.h"
-#include "registration/source/feature_functions.h"
+#include "registration/features/feature_functions.h"
 
 namespace velmora::scalar {
 namespace {

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "logging/log.h"
-#include "registration/source/homography_fit.h"
+#include "registration/homography/homography_fit.h"
 #include "velmora_sr/homography.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // Scalar functions of the reduction and of the integral image.
 #include "common/wrapping.h"
-#include "registration/source/feature_functions.h"
+#include "registration/features/feature_functions.h"
 
 namespace velmora::scalar {
 

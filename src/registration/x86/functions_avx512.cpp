@@ -1,5 +1,5 @@
 // Puts the kernels of this set into the registration family.
-#include "registration/source/function_sets.h"
+#include "registration/function_sets.h"
 
 namespace velmora {
 

@@ -1,4 +1,4 @@
-#include "registration/source/position_functions.h"
+#include "registration/homography/position_functions.h"
 
 namespace velmora::scalar {
 namespace {

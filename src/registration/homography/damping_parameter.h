@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "registration/source/qr_factorisation.h"
+#include "registration/homography/qr_factorisation.h"
 
 namespace velmora {
 

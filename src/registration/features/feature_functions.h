@@ -2,7 +2,7 @@
 #ifndef VELMORA_SRC_REGISTRATION_FEATURE_FUNCTIONS_H
 #define VELMORA_SRC_REGISTRATION_FEATURE_FUNCTIONS_H
 
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 
 namespace velmora::scalar {
 

@@ -1,5 +1,5 @@
 // The classical Jacobi method: see Golub and Van Loan, Matrix Computations, "Jacobi methods".
-#include "registration/source/jacobi_eigen.h"
+#include "registration/homography/jacobi_eigen.h"
 
 #include <cmath>
 #include <utility>

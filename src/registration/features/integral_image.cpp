@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "registration/source/call_memory.h"
-#include "registration/source/feature_slots.h"
-#include "registration/source/functions.h"
+#include "registration/call_memory.h"
+#include "registration/features/feature_slots.h"
+#include "registration/functions.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/features.h"
 

@@ -1,4 +1,4 @@
-#include "registration/source/matching_functions.h"
+#include "registration/matching/matching_functions.h"
 
 #include <array>
 

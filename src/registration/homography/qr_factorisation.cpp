@@ -1,12 +1,12 @@
 // More, Garbow and Hillstrom, User Guide for MINPACK-1 (1980), in single precision.
-#include "registration/source/qr_factorisation.h"
+#include "registration/homography/qr_factorisation.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
 
-#include "registration/source/vector_math.h"
+#include "registration/homography/vector_math.h"
 
 namespace velmora {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "registration/source/matrix3.h"
+#include "registration/homography/matrix3.h"
 
 namespace velmora {
 

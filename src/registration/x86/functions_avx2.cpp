@@ -3,10 +3,10 @@
 // scalar kernel does the work.
 #include <immintrin.h>
 
-#include "registration/source/descriptor_weights.h"
-#include "registration/source/feature_functions.h"
-#include "registration/source/function_sets.h"
-#include "registration/source/matching_functions.h"
+#include "registration/features/descriptor_weights.h"
+#include "registration/features/feature_functions.h"
+#include "registration/function_sets.h"
+#include "registration/matching/matching_functions.h"
 
 namespace velmora {
 namespace {

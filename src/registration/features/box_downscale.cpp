@@ -1,5 +1,5 @@
 // Reduction of large pictures by four before their features are extracted.
-#include "registration/source/functions.h"
+#include "registration/functions.h"
 #include "velmora_sr/features.h"
 
 void DownScaleNewX16_neon_surf_asm(uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {

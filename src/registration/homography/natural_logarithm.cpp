@@ -1,4 +1,4 @@
-#include "registration/source/natural_logarithm.h"
+#include "registration/homography/natural_logarithm.h"
 
 #include <cmath>
 
