@@ -25,7 +25,7 @@ class FilterScratch {
  public:
   explicit FilterScratch(std::size_t count) {
     if (zelkParamPrivate.pub != nullptr) {
-      buffer_ = CallBuffer<float>(Allocator::of(zelkParamPrivate.pub), count);
+      buffer_ = CallBuffer<float>(currentAllocator(), count);
       span_ = buffer_.span();
     } else {
       heap_.reset(new (std::nothrow) float[count]);

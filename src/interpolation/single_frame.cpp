@@ -24,10 +24,6 @@ void runPass(SR_ThreadJob pass, SeparableJob& job) {
   runOnSlots(kInterpolationSlots, pass, &job, kInterpolationCaller);
 }
 
-Allocator currentAllocator() {
-  return Allocator::of(zelkParamPrivate.pub);
-}
-
 }  // namespace
 
 Velmora_SR_ESR_RET SeparableInterpolation::prepare(const PlaneGeometry& geometry,

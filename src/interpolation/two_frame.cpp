@@ -105,7 +105,7 @@ int32_t ShiftInvariantIntepolation2Frame(const uint8_t* ySource1, const uint8_t*
     result = luma.prepare(geometry);
   }
   if (result == SR_RET_SUCCEED) {
-    result = chroma.prepare(geometry.halved(), velmora::Allocator::of(zelkParamPrivate.pub));
+    result = chroma.prepare(geometry.halved(), velmora::currentAllocator());
   }
   if (result == SR_RET_SUCCEED) {
     luma.run({ySource1, ySource2, yDestination, mapX, mapY});

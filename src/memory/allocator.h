@@ -2,7 +2,7 @@
 #ifndef VELMORA_SRC_MEMORY_ALLOCATOR_H
 #define VELMORA_SRC_MEMORY_ALLOCATOR_H
 
-#include "velmora_sr/velmora_sr.h"
+#include "velmora_sr/records.h"
 
 namespace velmora {
 
@@ -17,6 +17,12 @@ struct Allocator {
     return handle == nullptr ? Allocator{} : Allocator{handle->alloc, handle->free};
   }
 };
+
+/// The allocator of the process call in progress, for exported functions that are not handed one;
+/// without a call nothing can be taken.
+inline Allocator currentAllocator() {
+  return Allocator::of(zelkParamPrivate.pub);
+}
 
 }  // namespace velmora
 

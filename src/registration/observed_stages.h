@@ -1,10 +1,12 @@
-// The stages of a registration with an observer. Their exported forms, named in brackets, hand them
-// none; parameters and results are theirs.
+// The stages of a registration with the allocator of their call and an observer. Their exported
+// forms, named in brackets, hand them the allocator of the call in progress and no observer;
+// parameters and results are theirs.
 #ifndef VELMORA_SRC_REGISTRATION_OBSERVED_STAGES_H
 #define VELMORA_SRC_REGISTRATION_OBSERVED_STAGES_H
 
 #include <cstdint>
 
+#include "memory/allocator.h"
 #include "report/observer.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/matching.h"
@@ -14,7 +16,8 @@ namespace velmora {
 
 /// Features of both frames [GetFeatureSurf].
 int32_t extractFeatures(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
-                        ST_IMAGEFEATURES* second, tagSURFParams& p, const Observer& observer);
+                        ST_IMAGEFEATURES* second, tagSURFParams& p, const Allocator& allocator,
+                        const Observer& observer);
 
 /// Matches that agree with one homography [FeatureMatcher].
 int32_t matchFeatures(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatures,
@@ -40,7 +43,7 @@ int32_t registerPair(Velmora_SR_CInputImage* input, SR_ParamsPrivate* priv, int3
 /// [HomographyRegistration] of a single part.
 int32_t registerWhole(_YUVIM& second, _YUVIM& first, _WIDTHHEIGHT size, float** homographies,
                       int32_t& left, int32_t& top, int32_t& right, int32_t& bottom,
-                      const Observer& observer);
+                      const Allocator& allocator, const Observer& observer);
 
 }  // namespace velmora
 

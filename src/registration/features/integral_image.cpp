@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "registration/call_memory.h"
+#include "memory/call_buffer.h"
 #include "registration/features/feature_slots.h"
+#include "registration/features/stages.h"
 #include "registration/functions.h"
 #include "thread_pool/slot_group.h"
 #include "velmora_sr/features.h"
@@ -25,14 +26,14 @@ void integrateRows(const uint8_t* src, int32_t* row, int32_t width, RowBand rows
 /// Sets the size and takes the table; the row pass is left to `rowPass`, called with the picture's
 /// samples and the table.
 template <typename RowPass>
-int32_t buildIntegral(const tagST_PIC& pic, tagIntegralMat& out, RowPass rowPass) {
+int32_t buildIntegral(const tagST_PIC& pic, tagIntegralMat& out, const Allocator& allocator,
+                      RowPass rowPass) {
   out = {0, 0, nullptr};
   if (pic.data == nullptr || pic.width < 1 || pic.height < 1) return SR_RET_PARAMS_OUT_OF_RANGE;
   constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
   out.width = pic.width == kMax ? kMax : pic.width + 1;
   out.height = pic.height == kMax ? kMax : pic.height + 1;
-  auto table =
-      takeFromCall<int32_t>(static_cast<uint64_t>(out.width) * static_cast<uint64_t>(out.height));
+  auto table = CallBuffer<int32_t>::plane(allocator, out.width, out.height);
   if (!table) return kStageAllocFailed;
   out.data = table.data();
   std::fill_n(out.data, out.width, 0);
@@ -42,21 +43,30 @@ int32_t buildIntegral(const tagST_PIC& pic, tagIntegralMat& out, RowPass rowPass
 }
 
 }  // namespace
-}  // namespace velmora
 
-int32_t IntegralMat(tagST_PIC* pic, tagIntegralMat* out) {
-  return velmora::buildIntegral(*pic, *out, [&] {
+int32_t integrate(tagST_PIC* pic, tagIntegralMat* out, const Allocator& allocator) {
+  return buildIntegral(*pic, *out, allocator, [&] {
     IntegralMat_partH(pic->data, out->data, out->width, out->height);
     IntegralMat_partV(out->data, out->width, out->height);
   });
 }
 
-int32_t IntegralMat_multi(tagST_PIC* pic, tagIntegralMat* out) {
-  return velmora::buildIntegral(*pic, *out, [&] {
+int32_t integrateOnSlots(tagST_PIC* pic, tagIntegralMat* out, const Allocator& allocator) {
+  return buildIntegral(*pic, *out, allocator, [&] {
     IntegralRowsJob job{pic->data, out->data + out->width, out->width, out->height};
-    velmora::runOnSlotsOnly(velmora::kFeatureSlots, IntegralMat_partH_multi_impl, &job);
+    runOnSlotsOnly(kFeatureSlots, IntegralMat_partH_multi_impl, &job);
     IntegralMat_partV_neon(out->data, out->width, out->height);
   });
+}
+
+}  // namespace velmora
+
+int32_t IntegralMat(tagST_PIC* pic, tagIntegralMat* out) {
+  return velmora::integrate(pic, out, velmora::currentAllocator());
+}
+
+int32_t IntegralMat_multi(tagST_PIC* pic, tagIntegralMat* out) {
+  return velmora::integrateOnSlots(pic, out, velmora::currentAllocator());
 }
 
 void IntegralMat_partH(uint8_t* src, int32_t* dst, int32_t W, int32_t H) {

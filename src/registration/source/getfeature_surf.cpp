@@ -5,7 +5,7 @@
 
 #include "logging/log.h"
 #include "memory/call_buffer.h"
-#include "registration/call_memory.h"
+#include "registration/features/stages.h"
 #include "registration/observed_stages.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
@@ -21,6 +21,12 @@ constexpr const char* kDetectorSource = "src/registration/source/surfdetect";
 constexpr int32_t kSmallestReducedSide = 400;
 constexpr int32_t kReduction = 4;
 constexpr int32_t kFewestPoints = 5;
+/// Before the statistics of the first picture change them: the response that a key point needs, and
+/// how much nearer than the second match the first one has to lie.
+constexpr float kHessianThreshold = 280.0f;
+constexpr float kMatchRatio = 0.45f;
+/// What hosts have always been told to set aside for the features of two frames, in bytes.
+constexpr int32_t kScratchBytes = 12432064;
 constexpr const char* kFirstTooPoor =
     "the first frame has too few key points, below 5: it is too flat or too blurred";
 constexpr const char* kSecondTooPoor =
@@ -28,40 +34,41 @@ constexpr const char* kSecondTooPoor =
 
 /// The functions that make up an extraction; each is the plain or the parallel form.
 struct Stages {
-  decltype(&IntegralMat) integral;
-  decltype(&SURF_detect) detect;
+  decltype(&integrate) integral;
+  decltype(&detect) detectPoints;
   decltype(&GenerateDiscriptor_Simple) describe;
 };
 
 /// Returns the integral image's table to the call's allocator.
 class IntegralOwner {
  public:
-  explicit IntegralOwner(tagIntegralMat& im) : im_(im) {}
+  IntegralOwner(tagIntegralMat& im, const Allocator& allocator) : im_(im), allocator_(allocator) {}
   ~IntegralOwner() {
-    if (im_.data != nullptr) zelkParamPrivate.pub->free(im_.data, kProcessTag, 0);
+    if (im_.data != nullptr) allocator_.free(im_.data, kProcessTag, 0);
   }
   IntegralOwner(const IntegralOwner&) = delete;
   IntegralOwner& operator=(const IntegralOwner&) = delete;
 
  private:
   tagIntegralMat& im_;
+  Allocator allocator_;
 };
 
 template <typename Report>
 int32_t extract(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p, const Stages& stages,
-                const Observer& observer, Report report) {
+                const Allocator& allocator, const Observer& observer, Report report) {
   tagIntegralMat im = {};
   {
     const StageTime time = observer.time(VELMORA_SR_STAGE_INTEGRAL);
-    const int32_t error = stages.integral(pic, &im);
+    const int32_t error = stages.integral(pic, &im, allocator);
     if (error != 0) return observer.checked(VELMORA_SR_STAGE_INTEGRAL, error);
   }
-  const IntegralOwner owner(im);
+  const IntegralOwner owner(im, allocator);
   int32_t count = 0;
   {
     const StageTime time = observer.time(VELMORA_SR_STAGE_DETECTOR);
     GetImageLumaInfo(&im, &p->hessianThreshold, &p->matchRatio);
-    const int32_t error = stages.detect(&im, p, f->keypoints, &count);
+    const int32_t error = stages.detectPoints(&im, p, f->keypoints, &count, allocator);
     if (error != 0) return observer.checked(VELMORA_SR_STAGE_DETECTOR, error);
   }
   report(count);
@@ -75,18 +82,18 @@ int32_t extract(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p, const Sta
 
 /// The features of a picture as it is, on four slots of the pool.
 int32_t extractParallel(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p,
-                        const Observer& observer) {
-  return extract(
-      pic, f, p, {IntegralMat_multi, SURF_detect_neon, GenerateDiscriptor_Simple_neon_multi},
-      observer,
-      [](int32_t count) { printProgress("getSurfFeature_detect_neon keypoints:%d\n", count); });
+                        const Allocator& allocator, const Observer& observer) {
+  return extract(pic, f, p, {integrateOnSlots, detectOnSlots, GenerateDiscriptor_Simple_neon_multi},
+                 allocator, observer, [](int32_t count) {
+                   printProgress("getSurfFeature_detect_neon keypoints:%d\n", count);
+                 });
 }
 
 /// Reduces a picture by four and extracts its features.
 int32_t extractReduced(const tagST_PIC& pic, ST_IMAGEFEATURES* f, tagSURFParams* p,
-                       const Observer& observer) {
+                       const Allocator& allocator, const Observer& observer) {
   const uint64_t pixels = static_cast<uint64_t>(pic.width) * static_cast<uint64_t>(pic.height);
-  const auto samples = takeFromCall<uint8_t>(pixels / (kReduction * kReduction));
+  const CallBuffer<uint8_t> samples(allocator, pixels / (kReduction * kReduction));
   if (!samples) {
     LogMsg(kSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
     return observer.checked(VELMORA_SR_STAGE_REDUCTION, kStageAllocFailed);
@@ -99,7 +106,7 @@ int32_t extractReduced(const tagST_PIC& pic, ST_IMAGEFEATURES* f, tagSURFParams*
   reduced.width = pic.width / kReduction;
   reduced.height = pic.height / kReduction;
   reduced.data = samples.data();
-  return extractParallel(&reduced, f, p, observer);
+  return extractParallel(&reduced, f, p, allocator, observer);
 }
 
 int32_t refuse() {
@@ -113,18 +120,18 @@ bool hasPixels(const tagST_PIC& pic) {
 
 /// Extracts the features of one frame (0 or 1) and notes them.
 int32_t extractOne(std::size_t frame, tagST_PIC& pic, bool reduce, ST_IMAGEFEATURES* f,
-                   tagSURFParams* p, const Observer& observer) {
+                   tagSURFParams* p, const Allocator& allocator, const Observer& observer) {
   if (!hasPixels(pic)) return refuse();
-  const int32_t error =
-      reduce ? extractReduced(pic, f, p, observer) : extractParallel(&pic, f, p, observer);
+  const int32_t error = reduce ? extractReduced(pic, f, p, allocator, observer)
+                               : extractParallel(&pic, f, p, allocator, observer);
   observer.parameters(*p);
   if (error == 0) observer.keyPoints(frame, *f);
   return error;
 }
 
 void setDefaults(tagSURFParams& p) {
-  p.hessianThreshold = 280.0f;
-  p.matchRatio = 0.45f;
+  p.hessianThreshold = kHessianThreshold;
+  p.matchRatio = kMatchRatio;
   p.nOctaves = 1;
   p.nOctaveLayers = 2;
   p.descriptor.length = kDescriptorLength;
@@ -142,7 +149,8 @@ int32_t tooFewPoints(int32_t line, const char* message, const char* reason,
 }  // namespace
 
 int32_t extractFeatures(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
-                        ST_IMAGEFEATURES* second, tagSURFParams& p, const Observer& observer) {
+                        ST_IMAGEFEATURES* second, tagSURFParams& p, const Allocator& allocator,
+                        const Observer& observer) {
   if (in->scaleFactor != 1 && in->scaleFactor != kReduction) return refuse();
   const bool reduce = in->scaleFactor != 1 && in->first.width >= kSmallestReducedSide &&
                       in->first.height >= kSmallestReducedSide;
@@ -152,7 +160,7 @@ int32_t extractFeatures(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
   observer.reduction(reduce ? kReduction : 1);
 
   if (in->extractFirst != 0) {
-    const int32_t error = extractOne(0, in->first, reduce, first, &p, observer);
+    const int32_t error = extractOne(0, in->first, reduce, first, &p, allocator, observer);
     if (error != 0) return error;
     if (first->count < kFewestPoints) {
       return tooFewPoints(__LINE__, "GETFEATURE_SURF: wrong input image for first frame!",
@@ -167,7 +175,7 @@ int32_t extractFeatures(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
   const bool sameSize =
       in->second.width == in->first.width && in->second.height == in->first.height;
   if (reduce && !sameSize) return refuse();
-  const int32_t error = extractOne(1, in->second, reduce, second, &p, observer);
+  const int32_t error = extractOne(1, in->second, reduce, second, &p, allocator, observer);
   if (error != 0) return error;
   if (second->count < kFewestPoints) {
     return tooFewPoints(__LINE__, "GETFEATURE_SURF: not enough keypoints!", kSecondTooPoor,
@@ -180,23 +188,24 @@ int32_t extractFeatures(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
 
 int32_t GetFeatureSurf_Query(int32_t* scratchSize, int32_t* extraSize, int32_t /*width*/,
                              int32_t /*height*/) {
-  *scratchSize = 12432064;
+  *scratchSize = velmora::kScratchBytes;
   *extraSize = 0;
   return 0;
 }
 
 int32_t GetFeatureSurf(tagST_GETFEATURE_PARAMS_IN* in, ST_IMAGEFEATURES* first,
                        ST_IMAGEFEATURES* second, tagSURFParams& p) {
-  return velmora::extractFeatures(in, first, second, p, {});
+  return velmora::extractFeatures(in, first, second, p, velmora::currentAllocator(), {});
 }
 
 int32_t GetSurfFeature_neon(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p) {
-  return velmora::extractParallel(pic, f, p, {});
+  return velmora::extractParallel(pic, f, p, velmora::currentAllocator(), {});
 }
 
 int32_t GetSurfFeature(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p) {
-  return velmora::extract(pic, f, p, {IntegralMat, SURF_detect, GenerateDiscriptor_Simple}, {},
-                          [](int32_t count) {
+  return velmora::extract(pic, f, p,
+                          {velmora::integrate, velmora::detect, GenerateDiscriptor_Simple},
+                          velmora::currentAllocator(), {}, [](int32_t count) {
                             velmora::printProgress("getSurfFeature_detect keypoints:%d\n", count);
                             LogMsg(velmora::kDetectorSource, __LINE__, 2,
                                    "GETFEATURE_SURF: Detect keypoints number:%d\n", count);

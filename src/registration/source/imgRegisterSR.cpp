@@ -68,8 +68,8 @@ int32_t velmora::registerPair(Velmora_SR_CInputImage* input, SR_ParamsPrivate* p
   const _WIDTHHEIGHT size = {input->width, input->height};
   _YUVIM first = frameRecord(input->leftData[0], size);
   _YUVIM second = frameRecord(input->rightData[0], size);
-  const int32_t result =
-      registerWhole(second, first, size, holder.data(), left, top, right, bottom, observer);
+  const int32_t result = registerWhole(second, first, size, holder.data(), left, top, right, bottom,
+                                       velmora::Allocator::of(priv->pub), observer);
   if (result != 0) {
     printProgress("homography register failed!retVal %d\n", result);
     return 0;

@@ -6,7 +6,7 @@
 
 #include "logging/log.h"
 #include "memory/call_buffer.h"
-#include "registration/call_memory.h"
+#include "memory/carver.h"
 #include "registration/observed_stages.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
@@ -20,26 +20,15 @@ constexpr const char* kLogSource = "src/registration/source/imregistration_hdr";
 constexpr int32_t kReduction = 4;
 constexpr int32_t kMinKeypoints = 5;
 /// Nodes of the pool. A tree over the most points that a frame can have takes 23,997 of its share.
-constexpr std::size_t kPoolNodes = kKdTreeCount * 36000;
+constexpr std::size_t kNodesPerTree = 36000;
+constexpr std::size_t kPoolNodes = kKdTreeCount * kNodesPerTree;
 
-/// Cuts typed arrays off a block.
-class Carver {
- public:
-  explicit Carver(unsigned char* block) : next_(block) {}
-  template <typename T>
-  T* take(std::size_t count) {
-    void* place = next_;
-    next_ += count * sizeof(T);
-    return static_cast<T*>(place);
-  }
-  ST_IMAGEFEATURES takeFeatures() {
-    auto* keypoints = take<ST_KEYPOINT>(kMaxKeypoints);
-    return {keypoints, take<int32_t>(std::size_t{kMaxKeypoints} * kDescriptorLength), 0};
-  }
-
- private:
-  unsigned char* next_;
-};
+/// Room for the features of a frame with the most key points.
+ST_IMAGEFEATURES takeFeatures(Carver& carver) {
+  auto* keypoints = carver.take<ST_KEYPOINT>(kMaxKeypoints).data();
+  const std::size_t values = std::size_t{kMaxKeypoints} * kDescriptorLength;
+  return {keypoints, carver.take<int32_t>(values).data(), 0};
+}
 
 /// The work memory of one registration: correspondences and three feature sets, for the most key
 /// points that a frame can have. The rest of the block, of which the two queries give the size, is
@@ -51,14 +40,14 @@ struct WorkBlock {
   ST_IMAGEFEATURES subset = {};
   tagST_MATCH_PAIRS pairs = {};
 
-  explicit WorkBlock(_WIDTHHEIGHT size) : memory(takeFromCall<unsigned char>(bytes(size))) {
+  WorkBlock(_WIDTHHEIGHT size, const Allocator& allocator) : memory(allocator, bytes(size)) {
     if (!memory) return;
     Carver carver(memory.data());
-    pairs.refPoints = carver.take<float>(2 * kMaxKeypoints);
-    pairs.matchPoints = carver.take<float>(2 * kMaxKeypoints);
-    first = carver.takeFeatures();
-    second = carver.takeFeatures();
-    subset = carver.takeFeatures();
+    pairs.refPoints = carver.take<float>(2 * kMaxKeypoints).data();
+    pairs.matchPoints = carver.take<float>(2 * kMaxKeypoints).data();
+    first = takeFeatures(carver);
+    second = takeFeatures(carver);
+    subset = takeFeatures(carver);
   }
 
  private:
@@ -102,8 +91,13 @@ struct Rectangle {
 
 class Registration {
  public:
-  Registration(_WIDTHHEIGHT size, WorkBlock& work, const PartMap& partMap, const Observer& observer)
-      : size_(size), work_(work), partMap_(partMap), observer_(observer) {}
+  Registration(WorkBlock& work, const PartMap& partMap, const Allocator& allocator,
+               const Observer& observer)
+      : size_(partMap.size),
+        work_(work),
+        partMap_(partMap),
+        allocator_(allocator),
+        observer_(observer) {}
 
   int32_t extract(const _YUVIM& first, const _YUVIM& second) {
     request_.first.width = request_.second.width = size_.width;
@@ -113,13 +107,13 @@ class Registration {
     request_.extractFirst = 1;
     request_.scaleFactor = kReduction;
     printProgress("at surf detection downscaleTime is %d\n", kReduction);
-    return extractFeatures(&request_, &work_.first, &work_.second, surf_, observer_);
+    return extractFeatures(&request_, &work_.first, &work_.second, surf_, allocator_, observer_);
   }
 
   /// Takes the memory of the trees; false when there is none.
   bool takeTrees() {
-    roots_ = takeFromCall<ST_NODE*>(kKdTreeCount);
-    pool_ = takeFromCall<ST_NODE>(kPoolNodes);
+    roots_ = {allocator_, kKdTreeCount};
+    pool_ = {allocator_, kPoolNodes};
     return roots_ && pool_;
   }
 
@@ -189,6 +183,7 @@ class Registration {
   _WIDTHHEIGHT size_;
   WorkBlock& work_;
   PartMap partMap_;
+  Allocator allocator_;
   Observer observer_;
   CallBuffer<ST_NODE*> roots_;
   CallBuffer<ST_NODE> pool_;
@@ -202,13 +197,14 @@ int32_t fail(int32_t line, const char* message) {
 }
 
 int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap& partMap,
-                       float** homographies, Rectangle& area, const Observer& observer) {
-  WorkBlock work(partMap.size);
+                       float** homographies, Rectangle& area, const Allocator& allocator,
+                       const Observer& observer) {
+  WorkBlock work(partMap.size, allocator);
   if (!work.memory) {
     observer.checked(VELMORA_SR_STAGE_CALL, kStageAllocFailed);
     return fail(__LINE__, "RegImg_surf Malloc Error!");
   }
-  Registration registration(partMap.size, work, partMap, observer);
+  Registration registration(work, partMap, allocator, observer);
   if (const int32_t error = registration.extract(first, second); error != 0) {
     printProgress("get surf feature points failed!ret %d\n", error);
     return fail(__LINE__, "RegImg_surf bim to mim failed!");
@@ -227,9 +223,10 @@ int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap&
 
 int32_t registerParts(const _YUVIM& second, const _YUVIM& first, const PartMap& partMap,
                       float** homographies, int32_t& left, int32_t& top, int32_t& right,
-                      int32_t& bottom, const Observer& observer) {
+                      int32_t& bottom, const Allocator& allocator, const Observer& observer) {
   Rectangle area = {};
-  const int32_t result = registerFrames(second, first, partMap, homographies, area, observer);
+  const int32_t result =
+      registerFrames(second, first, partMap, homographies, area, allocator, observer);
   if (result != 0) return result;
   left = area.left;
   top = area.top;
@@ -242,9 +239,9 @@ int32_t registerParts(const _YUVIM& second, const _YUVIM& first, const PartMap& 
 
 int32_t registerWhole(_YUVIM& second, _YUVIM& first, _WIDTHHEIGHT size, float** homographies,
                       int32_t& left, int32_t& top, int32_t& right, int32_t& bottom,
-                      const Observer& observer) {
+                      const Allocator& allocator, const Observer& observer) {
   return registerParts(second, first, {nullptr, 1, size}, homographies, left, top, right, bottom,
-                       observer);
+                       allocator, observer);
 }
 
 }  // namespace velmora
@@ -254,5 +251,5 @@ int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTHHEIGHT size,
                                int32_t& bottom, uint8_t* partMap, int32_t parts) {
   const bool split = partMap != nullptr && parts > 1;
   return velmora::registerParts(*second, *first, {partMap, split ? parts : 1, size}, homographies,
-                                left, top, right, bottom, {});
+                                left, top, right, bottom, velmora::currentAllocator(), {});
 }

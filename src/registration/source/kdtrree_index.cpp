@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "common/wrapping.h"
+#include "memory/carver.h"
 #include "memory/heap_buffer.h"
 #include "registration/functions.h"
 #include "registration/matching/multiply_with_carry.h"
@@ -99,19 +100,15 @@ struct SearchScratch {
 
   static std::size_t checkedWords(std::size_t refCount) { return (refCount >> 5) + 1; }
   static std::size_t size(std::size_t refCount) {
-    constexpr std::size_t kAlignmentSlack = 16;
+    constexpr std::size_t kAlignmentSlack = 16;  // what the carver may skip
     return 2 * refCount * (sizeof(ST_NODE*) + sizeof(int32_t)) +
            sizeof(uint32_t) * checkedWords(refCount) + kAlignmentSlack;
   }
   SearchScratch(void* block, std::size_t refCount) {
-    checked = static_cast<uint32_t*>(block);
-    const auto end = reinterpret_cast<uintptr_t>(checked + checkedWords(refCount));
-    const std::size_t padding = (alignof(ST_NODE*) - end % alignof(ST_NODE*)) % alignof(ST_NODE*);
-    void* nodes =
-        static_cast<unsigned char*>(block) + checkedWords(refCount) * sizeof(uint32_t) + padding;
-    branchNodes = static_cast<ST_NODE**>(nodes);
-    void* distances = branchNodes + 2 * refCount;
-    branchDistances = static_cast<int32_t*>(distances);
+    velmora::Carver carver(block);
+    checked = carver.take<uint32_t>(checkedWords(refCount)).data();
+    branchNodes = carver.take<ST_NODE*>(2 * refCount).data();
+    branchDistances = carver.take<int32_t>(2 * refCount).data();
   }
 };
 

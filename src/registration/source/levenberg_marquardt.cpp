@@ -8,6 +8,7 @@
 #include <limits>
 #include <span>
 
+#include "memory/carver.h"
 #include "registration/homography/damping_parameter.h"
 #include "registration/homography/qr_factorisation.h"
 #include "registration/homography/vector_math.h"
@@ -37,29 +38,10 @@ enum Status : int32_t {
 
 enum Watch : int32_t { kAtEnd = -1, kAtStart = 0, kIterationBegins = 1, kStepTried = 2 };
 
-/// Cuts the caller's scratch into arrays.
-class Scratch {
- public:
-  explicit Scratch(void* block) : next_(static_cast<float*>(block)) {}
-  std::span<float> floats(std::size_t count) {
-    float* begin = next_;
-    next_ += count;
-    return {begin, count};
-  }
-  /// Comes last.
-  std::span<int32_t> integers(std::size_t count) {
-    void* begin = next_;
-    return {static_cast<int32_t*>(begin), count};
-  }
-
- private:
-  float* next_;
-};
-
 class Minimiser {
  public:
   Minimiser(int32_t m, int32_t n, float* par, lm_evaluate_ftype residuals, lm_print_ftype printout,
-            void* data, lm_control_type& control, Scratch scratch)
+            void* data, lm_control_type& control, velmora::Carver scratch)
       : m_(static_cast<std::size_t>(m)),
         n_(static_cast<std::size_t>(n)),
         parameters_(par, n_),
@@ -67,15 +49,15 @@ class Minimiser {
         printout_(printout),
         data_(data),
         control_(control),
-        residuals_(scratch.floats(m_)),
-        scale_(scratch.floats(n_)),
-        qtb_(scratch.floats(n_)),
-        step_(scratch.floats(n_)),
-        trial_(scratch.floats(n_)),
-        scaledStep_(scratch.floats(n_)),
-        jacobian_(scratch.floats(n_ * m_).data(), m_, n_),
-        trialResiduals_(scratch.floats(m_)),
-        pivots_(scratch.integers(n_)) {}
+        residuals_(scratch.take<float>(m_)),
+        scale_(scratch.take<float>(n_)),
+        qtb_(scratch.take<float>(n_)),
+        step_(scratch.take<float>(n_)),
+        trial_(scratch.take<float>(n_)),
+        scaledStep_(scratch.take<float>(n_)),
+        jacobian_(scratch.take<float>(n_ * m_).data(), m_, n_),
+        trialResiduals_(scratch.take<float>(m_)),
+        pivots_(scratch.take<int32_t>(n_)) {}
 
   void run() {
     int32_t status = evaluate(parameters_, residuals_) ? kRunning : kUserBreak;
@@ -313,5 +295,5 @@ void LM_Minimize(int32_t m, int32_t n, float* par, lm_evaluate_ftype evaluate,
   control->info = kInvalidInput;
   if (!acceptable(m, n, *control)) return;
   void* block = scratch;
-  Minimiser(m, n, par, evaluate, printout, data, *control, Scratch(block)).run();
+  Minimiser(m, n, par, evaluate, printout, data, *control, velmora::Carver(block)).run();
 }

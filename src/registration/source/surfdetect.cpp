@@ -9,9 +9,11 @@
 
 #include "common/float_to_int.h"
 #include "common/wrapping.h"
+#include "memory/call_buffer.h"
+#include "memory/carver.h"
 #include "memory/heap_buffer.h"
-#include "registration/call_memory.h"
 #include "registration/features/feature_slots.h"
+#include "registration/features/stages.h"
 #include "registration/functions.h"
 #include "velmora_sr/features.h"
 #include "velmora_sr/logging.h"
@@ -27,6 +29,13 @@ constexpr int32_t kPointCap = kMaxKeypoints - 1;
 constexpr std::size_t kParallelLayers = kFeatureSlots.size();
 /// Middle layers that are searched in parallel.
 constexpr std::size_t kParallelSearches = 2;
+
+/// A product of sizes that stays at the largest value instead of overflowing, so that what is too
+/// large for any allocator is refused as such.
+constexpr uint64_t saturatingProduct(uint64_t a, uint64_t b) {
+  constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
+  return a != 0 && b > kMax / a ? kMax : a * b;
+}
 
 /// Octaves worth a plane: beyond, the grid has no point left along the shorter side.
 uint64_t usefulOctaves(const tagIntegralMat& im, const tagSURFParams& params) {
@@ -50,7 +59,7 @@ uint64_t usefulOctaves(const tagIntegralMat& im, const tagSURFParams& params) {
 /// more than 32 bits of bytes or the block cannot be had.
 class LayerStack {
  public:
-  LayerStack(const tagIntegralMat& im, const tagSURFParams& params)
+  LayerStack(const tagIntegralMat& im, const tagSURFParams& params, const Allocator& allocator)
       : perOctave_(static_cast<uint64_t>(std::max(params.nOctaveLayers, 0)) + 2) {
     const uint64_t octaves = usefulOctaves(im, params);
     const uint64_t middleCount = octaves * (perOctave_ - 2);
@@ -64,13 +73,13 @@ class LayerStack {
     const uint64_t planeBytes =
         saturatingProduct(saturatingProduct(pixels, perOctave_), 4 * sizeof(int32_t));
     if (planeBytes > std::numeric_limits<uint32_t>::max()) return;
-    block_ = takeFromCall<std::byte>(listBytes + recordBytes + planeBytes);
+    block_ = {allocator, listBytes + recordBytes + planeBytes};
     if (!block_) return;
 
-    middle_ = carve<int32_t>(block_.data(), middleCount);
-    layers_ = carve<tagOctaveLayer>(block_.data() + listBytes, layerCount);
-    auto* plane =
-        static_cast<int32_t*>(static_cast<void*>(block_.data() + listBytes + recordBytes));
+    Carver carver(block_.data());
+    middle_ = carver.take<int32_t>(middleCount);
+    layers_ = carver.take<tagOctaveLayer>(layerCount);
+    int32_t* plane = carver.take<int32_t>(planeBytes / sizeof(int32_t)).data();
     for (std::size_t i = 0; i < layers_.size(); ++i) {
       layers_[i] = makeLayer(im, i / perOctave_, i % perOctave_, plane);
       plane += static_cast<std::size_t>(layers_[i].cols) * layers_[i].rows;
@@ -88,13 +97,6 @@ class LayerStack {
  private:
   static constexpr uint64_t roundedUp(uint64_t size, uint64_t alignment) {
     return (size + alignment - 1) / alignment * alignment;
-  }
-
-  template <typename T>
-  static std::span<T> carve(std::byte* at, uint64_t count) {
-    auto* values = static_cast<T*>(static_cast<void*>(at));
-    std::uninitialized_default_construct_n(values, count);
-    return {values, static_cast<std::size_t>(count)};
   }
 
   static tagOctaveLayer makeLayer(const tagIntegralMat& im, uint64_t octave, uint64_t layer,
@@ -149,12 +151,11 @@ bool shareGrid(const tagOctaveLayer& a, const tagOctaveLayer& b) {
 }
 
 }  // namespace
-}  // namespace velmora
 
-int32_t SURF_detect(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
-                    int32_t* count) {
-  const velmora::LayerStack stack(*im, *p);
-  if (!stack) return velmora::reportFailedAllocation();
+int32_t detect(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out, int32_t* count,
+               const Allocator& allocator) {
+  const LayerStack stack(*im, *p, allocator);
+  if (!stack) return reportFailedAllocation();
   for (tagOctaveLayer& layer : stack.layers())
     CalcLayerDet_0123_neon(im, &layer);
   for (const int32_t index : stack.middle())
@@ -162,10 +163,9 @@ int32_t SURF_detect(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOIN
   return 0;
 }
 
-int32_t SURF_detect_neon(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
-                         int32_t* count) {
-  using namespace velmora;
-  const LayerStack stack(*im, *p);
+int32_t detectOnSlots(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
+                      int32_t* count, const Allocator& allocator) {
+  const LayerStack stack(*im, *p, allocator);
   if (!stack) return reportFailedAllocation();
   const std::size_t searches = std::min(stack.middle().size(), kParallelSearches);
   const HeapBuffer<ST_KEYPOINT> found(searches * kMaxKeypoints);
@@ -190,6 +190,18 @@ int32_t SURF_detect_neon(const tagIntegralMat* im, const tagSURFParams* p, ST_KE
   for (const LayerMaximaJob& job : running)
     appendPoints({job.out, static_cast<std::size_t>(job.count)}, out, *count);
   return 0;
+}
+
+}  // namespace velmora
+
+int32_t SURF_detect(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
+                    int32_t* count) {
+  return velmora::detect(im, p, out, count, velmora::currentAllocator());
+}
+
+int32_t SURF_detect_neon(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
+                         int32_t* count) {
+  return velmora::detectOnSlots(im, p, out, count, velmora::currentAllocator());
 }
 
 void FindMaximaInLayer(const tagIntegralMat* /*im*/, const tagSURFParams* p, tagOctaveLayer* layers,
