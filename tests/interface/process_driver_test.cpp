@@ -14,7 +14,6 @@
 #include "support/scratch_directory.h"
 #include "support/test_allocator.h"
 #include "velmora_sr/interpolation.h"
-#include "velmora_sr/kernel_tables.h"
 #include "velmora_sr/records.h"
 
 namespace velmora::test {
@@ -121,33 +120,32 @@ TEST(ProcessFailures, EveryRequestThatFailsOrThrowsLeavesTheOutputUntouched) {
   Velmora_SR_CreateParams params = parameters(120, 110, 0);
   params.alloc = throwingAlloc;
   const Session session(params);
-  Call call = smallCall();
-  EXPECT_EQ(call.run(session), 0);
-  EXPECT_FALSE(call.outputUntouched());
-  const auto requests = static_cast<int>(TestAllocator::requests().size());
-  for (int n = 0; n < 2 * requests; ++n) {
-    const bool throws = n >= requests;
-    SCOPED_TRACE(joined("request ", n % requests, throws ? " throws" : ""));
-    std::fill(call.data.begin(), call.data.end(), Call::kUntouched);
-    TestAllocator::reset();
-    (throws ? allocationsUntilThrow = n - requests : (TestAllocator::failRequest(n), 0));
-    LogCapture log;
-    EXPECT_EQ(call.run(session), 0);
-    EXPECT_EQ(TestAllocator::requests().size(), static_cast<std::size_t>(n % requests) + !throws)
-        << "nothing is asked for after a failure";
-    EXPECT_TRUE(call.outputUntouched());
-    EXPECT_EQ(call.reportedRegion(), whole(120, 110));
-    const Lines lines = maskedLines(log);
-    EXPECT_EQ(Lines(lines.end() - 2, lines.end()), closingLines());
-    EXPECT_THAT(lines,
-                testing::Contains(testing::AllOf(
-                    testing::Field(&LogLine::priority, kError),
-                    testing::Field(&LogLine::text,
-                                   testing::HasSubstr(throws ? "Process stopped: std::bad_alloc\n"
-                                                             : "alloc memory failed.")))));
+  for (const bool throws : {false, true}) {
+    for (int n = 0;; ++n) {
+      SCOPED_TRACE(joined("request ", n, throws ? " throws" : " fails"));
+      Call call = smallCall();
+      TestAllocator::reset();
+      throws ? allocationsUntilThrow = n : (TestAllocator::failRequest(n), 0);
+      LogCapture log;
+      EXPECT_EQ(call.run(session), 0);
+      EXPECT_EQ(call.reportedRegion(), whole(120, 110));
+      const Lines lines = maskedLines(log);
+      EXPECT_EQ(Lines(lines.end() - 2, lines.end()), closingLines());
+      if (!call.outputUntouched()) {
+        EXPECT_EQ(n, 9) << "nothing has failed any more";
+        allocationsUntilThrow = -1;
+        break;
+      }
+      EXPECT_EQ(TestAllocator::requests().size(), static_cast<std::size_t>(n) + !throws)
+          << "nothing is asked for after a failure";
+      EXPECT_THAT(lines,
+                  testing::Contains(testing::AllOf(
+                      testing::Field(&LogLine::priority, kError),
+                      testing::Field(&LogLine::text,
+                                     testing::HasSubstr(throws ? "Process stopped: std::bad_alloc\n"
+                                                               : "alloc memory failed.")))));
+    }
   }
-  EXPECT_EQ(call.run(session), 0);
-  EXPECT_FALSE(call.outputUntouched()) << "the handle survives";
 }
 
 TEST(ProcessFailures, WithoutWhatTheStagesNeedNothingIsWritten) {

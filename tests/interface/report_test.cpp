@@ -27,14 +27,6 @@ PairCall pairAt(int32_t x, int32_t y) {
   return {frameAt(0, 0), frameAt(x, y)};
 }
 
-Velmora_SR_Report reportOf(const SR_ParamsPublic* handle) {
-  Velmora_SR_Report report = {};
-  report.size = sizeof report;
-  EXPECT_EQ(VELMORA_SR_GetReport(handle, &report), 0);
-  EXPECT_EQ(report.size, sizeof report);
-  return report;
-}
-
 TEST(Report, OfAFusedPairHasWhatWasFound) {
   const Session session(kWidth, kHeight, 2);
   PairCall call = pairAt(12, -8);

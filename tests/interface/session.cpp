@@ -36,6 +36,14 @@ Session::~Session() {
   VELMORA_SR_Destroy(&handle_);
 }
 
+Velmora_SR_Report reportOf(const SR_ParamsPublic* handle) {
+  Velmora_SR_Report report = {};
+  report.size = sizeof report;
+  EXPECT_EQ(VELMORA_SR_GetReport(handle, &report), 0);
+  EXPECT_EQ(report.size, sizeof report);
+  return report;
+}
+
 void PrintTo(const Region& region, std::ostream* out) {
   *out << "[" << region.startW << ", " << region.startH << ", " << region.endW << ", "
        << region.endH << "]";

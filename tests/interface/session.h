@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/log_capture.h"
+#include "velmora_sr/report.h"
 #include "velmora_sr/velmora_sr.h"
 
 namespace velmora::test {
@@ -49,6 +50,9 @@ class Session {
  private:
   SR_ParamsPublic* handle_ = nullptr;
 };
+
+/// The report of the last call on a handle.
+Velmora_SR_Report reportOf(const SR_ParamsPublic* handle);
 
 struct Region {
   int32_t startW, startH, endW, endH;

@@ -75,20 +75,6 @@ Lines replacementLines(const Region& rejected, const Region& replacement) {
                        fourValues("vr", replacement), "].\n"))};
 }
 
-/// The registered area that a successful call has logged.
-Region registeredArea(const Lines& lines) {
-  for (const LogLine& line : lines) {
-    Region r = {};
-    if (std::sscanf(line.text.c_str(),
-                    "NB7UO_ZELK: vrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d",
-                    &r.startW, &r.startH, &r.endW, &r.endH) == 4) {
-      return r;
-    }
-  }
-  ADD_FAILURE() << "the frames were not registered";
-  return {-1, -1, -1, -1};
-}
-
 Region evenIntersection(const Region& a, const Region& b) {
   const auto up = [](int32_t v) { return v + v % 2; };
   const auto down = [](int32_t v) { return v - v % 2; };
@@ -139,7 +125,8 @@ TEST(Pairs, TranscriptRegionAndFramesOfBothScenes) {
       LogCapture log;
       EXPECT_EQ(call.run(*session, scene), 0);
       const Lines lines = maskedLines(log);
-      const Region registered = registers ? registeredArea(lines) : Region{0, 0, 0, 0};
+      const Velmora_SR_Report report = reportOf(session->handle());
+      const Region registered = {report.left, report.top, report.right, report.bottom};
       EXPECT_NEAR(registered.startW, second.covered.startW, 2);
       EXPECT_NEAR(registered.startH, second.covered.startH, 2);
       EXPECT_NEAR(registered.endW, second.covered.endW, 2);
@@ -277,9 +264,7 @@ TEST(TwoFrameFailures, EveryRequestThatFailsEndsInOneFrameOrNone) {
       EXPECT_EQ(failure.live(), 0u);
     }
     EXPECT_EQ(call.second, frameAt(12, -8));
-    Velmora_SR_Report report = {};
-    report.size = sizeof report;
-    EXPECT_EQ(VELMORA_SR_GetReport(session.handle(), &report), 0);
+    const Velmora_SR_Report report = reportOf(session.handle());
     EXPECT_EQ(report.cause, VELMORA_SR_CAUSE_MEMORY);
     EXPECT_EQ(report.fused, 0);
     EXPECT_EQ(report.written, call.outputUntouched() ? 0 : 1);
