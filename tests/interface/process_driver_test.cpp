@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <new>
 #include <set>
 #include <string>
 #include <vector>
@@ -95,58 +94,7 @@ TEST(SceneSingle, IsTheOneFrameInterpolationOfTheCallersRegion) {
   }
 }
 
-TEST(SceneSingle, TwelveMegapixels) {
-#if !defined(NDEBUG) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "runs in the release build";
-#endif
-  constexpr int32_t kWidth = 4000, kHeight = 3000;
-  const Session session(kWidth, kHeight, 0);
-  Call call = noiseCall(kWidth, kHeight, 5, whole(kWidth, kHeight), kWidth, kHeight);
-  std::fill_n(call.first.begin(), kWidth * kHeight, uint8_t{161});
-  EXPECT_EQ(call.run(session), 0);
-  EXPECT_TRUE(call.data == call.first);
-}
-
 // --- what goes wrong
-
-int allocationsUntilThrow = -1;
-
-void* throwingAlloc(uint32_t size, const char* tag, int32_t reserved) {
-  if (allocationsUntilThrow-- == 0) throw std::bad_alloc();
-  return TestAllocator::alloc(size, tag, reserved);
-}
-
-TEST(ProcessFailures, EveryRequestThatFailsOrThrowsLeavesTheOutputUntouched) {
-  Velmora_SR_CreateParams params = parameters(120, 110, 0);
-  params.alloc = throwingAlloc;
-  const Session session(params);
-  for (const bool throws : {false, true}) {
-    for (int n = 0;; ++n) {
-      SCOPED_TRACE(joined("request ", n, throws ? " throws" : " fails"));
-      Call call = smallCall();
-      TestAllocator::reset();
-      throws ? allocationsUntilThrow = n : (TestAllocator::failRequest(n), 0);
-      LogCapture log;
-      EXPECT_EQ(call.run(session), 0);
-      EXPECT_EQ(call.reportedRegion(), whole(120, 110));
-      const Lines lines = maskedLines(log);
-      EXPECT_EQ(Lines(lines.end() - 2, lines.end()), closingLines());
-      if (!call.outputUntouched()) {
-        EXPECT_EQ(n, 9) << "nothing has failed any more";
-        allocationsUntilThrow = -1;
-        break;
-      }
-      EXPECT_EQ(TestAllocator::requests().size(), static_cast<std::size_t>(n) + !throws)
-          << "nothing is asked for after a failure";
-      EXPECT_THAT(lines,
-                  testing::Contains(testing::AllOf(
-                      testing::Field(&LogLine::priority, kError),
-                      testing::Field(&LogLine::text,
-                                     testing::HasSubstr(throws ? "Process stopped: std::bad_alloc\n"
-                                                               : "alloc memory failed.")))));
-    }
-  }
-}
 
 TEST(ProcessFailures, WithoutWhatTheStagesNeedNothingIsWritten) {
   const ScratchDirectory scratch;
@@ -184,22 +132,6 @@ TEST(ProcessFailures, WithoutWhatTheStagesNeedNothingIsWritten) {
       EXPECT_TRUE(call.outputUntouched());
       EXPECT_EQ(call.reportedRegion(), whole(120, 110));
       EXPECT_TRUE(TestAllocator::requests().empty());
-    }
-  }
-}
-
-TEST(ProcessFailures, UnknownFormatsAreNotWritten) {
-  for (const int32_t scene : {0, 1, 2}) {
-    const Session session(120, 110, scene);
-    for (const int32_t format : {1, 6, -4}) {
-      Call call = smallCall(format);
-      LogCapture log;
-      EXPECT_EQ(call.run(session), 0);
-      EXPECT_TRUE(call.outputUntouched());
-      const std::string line =
-          scene == 0 ? joined("SRInterpolation_Single: unknown image format: ", format, "\n")
-                     : "UnSupport image format!\n";
-      EXPECT_THAT(log.takeTexts(), testing::Contains(testing::EndsWith(line)));
     }
   }
 }
