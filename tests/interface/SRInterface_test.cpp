@@ -9,7 +9,7 @@
 
 #include "interface/session.h"
 #include "support/heap_faults.h"
-#include "support/scratch_directory.h"
+#include "support/random.h"
 #include "support/test_allocator.h"
 #include "thread_pool/thread_faults.h"
 #include "velmora_sr/interface.h"
@@ -30,82 +30,43 @@ std::string inSource(const char* line, const char* function) {
 
 // --- creation
 
-TEST(Create, TranscriptAndThresholds) {
-  const struct {
-    const char *low, *high;  // null: no paths
-    int32_t checkedLow, checkedHigh;
-  } cases[] = {{nullptr, nullptr, 1, 5}, {"7", "90", 7, 90}, {"7", "3", 1, 5}};
-  const ScratchDirectory scratch;
-  const std::string config = scratch.path("percent_%s_%n.xml");
-  for (const auto& c : cases) {
-    Velmora_SR_CreateParams params = parameters(640, 480, 2);
-    LogLine configured = error("NB7UO_ZELK: succeed." + inSource("176", "ParseConfigFile"));
-    if (c.low != nullptr) {
-      writeFile(config,
-                joined("<?xml version=\"1.0\"?><Config><GhostCorrection><LowThr>", c.low,
-                       "</LowThr><HighThr>", c.high, "</HighThr></GhostCorrection></Config>"));
-      params.configFileName = config.c_str();
-      params.kernelFileName = "/nowhere/%d%s/kernel";
-      configured = error("NB7UO_ZELK: Load Config File Succeed.  <" + config + ">\n");
-    }
-    LogCapture log;
-    const Session session(params);
-    const auto shown = [](const char* path) { return path == nullptr ? "(null)" : path; };
-    EXPECT_EQ(log.take(),
-              bannerLines() +
-                  (Lines{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"), configured,
-                         error("NB7UO_ZELK: Load kernel file failed.Use  default kernel file." +
-                               inSource("130", "LoadDefaultKernelFile")),
-                         info(joined("NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
-                                     "inImageWidth = 640, inImageHeight = 480\n"
-                                     "\t\tsrImageWidth = 0, srImageHeight = 0\n"
-                                     "\t\tsrScene = 2\n\t\tzelkConfigFileName = ",
-                                     shown(params.configFileName), "\n\t\tzelkKernelFileName = ",
-                                     shown(params.kernelFileName), "\n\t\t")),
-                         info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")}));
-    EXPECT_EQ(zelkParamPrivate.ghostLowThr, c.checkedLow);
-    EXPECT_EQ(zelkParamPrivate.ghostHighThr, c.checkedHigh);
-  }
-}
-
-TEST(Create, FillsTheHandleAndCutsPathsThatDoNotFit) {
-  for (const std::size_t length : {10u, 2046u, 2047u, 2048u, 5000u}) {
-    const std::string config(length, 'x'), kernel(length, 'k');
+TEST(Create, TellsWhatItDoesAndFillsTheHandle) {
+  const std::string cut(2047, 'x');
+  for (const std::string& path : {std::string(), std::string("/nowhere/%d%s%n"), cut, cut + "y",
+                                  cut + std::string(3000, 'z')}) {
+    const std::string kernel = path.empty() ? "" : "k" + path;
     Velmora_SR_CreateParams params = parameters(1280, 720, 1);
-    params.configFileName = config.c_str();
-    params.kernelFileName = kernel.c_str();
+    params.configFileName = path.empty() ? nullptr : path.c_str();
+    params.kernelFileName = path.empty() ? nullptr : kernel.c_str();
     LogCapture log;
     const Session session(params);
+    std::string shown = joined(
+        "NB7UO_ZELK: Dual Camera Super Resolution Params:\n"
+        "inImageWidth = 1280, inImageHeight = 720\n\t\tsrImageWidth = 0, srImageHeight = 0\n"
+        "\t\tsrScene = 1\n\t\tzelkConfigFileName = ",
+        path.empty() ? "(null)" : path,
+        "\n\t\tzelkKernelFileName = ", path.empty() ? "(null)" : kernel, "\n\t\t");
+    // A file is looked for under the whole of its name; the line of the parameters is cut.
+    const std::string line = path.empty() ? "succeed." + inSource("176", "ParseConfigFile")
+                                          : "Load Config File Succeed.  <" + path + ">\n";
+    EXPECT_EQ(
+        log.take(),
+        bannerLines() +
+            (Lines{info("NB7UO_ZELK: VELMORA_SR_Create Start.\n"), error("NB7UO_ZELK: " + line),
+                   error("NB7UO_ZELK: Load kernel file failed.Use  default kernel file." +
+                         inSource("130", "LoadDefaultKernelFile")),
+                   info(shown.substr(0, 2047)), info("NB7UO_ZELK: VELMORA_SR_Create Finish.\n")}));
     const SR_ParamsPublic& handle = *session.handle();
-    EXPECT_EQ(handle.state, 2);
-    EXPECT_EQ(handle.inImageWidth, 1280);
-    EXPECT_EQ(handle.inImageHeight, 720);
-    EXPECT_EQ(handle.srScene, 1);
-    EXPECT_EQ(handle.srImageWidth, 0);
-    EXPECT_EQ(handle.memSize, 0u);
-    EXPECT_EQ(handle.memBuffer, nullptr);
+    EXPECT_EQ(std::tuple(handle.state, handle.inImageWidth, handle.inImageHeight, handle.srScene,
+                         handle.srImageWidth, handle.memSize, handle.memBuffer),
+              std::tuple(2, 1280, 720, 1, 0, 0u, nullptr));
     EXPECT_EQ(handle.alloc, &TestAllocator::alloc);
     EXPECT_EQ(handle.free, &TestAllocator::free);
-    EXPECT_EQ(handle.configFileNamePtr, config.c_str());
-    EXPECT_EQ(handle.kernelFileNamePtr, kernel.c_str());
-    EXPECT_EQ(handle.configFileName, config.substr(0, 2047));
+    EXPECT_EQ(handle.configFileNamePtr, params.configFileName);
+    EXPECT_EQ(handle.kernelFileNamePtr, params.kernelFileName);
+    EXPECT_EQ(handle.configFileName, path.substr(0, 2047));
     EXPECT_EQ(handle.kernelFileName, kernel.substr(0, 2047));
     EXPECT_TRUE(TestAllocator::requests().empty()) << "creation takes nothing from the allocator";
-    const Lines lines = log.take();
-    // The file is looked for under the whole of its name; the line of the parameters is cut.
-    EXPECT_EQ(lines[4], error("NB7UO_ZELK: Load Config File Succeed.  <" + config + ">\n"));
-    EXPECT_EQ(lines[lines.size() - 2].text.size() == 2047, length > 2000);
-  }
-}
-
-TEST(Create, KeepsTheAllocatorOnlyAsAPair) {
-  for (const bool haveAlloc : {false, true}) {
-    Velmora_SR_CreateParams params = parameters(64, 48, 0);
-    (haveAlloc ? params.free = nullptr : nullptr);
-    if (!haveAlloc) params.alloc = nullptr;
-    const Session session(params);
-    EXPECT_EQ(session.handle()->alloc, nullptr);
-    EXPECT_EQ(session.handle()->free, nullptr);
   }
 }
 
@@ -171,24 +132,23 @@ TEST(Create, WithoutThreadsStillDeliversTheHandle) {
 }
 
 TEST(Create, SecondHandleTakesOverTheTables) {
+  const auto tables = [] {
+    return std::tie(Lanczos1D_4_2_Fix, Lanczos1D_4_2_Fix_sharp, Lanczos2D_4_2_Fix_Sharp);
+  };
+  using Tables = std::tuple<int16_t**, int16_t**, int16_t**>;
   const Session first(64, 48, 0);
-  int16_t** const tables[] = {Lanczos1D_4_2_Fix, Lanczos1D_4_2_Fix_sharp, Lanczos2D_4_2_Fix_Sharp};
+  const Tables firstOnes = tables();
   {
     const Session second(64, 48, 0);
     EXPECT_NE(Lanczos1D_4_2_Fix, nullptr);
-    EXPECT_NE(Lanczos1D_4_2_Fix, tables[0]);
+    EXPECT_NE(Lanczos1D_4_2_Fix, std::get<0>(firstOnes));
   }
-  // The first handle's own tables are lost to the library, but nobody has released them.
-  EXPECT_EQ(tables[0][25][1], 2303);
-  EXPECT_EQ(tables[1][25][1], 2624);
-  EXPECT_EQ(tables[2][0][16], 3588);
-  for (int16_t** const table : tables) {
-    for (int i = 0; i < (table == tables[2] ? 2500 : 50); ++i)
-      delete[] table[i];
-    delete[] table;
-  }
-  // The end of the second handle has released what the first one uses.
-  EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
+  EXPECT_EQ(tables(), Tables()) << "the end of the second handle has released its own";
+  // The first handle's tables are lost to the library, but nobody has released them.
+  tables() = firstOnes;
+  EXPECT_EQ(Lanczos1D_4_2_Fix[25][1], 2303);
+  EXPECT_EQ(Lanczos1D_4_2_Fix_sharp[25][1], 2624);
+  EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp[0][16], 3588);
 }
 
 // --- thresholds
@@ -213,41 +173,34 @@ TEST(CheckParams, ResetsThresholdsOutOfRange) {
 // --- destruction
 
 TEST(Destroy, ReleasesWhatIsSharedWhateverTheHandleIsUnlikeForNull) {
+  const Lines start = {info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n")};
+  const Lines refused =
+      start + Lines{error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")};
   SR_ParamsPublic halfFilled = {};
   halfFilled.state = 1;
-  SR_ParamsPublic* none = nullptr;
-  SR_ParamsPublic* uncreated = &halfFilled;
-  SR_ParamsPublic* created = nullptr;
+  SR_ParamsPublic *none = nullptr, *uncreated = &halfFilled, *created = nullptr;
   const Velmora_SR_CreateParams params = parameters(64, 48, 0);
-  for (SR_ParamsPublic** const argument : {&none, &uncreated, &created}) {
-    SCOPED_TRACE(argument == &created);
+  const auto shared = [] {
+    return std::tuple(zelkParamPrivate.pub, zelkParamPrivate.posMap1, zelkParamPrivate.posMap2,
+                      Lanczos1D_4_2_Fix, Lanczos1D_4_2_Fix_sharp, Lanczos2D_4_2_Fix_Sharp);
+  };
+  for (SR_ParamsPublic** const argument :
+       {static_cast<SR_ParamsPublic**>(nullptr), &none, &uncreated, &created}) {
+    const bool destroys = argument == &created;
     ASSERT_EQ(VELMORA_SR_Create(&params, &created), 0);
     SR_ParamsPublic* const live = created;
     int map = 0;
     zelkParamPrivate.pub = live;
     zelkParamPrivate.posMap1 = zelkParamPrivate.posMap2 = &map;
+    const auto before = shared();
     LogCapture log;
-    EXPECT_EQ(VELMORA_SR_Destroy(nullptr), -1);
-    const Lines refused = {
-        info("NB7UO_ZELK: VELMORA_SR_Destroy Start.\n"),
-        error("VELMORA_SR_Destroy: input handle is NULL or not initialized!!\n")};
-    EXPECT_EQ(log.take(), refused);
-    EXPECT_NE(Lanczos2D_4_2_Fix_Sharp, nullptr);
-
-    EXPECT_EQ(VELMORA_SR_Destroy(argument), argument == &created ? 0 : -1);
+    EXPECT_EQ(VELMORA_SR_Destroy(argument), destroys ? 0 : -1);
     EXPECT_EQ(log.take(),
-              argument == &created
-                  ? (Lines{refused[0], info("NB7UO_ZELK: VELMORA_SR_Destroy Finish.\n")})
-                  : refused);
-    EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
-    EXPECT_EQ(Lanczos1D_4_2_Fix_sharp, nullptr);
-    EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, nullptr);
-    EXPECT_EQ(zelkParamPrivate.pub, nullptr);
-    EXPECT_EQ(zelkParamPrivate.posMap1, nullptr);
-    EXPECT_EQ(zelkParamPrivate.posMap2, nullptr);
-    EXPECT_EQ(created, argument == &created ? nullptr : live);
+              destroys ? start + Lines{info("NB7UO_ZELK: VELMORA_SR_Destroy Finish.\n")} : refused);
+    EXPECT_EQ(shared(), argument == nullptr ? before : decltype(shared())());
+    EXPECT_EQ(created, destroys ? nullptr : live);
     EXPECT_EQ(uncreated, &halfFilled);
-    if (argument != &created) VELMORA_SR_Destroy(&created);
+    if (!destroys) VELMORA_SR_Destroy(&created);
   }
 }
 
@@ -255,18 +208,13 @@ TEST(Destroy, ReleasesWhatIsSharedWhateverTheHandleIsUnlikeForNull) {
 
 class ProcessArguments : public testing::Test {
  protected:
-  ProcessArguments() {
-    call.input.leftData = frame.data();
-    call.input.rightData = frame.data() + 1;
-    call.input.leftData2 = frame.data() + 2;
-  }
-  std::vector<uint8_t> frame = std::vector<uint8_t>(frameBytes(64, 48) + 2, 90);
-  Call call{64, 48, 4, {1, 2, 60, 40}, 128, 96};
+  std::vector<uint8_t> frame = std::vector<uint8_t>(frameBytes(64, 48), 90);
+  Call call{64, 48, 4, {1, 2, 60, 40}, 128, 96, frame, frame};
 };
 
 TEST_F(ProcessArguments, NullArgumentsFrameCountsAndHandlesThatAreNotCreated) {
   const Session session(64, 48, 0);
-  const LogLine begin = info("NB7UO_ZELK: VELMORA_SR_Process Start.\n");
+  const Lines begin = {info("NB7UO_ZELK: VELMORA_SR_Process Start.\n")};
   LogCapture log;
   EXPECT_EQ(VELMORA_SR_Process(nullptr, &call.input, 1, &call.output), -1);
   EXPECT_EQ(VELMORA_SR_Process(session.handle(), nullptr, 1, &call.output), -1);
@@ -275,23 +223,24 @@ TEST_F(ProcessArguments, NullArgumentsFrameCountsAndHandlesThatAreNotCreated) {
   EXPECT_EQ(call.run(session, INT32_MIN), -1);
   Lines refused;
   for (int i = 0; i < 5; ++i)
-    refused = refused + Lines{begin, kNullArguments};
+    refused = refused + begin + Lines{kNullArguments};
   EXPECT_EQ(log.take(), refused);
-  SR_ParamsPublic handle = {};
   for (const int32_t state : {0, 1, 3, -2}) {
-    handle.state = state;
-    EXPECT_EQ(VELMORA_SR_Process(&handle, &call.input, 1, &call.output), -2);
-    EXPECT_EQ(log.take(), (Lines{begin, error("NB7UO_ZELK: input handle is not initialized!!\n")}));
+    session.handle()->state = state;
+    EXPECT_EQ(call.run(session), -2);
+    EXPECT_EQ(log.take(), begin + Lines{error("NB7UO_ZELK: input handle is not initialized!!\n")});
   }
+  session.handle()->state = 2;
   EXPECT_EQ(call.reportedRegion(), (Region{0, 0, 0, 0}));
   EXPECT_EQ(session.handle()->srImageWidth, 0);
 }
 
 TEST_F(ProcessArguments, WhatIsRefusedIsNamedInTheLog) {
   // What "%d" shows of a pointer.
-  const auto shown = [this](int offset) {
-    return std::to_string(static_cast<int32_t>(reinterpret_cast<uintptr_t>(frame.data())) + offset);
+  const auto shown = [](const void* data) {
+    return std::to_string(static_cast<int32_t>(reinterpret_cast<uintptr_t>(data)));
   };
+  const std::string first = shown(call.input.leftData), second = shown(call.input.rightData);
   const std::string atScene1 =
       " is less than 1 at scene doubleFrame_leftRight\nor input image data is null[leftData = ";
   const std::string atScene2 =
@@ -308,15 +257,15 @@ TEST_F(ProcessArguments, WhatIsRefusedIsNamedInTheLog) {
        "input image pair number 1 is less than 1 at scene singleFrameZoom\n"
        "or input image data is null[leftData = 0].\n"},
       {1, 1, [](Call& c) { c.input.rightData = nullptr; }, -3,
-       "input image pair number 1" + atScene1 + shown(0) + ", rightData = 0].\n"},
+       "input image pair number 1" + atScene1 + first + ", rightData = 0].\n"},
       {1, 7, [](Call& c) { c.input.leftData = nullptr; }, -3,
-       "input image pair number 7" + atScene1 + "0, rightData = " + shown(1) + "].\n"},
+       "input image pair number 7" + atScene1 + "0, rightData = " + second + "].\n"},
       {2, 1, [](Call&) {}, -3,
-       "input image pair number 1" + atScene2 + shown(0) + ", leftData2 = " + shown(2) + "].\n"},
+       "input image pair number 1" + atScene2 + first + ", leftData2 = " + second + "].\n"},
       {2, 2, [](Call& c) { c.input.leftData2 = nullptr; }, -3,
-       "input image pair number 2" + atScene2 + shown(0) + ", leftData2 = 0].\n"},
+       "input image pair number 2" + atScene2 + first + ", leftData2 = 0].\n"},
       {2, 2, [](Call& c) { c.input.leftData = nullptr; }, -3,
-       "input image pair number 2" + atScene2 + "0, leftData2 = " + shown(2) + "].\n"},
+       "input image pair number 2" + atScene2 + "0, leftData2 = " + second + "].\n"},
       {0, 1, [](Call& c) { c.input.width = 0; }, -1, ""},
       {1, 1, [](Call& c) { c.input.height = -1; }, -1, ""},
       {2, 2, [](Call& c) { c.output.width = 0; }, -1, ""},
@@ -353,20 +302,17 @@ TEST_F(ProcessArguments, EqualSizesCopyTheFirstFrameAlsoOverItself) {
     Velmora_SR_CreateParams params = parameters(63, 47, scene);
     params.alloc = nullptr;
     const Session session(params);
-    for (const std::ptrdiff_t offset : {std::ptrdiff_t{0}, std::ptrdiff_t{1}, std::ptrdiff_t{100},
-                                        std::ptrdiff_t{-1}, std::ptrdiff_t{-100}, kBytes}) {
-      std::vector<uint8_t> memory(2 * kBytes + 200);
-      for (std::size_t i = 0; i < memory.size(); ++i)
-        memory[i] = static_cast<uint8_t>(i * 31 >> 3);
+    for (const std::ptrdiff_t offset :
+         std::initializer_list<std::ptrdiff_t>{0, 1, 100, -1, -100, kBytes}) {
+      std::vector<uint8_t> memory = Random(3).bytes(2 * kBytes + 200);
       const auto from = memory.begin() + 100;
       std::vector<uint8_t> wanted = memory;
       std::copy(from, from + kBytes, wanted.begin() + 100 + offset);
-      Call same(63, 47, 5, {1, 2, 60, 40}, 63, 47);
+      Call same(63, 47, 5, {1, 2, 60, 40}, 63, 47, {}, frame);
       same.input.leftData = &*from;
-      same.input.rightData = same.input.leftData2 = frame.data();
       same.output.data = &*from + offset;
       LogCapture log;
-      EXPECT_EQ(same.run(session, 2), 0);
+      EXPECT_EQ(same.run(session), 0);
       EXPECT_TRUE(memory == wanted) << offset;
       EXPECT_EQ(log.take(),
                 openingLines(session, same) +
@@ -381,37 +327,30 @@ TEST_F(ProcessArguments, EqualSizesCopyTheFirstFrameAlsoOverItself) {
 // --- the steps behind the entry points
 
 TEST(Steps, SetUpAndUninitializtionUndoes) {
+  LogCapture log;
   SR_ParamsPublic handle = {};
   EXPECT_EQ(SR_Initializtion(&handle), SR_RET_SUCCEED);
   EXPECT_EQ(zelkParamPrivate.kernelTaps, 4);
-  handle.memSize = 17;
-  EXPECT_EQ(SR_Query(nullptr, &handle), 0);
-  EXPECT_EQ(SR_MemManagement(nullptr, &handle), SR_RET_SUCCEED);
-  EXPECT_EQ(handle.memSize, 0u) << "no stage wants a shared block";
-  EXPECT_NE(handle.memBuffer, nullptr);
+  log.take();
   // A second block takes the place of the first; the leak checker watches.
-  EXPECT_EQ(SR_MemManagement(nullptr, &handle), SR_RET_SUCCEED);
-  EXPECT_NE(handle.memBuffer, nullptr);
-  EXPECT_EQ(SR_Uninitializtion(), 0);
-  EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
-  EXPECT_EQ(SR_Uninitializtion(), 0);
-}
-
-TEST(Steps, ReportNullHandlesAndAnExhaustedHeap) {
-  LogCapture log;
+  for (const int failing : {-1, -1, 0}) {
+    const HeapFaults failure(failing);
+    handle.memSize = 17;
+    EXPECT_EQ(SR_Query(nullptr, &handle), 0);
+    EXPECT_EQ(SR_MemManagement(nullptr, &handle),
+              failing < 0 ? SR_RET_SUCCEED : SR_RET_ALLOC_FAILED);
+    EXPECT_EQ(handle.memSize, 0u) << "no stage wants a shared block";
+    EXPECT_EQ(handle.memBuffer != nullptr, failing < 0);
+  }
   EXPECT_EQ(SR_Initializtion(nullptr), -1);
   EXPECT_EQ(SR_MemManagement(nullptr, nullptr), SR_RET_PARAMS_OUT_OF_RANGE);
-  EXPECT_EQ(log.take(), (Lines{kNullArguments, kNullArguments}));
-  SR_ParamsPublic handle = {};
-  handle.memSize = 17;
-  handle.memBuffer = &handle;
-  const HeapFaults failure(0);
-  EXPECT_EQ(SR_MemManagement(nullptr, &handle), SR_RET_ALLOC_FAILED);
-  EXPECT_EQ(handle.memSize, 0u);
-  EXPECT_EQ(handle.memBuffer, nullptr);
-  EXPECT_EQ(
-      log.take(),
-      (Lines{error("NB7UO_ZELK: alloc memory failed." + inSource("91", "SR_MemManagement"))}));
+  EXPECT_EQ(log.take(),
+            (Lines{error("NB7UO_ZELK: alloc memory failed." + inSource("91", "SR_MemManagement")),
+                   kNullArguments, kNullArguments}));
+  for (int twice = 0; twice < 2; ++twice) {
+    EXPECT_EQ(SR_Uninitializtion(), 0);
+    EXPECT_EQ(Lanczos1D_4_2_Fix, nullptr);
+  }
 }
 
 }  // namespace

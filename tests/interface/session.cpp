@@ -1,5 +1,7 @@
 #include "interface/session.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <ostream>
@@ -34,6 +36,14 @@ Session::~Session() {
   VELMORA_SR_Destroy(&handle_);
 }
 
+Velmora_SR_Report reportOf(const SR_ParamsPublic* handle) {
+  Velmora_SR_Report report = {};
+  report.size = sizeof report;
+  EXPECT_EQ(VELMORA_SR_GetReport(handle, &report), 0);
+  EXPECT_EQ(report.size, sizeof report);
+  return report;
+}
+
 void PrintTo(const Region& region, std::ostream* out) {
   *out << "[" << region.startW << ", " << region.startH << ", " << region.endW << ", "
        << region.endH << "]";
@@ -44,8 +54,12 @@ Region whole(int32_t width, int32_t height) {
 }
 
 Call::Call(int32_t width, int32_t height, int32_t format, Region region, int32_t outWidth,
-           int32_t outHeight)
-    : data(frameBytes(std::max(outWidth, 0), std::max(outHeight, 0)), kUntouched) {
+           int32_t outHeight, std::vector<uint8_t> firstFrame, std::vector<uint8_t> secondFrame)
+    : data(frameBytes(outWidth, outHeight), kUntouched),
+      first(std::move(firstFrame)),
+      second(std::move(secondFrame)) {
+  input.leftData = first.data();
+  input.rightData = input.leftData2 = second.data();
   input.width = width;
   input.height = height;
   input.format = format;
@@ -57,6 +71,13 @@ Call::Call(int32_t width, int32_t height, int32_t format, Region region, int32_t
   output.height = outHeight;
   output.format = format;
   output.data = data.data();
+}
+
+int32_t Call::run(const Session& session, int32_t frameCount) {
+  const int32_t code = VELMORA_SR_Process(session.handle(), &input, frameCount, &output);
+  EXPECT_EQ(TestAllocator::live(), 0u);
+  EXPECT_EQ(TestAllocator::faults(), "");
+  return code;
 }
 
 bool Call::outputUntouched() const {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/log_capture.h"
+#include "velmora_sr/report.h"
 #include "velmora_sr/velmora_sr.h"
 
 namespace velmora::test {
@@ -50,6 +51,9 @@ class Session {
   SR_ParamsPublic* handle_ = nullptr;
 };
 
+/// The report of the last call on a handle.
+Velmora_SR_Report reportOf(const SR_ParamsPublic* handle);
+
 struct Region {
   int32_t startW, startH, endW, endH;
   bool operator==(const Region&) const = default;
@@ -59,14 +63,15 @@ void PrintTo(const Region& region, std::ostream* out);
 /// The whole frame.
 Region whole(int32_t width, int32_t height);
 
-/// One process call: records filled in, an output buffer of exactly the right size.
+/// One process call: records filled in, an output buffer of exactly the right size. The second
+/// frame is that of both scenes.
 struct Call {
   Call(int32_t width, int32_t height, int32_t format, Region region, int32_t outWidth,
-       int32_t outHeight);
+       int32_t outHeight, std::vector<uint8_t> firstFrame = {},
+       std::vector<uint8_t> secondFrame = {});
 
-  int32_t run(const Session& session, int32_t frameCount = 1) {
-    return VELMORA_SR_Process(session.handle(), &input, frameCount, &output);
-  }
+  /// Whatever the call gives, no block is left and the allocator was used as it is meant to be.
+  int32_t run(const Session& session, int32_t frameCount = 2);
   Region reportedRegion() const {
     return {output.vrStartW, output.vrStartH, output.vrEndW, output.vrEndH};
   }
@@ -75,7 +80,7 @@ struct Call {
   static constexpr uint8_t kUntouched = 0x5A;
   Velmora_SR_InputFrames input = {};
   Velmora_SR_OutputFrame output = {};
-  std::vector<uint8_t> data;
+  std::vector<uint8_t> data, first, second;
 };
 
 /// The three version lines.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
-#include "interface/session.h"
 #include "support/random.h"
 
 namespace velmora::test {
@@ -54,6 +54,13 @@ std::vector<uint8_t> texturedFrame(int32_t width, int32_t height, int32_t x, int
       *next++ = sample(128 + 60 * noise(scene + 400, column, row, 40));
     }
   }
+  return frame;
+}
+
+const std::vector<uint8_t>& frameAt(int32_t x, int32_t y) {
+  static std::map<std::pair<int32_t, int32_t>, std::vector<uint8_t>> frames;
+  auto& frame = frames[{x, y}];
+  if (frame.empty()) frame = texturedFrame(kWidth, kHeight, x, y);
   return frame;
 }
 

@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -14,6 +13,7 @@ namespace {
 using velmora::test::LogCapture;
 using velmora::test::LogLine;
 using velmora::test::readFile;
+using namespace std::string_literals;
 
 constexpr uint8_t kLuma[] = {1, 2, 0, 255};
 constexpr uint8_t kChroma[] = {10, 13};
@@ -28,6 +28,7 @@ std::vector<LogLine> lines(int priority, const std::vector<std::string>& texts,
 }
 
 TEST(DumpToFile, WritesThePlanesThatAreThereOverAnOlderFile) {
+  const std::string four = "done writing 4 bytes to file", two = "done writing 2 bytes to file";
   const struct {
     const uint8_t* luma;
     int lumaSize;
@@ -35,17 +36,10 @@ TEST(DumpToFile, WritesThePlanesThatAreThereOverAnOlderFile) {
     int chromaSize;
     std::string content;
     std::vector<std::string> texts;
-  } cases[] = {
-      {kLuma,
-       4,
-       kChroma,
-       2,
-       {"\1\2\0\377\n\r", 6},
-       {"done writing 4 bytes to file", "done writing 2 bytes to file"}},
-      {kLuma, 4, nullptr, 2, {"\1\2\0\377", 4}, {"done writing 4 bytes to file"}},
-      {nullptr, 4, kChroma, 2, "\n\r", {"done writing 2 bytes to file"}},
-      {kLuma, 0, kChroma, -1, "", {}},
-  };
+  } cases[] = {{kLuma, 4, kChroma, 2, "\1\2\0\377\n\r"s, {four, two}},
+               {kLuma, 4, nullptr, 2, "\1\2\0\377"s, {four}},
+               {nullptr, 4, kChroma, 2, "\n\r", {two}},
+               {kLuma, 0, kChroma, -1, "", {}}};
   const velmora::test::ScratchDirectory directory;
   const std::string path = directory.path("frame%d.yuv");
   for (const auto& c : cases) {

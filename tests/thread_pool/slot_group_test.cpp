@@ -117,22 +117,18 @@ TEST_P(SlotGroup, AThrowingShareFailsTheJobWhenAllAreDone) {
 
 // Two passes like the stages': the second reads what other bands of the first wrote.
 TEST_P(SlotGroup, PassesSeeEachOthersResults) {
-  struct Planes {
-    std::array<int, 4> first, second;
-  };
-  constexpr std::array<int32_t, 3> kBands = {13, 14, 15};
   for (int round = 0; round < 500; ++round) {
-    Planes planes = {};
+    std::array<int32_t, 8> planes = {};  // two of four bands
     const SR_ThreadJob write = [](void* arg, int32_t index) {
-      static_cast<Planes*>(arg)->first.at(index - 12) = index;
+      static_cast<int32_t*>(arg)[index - 12] = index;
     };
     const SR_ThreadJob mirror = [](void* arg, int32_t index) {
-      auto& p = *static_cast<Planes*>(arg);
-      p.second.at(index - 12) = p.first.at(15 - index);
+      auto* const p = static_cast<int32_t*>(arg);
+      p[index - 8] = p[15 - index];
     };
-    runOnSlots(kBands, write, &planes, 12);
-    runOnSlots(kBands, mirror, &planes, 12);
-    ASSERT_EQ(planes.second, (std::array{15, 14, 13, 12}));
+    for (const SR_ThreadJob pass : {write, mirror})
+      runOnSlots(std::array{13, 14, 15}, pass, planes.data(), 12);
+    ASSERT_EQ(planes, (std::array{12, 13, 14, 15, 15, 14, 13, 12}));
   }
 }
 
