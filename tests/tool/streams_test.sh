@@ -89,13 +89,6 @@ for command in upscale video; do
   sleep 0.1
   kill -TERM "$running"
   ended 143 'SIGTERM without input'
-  for pause in 0 0.001 0.002 0.004 0.01; do
-    start
-    kill -TERM "$running"
-    sleep $pause
-    kill -TERM "$running" 2>/dev/null
-    ended 143 "two signals, $pause s"
-  done
 done
 
 # Who reads the picture is missed, who reads a text has seen enough; an unwritable output is an error.
