@@ -17,29 +17,20 @@ static atomic_long requests = 0;
 static long fail_at = -1;
 
 static int fails(void) {
-  return atomic_fetch_add(&requests, 1) + 1 == fail_at;
-}
-
-static void* failed(void) {
+  if (atomic_fetch_add(&requests, 1) + 1 != fail_at) return 0;
   errno = ENOMEM;
-  return NULL;
+  return 1;
 }
 
-VELMORA_API void* malloc(size_t size) {
-  return fails() ? failed() : __libc_malloc(size);
-}
+#define REQUEST(name, parameters, arguments)         \
+  VELMORA_API void* name parameters {                \
+    return fails() ? NULL : __libc_##name arguments; \
+  }
 
-VELMORA_API void* calloc(size_t count, size_t size) {
-  return fails() ? failed() : __libc_calloc(count, size);
-}
-
-VELMORA_API void* realloc(void* block, size_t size) {
-  return fails() ? failed() : __libc_realloc(block, size);
-}
-
-VELMORA_API void* memalign(size_t alignment, size_t size) {
-  return fails() ? failed() : __libc_memalign(alignment, size);
-}
+REQUEST(malloc, (size_t size), (size))
+REQUEST(calloc, (size_t count, size_t size), (count, size))
+REQUEST(realloc, (void* block, size_t size), (block, size))
+REQUEST(memalign, (size_t alignment, size_t size), (alignment, size))
 
 VELMORA_API void* aligned_alloc(size_t alignment, size_t size) {
   return memalign(alignment, size);
