@@ -39,11 +39,8 @@ TEST(Arguments, RefuseWhatIsNoValueByOptionAndValue) {
 }
 
 TEST(Arguments, AreReadExactly) {
-  EXPECT_EQ(parseSize("", "1920x1080"), (Size{1920, 1080}));
   EXPECT_EQ(parseRegion("", "0,10,99,10"), (Region{0, 10, 99, 10}));
-  EXPECT_EQ(parseScale("", "1.5"), 1.5);
   EXPECT_EQ(parseScale("", "64"), 64);
-  EXPECT_EQ(parseFormat("", "nv21", true), FileFormat::nv21);
   EXPECT_EQ(parseFormat("", "jpeg", false), FileFormat::jpeg);
   EXPECT_EQ(parseNumber("", "100", 1, 100), 100);
 }

@@ -196,22 +196,14 @@ TEST_F(Pictures, WhatCannotBeReadIsNamed) {
 
 TEST_F(Pictures, JpegOfEverySubsamplingBecomes420InPlace) {
   for (const Size size : {Size{61, 47}, Size{3, 3}}) {
-    // Left half red, right half blue, the border on a block of every subsampling but for 3 x 3.
-    Bytes rgb;
-    for (int i = 0; i < size.width * size.height; ++i) {
-      const bool left = i % size.width < 32;
-      rgb.insert(rgb.end(), {uint8_t(left ? 220 : 20), 30, uint8_t(left ? 40 : 230)});
-    }
-    const Picture expected = fromRgb(size, rgb);
+    const Picture picture = softPicture(size);
+    Bytes rgb(static_cast<std::size_t>(size.width * size.height * 3));
+    toRgb(picture, 0, size.height, rgb);
     for (const int subsampling : {TJSAMP_444, TJSAMP_422, TJSAMP_420, TJSAMP_440, TJSAMP_411}) {
-      const Picture picture = read(encodeRgb(size, rgb, subsampling));
-      ASSERT_EQ(picture.u.size, chromaSize(size));
-      for (std::size_t i = 0; i < picture.u.samples.size(); ++i) {
-        const int x = static_cast<int>(i) % picture.u.size.width;
-        if (size.width > 32 && (x == 15 || x == 16)) continue;  // 4:1:1 smears the border
-        ASSERT_NEAR(picture.u.samples[i], expected.u.samples[i], 4) << subsampling << " at " << i;
-        ASSERT_NEAR(picture.v.samples[i], expected.v.samples[i], 4) << subsampling << " at " << i;
-      }
+      const Picture stored = read(encodeRgb(size, rgb, subsampling));
+      ASSERT_EQ(stored.u.size, chromaSize(size));
+      EXPECT_GT(psnr(stored.u, picture.u), 42) << subsampling;
+      EXPECT_GT(psnr(stored.v, picture.v), 42) << subsampling;
     }
   }
 }

@@ -5,7 +5,6 @@
 
 #include <string>
 
-#include "engine/configuration_file.h"
 #include "errors.h"
 #include "support/scratch_directory.h"
 
@@ -54,16 +53,6 @@ TEST(Tuning, TakesOnlyWhatTheLibraryTakesAsItStands) {
     EXPECT_EQ(tuning.ghost.low, c.taken.low) << c.content;
     EXPECT_EQ(tuning.ghost.high, c.taken.high) << c.content;
   }
-  const std::string misspelt =
-      config("<Ghost/><GhostCorrection><LowTher>3</LowTher></GhostCorrection>");
-  EXPECT_EQ(readConfiguration({reinterpret_cast<const uint8_t*>(misspelt.data()), misspelt.size()})
-                .unknown,
-            (std::vector<std::string>{"/Config/Ghost", "/Config/GhostCorrection/LowTher"}));
-  const auto made = readConfiguration(configurationOf({20, 60}));
-  EXPECT_TRUE(made.faults.empty() && made.unknown.empty());
-  EXPECT_EQ(made.taken.low, 20);
-  EXPECT_EQ(made.taken.high, 60);
-
   std::vector<uint8_t> kernel(4 + 2 * 2 * 34 + 2 * 2 * 8);
   const auto phasesOf = [&](uint8_t low, uint8_t high) {
     kernel[0] = low;

@@ -77,10 +77,8 @@ TEST(Y4m, WritesWhatItRead) {
   expected.erase(expected.find(" Ip"), 3);
   EXPECT_EQ(test::readFile(folder.path("b.y4m")), expected);
   // Full range is marked, once.
-  for (const char* parameters : {"F1:1", "F1:1 XCOLORRANGE=FULL"}) {
-    createY4m(folder.path("c.y4m"), {1, 1}, Range::full, parameters)->finish();
-    EXPECT_EQ(test::readFile(folder.path("c.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
-  }
+  createY4m(folder.path("c.y4m"), {1, 1}, Range::full, "F1:1 XCOLORRANGE=FULL")->finish();
+  EXPECT_EQ(test::readFile(folder.path("c.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
 }
 
 }  // namespace
