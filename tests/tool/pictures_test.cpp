@@ -68,9 +68,9 @@ class Pictures : public testing::Test {
 Picture softPicture(Size size) {
   Picture picture(size);
   for (Plane* plane : {&picture.y, &picture.u, &picture.v}) {
-    const double pitch = plane == &picture.u ? 0.1 : 0.07;
+    const double pitch = plane == &picture.u ? 0.1 : 0.09;
     for (int i = 0; i < static_cast<int>(plane->samples.size()); ++i) {
-      const double angle = i % plane->size.width * pitch + i / plane->size.width * 0.05;
+      const double angle = i % plane->size.width * pitch + i / plane->size.width * 0.15;
       plane->samples[static_cast<std::size_t>(i)] =
           static_cast<uint8_t>(128 + 40 * std::sin(angle));
     }
@@ -202,8 +202,8 @@ TEST_F(Pictures, JpegOfEverySubsamplingBecomes420InPlace) {
     for (const int subsampling : {TJSAMP_444, TJSAMP_422, TJSAMP_420, TJSAMP_440, TJSAMP_411}) {
       const Picture stored = read(encodeRgb(size, rgb, subsampling));
       ASSERT_EQ(stored.u.size, chromaSize(size));
-      EXPECT_GT(psnr(stored.u, picture.u), 42) << subsampling;
-      EXPECT_GT(psnr(stored.v, picture.v), 42) << subsampling;
+      EXPECT_GT(psnr(stored.u, picture.u), 41) << subsampling;
+      EXPECT_GT(psnr(stored.v, picture.v), 41) << subsampling;
     }
   }
 }
