@@ -9,7 +9,6 @@ namespace velmora {
 // Each overwrites the entries that its set speeds up; built where the target can have the set.
 void installNeon(RegistrationFunctions& table);
 void installAvx2(RegistrationFunctions& table);
-void installAvx512(RegistrationFunctions& table);
 
 }  // namespace velmora
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "geometry/valid_region.h"
-#include "velmora_sr/features.h"
+#include "velmora_sr/feature_records.h"
 #include "velmora_sr/report.h"
 
 namespace velmora {

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "report/call_report.h"
-#include "velmora_sr/features.h"
+#include "velmora_sr/feature_records.h"
 #include "velmora_sr/matching.h"
 
 namespace velmora {
