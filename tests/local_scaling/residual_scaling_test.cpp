@@ -79,12 +79,11 @@ TEST(ResidualScaling, EmptyPlanesAreLeftAlone) {
     EXPECT_EQ(DownScaleWithError(b, rows, cols, b, w), 0);
     EXPECT_EQ(UpScaleWithError(b, rows, cols, b, w), 0);
   }
-  EXPECT_EQ(DownScaleWithError(nullptr, 2, 2, b, w), 0);
-  EXPECT_EQ(DownScaleWithError(b, 2, 2, nullptr, w), 0);
-  EXPECT_EQ(DownScaleWithError(b, 2, 2, b, nullptr), 0);
-  EXPECT_EQ(UpScaleWithError(nullptr, 1, 1, b, w), 0);
-  EXPECT_EQ(UpScaleWithError(b, 1, 1, nullptr, w), 0);
-  EXPECT_EQ(UpScaleWithError(b, 1, 1, b, nullptr), 0);
+  for (int missing = 0; missing < 3; ++missing) {
+    const auto passed = [missing](int i, auto* p) { return i == missing ? nullptr : p; };
+    EXPECT_EQ(DownScaleWithError(passed(0, b), 2, 2, passed(1, b), passed(2, w)), 0);
+    EXPECT_EQ(UpScaleWithError(passed(0, b), 1, 1, passed(1, b), passed(2, w)), 0);
+  }
   EXPECT_THAT(bytes.values(), Each(PageBuffer<uint8_t>::unwritten()));
   EXPECT_THAT(words.values(), Each(kUnwritten));
   EXPECT_TRUE(bytes.intact() && words.intact());

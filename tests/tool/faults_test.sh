@@ -12,7 +12,7 @@ sweep() {
   ok "$tool" "$@" -o good.i420
   VELMORA_ALLOCATIONS=count LD_PRELOAD=$faults "$tool" -q "$@" -o good.i420 || fail "counting: $*"
   count=$(cat count)
-  for number in $(seq 1 61 "$count") $(seq $((count - 130)) "$count"); do
+  for number in $(seq 1 61 "$count") $(seq $((count - 150)) "$count"); do
     rm -f out.i420
     LD_PRELOAD=$faults VELMORA_FAIL_AT=$number "$tool" "$@" -o out.i420 >data 2>messages
     status=$?

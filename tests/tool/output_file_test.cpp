@@ -61,14 +61,14 @@ class OutputFileTest : public ::testing::TestWithParam<bool> {
   ~OutputFileTest() override { namedOnly = false; }
 
   void put(const std::string& path, bool commit = true) {
+    const std::size_t before = folder_.fileCount();
     OutputFile file(path);
     file.write(std::string("new"));
-    EXPECT_EQ(folder_.fileCount(), before_ + (namedOnly ? 1 : 0));
+    EXPECT_EQ(folder_.fileCount(), before + (namedOnly ? 1 : 0));
     if (commit) file.commit();
   }
 
   test::ScratchDirectory folder_;
-  std::size_t before_ = 0;
 };
 
 TEST_P(OutputFileTest, ReplacesAtCommitOnlyAndPassesAccessOn) {
@@ -78,7 +78,6 @@ TEST_P(OutputFileTest, ReplacesAtCommitOnlyAndPassesAccessOn) {
   EXPECT_EQ(root ? chown(path.c_str(), 1234, 1235) : 0, 0);
   ASSERT_EQ(chmod(path.c_str(), 0604), 0);
   fs::create_hard_link(path, folder_.path("other"));
-  before_ = 2;
   put(path, false);
   syncError = EIO;
   EXPECT_THROW(put(path), Failure);
@@ -97,13 +96,11 @@ TEST_P(OutputFileTest, MakesOrdinaryFilesAndFollowsLinks) {
   fs::create_directory(folder_.path("sub"));
   fs::create_symlink("missing", folder_.path("sub/second"));
   fs::create_symlink("sub/second", folder_.path("first"));
-  before_ = 2;
   const mode_t old = umask(027);
   OutputFile(folder_.path("first")).commit();
   umask(old);
   EXPECT_EQ(infoOf(folder_.path("sub/missing")).st_mode & 0777, 0640u);
   fs::create_symlink("a", folder_.path("link"));
-  before_ = 3;
   put(folder_.path("link"));
   EXPECT_TRUE(fs::is_symlink(folder_.path("link")));
   EXPECT_EQ(readFile(folder_.path("a")), "new");
@@ -149,10 +146,9 @@ TEST(SeparateFiles, AreToldApartByWhatTheyAre) {
   const struct {
     const char *one, *other;
     bool same;
-  } cases[] = {{"a", "a", true},         {"a", "./a", true},        {"a", "hard", true},
-               {"soft", "hard", true},   {"new", "here/new", true}, {"new", "dangling", true},
-               {"a", "b", false},        {"new", "newer", false},   {"no/x", "no/x", false},
-               {"here/a", "here", false}};
+  } cases[] = {{"a", "./a", true},        {"soft", "hard", true},   {"new", "here/new", true},
+               {"new", "dangling", true}, {"a", "b", false},        {"new", "newer", false},
+               {"no/x", "no/x", false},   {"here/a", "here", false}};
   for (const auto& c : cases) {
     const NamedFile one{"--one", folder.path(c.one)};
     const NamedFile other{"--other", folder.path(c.other)};
