@@ -94,6 +94,17 @@ TEST(SceneSingle, IsTheOneFrameInterpolationOfTheCallersRegion) {
   }
 }
 
+TEST(SceneSingle, TwelveMegapixels) {
+#if !defined(NDEBUG) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "runs in the release build";
+#endif
+  const Session session(4000, 3000, 0);
+  Call call = noiseCall(4000, 3000, 5, whole(4000, 3000), 4000, 3000);
+  std::fill_n(call.first.begin(), 4000 * 3000, uint8_t{161});
+  EXPECT_EQ(call.run(session), 0);
+  EXPECT_TRUE(call.data == call.first);
+}
+
 // --- what goes wrong
 
 TEST(ProcessFailures, WithoutWhatTheStagesNeedNothingIsWritten) {
