@@ -26,19 +26,13 @@ using Lines = std::vector<LogLine>;
 Call noiseCall(int32_t width, int32_t height, int32_t format, Region region, int32_t outWidth,
                int32_t outHeight) {
   const std::size_t bytes = frameBytes(width, height);
-  return {width,
-          height,
-          format,
-          region,
-          outWidth,
-          outHeight,
-          Random(7).bytes(bytes),
-          Random(8).bytes(bytes)};
+  return Call(width, height, format, region, outWidth, outHeight, Random(7).bytes(bytes),
+              Random(8).bytes(bytes));
 }
 
 /// One that doubles a small frame.
-Call smallCall(int32_t format = VELMORA_SR_FORMAT_NV12) {
-  return noiseCall(120, 110, format, whole(120, 110), 240, 220);
+Call smallCall() {
+  return noiseCall(120, 110, VELMORA_SR_FORMAT_NV12, whole(120, 110), 240, 220);
 }
 
 TEST(SceneSingle, IsTheOneFrameInterpolationOfTheCallersRegion) {
