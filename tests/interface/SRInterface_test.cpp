@@ -210,6 +210,7 @@ class ProcessArguments : public testing::Test {
  protected:
   std::vector<uint8_t> frame = std::vector<uint8_t>(frameBytes(64, 48), 90);
   Call call{64, 48, 4, {1, 2, 60, 40}, 128, 96, frame, frame};
+  ProcessArguments() { call.input.leftData2 = frame.data(); }
 };
 
 TEST_F(ProcessArguments, NullArgumentsFrameCountsAndHandlesThatAreNotCreated) {
@@ -240,7 +241,8 @@ TEST_F(ProcessArguments, WhatIsRefusedIsNamedInTheLog) {
   const auto shown = [](const void* data) {
     return std::to_string(static_cast<int32_t>(reinterpret_cast<uintptr_t>(data)));
   };
-  const std::string first = shown(call.input.leftData), second = shown(call.input.rightData);
+  const std::string first = shown(call.input.leftData), second = shown(call.input.rightData),
+                    third = shown(call.input.leftData2);
   const std::string atScene1 =
       " is less than 1 at scene doubleFrame_leftRight\nor input image data is null[leftData = ";
   const std::string atScene2 =
@@ -261,11 +263,11 @@ TEST_F(ProcessArguments, WhatIsRefusedIsNamedInTheLog) {
       {1, 7, [](Call& c) { c.input.leftData = nullptr; }, -3,
        "input image pair number 7" + atScene1 + "0, rightData = " + second + "].\n"},
       {2, 1, [](Call&) {}, -3,
-       "input image pair number 1" + atScene2 + first + ", leftData2 = " + second + "].\n"},
+       "input image pair number 1" + atScene2 + first + ", leftData2 = " + third + "].\n"},
       {2, 2, [](Call& c) { c.input.leftData2 = nullptr; }, -3,
        "input image pair number 2" + atScene2 + first + ", leftData2 = 0].\n"},
       {2, 2, [](Call& c) { c.input.leftData = nullptr; }, -3,
-       "input image pair number 2" + atScene2 + "0, leftData2 = " + second + "].\n"},
+       "input image pair number 2" + atScene2 + "0, leftData2 = " + third + "].\n"},
       {0, 1, [](Call& c) { c.input.width = 0; }, -1, ""},
       {1, 1, [](Call& c) { c.input.height = -1; }, -1, ""},
       {2, 2, [](Call& c) { c.output.width = 0; }, -1, ""},

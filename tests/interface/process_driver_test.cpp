@@ -26,19 +26,13 @@ using Lines = std::vector<LogLine>;
 Call noiseCall(int32_t width, int32_t height, int32_t format, Region region, int32_t outWidth,
                int32_t outHeight) {
   const std::size_t bytes = frameBytes(width, height);
-  return {width,
-          height,
-          format,
-          region,
-          outWidth,
-          outHeight,
-          Random(7).bytes(bytes),
-          Random(8).bytes(bytes)};
+  return Call(width, height, format, region, outWidth, outHeight, Random(7).bytes(bytes),
+              Random(8).bytes(bytes));
 }
 
 /// One that doubles a small frame.
-Call smallCall(int32_t format = VELMORA_SR_FORMAT_NV12) {
-  return noiseCall(120, 110, format, whole(120, 110), 240, 220);
+Call smallCall() {
+  return noiseCall(120, 110, VELMORA_SR_FORMAT_NV12, whole(120, 110), 240, 220);
 }
 
 TEST(SceneSingle, IsTheOneFrameInterpolationOfTheCallersRegion) {
@@ -92,6 +86,17 @@ TEST(SceneSingle, IsTheOneFrameInterpolationOfTheCallersRegion) {
       EXPECT_EQ(requests.size(), 9u);
     }
   }
+}
+
+TEST(SceneSingle, TwelveMegapixels) {
+#if !defined(NDEBUG) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "runs in the release build";
+#endif
+  const Session session(4000, 3000, 0);
+  Call call = noiseCall(4000, 3000, 5, whole(4000, 3000), 4000, 3000);
+  std::fill_n(call.first.begin(), 4000 * 3000, uint8_t{161});
+  EXPECT_EQ(call.run(session), 0);
+  EXPECT_TRUE(call.data == call.first);
 }
 
 // --- what goes wrong

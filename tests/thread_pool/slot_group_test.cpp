@@ -115,21 +115,4 @@ TEST_P(SlotGroup, AThrowingShareFailsTheJobWhenAllAreDone) {
   }
 }
 
-// Two passes like the stages': the second reads what other bands of the first wrote.
-TEST_P(SlotGroup, PassesSeeEachOthersResults) {
-  for (int round = 0; round < 500; ++round) {
-    std::array<int32_t, 8> planes = {};  // two of four bands
-    const SR_ThreadJob write = [](void* arg, int32_t index) {
-      static_cast<int32_t*>(arg)[index - 12] = index;
-    };
-    const SR_ThreadJob mirror = [](void* arg, int32_t index) {
-      auto* const p = static_cast<int32_t*>(arg);
-      p[index - 8] = p[15 - index];
-    };
-    for (const SR_ThreadJob pass : {write, mirror})
-      runOnSlots(std::array{13, 14, 15}, pass, planes.data(), 12);
-    ASSERT_EQ(planes, (std::array{12, 13, 14, 15, 15, 14, 13, 12}));
-  }
-}
-
 }  // namespace

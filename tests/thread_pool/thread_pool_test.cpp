@@ -48,9 +48,11 @@ struct Gate {
   std::binary_semaphore entered{0};
   std::binary_semaphore open{0};
   std::atomic<bool> passed = false;
+  pthread_t worker = {};
 
   static void job(void* arg, int32_t) {
     auto& gate = *static_cast<Gate*>(arg);
+    gate.worker = pthread_self();
     gate.entered.release();
     gate.open.acquire();
     gate.passed = true;
@@ -239,20 +241,16 @@ TEST_F(ThreadPool, ASlotIsBusyWhileItsJobRuns) {
 }
 
 TEST_F(ThreadPool, PostLockWaitsForTheJobAndKeepsIt) {
-  Seen seen;
+  std::atomic<int> runs = 0;
   for (int run = 1; run <= 2; ++run) {
     MultiThread_wait(0);  // the second time for a token that has come back
-    if (run == 1) {
-      MultiThread_set(
-          0,
-          [](void* arg, int32_t index) {
-            usleep(2'000);
-            Seen::job(arg, index);
-          },
-          &seen);
-    }
+    const SR_ThreadJob slow = [](void* arg, int32_t) {
+      usleep(2'000);
+      ++*static_cast<std::atomic<int>*>(arg);
+    };
+    if (run == 1) MultiThread_set(0, slow, &runs);
     EXPECT_EQ(MultiThread_post_lock(0), 0);
-    EXPECT_EQ(seen.runs, run);
+    EXPECT_EQ(runs, run);
   }
 }
 
@@ -316,19 +314,15 @@ TEST_F(ThreadPool, SignalsNeitherEndAWaitNorStartAJob) {
   EXPECT_TRUE(gate.passed);
   sender.join();
 
-  pthread_t worker;
-  start(
-      4, [](void* arg, int32_t) { *static_cast<pthread_t*>(arg) = pthread_self(); }, &worker);
-  MultiThread_clean(4);
   usleep(5'000);  // the worker is back in its wait by now
   Seen seen;
-  MultiThread_wait(4);
-  MultiThread_set(4, Seen::job, &seen);
-  interrupt(worker);
+  MultiThread_wait(1);
+  MultiThread_set(1, Seen::job, &seen);
+  interrupt(gate.worker);
   usleep(5'000);
   EXPECT_EQ(seen.runs, 0);
-  MultiThread_post(4);
-  MultiThread_clean(4);
+  MultiThread_post(1);
+  MultiThread_clean(1);
   EXPECT_EQ(seen.runs, 1);
   EXPECT_EQ(signalsTaken, 10);
 }
