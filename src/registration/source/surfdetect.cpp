@@ -77,9 +77,10 @@ class LayerStack {
     if (!block_) return;
 
     Carver carver(block_.data());
-    middle_ = carver.take<int32_t>(middleCount);
-    layers_ = carver.take<tagOctaveLayer>(layerCount);
-    int32_t* plane = carver.take<int32_t>(planeBytes / sizeof(int32_t)).data();
+    middle_ = carver.take<int32_t>(static_cast<std::size_t>(middleCount));
+    layers_ = carver.take<tagOctaveLayer>(static_cast<std::size_t>(layerCount));
+    int32_t* plane =
+        carver.take<int32_t>(static_cast<std::size_t>(planeBytes / sizeof(int32_t))).data();
     for (std::size_t i = 0; i < layers_.size(); ++i) {
       layers_[i] = makeLayer(im, i / perOctave_, i % perOctave_, plane);
       plane += static_cast<std::size_t>(layers_[i].cols) * layers_[i].rows;
