@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <mutex>
 #include <new>
 
@@ -10,6 +11,7 @@ extern "C" {
 void* __real_malloc(std::size_t size);
 void __real_free(void* block);
 void* __wrap_malloc(std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size);
 void __wrap_free(void* block);
 }
 
@@ -95,6 +97,13 @@ void* __wrap_malloc(std::size_t size) {
   if (refused(Requests::kMalloc)) return nullptr;
   void* block = __real_malloc(size);
   if (watching && block != nullptr && blockCount < blocks.size()) blocks[blockCount++] = block;
+  return block;
+}
+
+// Clang makes one call of malloc and a filling with zeros.
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  void* block = __wrap_malloc(count * size);
+  if (block != nullptr) std::memset(block, 0, count * size);
   return block;
 }
 
