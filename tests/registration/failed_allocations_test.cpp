@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/feature_sets.h"
 #include "registration/feature_support.h"
 #include "support/heap_faults.h"
 #include "velmora_sr/registration.h"
