@@ -276,24 +276,6 @@ TEST(GenerateDiscriptor, GivesTheSameBitsOnEveryMachine) {
   }
 }
 
-TEST(GenerateDiscriptor, SeesTheSlopeAndNotTheBrightness) {
-  Frame frame(100, 100), brighter(100, 100);
-  for (int32_t i = 0; i < 10000; ++i) {
-    frame.data[i] = static_cast<uint8_t>(2 * (i / 100));  // brighter downwards
-    brighter.data[i] = static_cast<uint8_t>(frame.data[i] + 55);
-  }
-  const auto values = described(frame, {point(50 * 64, 50 * 64, 9)});
-  double squares = 0;
-  for (std::size_t i = 0; i < 64; i += 4) {  // dx, dy, |dx| and |dy| of a region
-    EXPECT_GT(values[i + 1], std::abs(values[i]));
-    EXPECT_EQ(values[i + 1], values[i + 3]);
-    for (std::size_t k = i; k < i + 4; ++k)
-      squares += 1.0 * values[k] * values[k];
-  }
-  EXPECT_NEAR(std::sqrt(squares), 1 << 23, 100);
-  EXPECT_EQ(described(brighter, {point(50 * 64, 50 * 64, 9)}), values);
-}
-
 TEST(GenerateDiscriptor, TakesAnyPositionAndSize) {
   const Frame frame = noise(300, 200, 60);
   Points points;

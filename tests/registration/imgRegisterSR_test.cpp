@@ -193,16 +193,11 @@ TEST(RegisterImgOnePlane, RefusesNullArguments) {
               6);
     EXPECT_THAT(area, testing::ElementsAre(1, 2, 3, 4));
     EXPECT_TRUE(priv == nullptr || priv->registFailed == 1);
-    const auto lines = log.take();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].priority, 6);
-    EXPECT_EQ(lines[0].tag, "NB7UO_ZELK");
-    EXPECT_THAT(lines[0].text,
-                testing::MatchesRegex(
+    EXPECT_THAT(log.takeTexts(),
+                testing::ElementsAre(testing::MatchesRegex(
                     "NB7UO_ZELK msg: " + std::string(n == 8 ? "depth data" : "input para") +
-                    " pointer is null!!\n in Line: [0-9]+, in Function: "
-                    "RegisterImgOnePlane, in File: "
-                    "src/registration/source/imgRegisterSR\n"));
+                    " pointer is null!!\n in Line: [0-9]+, in Function: RegisterImgOnePlane, in "
+                    "File: src/registration/source/imgRegisterSR\n")));
   }
   EXPECT_EQ(map, 5);
 }

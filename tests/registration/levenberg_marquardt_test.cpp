@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/homography/homography_fit.h"
 #include "registration/homography/jacobi_eigen.h"
 #include "registration/homography/matrix3.h"
 #include "registration/homography/vector_math.h"
@@ -264,22 +263,6 @@ TEST(JacobiEigen, EndsWhereItIsToldOrMust) {
   for (const float value : {kNan, INFINITY}) {
     matrix[0][1] = value;
     EXPECT_TRUE(std::isnan(jacobiEigen(matrix, 2430).vectors[0][0]));
-  }
-}
-
-TEST(FitHomography, RefusesPointsOnOneAxis) {
-  const auto fit = [](const std::vector<float>& ref, const std::vector<float>& match, int count) {
-    return fitHomography(ref.data(), match.data(), count, 2);
-  };
-  const std::vector<float> square = {0, 0, 9, 0, 9, 9, 0, 9}, broken = {0, 0, 9, 0, 9, kNan, 0, 9};
-  EXPECT_TRUE(fit(square, square, 4));
-  EXPECT_FALSE(fit(square, square, 0));
-  EXPECT_FALSE(fit(square, square, -1));
-  EXPECT_TRUE(std::isnan(fit(broken, broken, 4).value()[0]));
-  for (const std::vector<float>& bad :
-       {std::vector<float>{5, 0, 5, 10, 5, 20, 5, 70}, {5, 9, 4, 9, 80, 9, 2, 9}}) {
-    EXPECT_FALSE(fit(square, bad, 4));
-    EXPECT_FALSE(fit(bad, square, 4));
   }
 }
 

@@ -198,16 +198,12 @@ TEST(KnnSearch, GivesTheSameForestAndNeighboursOnEveryMachine) {
 
 TEST(KnnSearch, TakesEmptySets) {
   FeatureSet set({});
-  ST_NODE dummy = {};
-  ST_NODE* roots[4] = {&dummy, &dummy, &dummy, &dummy};
-  ST_IMAGEFEATURES record = set.record();
-  EXPECT_EQ(BuildKDTreeIndices(&record, roots, nullptr), 0);
-  EXPECT_THAT(roots, testing::Each(nullptr));
-  int32_t untouched = 42;
-  tagKNN_RESULT result = {nullptr, &untouched, &untouched, 0};
+  Forest forest(set);
+  EXPECT_EQ(forest.result, 0);
+  EXPECT_THAT(forest.roots, testing::Each(nullptr));
+  tagKNN_RESULT result = {};
   for (const int32_t queries : {0, -3})
-    EXPECT_EQ(KnnSearch(nullptr, &result, queries, roots, 4, nullptr), 0);
-  EXPECT_EQ(untouched, 42);
+    EXPECT_EQ(KnnSearch(nullptr, &result, queries, forest.roots, 4, nullptr), 0);
 }
 
 }  // namespace

@@ -218,7 +218,14 @@ TEST(RefineHomography, TakesWhatTheLinearFitGivesOrNothing) {
   EXPECT_LT(shift(10, 5).cornerError(refined(four).data(), 101, 101), 1e-3);
   std::array<float, 9> before;
   before.fill(3.0f);
-  for (const auto& [ref, match] : {std::pair{square, point}, {point, square}, {{}, {}}}) {
+  const std::vector<float> column = {5, 0, 5, 10, 5, 20, 5, 70}, row = {5, 9, 4, 9, 80, 9, 2, 9};
+  for (const auto& [ref, match] : {std::pair{square, point},
+                                   {point, square},
+                                   {square, column},
+                                   {column, square},
+                                   {square, row},
+                                   {row, square},
+                                   {{}, {}}}) {
     Pairs pairs(ref, match);
     EXPECT_EQ(refined(pairs, before), before);
   }
