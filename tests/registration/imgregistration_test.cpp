@@ -32,15 +32,18 @@ TEST(ImgRegistrationQuery, RoundsTheFrameUpToSixteenBytes) {
 }
 
 TEST(ImgRegistration, RegistersOrSaysWhyNot) {
-  const std::string tooFew = "imgregistration IMG_REGISTRATION: not enough keypoints!";
-  const std::string noArea = "imtransform IMG_REGISTRATION: calculate motion area error!";
-  const std::string notOk = "imgregistration IMG_REGISTRATION: matrix is not OK!";
+  const auto line = [](const char* source, const std::string& text) {
+    return logLine("error", source, "IMG_REGISTRATION: " + text);
+  };
+  const auto tooFew = line("imgregistration", "not enough keypoints!");
+  const auto noArea = line("imtransform", "calculate motion area error!");
+  const auto notOk = line("imgregistration", "matrix is not OK!");
   const Motion toOnePoint = {{0, 0, 70, 0, 0, 80, 0, 0, 1}};
   const struct {
     Motion motion;  // in a frame of 1200 x 900
     int count;
     std::string printed;
-    std::vector<std::string> logged;  // source and text
+    std::vector<testing::Matcher<std::string>> logged;
   } cases[] = {{shift(-20, 35), 5, "", {}},
                {shift(0, 0), 4, "candidate number is small", {tooFew}},
                {toOnePoint, 50, "IMG_REGISTRATION: matrix is not OK!!", {noArea, notOk}}};
@@ -61,12 +64,7 @@ TEST(ImgRegistration, RegistersOrSaysWhyNot) {
                 result = ImgRegistration(&in, nullptr, h.data(), left, top, right, bottom);
               }),
               "find candidate number " + std::to_string(count) + "\n" + printed);
-    std::vector<testing::Matcher<std::string>> lines;
-    for (const std::string& line : logged) {
-      const auto blank = line.find(' ');
-      lines.push_back(logLine("error", line.substr(0, blank), line.substr(blank + 1)));
-    }
-    EXPECT_THAT(log.takeTexts(), testing::ElementsAreArray(lines));
+    EXPECT_THAT(log.takeTexts(), testing::ElementsAreArray(logged));
     EXPECT_EQ(result, logged.empty() ? 0 : 2);
     EXPECT_TRUE(logged.empty() ? motion.cornerError(h.data(), 1200, 900) < 0.05
                                : h[0] == -5 && h[8] == -5 && left == -7 && bottom == -7);
