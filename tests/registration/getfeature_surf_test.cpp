@@ -16,15 +16,12 @@ namespace {
 
 /// The caller's arrays of one feature set.
 struct FeatureStore {
-  std::vector<ST_KEYPOINT> keypoints;
-  std::vector<int32_t> descriptors;
-  ST_IMAGEFEATURES record;
+  std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(
+      kMaxKeypoints, ST_KEYPOINT{0, 0, kUnwritten, kUnwritten, kUnwritten});
+  std::vector<int32_t> descriptors =
+      std::vector<int32_t>(std::size_t{kMaxKeypoints} * kDescriptorLength, kUnwritten);
+  ST_IMAGEFEATURES record = {keypoints.data(), descriptors.data(), kUnwritten};
 
-  FeatureStore()
-      : keypoints(kMaxKeypoints, ST_KEYPOINT{0, 0, kUnwritten, kUnwritten, kUnwritten}),
-        descriptors(static_cast<std::size_t>(kMaxKeypoints) * kDescriptorLength, kUnwritten) {
-    record = {keypoints.data(), descriptors.data(), kUnwritten};
-  }
   /// Points and descriptors one after the other.
   [[nodiscard]] std::vector<int32_t> values() const {
     auto all = pointsOf(keypoints, record.count);
