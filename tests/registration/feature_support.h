@@ -1,13 +1,18 @@
-// What the tests of feature extraction share: integral images, parameters, key points.
+// What the tests of feature extraction and matching share: integral images, parameters, key points,
+// feature sets.
 #ifndef VELMORA_TESTS_REGISTRATION_FEATURE_SUPPORT_H
 #define VELMORA_TESTS_REGISTRATION_FEATURE_SUPPORT_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "registration/synthetic_scene.h"
+#include "support/random.h"
 #include "velmora_sr/features.h"
+#include "velmora_sr/matching.h"
 
 namespace velmora::test {
 
@@ -48,6 +53,48 @@ inline std::vector<int32_t> pointsOf(const std::vector<ST_KEYPOINT>& records, in
   }
   return values;
 }
+
+using Descriptor = std::array<int32_t, 64>;
+
+/// Like those of feature extraction: length about 2^23, half of the values sums of magnitudes.
+/// (Vectors pointing away from each other would be so far apart that distances wrap.)
+inline std::vector<Descriptor> surfLike(Random& random, std::size_t count) {
+  std::vector<Descriptor> all(count);
+  for (Descriptor& descriptor : all) {
+    for (std::size_t d = 0; d < 64; ++d) {
+      const bool magnitude = d % 4 >= 2;
+      descriptor[d] = static_cast<int32_t>(
+          random.range(magnitude ? 0 : -1000000, magnitude ? 2300000 : 1000000));
+    }
+  }
+  return all;
+}
+
+/// A feature set with arrays of its own.
+struct FeatureSet {
+  std::vector<ST_KEYPOINT> keypoints;
+  std::vector<Descriptor> descriptors;
+
+  explicit FeatureSet(std::vector<Descriptor> all)
+      : keypoints(all.size()), descriptors(std::move(all)) {}
+  ST_IMAGEFEATURES record() {
+    int32_t* values = descriptors.empty() ? nullptr : descriptors.front().data();
+    return {keypoints.data(), values, static_cast<int32_t>(descriptors.size())};
+  }
+};
+
+/// The library's forest over a feature set.
+struct Forest {
+  ST_NODE* roots[kKdTreeCount] = {};
+  std::vector<ST_NODE> pool;
+  int32_t result;
+
+  explicit Forest(FeatureSet& set) : pool(8 * set.descriptors.size()) {
+    ST_IMAGEFEATURES record = set.record();
+    void* memory = pool.data();
+    result = BuildKDTreeIndices(&record, roots, static_cast<unsigned char*>(memory));
+  }
+};
 
 }  // namespace velmora::test
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "registration/call_support.h"
-#include "registration/feature_sets.h"
+#include "registration/feature_support.h"
 #include "velmora_sr/matching.h"
 
 namespace velmora::test {
@@ -132,6 +132,78 @@ TEST(FeatureMatcher, WantsFiveMatches) {
     EXPECT_THAT(pair.refPoints, testing::Each(-1.0f));
     EXPECT_THAT(pair.matchPoints, testing::Each(-1.0f));
   }
+}
+
+/// A descriptor with each value moved by +-60000, wrapping.
+Descriptor noisy(Descriptor descriptor, Random& random) {
+  for (auto& value : descriptor)
+    value = static_cast<int32_t>(static_cast<uint32_t>(value) +
+                                 static_cast<uint32_t>(random.range(-60000, 60000)));
+  return descriptor;
+}
+
+TEST(KnnSearch, GivesTheSameForestAndNeighboursOnEveryMachine) {
+  // The digests are those of trees and searches written for clarity alone.
+  const struct {
+    const char* name;
+    int32_t (*value)(Random& random);  // null: like those of feature extraction
+    uint32_t digest;
+  } cases[] = {
+      {"surf-like", nullptr, 154646899},
+      {"many ties", [](Random& r) { return static_cast<int32_t>(r.range(-1, 1) * (1 << 20)); },
+       1224415592},
+      {"wrapping", [](Random& r) { return static_cast<int32_t>(r.next()); }, 4204096027},
+      {"equal", [](Random&) { return 1234567; }, 43503695}};
+  for (const auto& c : cases) {
+    Random random(1);
+    Digest digest;
+    const auto draw = [&](std::size_t count) {
+      auto all = surfLike(random, count);
+      for (Descriptor& descriptor : all) {
+        if (c.value != nullptr) {
+          for (int32_t& value : descriptor)
+            value = c.value(random);
+        }
+      }
+      return all;
+    };
+    for (const std::size_t count : {1, 2, 3, 4, 7, 31, 64, 100, 101, 102, 203, 700}) {
+      FeatureSet set(draw(count));
+      Forest forest(set);
+      const auto indexOf = [&](const ST_NODE* node) {
+        return node == nullptr ? -1 : static_cast<int32_t>(node - forest.pool.data());
+      };
+      for (const ST_NODE* root : forest.roots)
+        digest.add(indexOf(root));
+      for (std::size_t i = 0; i < 4 * (2 * count - 1); ++i) {
+        const ST_NODE& node = forest.pool[i];
+        const bool leaf = node.child1 == nullptr;
+        digest.addAll(std::vector{node.divfeat, indexOf(node.child1), indexOf(node.child2),
+                                  leaf ? 0 : node.divval});
+      }
+      FeatureSet queries(draw(60));
+      for (std::size_t q = 0; q < 60; q += 2)  // noisy copies of points beside new ones
+        queries.descriptors[q] = noisy(set.descriptors[random.index(count)], random);
+      std::vector<int32_t> points(2 * 60, -1), distances = points;
+      tagKNN_RESULT result = {nullptr, points.data(), distances.data(), 77};
+      ST_IMAGEFEATURES query = queries.record(), ref = set.record();
+      EXPECT_EQ(KnnMatch(&query, &ref, &result, forest.roots), 0);
+      EXPECT_EQ(result.matchCount, 77);
+      digest.addAll(points);  // two neighbours each and their distances, the nearest last
+      digest.addAll(distances);
+    }
+    EXPECT_EQ(digest.value(), c.digest) << c.name;
+  }
+}
+
+TEST(KnnSearch, TakesEmptySets) {
+  FeatureSet set({});
+  Forest forest(set);
+  EXPECT_EQ(forest.result, 0);
+  EXPECT_THAT(forest.roots, testing::Each(nullptr));
+  tagKNN_RESULT result = {};
+  for (const int32_t queries : {0, -3})
+    EXPECT_EQ(KnnSearch(nullptr, &result, queries, forest.roots, 4, nullptr), 0);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "registration/homography/projection.h"
 #include "registration/synthetic_pairs.h"
 #include "support/digest.h"
+#include "velmora_sr/homography.h"
 #include "velmora_sr/matching.h"
 
 namespace velmora::test {
@@ -170,6 +172,99 @@ TEST(RansacEstimation, LeavesTheFirstFourWhenNoModelExplainsMore) {
     EXPECT_EQ(pairs.ref, left);
     EXPECT_THAT(estimation.homography, testing::Each(-5.0f));
   }
+}
+
+std::array<float, 9> refined(Pairs& pairs, std::array<float, 9> h = {}) {
+  auto scratch = pairs.scratch();
+  RefineHomography(&pairs.record, h.data(), scratch.data());
+  return h;
+}
+
+TEST(LmEvaluate, GivesTheErrorsOfEachPair) {
+  // Projected to w = 2: exact in floats.
+  Pairs pairs({2, 4, 10, 6}, {1, 1, 3, 3});
+  float h[9] = {2, 0, 4, 0, 3, 2, 0, 0, 2};
+  std::array<float, 5> residuals = {9, 9, 9, 9, 9};
+  int32_t info = 7;
+  LM_Evaluate(h, 4, residuals.data(), &pairs.record, &info);
+  EXPECT_THAT(residuals, testing::ElementsAre(4 - 1, 7 - 1, 12 - 3, 10 - 3, 9));
+  EXPECT_EQ(info, 7);
+}
+
+TEST(RefineHomography, GivesTheSameBitsOnEveryMachine) {
+  // The digests are those of a second implementation of the fit and of the minimiser.
+  for (const auto& [motion, expected] :
+       {std::pair{shift(10.25, -3.5), 0x6FF94F17u},
+        {tilted(4000, 3000, 1, 1.02, 5, 6, 3e-6, 2e-6), 0xB37A6C74u},
+        {tilted(4000, 3000, 0, 1, 0, 0, 1e-4, 5e-5), 0xDE0FAA47u},
+        {tilted(640, 480, 0.4, 1.002, 2, -1, 1e-5, -2e-5), 0xFB919F75u}}) {
+    Digest digest;
+    for (const int count : {5, 17, 60, 500}) {
+      for (const double noise : {0.5, 3.0}) {
+        Random random(34);
+        Pairs pairs;
+        fill(pairs, {.motion = motion, .count = count, .noise = noise, .wholePixels = true},
+             random);
+        digest.addAll(refined(pairs));
+      }
+    }
+    EXPECT_EQ(digest.value(), expected);
+  }
+}
+
+TEST(RefineHomography, TakesWhatTheLinearFitGivesOrNothing) {
+  const std::vector<float> square = {0, 0, 100, 0, 100, 100, 0, 100}, point(8, 7.0f);
+  Pairs four(square, {10, 5, 110, 5, 110, 105, 10, 105});  // no more than the unknowns
+  EXPECT_LT(shift(10, 5).cornerError(refined(four).data(), 101, 101), 1e-3);
+  std::array<float, 9> before;
+  before.fill(3.0f);
+  const std::vector<float> column = {5, 0, 5, 10, 5, 20, 5, 70}, row = {5, 9, 4, 9, 80, 9, 2, 9};
+  for (const auto& [ref, match] : {std::pair{square, point},
+                                   {point, square},
+                                   {square, column},
+                                   {column, square},
+                                   {square, row},
+                                   {row, square},
+                                   {{}, {}}}) {
+    Pairs pairs(ref, match);
+    EXPECT_EQ(refined(pairs, before), before);
+  }
+  // On a line, with a value that is no number, and with some that no square holds: it ends.
+  std::vector<float> line;
+  for (int i = 0; i < 80; ++i)
+    line.push_back(static_cast<float>((i % 2 == 0 ? 5 : 7) * i));
+  for (const float value : {line[11], NAN, 1e37f}) {
+    line[11] = value;
+    Pairs pairs(line, line);
+    refined(pairs);
+  }
+}
+
+/// What a call makes of a homography, and the mean error that it prints.
+struct Minimised {
+  std::array<float, 9> h;
+  double reported = -1;
+
+  explicit Minimised(Pairs& pairs, std::array<float, 9> before = {}) : h(before) {
+    auto scratch = pairs.scratch();
+    tagRANSAC_PARAMS params = kUsual;
+    const std::string printed = printedBy([&] {
+      EXPECT_EQ(HomographyEstimation(&pairs.record, h.data(), &params, scratch.data()), 0);
+    });
+    const std::string key = "project error after lmmin:";
+    const auto at = printed.find(key);
+    if (at != std::string::npos) reported = std::stod(printed.substr(at + key.size()));
+    EXPECT_THAT(printed, testing::EndsWith(key + std::to_string(reported) + "\n"));
+  }
+};
+
+TEST(HomographyEstimation, ReportsWithTheRegisteredColumnInTheDenominator) {
+  // With x' = 3 and H6 = 1 the report's denominator is 4, not the 2 of the reference column: the
+  // error of (1, 0) -> (3, 0) reads |4 / 4 - 3| = 2. RANSAC and the refinement leave one pair and
+  // the homography alone.
+  Pairs one({1, 0}, {3, 0}), none;
+  EXPECT_EQ(Minimised(one, {4, 0, 0, 0, 1, 0, 1, 0, 1}).reported, 2.0);
+  EXPECT_EQ(Minimised(none).reported, 0.0);
 }
 
 }  // namespace

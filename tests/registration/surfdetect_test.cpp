@@ -4,10 +4,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 #include <vector>
 
 #include "registration/call_support.h"
 #include "registration/feature_support.h"
+#include "support/digest.h"
+#include "support/page_buffer.h"
+#include "support/random.h"
+#include "velmora_sr/features.h"
 
 namespace velmora::test {
 namespace {
@@ -215,6 +220,152 @@ TEST(SurfDetect, TakesAnyNumberOfOctavesAndLayers) {
     EXPECT_EQ(TestAllocator::requests().back(),
               2 * 4 + 4 * sizeof(tagOctaveLayer) + 4 * 151 * 131 * 16);
   }
+}
+
+/// The plane of a picture of noise, the same by all forms, added to a digest; kUnwritten where the
+/// filter or its response has no room.
+void addPlane(Digest& digest, int32_t size, int32_t step, int32_t width, int32_t height,
+              int32_t cols, int32_t rows) {
+  Integral integral(noise(width, height, 11));
+  for (int32_t& sum : integral.sums)  // as if it had wrapped: a constant drops out of every box
+    sum = static_cast<int32_t>(static_cast<uint32_t>(sum) + 0x7FFFFF00u);
+  PageBuffer<int32_t> det(static_cast<std::size_t>(cols) * rows);
+  tagOctaveLayer layer = {det.data(), size, step, cols, rows};
+  LayerDetJob job = {&integral.record, &layer};
+  std::vector<int32_t> first;
+  for (const auto form :
+       {decltype(&CalcLayerDet_0123_neon_multi){nullptr}, CalcLayerDet_0123_neon_multi,
+        CalcLayerDet_0123_neon_multi_dxdydxy, CalcLayerDet_0123_neon_multi_dxdy_dxy}) {
+    std::fill_n(det.data(), det.size(), kUnwritten);
+    if (form == nullptr) {
+      CalcLayerDet_0123_neon(&integral.record, &layer);
+      first = det.values();
+    } else {
+      form(&job, 14);
+    }
+    EXPECT_EQ(det.values(), first) << size << ", " << step << ": " << cols << " x " << rows;
+    EXPECT_TRUE(det.intact());
+  }
+  digest.addAll(first);
+}
+
+// The digests are those of responses from sums of pixels, with the filters worked out by hand.
+
+TEST(CalcLayerDet, EqualsSumsOfPixels) {
+  Digest digest;
+  // The scale of the determinant is 0 for 405 and leaves 64 bits for 1023.
+  for (const int32_t size : {9, 15, 21, 27, 33, 18, 30, 42, 54, 36, 405, 1023}) {
+    // Steps of octaves 0, 1 and 2; sizes with one grid point and with some.
+    for (const int32_t step : {1, 2, 4}) {
+      for (const int32_t more : {0, 1, 6}) {
+        if (size > 100 && step + more != 2) continue;
+        const int32_t width = size + 2 * more, height = size + more;
+        addPlane(digest, size, step, width, height, width / step, height / step);
+      }
+    }
+  }
+  for (int32_t width = 9; width <= 45; ++width)  // across vector lengths
+    addPlane(digest, 9, 1, width, 10, width, 10);
+  EXPECT_EQ(digest.value(), 554465017u);
+}
+
+TEST(CalcLayerDet, WritesOnlyWhatHasRoom) {
+  Digest digest;
+  for (const int32_t size : {13, 15, 21, 27, 0x7FFFFFFF, 8, 3, 1, 0, -9})
+    addPlane(digest, size, 1, 20, 12, 20, 12);
+  for (const int32_t step : {0, -1})
+    addPlane(digest, 9, step, 20, 12, 20, 12);
+  for (const int32_t cols : {0, 1, 4, 5, 8, 29}) {
+    for (const int32_t rows : {0, 1, 5, 9})
+      addPlane(digest, 9, 1, 30, 30, cols, rows);
+  }
+  EXPECT_EQ(digest.value(), 1974406308u);
+}
+
+using Matrix = std::array<int32_t, 9>;
+using Vector = std::array<int32_t, 3>;
+using Blocks = std::array<Matrix, 3>;
+
+Vector solve(Matrix a, Vector b) {
+  Vector x = {};
+  EXPECT_EQ(SolveFixed(a.data(), b.data(), x.data()), 1);
+  return x;
+}
+
+std::optional<Vector> refine(const Blocks& blocks, const Vector& step, const Vector& start) {
+  int32_t n[3][9];
+  for (int i = 0; i < 3; ++i)
+    std::copy(blocks[i].begin(), blocks[i].end(), n[i]);
+  ST_KEYPOINT kp = {-5, -6, start[0], start[1], start[2]};
+  const int32_t kept = InterpolateKeypoint(n, step[0], step[1], step[2], &kp);
+  EXPECT_EQ(kp.reserved1, -5);
+  EXPECT_EQ(kp.reserved2, -6);
+  const Vector result = {kp.x, kp.y, kp.size};
+  if (kept != 0) return result;
+  EXPECT_EQ(result, start);
+  return std::nullopt;
+}
+
+TEST(SolveFixed, FollowsCramersRuleModulo64Bits) {
+  // det 19000, 19000 >> 6 = 296; the determinants above it 50000, -21000, 16000.
+  EXPECT_EQ(solve({20, 10, 10, 10, 30, 20, 10, 0, 40}, {50, 10, 60}), (Vector{168, -70, 54}));
+  // det -1; with b in its first column the determinant is 2^63, which wraps to -2^63.
+  constexpr int32_t kBig = 1 << 21;
+  EXPECT_EQ(solve({0, 0, 1, -1, kBig, 0, 0, 1, kBig}, {kBig, 0, 0}), (Vector{0, 0, kBig}));
+}
+
+TEST(InterpolateKeypoint, GivesTheSameBitsOnEveryMachine) {
+  // From small values to the whole range, where every product wraps. The digest is that of Cramer's
+  // rule by sums over permutations, modulo 2^64.
+  Random random(22);
+  Digest digest;
+  for (int round = 0; round < 4000; ++round) {
+    const int64_t range = int64_t{1} << (4 + round % 28);
+    Blocks blocks;
+    for (Matrix& block : blocks) {
+      for (int32_t& value : block)
+        value = static_cast<int32_t>(random.range(-range, range - 1));
+    }
+    // Most of the time a true maximum, as the detector hands it over.
+    if (round % 4 != 0) blocks[1][4] = static_cast<int32_t>(range - 1);
+    const int32_t step = 1 << round % 3;
+    const auto result = refine(blocks, {step, 2 * step, 6 * step}, {100, 200, 15});
+    digest.add(int32_t{result.has_value()});
+    digest.addAll(result.value_or(Vector{}));
+  }
+  EXPECT_EQ(digest.value(), 630622672u);
+}
+
+/// Second differences of -64 and the gradient `pull`: the determinant -64^3 shifts without a
+/// remainder, and the offset in 1/64 of a sample is the pull itself.
+Blocks pulled(const Vector& pull) {
+  Blocks blocks = {};
+  const auto set = [&](int32_t& before, int32_t& after, int32_t by) {
+    before = 5000 - 32 - by;
+    after = 5000 - 32 + by;
+  };
+  blocks[1][4] = 5000;
+  set(blocks[1][3], blocks[1][5], pull[0]);
+  set(blocks[1][1], blocks[1][7], pull[1]);
+  set(blocks[0][4], blocks[2][4], pull[2]);
+  return blocks;
+}
+
+TEST(InterpolateKeypoint, KeepsOffsetsUpToOneSample) {
+  for (const int32_t pull : {-66, -65, -64, -63, 0, 63, 64, 65, 66}) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      Vector pulls = {0, 0, 0};
+      pulls[axis] = pull;
+      const bool kept = pull >= -64 && pull <= 64;
+      const Vector moved = {pulls[0], 4 * pulls[1], 100 + pulls[2]};
+      EXPECT_EQ(refine(pulled(pulls), {1, 4, 64}, {0, 0, 100}),
+                kept ? std::optional(moved) : std::nullopt)
+          << pull;
+    }
+  }
+  EXPECT_EQ(refine({}, {1, 1, 6}, {1, 2, 3}), std::nullopt);  // flat
+  EXPECT_EQ(refine(pulled({64, 64, 64}), {INT32_MAX, INT32_MIN, 1}, {INT32_MAX, 5, INT32_MAX}),
+            (Vector{INT32_MAX - 64, 5, INT32_MIN}));  // wraps at the edges of its range
 }
 
 }  // namespace
