@@ -74,10 +74,6 @@ Frame near(Frame frame) {
   return frame;
 }
 
-int rounded12(int value) {
-  return std::clamp(static_cast<int>(std::floor((value + 2048) / 4096.0)), 0, 255);
-}
-
 /// @param kept  takes the Q12 weight of each sample of the first frame
 Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<int>& weights,
                 std::vector<int>& kept) {
@@ -109,19 +105,19 @@ Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<in
       }
       const int k = weights[static_cast<std::size_t>(difference)];
       kept[static_cast<std::size_t>(y * w + x)] = k;
+      const auto mix = [k](uint8_t& own, int other) {
+        const int sum = k * own + (4096 - k) * other;
+        own = static_cast<uint8_t>(std::clamp<double>(std::floor((sum + 2048) / 4096.0), 0, 255));
+      };
       const int upper = (256 - fx) * guide.luma(gy, gx) + (fx - 1) * guide.luma(gy, gx + 1);
       const int lower = (256 - fx) * guide.luma(gy + 1, gx) + (fx - 1) * guide.luma(gy + 1, gx + 1);
       const int value =
           static_cast<int>(std::floor((upper * (256 - fy) + lower * (fy - 1) + 32768) / 65536.0));
-      result.luma(y, x) =
-          static_cast<uint8_t>(rounded12(k * first.luma(y, x) + (4096 - k) * value));
+      mix(result.luma(y, x), value);
       if (x % 2 != 0 || y % 2 != 0 || x / 2 >= first.chromaWidth() || y / 2 >= first.chromaHeight())
         continue;
-      for (int byte = 0; byte < 2; ++byte) {
-        result.chroma(y / 2, x / 2, byte) =
-            static_cast<uint8_t>(rounded12(k * first.chroma(y / 2, x / 2, byte) +
-                                           (4096 - k) * guide.chroma(gy / 2, gx / 2, byte)));
-      }
+      for (int byte = 0; byte < 2; ++byte)
+        mix(result.chroma(y / 2, x / 2, byte), guide.chroma(gy / 2, gx / 2, byte));
     }
   }
   return result;
