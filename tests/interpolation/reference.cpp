@@ -12,18 +12,15 @@ namespace {
 
 using Rows = Kernels::Rows;
 
-Rows rowsOf(int16_t** table, int count, int values) {
-  Rows rows;
-  for (int i = 0; i < count; ++i)
-    rows.emplace_back(table[i], table[i] + values);
-  return rows;
-}
-
 std::vector<int16_t*> pointersTo(Rows& rows) {
   std::vector<int16_t*> pointers;
   for (auto& row : rows)
     pointers.push_back(row.data());
   return pointers;
+}
+
+int64_t floorDivide(int64_t a, int64_t b) {
+  return a >= 0 ? a / b : -((-a + b - 1) / b);
 }
 
 struct Position {
@@ -37,13 +34,8 @@ Position positionOf(Span span, int k) {
                            ? 0
                            : static_cast<int64_t>((static_cast<double>(span.to) - span.from) *
                                                   65536.0 / (span.out - 1));
-  const int64_t position = step * k;
-  const auto whole = static_cast<int64_t>(std::floor(static_cast<double>(position) / 65536.0));
-  return {span.from + whole, position - whole * 65536};
-}
-
-int64_t floorDivide(int64_t a, int64_t b) {
-  return a >= 0 ? a / b : -((-a + b - 1) / b);
+  const int64_t whole = floorDivide(step * k, 65536);
+  return {span.from + whole, step * k - whole * 65536};
 }
 
 }  // namespace
@@ -70,9 +62,13 @@ Kernels::~Kernels() {
 Kernels Kernels::lanczos(int phases) {
   G_QUANTIZATION = phases;
   CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f);
-  Rows plain = rowsOf(Lanczos1D_4_2_Fix, phases, 4);
-  Rows sharp = rowsOf(Lanczos1D_4_2_Fix_sharp, phases, 4);
-  Rows sharp2D = rowsOf(Lanczos2D_4_2_Fix_Sharp, phases * phases, 17);
+  Rows plain, sharp, sharp2D;
+  for (int i = 0; i < phases * phases; ++i) {
+    const auto add = [i](Rows& rows, int16_t** t, int n) { rows.emplace_back(t[i], t[i] + n); };
+    if (i < phases) add(plain, Lanczos1D_4_2_Fix, 4);
+    if (i < phases) add(sharp, Lanczos1D_4_2_Fix_sharp, 4);
+    add(sharp2D, Lanczos2D_4_2_Fix_Sharp, 17);
+  }
   releaseKernelTables();
   return {phases, plain, sharp, sharp2D};
 }
@@ -83,12 +79,8 @@ Kernels Kernels::random(int phases, uint64_t seed) {
     Rows all(static_cast<std::size_t>(count), std::vector<int16_t>(static_cast<std::size_t>(taps)));
     for (auto& row : all) {
       for (int16_t& tap : row) {
-        const int64_t likely = values.range(-9000, 9000);
-        const int64_t kind = values.range(0, 7);
-        tap = static_cast<int16_t>(kind == 0   ? INT16_MIN
-                                   : kind == 1 ? INT16_MAX
-                                   : kind == 2 ? 0
-                                               : likely);
+        const int64_t kinds[] = {INT16_MIN, INT16_MAX, 0, values.range(-9000, 9000)};
+        tap = static_cast<int16_t>(kinds[std::min<std::size_t>(values.index(8), 3)]);
       }
     }
     return all;

@@ -1,6 +1,7 @@
 // Which slots of the thread pool the stages take, in which order.
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "interpolation/call.h"
@@ -9,11 +10,10 @@
 
 namespace {
 
-std::string* transcript = nullptr;  // of the calls while it is set
+std::optional<std::string> transcript;  // of the calls while it is there
 
 void note(const char* call, int32_t slot) {
-  if (transcript == nullptr) return;
-  *transcript += std::string(call) + " " + std::to_string(slot) + "\n";
+  if (transcript) *transcript += std::string(call) + " " + std::to_string(slot) + "\n";
 }
 
 }  // namespace
@@ -49,29 +49,15 @@ namespace {
 /// The transcript of so many jobs, one after the other, on three slots from `first` on.
 std::string jobsOn(int first, int jobs) {
   std::string text;
-  const auto add = [&](const char* call, int slot) {
-    text += std::string(call) + " " + std::to_string(first + slot) + "\n";
-  };
   for (; jobs > 0; --jobs) {
-    for (const int slot : {0, 1, 2})
-      add("wait", slot);
-    for (const int slot : {0, 1, 2}) {
-      add("set", slot);
-      add("post", slot);
+    for (const std::string call : {"wait ", "set ", "clean "}) {
+      for (int slot = first; slot < first + 3; ++slot) {
+        text += call + std::to_string(slot) + "\n";
+        if (call == "set ") text += "post " + std::to_string(slot) + "\n";
+      }
     }
-    for (const int slot : {0, 1, 2})
-      add("clean", slot);
   }
   return text;
-}
-
-template <typename Job>
-std::string slotCallsOf(Job job) {
-  std::string calls;
-  transcript = &calls;
-  job();
-  transcript = nullptr;
-  return calls;
 }
 
 // Conversion takes the slots from 0 on, of frames in NV12 only: NV21 is converted on the calling
@@ -83,9 +69,12 @@ TEST(SlotCalls, OfTheEntryPointsFollowTheirStages) {
     const bool converts = entry.fuses && entry.format == 4;
     const int passes = (entry.luma ? entry.fuses ? 1 : 2 : 0) + (entry.chroma ? 2 : 0);
     Call call(entry, {40, 30, {0, 39, 60}, {0, 29, 50}}, mapsOf(0, 40, 30));
-    EXPECT_EQ(slotCallsOf([&] { call.run(); }),
+    transcript = "";
+    call.run();
+    EXPECT_EQ(transcript,
               jobsOn(0, converts ? 2 : 0) + jobsOn(13, passes) + jobsOn(0, converts ? 1 : 0))
         << entry.name << entry.format;
+    transcript.reset();
   }
 }
 
@@ -93,10 +82,10 @@ TEST(SlotCalls, OfDeghosting) {
   Handle handle;
   Bytes frames[2] = {Bytes(8 * 8 * 3 / 2), Bytes(8 * 8 * 3 / 2)};
   const std::vector<int32_t> map(64, 0);
-  const std::string calls = slotCallsOf([&] {
-    DeGhost(frames[0].data(), frames[1].data(), &handle.priv, 8, 8, map.data(), map.data());
-  });
-  EXPECT_EQ(calls, jobsOn(12, 1));
+  transcript = "";
+  DeGhost(frames[0].data(), frames[1].data(), &handle.priv, 8, 8, map.data(), map.data());
+  EXPECT_EQ(transcript, jobsOn(12, 1));
+  transcript.reset();
 }
 
 }  // namespace

@@ -26,23 +26,12 @@ Result solve(Matrix a, Vector b) {
 // E is the last bit of 1 + E: (1 + E)^2 is 1 + 2E + E^2, which rounds to 1 + 2E.
 TEST(Solve, SolvesByHand) {
   constexpr float one = 1.0f + 0x1p-23f;
-  const struct {
-    Matrix a;
-    Vector b;
-    Result result;
-  } cases[] = {
-      {{1, 0, 0, 0, 1, 0, 0, 0, 1}, {0.1f, -3e30f, 7e-40f}, {1, {0.1f, -3e30f, 7e-40f}}},
-      // The determinant is 2 (16 - 1) - 1 (4 - 0) + 0 = 26.
-      {{2, 1, 0, 1, 4, 1, 0, 1, 4}, {4, 12, 14}, {1, {1, 2, 3}}},
-      // A permutation: every cofactor's sign shows.
-      {{0, 2, 0, 0, 0, 4, 8, 0, 0}, {2, 8, 32}, {1, {4, 1, 2}}},
-      {{1, 2, 3, 4, 5, 6, 7, 8, 9}, {1, 2, 3}, {0, kUntouched}},
-      // The first product is fused and the second rounded: E^2 remains, the determinant. If both
-      // were rounded, or both exact, it would be 0.
-      {{1, 0, 0, 0, one, one, 0, one, one}, {3, 0, 0}, {1, {3, 0, 0}}},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(solve(c.a, c.b), c.result);
+  const Vector extremes = {0.1f, -3e30f, 7e-40f};
+  EXPECT_EQ(solve({1, 0, 0, 0, 1, 0, 0, 0, 1}, extremes), Result(1, extremes));
+  EXPECT_EQ(solve({1, 2, 3, 4, 5, 6, 7, 8, 9}, {1, 2, 3}), Result(0, kUntouched));
+  // The first product is fused and the second rounded: E^2 remains, the determinant. If both
+  // were rounded, or both exact, it would be 0.
+  EXPECT_EQ(solve({1, 0, 0, 0, one, one, 0, one, one}, {3, 0, 0}), Result(1, {3, 0, 0}));
 }
 
 /// The same arithmetic by the general formula of a cofactor.
@@ -53,15 +42,15 @@ Result reference(const Matrix& a, const Vector& b) {
     const float second = at(row + 1, column + 2) * at(row + 2, column + 1);
     return std::fma(at(row + 1, column + 1), at(row + 2, column + 2), -second);
   };
-  const auto determinant = [&](int column, const Vector& values) {
-    return std::fma(cofactor(0, column), values[0],
-                    std::fma(cofactor(1, column), values[1], cofactor(2, column) * values[2]));
-  };
   const float whole =
       std::fma(cofactor(0, 0), a[0], std::fma(cofactor(0, 1), a[1], cofactor(0, 2) * a[2]));
   if (whole == 0.0f) return {0, kUntouched};
-  const auto over = [&](float x) { return static_cast<float>(1.0 / double{whole} * double{x}); };
-  return {1, {over(determinant(0, b)), over(determinant(1, b)), over(determinant(2, b))}};
+  const auto unknown = [&](int i) {
+    const float part =
+        std::fma(cofactor(0, i), b[0], std::fma(cofactor(1, i), b[1], cofactor(2, i) * b[2]));
+    return static_cast<float>(1.0 / double{whole} * double{part});
+  };
+  return {1, {unknown(0), unknown(1), unknown(2)}};
 }
 
 TEST(Solve, EqualsTheCofactorFormulaOnRandomSystems) {
