@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <cmath>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -91,11 +91,11 @@ Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<in
       const int blockY = bandStart + (y - bandStart) / 4 * 4;
       const int blockX = x / 4 * 4;
       const auto entry = static_cast<std::size_t>(blockY * w + blockX);
-      const int gx = static_cast<int>(std::floor(maps.x[entry] / 65536.0)) + x - blockX;
-      const int gy = static_cast<int>(std::floor(maps.y[entry] / 65536.0)) + y - blockY;
+      const int gx = (maps.x[entry] >> 16) + x - blockX;
+      const int gy = (maps.y[entry] >> 16) + y - blockY;
       if (gx < 0 || gy < 0 || gx >= w - 1 || gy >= h - 1) continue;
-      const int fx = static_cast<int>((static_cast<uint32_t>(maps.x[entry]) >> 8) % 256);
-      const int fy = static_cast<int>((static_cast<uint32_t>(maps.y[entry]) >> 8) % 256);
+      const int fx = maps.x[entry] >> 8 & 255;
+      const int fy = maps.y[entry] >> 8 & 255;
       const int pairRow = std::min(y / 2, first.chromaHeight() - 1);
       const int pair = std::min(x / 2, first.chromaWidth() - 1);
       int difference = std::abs(first.luma(y, x) - guide.luma(gy, gx));
@@ -106,14 +106,12 @@ Frame deghosted(Frame guide, Frame first, const Maps& maps, const std::vector<in
       const int k = weights[static_cast<std::size_t>(difference)];
       kept[static_cast<std::size_t>(y * w + x)] = k;
       const auto mix = [k](uint8_t& own, int other) {
-        const int sum = k * own + (4096 - k) * other;
-        own = static_cast<uint8_t>(std::clamp<double>(std::floor((sum + 2048) / 4096.0), 0, 255));
+        const int mixed = (k * own + (4096 - k) * other + 2048) >> 12;
+        own = static_cast<uint8_t>(std::clamp(mixed, 0, 255));
       };
       const int upper = (256 - fx) * guide.luma(gy, gx) + (fx - 1) * guide.luma(gy, gx + 1);
       const int lower = (256 - fx) * guide.luma(gy + 1, gx) + (fx - 1) * guide.luma(gy + 1, gx + 1);
-      const int value =
-          static_cast<int>(std::floor((upper * (256 - fy) + lower * (fy - 1) + 32768) / 65536.0));
-      mix(result.luma(y, x), value);
+      mix(result.luma(y, x), (upper * (256 - fy) + lower * (fy - 1) + 32768) >> 16);
       if (x % 2 != 0 || y % 2 != 0 || x / 2 >= first.chromaWidth() || y / 2 >= first.chromaHeight())
         continue;
       for (int byte = 0; byte < 2; ++byte)

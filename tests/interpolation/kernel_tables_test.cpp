@@ -97,24 +97,16 @@ TEST(KernelFiltering, AddsTheHighPass) {
   }
 }
 
-TEST(KernelFiltering, RefusesWhatItCannotFilter) {
-  float one = 2.0f;
-  EXPECT_EQ(KernelFiltering1D(nullptr, 4, 1.0f), SR_RET_PARAMS_OUT_OF_RANGE);
-  EXPECT_EQ(KernelFiltering(nullptr, 4, 1.0f), SR_RET_PARAMS_OUT_OF_RANGE);
-  for (const int taps : {1, 0, -1, 33}) {
-    EXPECT_EQ(KernelFiltering1D(&one, taps, 1.0f), SR_RET_PARAMS_OUT_OF_RANGE) << taps;
-    EXPECT_EQ(KernelFiltering(&one, taps, 1.0f), SR_RET_PARAMS_OUT_OF_RANGE) << taps;
-  }
-  EXPECT_EQ(one, 2.0f);
-}
-
-TEST(KernelFiltering, TakesItsScratchFromTheCallInProgress) {
+TEST(KernelFiltering, RefusesWhatItCannotFilterAndTakesItsScratchFromTheCallInProgress) {
   const Handle handle;
   std::array<float, 16> block{1.0f};
   for (const auto function : {KernelFiltering1D, KernelFiltering}) {
+    EXPECT_EQ(function(nullptr, 4, 1.0f), SR_RET_PARAMS_OUT_OF_RANGE);
+    for (const int taps : {1, 0, -1, 33})
+      EXPECT_EQ(function(block.data(), taps, 1.0f), SR_RET_PARAMS_OUT_OF_RANGE) << taps;
     TestAllocator::failRequest(0);
     EXPECT_EQ(function(block.data(), 4, 0.2f), SR_RET_ALLOC_FAILED);
-    EXPECT_EQ(block[0], 1.0f);
+    EXPECT_EQ(block, (std::array<float, 16>{1.0f}));
   }
   for (const auto function : {KernelFiltering1D, KernelFiltering})
     EXPECT_EQ(function(block.data(), 4, 0.2f), SR_RET_SUCCEED);
@@ -163,26 +155,19 @@ TEST_F(KernelTablesTest, HandOutTablesOfAnySizeAndStrengthBesideTheInstalledOnes
   G_QUANTIZATION = 2;
   ASSERT_EQ(CreateLanczosLUT_ZELK(4, 2, 0.2f, 0.2f), SR_RET_SUCCEED);
   int16_t** const installed[] = {Lanczos1D_4_2_Fix_sharp, Lanczos2D_4_2_Fix_Sharp};
-  int16_t** table = CreateLanczosLUT1D(4, 2, 0.2f);
-  ASSERT_NE(table, nullptr);
-  EXPECT_EQ(row<4>(table, 1), D_Lanczos1D_4_2_Fix_sharp[25]);
-  KernelRows::free(table, 2);
-  table = CreateLanczosLUT1D(6, 3, 0.0f);
-  ASSERT_NE(table, nullptr);
-  const auto taps = row<6>(table, 1);
+  int16_t** const tables[] = {CreateLanczosLUT1D(4, 2, 0.2f), CreateLanczosLUT1D(6, 3, 0.0f),
+                              CreateLanczosLUT2D(4, 2, 0.0f), CreateLanczosLUT2D(4, 2, 1e6f)};
+  ASSERT_EQ(std::count(tables, std::end(tables), nullptr), 0);
+  EXPECT_EQ(row<4>(tables[0], 1), D_Lanczos1D_4_2_Fix_sharp[25]);
+  const auto taps = row<6>(tables[1], 1);
   EXPECT_NEAR(std::accumulate(taps.begin(), taps.end(), 0), 4096, 3);
-  KernelRows::free(table, 2);
   // Unsharpened and not normalised, the kernel is the identity at (0, 0); strong ones saturate.
-  table = CreateLanczosLUT2D(4, 2, 0.0f);
-  ASSERT_NE(table, nullptr);
-  EXPECT_EQ(row<17>(table, 0),
+  EXPECT_EQ(row<17>(tables[2], 0),
             (std::array<int16_t, 17>{0, 0, 0, 0, 0, 4096, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4096}));
-  KernelRows::free(table, 4);
-  table = CreateLanczosLUT2D(4, 2, 1e6f);
-  ASSERT_NE(table, nullptr);
-  EXPECT_EQ(table[0][5], 32767);
-  EXPECT_EQ(table[0][0], -32768);
-  KernelRows::free(table, 4);
+  EXPECT_EQ(tables[3][0][5], 32767);
+  EXPECT_EQ(tables[3][0][0], -32768);
+  for (std::size_t i = 0; i < 4; ++i)
+    KernelRows::free(tables[i], i < 2 ? 2 : 4);
   EXPECT_EQ(Lanczos1D_4_2_Fix_sharp, installed[0]);
   EXPECT_EQ(Lanczos2D_4_2_Fix_Sharp, installed[1]);
 }

@@ -1,7 +1,6 @@
 #include "interpolation/reference.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "interpolation/kernel_tables.h"
@@ -28,14 +27,27 @@ struct Position {
   int64_t fraction;
 };
 
-/// Where output sample k of an axis lies.
-Position positionOf(Span span, int k) {
-  const int64_t step = span.out < 2
-                           ? 0
-                           : static_cast<int64_t>((static_cast<double>(span.to) - span.from) *
-                                                  65536.0 / (span.out - 1));
-  const int64_t whole = floorDivide(step * k, 65536);
-  return {span.from + whole, step * k - whole * 65536};
+Position at(int64_t position) {
+  const int64_t sample = floorDivide(position, 65536);
+  return {sample, position - sample * 65536};
+}
+
+/// A plane of clamped samples, each from its vertical and its horizontal position.
+template <typename Sample>
+Bytes sampled(Span columns, Span rows, Sample sample) {
+  const auto position = [](Span span, int k) {
+    const double distance = (static_cast<double>(span.to) - span.from) * 65536.0;
+    const int64_t step = span.out < 2 ? 0 : static_cast<int64_t>(distance / (span.out - 1));
+    return at(span.from * int64_t{65536} + step * k);
+  };
+  Bytes out;
+  for (int k = 0; k < rows.out; ++k) {
+    for (int j = 0; j < columns.out; ++j) {
+      const int64_t value = sample(position(rows, k), position(columns, j));
+      out.push_back(static_cast<uint8_t>(std::clamp<int64_t>(value, 0, 255)));
+    }
+  }
+  return out;
 }
 
 }  // namespace
@@ -122,26 +134,20 @@ Bytes padded(const Image& image) {
 }
 
 Bytes interpolated(const Image& image, const Rows& table, Span columns, Span rows) {
-  const auto phases = static_cast<int64_t>(table.size());
-  Bytes out;
-  for (int k = 0; k < rows.out; ++k) {
-    const Position v = positionOf(rows, k);
-    const auto& vTaps = table[static_cast<std::size_t>(phases * v.fraction / 65536)];
-    for (int j = 0; j < columns.out; ++j) {
-      const Position h = positionOf(columns, j);
-      const auto& hTaps = table[static_cast<std::size_t>(phases * h.fraction / 65536)];
-      int64_t sum = 0;
-      for (int r = 0; r < 4; ++r) {
-        int64_t row = 0;
-        for (int c = 0; c < 4; ++c)
-          row += image(v.sample - 1 + r, h.sample - 1 + c) * hTaps[static_cast<std::size_t>(c)];
-        sum += floorDivide(row + 2048, 4096) * vTaps[static_cast<std::size_t>(r)];
-      }
-      out.push_back(
-          static_cast<uint8_t>(std::clamp<int64_t>(floorDivide(sum + 2048, 4096), 0, 255)));
+  const auto taps = [&table](Position p, int i) {
+    const auto phase = static_cast<int64_t>(table.size()) * p.fraction / 65536;
+    return table[static_cast<std::size_t>(phase)][static_cast<std::size_t>(i)];
+  };
+  return sampled(columns, rows, [&](Position v, Position h) {
+    int64_t sum = 0;
+    for (int r = 0; r < 4; ++r) {
+      int64_t row = 0;
+      for (int c = 0; c < 4; ++c)
+        row += image(v.sample - 1 + r, h.sample - 1 + c) * taps(h, c);
+      sum += floorDivide(row + 2048, 4096) * taps(v, r);
     }
-  }
-  return out;
+    return floorDivide(sum + 2048, 4096);
+  });
 }
 
 Maps shiftedMaps(int w, int h, int dx, int dy) {
@@ -174,44 +180,28 @@ Maps mapsOf(int field, int w, int h) {
 
 Bytes fused(const Image& first, const Image& second, const Maps& maps, const Kernels& kernels,
             Span columns, Span rows) {
-  const int64_t phases = kernels.phases;
-  const auto addBlock = [&](const Image& image, int64_t y, int64_t x, int64_t fractionY,
-                            int64_t fractionX, int64_t& sum, int64_t& weight) {
-    const auto& taps = kernels.sharp2D[static_cast<std::size_t>(
-        phases * fractionY / 65536 * phases + phases * fractionX / 65536)];
-    for (int r = 0; r < 4; ++r) {
-      for (int c = 0; c < 4; ++c)
-        sum += image(y - 1 + r, x - 1 + c) * taps[static_cast<std::size_t>(4 * r + c)];
-    }
-    weight += taps[16];
-  };
-  Bytes out;
-  for (int k = 0; k < rows.out; ++k) {
-    const Position v = positionOf(rows, k);
-    for (int j = 0; j < columns.out; ++j) {
-      const Position h = positionOf(columns, j);
-      int64_t sum = 0;
-      int64_t weight = 0;
-      addBlock(first, v.sample, h.sample, v.fraction, h.fraction, sum, weight);
-      const auto index =
-          static_cast<std::size_t>(std::clamp<int64_t>(v.sample, 0, first.h - 1) * first.w +
-                                   std::clamp<int64_t>(h.sample, 0, first.w - 1));
-      const int64_t x = maps.x[index] + h.fraction;
-      const int64_t y = maps.y[index] + v.fraction;
-      const int64_t column = floorDivide(x, 65536);
-      const int64_t line = floorDivide(y, 65536);
-      if (line >= 0 && line < second.h && column >= 0 && column < second.w) {
-        addBlock(second, line, column, y - line * 65536, x - column * 65536, sum, weight);
-      }
-      double value = 0;
-      if (weight != 0) {
-        value = std::trunc(static_cast<double>(sum + floorDivide(weight, 2)) /
-                           static_cast<double>(weight));
-      }
-      out.push_back(static_cast<uint8_t>(std::clamp(value, 0.0, 255.0)));
-    }
-  }
-  return out;
+  return sampled(columns, rows, [&](Position v, Position h) {
+    int64_t sum = 0;
+    int64_t weight = 0;
+    const auto addBlock = [&](const Image& image, Position y, Position x) {
+      const int64_t phases = kernels.phases;
+      const auto& taps = kernels.sharp2D[static_cast<std::size_t>(
+          phases * y.fraction / 65536 * phases + phases * x.fraction / 65536)];
+      for (int i = 0; i < 16; ++i)
+        sum +=
+            image(y.sample - 1 + i / 4, x.sample - 1 + i % 4) * taps[static_cast<std::size_t>(i)];
+      weight += taps[16];
+    };
+    addBlock(first, v, h);
+    const auto index =
+        static_cast<std::size_t>(std::clamp<int64_t>(v.sample, 0, first.h - 1) * first.w +
+                                 std::clamp<int64_t>(h.sample, 0, first.w - 1));
+    const Position x = at(maps.x[index] + h.fraction);
+    const Position y = at(maps.y[index] + v.fraction);
+    if (y.sample >= 0 && y.sample < second.h && x.sample >= 0 && x.sample < second.w)
+      addBlock(second, y, x);
+    return weight == 0 ? 0 : (sum + floorDivide(weight, 2)) / weight;
+  });
 }
 
 }  // namespace velmora::test
