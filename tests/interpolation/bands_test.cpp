@@ -58,25 +58,24 @@ struct BandCall {
 TEST(Bands, NeedNoOrderAndNoPlan) {
   const Kernels kernels = Kernels::random(50, 11);
   for (const int outH : {1, 2, 3, 47}) {
+    const auto run = [](auto job, auto* bands, std::initializer_list<int> indices) {
+      for (const int index : indices)
+        job(bands, index);
+    };
     BandCall luma(outH);
-    for (const int index : {15, 11, 12, 16, 14, 13})
-      InterPolationY1Frame_H_ThreadFunc(&luma.y, index);
-    for (const int index : {13, 12, 15, 14, -1})
-      InterPolationY1Frame_V_ThreadFunc(&luma.y, index);
+    run(InterPolationY1Frame_H_ThreadFunc, &luma.y, {15, 11, 12, 16, 14, 13});
+    run(InterPolationY1Frame_V_ThreadFunc, &luma.y, {13, 12, 15, 14, -1});
     EXPECT_EQ(luma.outputs[0].packed(),
               interpolated(luma.images[0], kernels.sharp, luma.columns, luma.rows));
     EXPECT_TRUE(luma.outputs[1].untouched());
 
     BandCall call(outH);
-    for (const int index : {15, 14, 13, 12})
-      InterPolationUV1Frame_H_ThreadFunc(&call.uv, index);
-    for (const int index : {14, 15, 12, 13})
-      InterPolationUV1Frame_V_ThreadFunc(&call.uv, index);
+    run(InterPolationUV1Frame_H_ThreadFunc, &call.uv, {15, 14, 13, 12});
+    run(InterPolationUV1Frame_V_ThreadFunc, &call.uv, {14, 15, 12, 13});
     for (const std::size_t plane : {0u, 1u})
       EXPECT_EQ(call.outputs[plane].packed(),
                 interpolated(call.images[plane], kernels.plain, call.columns, call.rows));
-    for (const int index : {15, 11, 13, 12, 16, 14})
-      InterPolationY_ThreadFunc(&call.fusion, index);
+    run(InterPolationY_ThreadFunc, &call.fusion, {15, 11, 13, 12, 16, 14});
     EXPECT_EQ(call.outputs[2].packed(),
               fused(call.images[0], call.images[1], call.maps, kernels, call.columns, call.rows));
   }
@@ -86,28 +85,23 @@ TEST(Bands, NeedNoOrderAndNoPlan) {
 // of the padded plane; the first and the last row go with their neighbours.
 TEST(Bands, HoldAQuarterOfTheRowsEach) {
   const Kernels kernels = Kernels::random(50, 11);
-  const struct {
-    int outH;
-    int firstRows[5];
-  } cases[] = {{7, {0, 4, 5, 6, 7}}, {8, {0, 2, 4, 6, 8}}, {3, {0, 3, 3, 3, 3}}};
   constexpr int kPaddedFirstRows[5] = {0, 9, 14, 19, 25};
-  for (const auto& c : cases) {
+  constexpr int kFirstRows[][5] = {{0, 4, 5, 6, 7}, {0, 2, 4, 6, 8}, {0, 3, 3, 3, 3}};
+  for (const auto& firstRows : kFirstRows) {
     for (int band = 0; band < 4; ++band) {
-      const auto expectOwn = [band](const int* firstRows, int row, bool written) {
-        EXPECT_EQ(written, row >= firstRows[band] && row < firstRows[band + 1])
-            << "row " << row << ", band " << band;
+      const auto expectOwn = [band](const int* first, int pitch, const auto* samples,
+                                    auto unwritten) {
+        for (int row = 0; row < first[4]; ++row)
+          EXPECT_EQ(std::count(samples + row * pitch, samples + row * pitch + 53, unwritten) < 53,
+                    row >= first[band] && row < first[band + 1])
+              << "row " << row << ", band " << band;
       };
-      BandCall call(c.outH);
+      BandCall call(firstRows[4]);
       InterPolationY1Frame_H_ThreadFunc(&call.y, 12 + band);
-      for (int row = 0; row < 25; ++row)
-        expectOwn(kPaddedFirstRows, row,
-                  call.intermediates[0].data()[row * 53] != PageBuffer<int16_t>::unwritten());
+      expectOwn(kPaddedFirstRows, 53, call.intermediates[0].data(),
+                PageBuffer<int16_t>::unwritten());
       InterPolationY1Frame_V_ThreadFunc(&call.y, 12 + band);
-      for (int row = 0; row < c.outH; ++row) {
-        const uint8_t* samples = call.outputs[0].data() + row * 56;
-        expectOwn(c.firstRows, row,
-                  std::count(samples, samples + 53, Destination::kUnwritten) < 53);
-      }
+      expectOwn(firstRows, 56, call.outputs[0].data(), Destination::kUnwritten);
     }
   }
 }

@@ -29,6 +29,7 @@ struct EntryPoint {
   bool fuses;         ///< luma from two frames
   int format;         ///< -1: planes in, planes out
 
+  [[nodiscard]] int passes() const { return (luma ? fuses ? 1 : 2 : 0) + (chroma ? 2 : 0); }
   [[nodiscard]] bool isDriver() const { return format >= 0; }
   [[nodiscard]] std::vector<LogLine> error(const char* text) const {
     return {{6, "NB7UO_ZELK", std::string("NB7UO_ZELK: ") + name + ": " + text + "\n"}};

@@ -19,17 +19,10 @@ uint32_t checksum(const Table& table) {
   return digest.value();
 }
 
-TEST(DefaultKernelTables, HaveTheirChecksumsAndTellingRows) {
+TEST(DefaultKernelTables, HaveTheirChecksums) {
   EXPECT_EQ(checksum(D_Lanczos1D_4_2_Fix), 0x55CD9DA1u);
   EXPECT_EQ(checksum(D_Lanczos1D_4_2_Fix_sharp), 0x07982514u);
   EXPECT_EQ(checksum(D_Lanczos2D_4_2_Fix_Sharp), 0x38712DE5u);
-  using Row = std::array<int16_t, 4>;
-  EXPECT_EQ(D_Lanczos1D_4_2_Fix[0], (Row{0, 4096, 0, 0}));
-  EXPECT_EQ(D_Lanczos1D_4_2_Fix[25], (Row{-256, 2303, 2303, -256}));
-  EXPECT_EQ(D_Lanczos1D_4_2_Fix_sharp[12], (Row{-826, 4239, 868, -185}));
-  EXPECT_EQ(D_Lanczos2D_4_2_Fix_Sharp[0],
-            (std::array<int16_t, 17>{-246, -202, -123, 0, -202, 4747, -101, 0, -123, -101, -61, 0,
-                                     0, 0, 0, 0, 3588}));
 }
 
 TEST(Sine, IsThatOfTheMathematicsLibrary) {

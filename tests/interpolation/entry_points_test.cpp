@@ -146,7 +146,7 @@ TEST_P(EntryPoints, GiveEverythingBackWhenAnyRequestFails) {
     if (n == static_cast<int>(requests.size())) refused.handle.pub.alloc = nullptr;
     if (!requests.empty()) expectRefused(refused, SR_RET_ALLOC_FAILED, "alloc memory failed.");
   }
-  const int columns = (entry.luma ? entry.fuses ? 1 : 2 : 0) + (entry.chroma ? 2 : 0);
+  const int columns = entry.passes();
   for (int n = 0; n <= columns; ++n) {
     Call call = this->call();
     call.handle.pub.alloc = Arena::alloc;

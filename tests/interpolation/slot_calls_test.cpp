@@ -67,12 +67,11 @@ TEST(SlotCalls, OfTheEntryPointsFollowTheirStages) {
   const Kernels kernels = Kernels::lanczos(5);
   for (const EntryPoint& entry : entryPoints()) {
     const bool converts = entry.fuses && entry.format == 4;
-    const int passes = (entry.luma ? entry.fuses ? 1 : 2 : 0) + (entry.chroma ? 2 : 0);
     Call call(entry, {40, 30, {0, 39, 60}, {0, 29, 50}}, mapsOf(0, 40, 30));
     transcript = "";
     call.run();
-    EXPECT_EQ(transcript,
-              jobsOn(0, converts ? 2 : 0) + jobsOn(13, passes) + jobsOn(0, converts ? 1 : 0))
+    EXPECT_EQ(transcript, jobsOn(0, converts ? 2 : 0) + jobsOn(13, entry.passes()) +
+                              jobsOn(0, converts ? 1 : 0))
         << entry.name << entry.format;
     transcript.reset();
   }
