@@ -79,9 +79,9 @@ std::vector<uint8_t> window(const std::vector<uint8_t>& scene, int32_t pitch, in
 }
 
 struct FeatureSet {
-  std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(kMaxKeypoints);
-  std::vector<int32_t> descriptors =
-      std::vector<int32_t>(static_cast<std::size_t>(kMaxKeypoints) * kDescriptorLength);
+  std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(VELMORA_SR_MAX_KEYPOINTS);
+  std::vector<int32_t> descriptors = std::vector<int32_t>(
+      static_cast<std::size_t>(VELMORA_SR_MAX_KEYPOINTS) * VELMORA_SR_DESCRIPTOR_LENGTH);
   ST_IMAGEFEATURES set = {keypoints.data(), descriptors.data(), 0};
 };
 
@@ -92,11 +92,11 @@ struct Pair {
   std::vector<uint8_t> reduced;
   tagST_PIC pic = {};
   tagIntegralMat integral = {};
-  tagSURFParams surf = {280.0f, 0.45f, 1, 2, {kDescriptorLength, 1, 0, 20}};
+  tagSURFParams surf = {280.0f, 0.45f, 1, 2, {VELMORA_SR_DESCRIPTOR_LENGTH, 1, 0, 20}};
   FeatureSet firstFeatures, secondFeatures;
-  std::vector<ST_NODE*> roots = std::vector<ST_NODE*>(kKdTreeCount);
-  std::vector<ST_NODE> pool = std::vector<ST_NODE>(kKdTreeCount * 36000);
-  std::vector<int32_t> matchBlock = std::vector<int32_t>(5 * kMaxKeypoints);
+  std::vector<ST_NODE*> roots = std::vector<ST_NODE*>(VELMORA_SR_KD_TREES);
+  std::vector<ST_NODE> pool = std::vector<ST_NODE>(VELMORA_SR_KD_TREES * 36000);
+  std::vector<int32_t> matchBlock = std::vector<int32_t>(5 * VELMORA_SR_MAX_KEYPOINTS);
   tagMATCHESINFO matches = {};
   std::vector<float> refPoints, matchPoints;  // before RANSAC
   std::vector<float> refInliers, matchInliers;
@@ -153,7 +153,7 @@ struct Pair {
     BuildKDTreeIndices(&firstFeatures.set, roots.data(), static_cast<unsigned char*>(memory));
   }
   void search() {
-    const std::size_t queries = kMaxKeypoints;
+    const std::size_t queries = VELMORA_SR_MAX_KEYPOINTS;
     matches = {matchBlock.data(), matchBlock.data() + queries, matchBlock.data() + 3 * queries, 0};
     KnnMatcher(&secondFeatures.set, &firstFeatures.set, roots.data(), &matches, surf.matchRatio);
   }
@@ -225,7 +225,7 @@ void IntegralImage(benchmark::State& state) {
 
 void Detector(benchmark::State& state) {
   Pair& p = pair();
-  std::vector<ST_KEYPOINT> keypoints(kMaxKeypoints);
+  std::vector<ST_KEYPOINT> keypoints(VELMORA_SR_MAX_KEYPOINTS);
   run(state, "time/reduced pixel", kReducedPixels, [&] {
     int32_t count = 0;
     SURF_detect_neon(&p.integral, &p.surf, keypoints.data(), &count);
@@ -236,7 +236,7 @@ void Detector(benchmark::State& state) {
 void Descriptor(benchmark::State& state) {
   Pair& p = pair();
   const int32_t count = p.firstFeatures.set.count;
-  std::vector<int32_t> descriptors(static_cast<std::size_t>(count) * kDescriptorLength);
+  std::vector<int32_t> descriptors(static_cast<std::size_t>(count) * VELMORA_SR_DESCRIPTOR_LENGTH);
   run(state, "time/point", count, [&] {
     GenerateDiscriptor_Simple_neon_multi(&p.pic, p.firstFeatures.keypoints.data(),
                                          descriptors.data(), &p.surf.descriptor, &p.integral,

@@ -65,8 +65,9 @@ void featureJob(int threads) {
   Nv12Frame second = renderScene(1000, 750, {7.3, -4.6, 0.004, 1.003}, 2, 2);
   VelmoraJob pool(first, nullptr, 200, 200);  // starts the workers
   pool.run();
-  std::vector<ST_KEYPOINT> keypoints(kMaxKeypoints);
-  std::vector<int32_t> descriptors(static_cast<std::size_t>(kMaxKeypoints) * kDescriptorLength);
+  std::vector<ST_KEYPOINT> keypoints(VELMORA_SR_MAX_KEYPOINTS);
+  std::vector<int32_t> descriptors(static_cast<std::size_t>(VELMORA_SR_MAX_KEYPOINTS) *
+                                   VELMORA_SR_DESCRIPTOR_LENGTH);
   const auto extract = [&](Nv12Frame& frame) {
     tagST_PIC picture = {};
     picture.width = frame.width;

@@ -26,7 +26,7 @@ struct LayerMaximaJob {
   const tagSURFParams* params;
   tagOctaveLayer* layers;
   int32_t layerIndex;
-  ST_KEYPOINT* out;  ///< room for kMaxKeypoints
+  ST_KEYPOINT* out;  ///< room for VELMORA_SR_MAX_KEYPOINTS
   int32_t count;     ///< in and out
 };
 
@@ -38,7 +38,7 @@ struct DescriptorsJob {
   const tagDISCRIPTOR_PARAMS* params;
   const tagIntegralMat* im;
   int32_t count;   ///< of all points; the slot chooses its share
-  int32_t result;  ///< written: 0 or kStageAllocFailed
+  int32_t result;  ///< written: 0 or VELMORA_SR_RESULT_ALLOC_FAILED
 };
 
 #endif  // VELMORA_SR_FEATURE_JOBS_H

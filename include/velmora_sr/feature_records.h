@@ -8,13 +8,13 @@
 #include "velmora_sr/pictures.h"
 
 /// Room for key points that every caller provides per picture; at most 11999 are ever returned.
-constexpr int32_t kMaxKeypoints = 12000;
+inline constexpr int32_t VELMORA_SR_MAX_KEYPOINTS = 12000;
 /// Values per descriptor.
-constexpr int32_t kDescriptorLength = 64;
+inline constexpr int32_t VELMORA_SR_DESCRIPTOR_LENGTH = 64;
 /// Result code of the stages of registration: an allocation failed.
-constexpr int32_t kStageAllocFailed = -1000;
+inline constexpr int32_t VELMORA_SR_RESULT_ALLOC_FAILED = -1000;
 /// Result code of the stages of registration: too few points or matches to go on.
-constexpr int32_t kStageTooFewPoints = 2;
+inline constexpr int32_t VELMORA_SR_RESULT_TOO_FEW_POINTS = 2;
 
 /// A key point of the analysed picture.
 struct ST_KEYPOINT {
@@ -51,8 +51,9 @@ struct tagOctaveLayer {
 
 /// Feature set of one picture; the arrays are the caller's.
 struct ST_IMAGEFEATURES {
-  ST_KEYPOINT* keypoints;  ///< room for kMaxKeypoints
-  int32_t* descriptors;  ///< room for kMaxKeypoints * 64; point i has the 64 values from 64 * i on
+  ST_KEYPOINT* keypoints;  ///< room for VELMORA_SR_MAX_KEYPOINTS
+  int32_t* descriptors;  ///< room for VELMORA_SR_MAX_KEYPOINTS * 64; point i has the 64 values from
+                         ///< 64 * i on
   int32_t count;         ///< valid points
 };
 

@@ -54,7 +54,8 @@ VELMORA_API void DownScaleNewX16_neon_surf_asm(uint8_t* src, int32_t height, int
 /// @param pic  at least 1 x 1
 /// @param out  width and height are set first; data is taken from the allocator of the process call
 ///             and belongs to the caller, who returns it with the tag "SR_Process"; null on failure
-/// @return 0; kStageAllocFailed; SR_RET_PARAMS_OUT_OF_RANGE for a picture without pixels
+/// @return 0; VELMORA_SR_RESULT_ALLOC_FAILED; SR_RET_PARAMS_OUT_OF_RANGE for a picture without
+/// pixels
 VELMORA_API int32_t IntegralMat(tagST_PIC* pic, tagIntegralMat* out);
 
 /// Builds the integral image with its row pass on slots 12 to 15; else as IntegralMat.
@@ -106,11 +107,12 @@ VELMORA_API void StatHistogram(uint8_t* data, int32_t width, int32_t height, int
 /// by row, left to right.
 /// @param im     integral image of the picture
 /// @param p      threshold, octaves and layers; without octaves or layers there are no points
-/// @param out    room for kMaxKeypoints; x, y and size of the first *count are set. The record
+/// @param out    room for VELMORA_SR_MAX_KEYPOINTS; x, y and size of the first *count are set. The
+/// record
 ///               behind the last one may have been used as scratch
 /// @param count  0 on entry (read and continued from); the points found, at most 11999, whatever
 ///               was left out. Values outside 0..11999 find nothing
-/// @return 0, or kStageAllocFailed with *count untouched (logged at level 0)
+/// @return 0, or VELMORA_SR_RESULT_ALLOC_FAILED with *count untouched (logged at level 0)
 VELMORA_API int32_t SURF_detect(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPOINT* out,
                                 int32_t* count);
 
@@ -142,7 +144,7 @@ VELMORA_API void CalcLayerDet_0123_neon_multi_dxdy_dxy(void* job, int32_t slot);
 /// @param p           hessianThreshold; compared in 1/16 units, rounded
 /// @param layers      at least the layer and its two neighbours, with responses, of one octave
 /// @param layerIndex  at least 1
-/// @param out         room for kMaxKeypoints; the record at *count is used as scratch
+/// @param out         room for VELMORA_SR_MAX_KEYPOINTS; the record at *count is used as scratch
 /// @param count       in and out, 0..11999; the search ends at 11999
 VELMORA_API void FindMaximaInLayer(const tagIntegralMat* im, const tagSURFParams* p,
                                    tagOctaveLayer* layers, int32_t layerIndex, ST_KEYPOINT* out,
@@ -187,7 +189,8 @@ VELMORA_API int32_t SolveFixed(int32_t* A, int32_t* b, int32_t* x);
 /// @param dp    patchSize must be 20; the other words are not read
 /// @param im    not read
 /// @param n     number of points; nothing is done when it is below 1
-/// @return 0; kStageAllocFailed when the scratch for the largest point cannot be had (logged at
+/// @return 0; VELMORA_SR_RESULT_ALLOC_FAILED when the scratch for the largest point cannot be had
+/// (logged at
 ///         level 0); SR_RET_PARAMS_OUT_OF_RANGE for another patchSize or a picture without pixels
 VELMORA_API int32_t GenerateDiscriptor_Simple(const tagST_PIC* pic, ST_KEYPOINT* kps, int32_t* desc,
                                               const tagDISCRIPTOR_PARAMS* dp,
@@ -227,7 +230,8 @@ VELMORA_API int32_t GetFeatureSurf_Query(int32_t* scratchSize, int32_t* extraSiz
 /// @param second  feature set of the second picture
 /// @param p       set to the defaults, then changed by the luma statistics of the first picture and
 ///                of the second, which starts from what the first one left
-/// @return 0; kStageAllocFailed; kStageTooFewPoints when a set holds fewer than 5 points (the
+/// @return 0; VELMORA_SR_RESULT_ALLOC_FAILED; VELMORA_SR_RESULT_TOO_FEW_POINTS when a set holds
+/// fewer than 5 points (the
 ///         second picture is not looked at when the first set does);
 ///         SR_RET_PARAMS_OUT_OF_RANGE for another factor (nothing is changed then), for a picture
 ///         without pixels, or for a second picture of another size where both are reduced. All

@@ -8,9 +8,9 @@
 // Common rules: pointers are not null and belong to the caller unless a line says otherwise, arrays
 // do not overlap, nothing is kept after a call except the trees, which live in the caller's node
 // pool and point into it. No function uses threads or shared state, so different data may be worked
-// on by different threads at once. Descriptors are rows of kDescriptorLength signed values; all
-// sums and products of them wrap to 32 bits. The same input gives the same trees, matches and
-// inliers on every machine.
+// on by different threads at once. Descriptors are rows of VELMORA_SR_DESCRIPTOR_LENGTH signed
+// values; all sums and products of them wrap to 32 bits. The same input gives the same trees,
+// matches and inliers on every machine.
 #ifndef VELMORA_SR_MATCHING_H
 #define VELMORA_SR_MATCHING_H
 
@@ -20,7 +20,7 @@
 #include "velmora_sr/features.h"
 
 /// Trees per forest.
-constexpr int32_t kKdTreeCount = 4;
+inline constexpr int32_t VELMORA_SR_KD_TREES = 4;
 
 /// Node of a kd-tree: a leaf exactly when both children are null.
 struct ST_NODE {
@@ -83,7 +83,7 @@ struct tagRANSAC_PARAMS {
 
 /// Indexes the descriptors of `ref` in a forest of four trees.
 /// @param ref       count points with their descriptors; a count below 0 is taken as 0
-/// @param trees     room for kKdTreeCount roots, written; null roots for an empty set
+/// @param trees     room for VELMORA_SR_KD_TREES roots, written; null roots for an empty set
 /// @param nodePool  room for 4 * (2 * count - 1) ST_NODE, aligned for them. It holds the trees and
 ///                  must live as long as they are used; not touched, and may be null, for no points
 /// @return 0, or -1000 when a working allocation fails (logged; trees untouched)
@@ -91,7 +91,7 @@ VELMORA_API int32_t BuildKDTreeIndices(ST_IMAGEFEATURES* ref, ST_NODE** trees,
                                        unsigned char* nodePool);
 
 /// Builds the four trees over the points named by an index list.
-/// @param trees     room for kKdTreeCount roots, written
+/// @param trees     room for VELMORA_SR_KD_TREES roots, written
 /// @param indices   the numbers 0..count-1 in any order; left in another order
 /// @param count     number of points; below 1 all roots are null and nothing else is touched
 /// @param points    count pointers to descriptors

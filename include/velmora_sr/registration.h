@@ -27,7 +27,7 @@
 #include "velmora_sr/records.h"
 
 /// Result of HomographyRegistration on any failure.
-constexpr int32_t kRegistrationFailed = 0x7FFFFFFF;
+inline constexpr int32_t VELMORA_SR_RESULT_REGISTRATION_FAILED = 0x7FFFFFFF;
 
 // The names _YUVIM and _WIDTHHEIGHT, although reserved, belong to the interface.
 
@@ -111,7 +111,8 @@ VELMORA_API int32_t RegisterImgOnePlane(Velmora_SR_CInputImage* input, SR_Params
 ///                      frame; null for one part. Key points outside it belong to no part
 /// @param parts         number of parts; below 2 the whole frame is one part and the map is not
 ///                      read
-/// @return 0 when the last part succeeded, whatever became of the others; kRegistrationFailed
+/// @return 0 when the last part succeeded, whatever became of the others;
+/// VELMORA_SR_RESULT_REGISTRATION_FAILED
 ///         otherwise
 VELMORA_API int32_t HomographyRegistration(_YUVIM* second, _YUVIM* first, _WIDTHHEIGHT size,
                                            float** homographies, int32_t& left, int32_t& top,
@@ -131,8 +132,9 @@ VELMORA_API int32_t ImgRegistration_Query(int32_t* size, int32_t* other, int32_t
 /// @param out         not read, may be null
 /// @param homography  9 values, row-major, last value 1; written on success only
 /// @param left,top,right,bottom  the valid area, ends inclusive
-/// @return 0; kStageTooFewPoints (2) for fewer than 5 pairs or a homography that MatrixEstimation
-///         rejects; kStageAllocFailed (-1000)
+/// @return 0; VELMORA_SR_RESULT_TOO_FEW_POINTS (2) for fewer than 5 pairs or a homography that
+/// MatrixEstimation
+///         rejects; VELMORA_SR_RESULT_ALLOC_FAILED (-1000)
 VELMORA_API int32_t ImgRegistration(tagST_IMGREGISTRATION_PARAMS_IN* in,
                                     tagST_IMGREGISTRATION_PARAMS_OUT* out, float* homography,
                                     int32_t& left, int32_t& top, int32_t& right, int32_t& bottom);

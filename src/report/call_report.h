@@ -25,8 +25,8 @@ struct FramePair {
 struct CallReport {
   const SR_ParamsPublic* handle = nullptr;
   Velmora_SR_Report facts = {};  ///< `size`, lists and texts are made up when asked for
-  std::array<std::array<Velmora_SR_KeyPoint, kMaxKeypoints>, 2> keyPoints = {};
-  std::array<Velmora_SR_Match, kMaxKeypoints> matches = {};
+  std::array<std::array<Velmora_SR_KeyPoint, VELMORA_SR_MAX_KEYPOINTS>, 2> keyPoints = {};
+  std::array<Velmora_SR_Match, VELMORA_SR_MAX_KEYPOINTS> matches = {};
   uint8_t* weights = nullptr;  ///< where the host wants the weights of de-ghosting
   FramePair kept;  ///< frames whose registration the next process call may take over; else nulls
 

@@ -62,7 +62,8 @@ void Observer::fail(int32_t stage, int32_t cause, const char* reason) const {
 }
 
 int32_t Observer::checked(int32_t stage, int32_t result) const {
-  if (result == kStageAllocFailed) fail(stage, VELMORA_SR_CAUSE_MEMORY, "out of memory");
+  if (result == VELMORA_SR_RESULT_ALLOC_FAILED)
+    fail(stage, VELMORA_SR_CAUSE_MEMORY, "out of memory");
   return result;
 }
 

@@ -87,10 +87,10 @@ void haarSums(decltype(Family::haarSums) kernel, Trial& t) {
 struct Descriptors {
   Descriptors(Trial& t, int32_t count) {
     const int32_t limit = t.mode == 0 ? 1 << 23 : INT32_MAX;
-    const auto* values =
-        t.filled<int32_t>(std::ptrdiff_t{count} * kDescriptorLength, -int64_t{limit}, limit);
+    const auto* values = t.filled<int32_t>(std::ptrdiff_t{count} * VELMORA_SR_DESCRIPTOR_LENGTH,
+                                           -int64_t{limit}, limit);
     for (int32_t i = 0; i < count; ++i) {
-      rows.push_back(values + std::ptrdiff_t{kDescriptorLength} * i);
+      rows.push_back(values + std::ptrdiff_t{VELMORA_SR_DESCRIPTOR_LENGTH} * i);
       indices.push_back(t.range(0, count - 1));
     }
   }

@@ -20,7 +20,7 @@ struct Bench {
   tagST_PIC pic = frame.record();
   Integral integral = Integral(frame);
   tagSURFParams params = surfParams();
-  std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(kMaxKeypoints);
+  std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(VELMORA_SR_MAX_KEYPOINTS);
   std::vector<int32_t> out = std::vector<int32_t>(2 * frame.data.size(), kUnwritten);
 
   int32_t integrate() {

@@ -40,7 +40,7 @@ struct Integral {
 };
 
 inline tagSURFParams surfParams(float threshold = 280.0f, int32_t octaves = 1, int32_t layers = 2) {
-  return {threshold, 0.45f, octaves, layers, {kDescriptorLength, 1, 0, 20}};
+  return {threshold, 0.45f, octaves, layers, {VELMORA_SR_DESCRIPTOR_LENGTH, 1, 0, 20}};
 }
 
 /// What feature extraction sets of key points: x, y and size of each.
@@ -85,7 +85,7 @@ struct FeatureSet {
 
 /// The library's forest over a feature set.
 struct Forest {
-  ST_NODE* roots[kKdTreeCount] = {};
+  ST_NODE* roots[VELMORA_SR_KD_TREES] = {};
   std::vector<ST_NODE> pool;
   int32_t result;
 

@@ -17,9 +17,9 @@ namespace {
 /// The caller's arrays of one feature set.
 struct FeatureStore {
   std::vector<ST_KEYPOINT> keypoints = std::vector<ST_KEYPOINT>(
-      kMaxKeypoints, ST_KEYPOINT{0, 0, kUnwritten, kUnwritten, kUnwritten});
-  std::vector<int32_t> descriptors =
-      std::vector<int32_t>(std::size_t{kMaxKeypoints} * kDescriptorLength, kUnwritten);
+      VELMORA_SR_MAX_KEYPOINTS, ST_KEYPOINT{0, 0, kUnwritten, kUnwritten, kUnwritten});
+  std::vector<int32_t> descriptors = std::vector<int32_t>(
+      std::size_t{VELMORA_SR_MAX_KEYPOINTS} * VELMORA_SR_DESCRIPTOR_LENGTH, kUnwritten);
   ST_IMAGEFEATURES record = {keypoints.data(), descriptors.data(), kUnwritten};
 
   /// Points and descriptors one after the other.
@@ -40,7 +40,7 @@ struct FeatureStore {
  private:
   [[nodiscard]] std::vector<int32_t>::const_iterator behindLast() const {
     return descriptors.begin() +
-           static_cast<std::ptrdiff_t>(std::max(record.count, 0)) * kDescriptorLength;
+           static_cast<std::ptrdiff_t>(std::max(record.count, 0)) * VELMORA_SR_DESCRIPTOR_LENGTH;
   }
 };
 

@@ -23,7 +23,7 @@ constexpr ST_KEYPOINT kUntouched = {-1, -2, -3, -4, -5};
 
 /// A list of points with room for the most.
 struct PointList {
-  std::vector<ST_KEYPOINT> records = std::vector<ST_KEYPOINT>(kMaxKeypoints, kUntouched);
+  std::vector<ST_KEYPOINT> records = std::vector<ST_KEYPOINT>(VELMORA_SR_MAX_KEYPOINTS, kUntouched);
   int32_t start, count;
 
   explicit PointList(int32_t first) : start(first), count(first) {}
@@ -128,7 +128,8 @@ TEST(FindMaximaInLayer, KeepsTheLastRecordAsScratch) {
   for (const int32_t start : {11996, 11998, 11999}) {
     const PointList list = octave.search(FindMaximaInLayer, 280, start);
     EXPECT_EQ(list.count, 11999);
-    for (int32_t i = start; i < kMaxKeypoints; ++i)  // the candidate that found no room is the last
+    for (int32_t i = start; i < VELMORA_SR_MAX_KEYPOINTS;
+         ++i)  // the candidate that found no room is the last
       EXPECT_EQ(list.records[i].x, (12 + 4 * (i - start)) * 64);
   }
 }

@@ -34,7 +34,7 @@ int32_t buildIntegral(const tagST_PIC& pic, tagIntegralMat& out, const Allocator
   out.width = pic.width == kMax ? kMax : pic.width + 1;
   out.height = pic.height == kMax ? kMax : pic.height + 1;
   auto table = CallBuffer<int32_t>::plane(allocator, out.width, out.height);
-  if (!table) return kStageAllocFailed;
+  if (!table) return VELMORA_SR_RESULT_ALLOC_FAILED;
   out.data = table.data();
   std::fill_n(out.data, out.width, 0);
   rowPass();

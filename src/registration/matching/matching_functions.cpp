@@ -16,7 +16,7 @@ uint32_t shiftedSquare(int32_t a, int32_t b, int shift) {
   return reduced * reduced;
 }
 
-constexpr auto kLength = static_cast<std::size_t>(kDescriptorLength);
+constexpr auto kLength = static_cast<std::size_t>(VELMORA_SR_DESCRIPTOR_LENGTH);
 using Accumulators = std::array<uint32_t, kLength>;
 
 void store(const Accumulators& accumulators, int32_t* out) {

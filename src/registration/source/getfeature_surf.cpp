@@ -74,7 +74,7 @@ int32_t extract(tagST_PIC* pic, ST_IMAGEFEATURES* f, tagSURFParams* p, const Sta
   report(count);
   f->count = count;
   const StageTime time = observer.time(VELMORA_SR_STAGE_DESCRIPTOR);
-  std::fill_n(f->descriptors, static_cast<std::size_t>(count) * kDescriptorLength, 0);
+  std::fill_n(f->descriptors, static_cast<std::size_t>(count) * VELMORA_SR_DESCRIPTOR_LENGTH, 0);
   return observer.checked(
       VELMORA_SR_STAGE_DESCRIPTOR,
       stages.describe(pic, f->keypoints, f->descriptors, &p->descriptor, &im, count));
@@ -96,7 +96,7 @@ int32_t extractReduced(const tagST_PIC& pic, ST_IMAGEFEATURES* f, tagSURFParams*
   const CallBuffer<uint8_t> samples(allocator, pixels / (kReduction * kReduction));
   if (!samples) {
     LogMsg(kSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return observer.checked(VELMORA_SR_STAGE_REDUCTION, kStageAllocFailed);
+    return observer.checked(VELMORA_SR_STAGE_REDUCTION, VELMORA_SR_RESULT_ALLOC_FAILED);
   }
   {
     const StageTime time = observer.time(VELMORA_SR_STAGE_REDUCTION);
@@ -134,7 +134,7 @@ void setDefaults(tagSURFParams& p) {
   p.matchRatio = kMatchRatio;
   p.nOctaves = 1;
   p.nOctaveLayers = 2;
-  p.descriptor.length = kDescriptorLength;
+  p.descriptor.length = VELMORA_SR_DESCRIPTOR_LENGTH;
   p.descriptor.upright = 1;
   p.descriptor.patchSize = 20;
 }
@@ -143,7 +143,7 @@ int32_t tooFewPoints(int32_t line, const char* message, const char* reason,
                      const Observer& observer) {
   LogMsg(kSource, line, 1, "%s", message);
   observer.fail(VELMORA_SR_STAGE_DETECTOR, VELMORA_SR_CAUSE_FRAMES, reason);
-  return kStageTooFewPoints;
+  return VELMORA_SR_RESULT_TOO_FEW_POINTS;
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ int32_t velmora::registerPair(Velmora_SR_CInputImage* input, SR_ParamsPrivate* p
   if (!holder || !homography) {
     velmora::logSourceFailure(GetRetInfo(SR_RET_ALLOC_FAILED), __LINE__, "RegisterImgOnePlane",
                               kLogSource);
-    observer.checked(VELMORA_SR_STAGE_CALL, kStageAllocFailed);
+    observer.checked(VELMORA_SR_STAGE_CALL, VELMORA_SR_RESULT_ALLOC_FAILED);
     return 0;
   }
   holder.data()[0] = homography.data();

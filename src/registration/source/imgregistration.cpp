@@ -49,7 +49,7 @@ int32_t velmora::estimateHomography(tagST_IMGREGISTRATION_PARAMS_IN* in, float* 
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "IMG_REGISTRATION: malloc failed!");
     printProgress("malloc memory failed");
-    return observer.checked(VELMORA_SR_STAGE_REFINEMENT, kStageAllocFailed);
+    return observer.checked(VELMORA_SR_STAGE_REFINEMENT, VELMORA_SR_RESULT_ALLOC_FAILED);
   }
   // Stays zero when the pairs allow no fit, and is rejected then.
   std::array<float, 9> refined{};

@@ -21,12 +21,12 @@ constexpr int32_t kReduction = 4;
 constexpr int32_t kMinKeypoints = 5;
 /// Nodes of the pool. A tree over the most points that a frame can have takes 23,997 of its share.
 constexpr std::size_t kNodesPerTree = 36000;
-constexpr std::size_t kPoolNodes = kKdTreeCount * kNodesPerTree;
+constexpr std::size_t kPoolNodes = VELMORA_SR_KD_TREES * kNodesPerTree;
 
 /// Room for the features of a frame with the most key points.
 ST_IMAGEFEATURES takeFeatures(Carver& carver) {
-  auto* keypoints = carver.take<ST_KEYPOINT>(kMaxKeypoints).data();
-  const std::size_t values = std::size_t{kMaxKeypoints} * kDescriptorLength;
+  auto* keypoints = carver.take<ST_KEYPOINT>(VELMORA_SR_MAX_KEYPOINTS).data();
+  const std::size_t values = std::size_t{VELMORA_SR_MAX_KEYPOINTS} * VELMORA_SR_DESCRIPTOR_LENGTH;
   return {keypoints, carver.take<int32_t>(values).data(), 0};
 }
 
@@ -43,8 +43,8 @@ struct WorkBlock {
   WorkBlock(_WIDTHHEIGHT size, const Allocator& allocator) : memory(allocator, bytes(size)) {
     if (!memory) return;
     Carver carver(memory.data());
-    pairs.refPoints = carver.take<float>(2 * kMaxKeypoints).data();
-    pairs.matchPoints = carver.take<float>(2 * kMaxKeypoints).data();
+    pairs.refPoints = carver.take<float>(2 * VELMORA_SR_MAX_KEYPOINTS).data();
+    pairs.matchPoints = carver.take<float>(2 * VELMORA_SR_MAX_KEYPOINTS).data();
     first = takeFeatures(carver);
     second = takeFeatures(carver);
     subset = takeFeatures(carver);
@@ -112,7 +112,7 @@ class Registration {
 
   /// Takes the memory of the trees; false when there is none.
   bool takeTrees() {
-    roots_ = {allocator_, kKdTreeCount};
+    roots_ = {allocator_, VELMORA_SR_KD_TREES};
     pool_ = {allocator_, kPoolNodes};
     return roots_ && pool_;
   }
@@ -140,8 +140,9 @@ class Registration {
     for (ptrdiff_t i = 0; i < work_.first.count; ++i) {
       if (!partMap_.holds(work_.first.keypoints[i], part)) continue;
       subset.keypoints[subset.count] = work_.first.keypoints[i];
-      std::copy_n(work_.first.descriptors + i * kDescriptorLength, kDescriptorLength,
-                  subset.descriptors + static_cast<ptrdiff_t>(subset.count) * kDescriptorLength);
+      std::copy_n(
+          work_.first.descriptors + i * VELMORA_SR_DESCRIPTOR_LENGTH, VELMORA_SR_DESCRIPTOR_LENGTH,
+          subset.descriptors + static_cast<ptrdiff_t>(subset.count) * VELMORA_SR_DESCRIPTOR_LENGTH);
       ++subset.count;
     }
     return subset;
@@ -193,7 +194,7 @@ class Registration {
 
 int32_t fail(int32_t line, const char* message) {
   LogMsg(kLogSource, line, 0, "%s", message);
-  return kRegistrationFailed;
+  return VELMORA_SR_RESULT_REGISTRATION_FAILED;
 }
 
 int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap& partMap,
@@ -201,7 +202,7 @@ int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap&
                        const Observer& observer) {
   WorkBlock work(partMap.size, allocator);
   if (!work.memory) {
-    observer.checked(VELMORA_SR_STAGE_CALL, kStageAllocFailed);
+    observer.checked(VELMORA_SR_STAGE_CALL, VELMORA_SR_RESULT_ALLOC_FAILED);
     return fail(__LINE__, "RegImg_surf Malloc Error!");
   }
   Registration registration(work, partMap, allocator, observer);
@@ -210,7 +211,7 @@ int32_t registerFrames(const _YUVIM& second, const _YUVIM& first, const PartMap&
     return fail(__LINE__, "RegImg_surf bim to mim failed!");
   }
   if (!registration.takeTrees()) {
-    observer.checked(VELMORA_SR_STAGE_TREES, kStageAllocFailed);
+    observer.checked(VELMORA_SR_STAGE_TREES, VELMORA_SR_RESULT_ALLOC_FAILED);
     return fail(__LINE__, "RegImg_surf Malloc Error!");
   }
 

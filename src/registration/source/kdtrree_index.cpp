@@ -146,10 +146,10 @@ int32_t BuildKDTreeIndices(ST_IMAGEFEATURES* ref, ST_NODE** trees, unsigned char
   const HeapBuffer<int32_t> indices(static_cast<std::size_t>(count));
   if (!points || !indices) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kStageAllocFailed;
+    return VELMORA_SR_RESULT_ALLOC_FAILED;
   }
   for (int32_t i = 0; i < count; ++i) {
-    points.data()[i] = ref->descriptors + static_cast<ptrdiff_t>(i) * kDescriptorLength;
+    points.data()[i] = ref->descriptors + static_cast<ptrdiff_t>(i) * VELMORA_SR_DESCRIPTOR_LENGTH;
     indices.data()[i] = i;
   }
   BuildIndex(trees, indices.data(), count, points.data(), nodePool);
@@ -159,11 +159,11 @@ int32_t BuildKDTreeIndices(ST_IMAGEFEATURES* ref, ST_NODE** trees, unsigned char
 ST_NODE* BuildIndex(ST_NODE** trees, int32_t* indices, int32_t count, int32_t** points,
                     unsigned char* nodePool) {
   unsigned long long state = kRandomSeed;
-  for (int32_t t = 0; t < kKdTreeCount; ++t) {
+  for (int32_t t = 0; t < VELMORA_SR_KD_TREES; ++t) {
     RandomShuffle(indices, count, &state);
     trees[t] = DivideTree(indices, count, points, &nodePool);
   }
-  return trees[kKdTreeCount - 1];
+  return trees[VELMORA_SR_KD_TREES - 1];
 }
 
 void RandomShuffle(int32_t* indices, int32_t count, unsigned long long* state) {
@@ -187,8 +187,8 @@ void MeanSplit(int32_t* indices, int32_t count, int32_t* splitIndex, int32_t* cu
   // The list is shuffled, so its front is a fair sample. 101 values within +-2^23 sum up to less
   // than 2^30; their reduced squares, below 2^24 each, to less than 2^31.
   const int32_t samples = std::min(count, kSampleSize);
-  std::array<int32_t, kDescriptorLength> means;
-  std::array<int32_t, kDescriptorLength> variances;
+  std::array<int32_t, VELMORA_SR_DESCRIPTOR_LENGTH> means;
+  std::array<int32_t, VELMORA_SR_DESCRIPTOR_LENGTH> variances;
   const auto& table = registrationFunctions();
   table.descriptorSums(points, indices, samples, means.data());
   for (int32_t& mean : means)
@@ -204,7 +204,7 @@ void MeanSplit(int32_t* indices, int32_t count, int32_t* splitIndex, int32_t* cu
 }
 
 int32_t SelectDivision(int32_t* variances) {
-  const int32_t* largest = std::max_element(variances, variances + kDescriptorLength);
+  const int32_t* largest = std::max_element(variances, variances + VELMORA_SR_DESCRIPTOR_LENGTH);
   return static_cast<int32_t>(largest - variances);
 }
 
@@ -261,7 +261,7 @@ void FindNeighbors(int32_t* neighbourPair, int32_t* distancePair, int32_t* query
                                   distancePair, query,         node,   2 * refCount};
     SearchLevel(&params, &checks, &branches);
   };
-  for (int32_t t = 0; t < kKdTreeCount; ++t) {
+  for (int32_t t = 0; t < VELMORA_SR_KD_TREES; ++t) {
     if (trees[t] != nullptr) searchFrom(trees[t], 0);
   }
   // Best bin first. Taken branches stay in the list, but at a distance that every other one beats.
@@ -277,15 +277,15 @@ int32_t KnnSearch(int32_t* queryDescriptors, tagKNN_RESULT* result, int32_t quer
   const HeapBuffer<unsigned char> scratch(SearchScratch::size(refCount));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kStageAllocFailed;
+    return VELMORA_SR_RESULT_ALLOC_FAILED;
   }
   for (ptrdiff_t q = 0; q < queryCount; ++q) {
     int32_t* neighbourPair = result->neighbours + 2 * q;
     int32_t* distancePair = result->distances + 2 * q;
     std::fill_n(neighbourPair, 2, 0);
     std::fill_n(distancePair, 2, kFar);
-    FindNeighbors(neighbourPair, distancePair, queryDescriptors + q * kDescriptorLength, trees,
-                  static_cast<int32_t>(refCount), points, scratch.data());
+    FindNeighbors(neighbourPair, distancePair, queryDescriptors + q * VELMORA_SR_DESCRIPTOR_LENGTH,
+                  trees, static_cast<int32_t>(refCount), points, scratch.data());
   }
   return 0;
 }

@@ -43,7 +43,7 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
   const HeapBuffer<int32_t> block(5 * queries);
   if (!block) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kStageAllocFailed;
+    return VELMORA_SR_RESULT_ALLOC_FAILED;
   }
   tagMATCHESINFO matches = {};
   matches.distances = block.data();
@@ -58,7 +58,7 @@ int32_t collectPairs(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* matchFeatu
     observer.fail(VELMORA_SR_STAGE_SEARCH, VELMORA_SR_CAUSE_FRAMES,
                   "too few key points of the second frame, below 5, have a clearly nearest partner "
                   "in the first");
-    return kStageTooFewPoints;
+    return VELMORA_SR_RESULT_TOO_FEW_POINTS;
   }
   pairs->count = matches.matchCount;
   for (ptrdiff_t j = 0; j < matches.matchCount; ++j) {
@@ -76,10 +76,11 @@ int32_t KnnMatch(ST_IMAGEFEATURES* query, ST_IMAGEFEATURES* ref, tagKNN_RESULT* 
   const HeapBuffer<int32_t*> points(count);
   if (!points) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return kStageAllocFailed;
+    return VELMORA_SR_RESULT_ALLOC_FAILED;
   }
   for (std::size_t i = 0; i < count; ++i)
-    points.data()[i] = ref->descriptors + i * static_cast<std::size_t>(kDescriptorLength);
+    points.data()[i] =
+        ref->descriptors + i * static_cast<std::size_t>(VELMORA_SR_DESCRIPTOR_LENGTH);
   return KnnSearch(query->descriptors, result, query->count, trees, static_cast<uint32_t>(count),
                    points.data());
 }
@@ -121,7 +122,7 @@ int32_t velmora::matchFeatures(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* 
   const HeapBuffer<unsigned char> scratch(80 * asSize(pairs->count));
   if (!scratch) {
     LogMsg(kLogSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-    return observer.checked(VELMORA_SR_STAGE_RANSAC, kStageAllocFailed);
+    return observer.checked(VELMORA_SR_STAGE_RANSAC, VELMORA_SR_RESULT_ALLOC_FAILED);
   }
   // The homography only serves to tell inliers from outliers: the final one is fitted to all
   // inliers. Without a valid sample the pairs stay unfiltered, and the area test decides.

@@ -50,7 +50,7 @@ void copyClamped(const uint8_t* row, int64_t width, int64_t left, int64_t side, 
 void normalise(const int32_t* sums, int32_t* descriptor) {
   // The factor 2^-16 keeps the squares small; its root, 2^-8, and the 32768 below make 2^23.
   float total = 0;
-  for (int32_t i = 0; i < kDescriptorLength; i += 4) {
+  for (int32_t i = 0; i < VELMORA_SR_DESCRIPTOR_LENGTH; i += 4) {
     std::array<float, 4> region;
     std::transform(sums + i, sums + i + 4, region.begin(),
                    [](int32_t sum) { return static_cast<float>(sum); });
@@ -64,7 +64,7 @@ void normalise(const int32_t* sums, int32_t* descriptor) {
   // 2^-23 keeps the reciprocal of a flat neighbourhood finite; its sums are all 0.
   const double length = std::sqrt(static_cast<double>(total)) + 0x1p-23;
   const float factor = static_cast<float>(1.0 / length) * 32768.0f;
-  for (int32_t i = 0; i < kDescriptorLength; ++i)
+  for (int32_t i = 0; i < VELMORA_SR_DESCRIPTOR_LENGTH; ++i)
     descriptor[i] = truncateToInt(static_cast<float>(sums[i]) * factor);
 }
 
@@ -80,13 +80,13 @@ class Describer {
     const int32_t spacing = sampleSpacing(point.size);
     if (spacing < 1) return;
     if (spacing >= kFirstFlatSpacing) {
-      std::fill_n(descriptor, kDescriptorLength, 0);
+      std::fill_n(descriptor, VELMORA_SR_DESCRIPTOR_LENGTH, 0);
       return;
     }
     const int64_t side = int64_t{spacing} * kPatchSide;
     const auto origin = [side](int32_t centre) { return (centre - (side - 1) * 32 + 32) >> 6; };
     samplePatch({origin(point.x), origin(point.y), side}, spacing);
-    std::array<int32_t, kDescriptorLength> sums;
+    std::array<int32_t, VELMORA_SR_DESCRIPTOR_LENGTH> sums;
     registrationFunctions().haarSums(patch_.data(), sums.data());
     normalise(sums.data(), descriptor);
   }
@@ -132,12 +132,13 @@ int32_t describePoints(const tagST_PIC& pic, std::span<const ST_KEYPOINT> points
         return a.size < b.size;
       })->size);
   // A side beyond 32 bits belongs to no picture.
-  if (largest > std::numeric_limits<int32_t>::max() / kPatchSide) return kStageAllocFailed;
+  if (largest > std::numeric_limits<int32_t>::max() / kPatchSide)
+    return VELMORA_SR_RESULT_ALLOC_FAILED;
   Describer describer(pic, largest);
-  if (!describer) return kStageAllocFailed;
+  if (!describer) return VELMORA_SR_RESULT_ALLOC_FAILED;
   for (const ST_KEYPOINT& point : points) {
     describer.describe(point, descriptors);
-    descriptors += kDescriptorLength;
+    descriptors += VELMORA_SR_DESCRIPTOR_LENGTH;
   }
   return 0;
 }
@@ -154,7 +155,7 @@ int32_t GenerateDiscriptor_Simple(const tagST_PIC* pic, ST_KEYPOINT* kps, int32_
                                   int32_t n) {
   const auto count = static_cast<std::size_t>(std::max(n, 0));
   const int32_t result = velmora::describePoints(*pic, {kps, count}, desc, *dp);
-  if (result == kStageAllocFailed) {
+  if (result == VELMORA_SR_RESULT_ALLOC_FAILED) {
     LogMsg(velmora::kSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
   }
   return result;
@@ -170,10 +171,10 @@ void GenerateDiscriptor_Simple_neon_multi_inside(void* job, int32_t slot) {
   using namespace velmora;
   auto& work = *static_cast<DescriptorsJob*>(job);
   const RowBand share = shareOfSlot(slot, work.count);
-  work.result = describePoints(*work.pic, sharePoints(work, share),
-                               work.descriptors + std::ptrdiff_t{share.first} * kDescriptorLength,
-                               *work.params);
-  if (work.result == kStageAllocFailed) {
+  work.result = describePoints(
+      *work.pic, sharePoints(work, share),
+      work.descriptors + std::ptrdiff_t{share.first} * VELMORA_SR_DESCRIPTOR_LENGTH, *work.params);
+  if (work.result == VELMORA_SR_RESULT_ALLOC_FAILED) {
     LogMsg(kSource, __LINE__, 0, "GenerateDiscriptor_Simple_neon_multi_inside: malloc failed!");
   }
 }

@@ -24,7 +24,7 @@ namespace {
 constexpr const char* kSource = "src/registration/source/surf";
 
 /// Points that a list can return: the record behind them stays scratch for the next candidate.
-constexpr int32_t kPointCap = kMaxKeypoints - 1;
+constexpr int32_t kPointCap = VELMORA_SR_MAX_KEYPOINTS - 1;
 /// Layers that have a slot each; more of them are computed on the calling thread.
 constexpr std::size_t kParallelLayers = kFeatureSlots.size();
 /// Middle layers that are searched in parallel.
@@ -116,7 +116,7 @@ class LayerStack {
 
 int32_t reportFailedAllocation() {
   LogMsg(kSource, __LINE__, 0, "GETFEATURE_SURF: malloc failed!");
-  return kStageAllocFailed;
+  return VELMORA_SR_RESULT_ALLOC_FAILED;
 }
 
 void computeLayersOnSlots(const tagIntegralMat& im, std::span<tagOctaveLayer> layers) {
@@ -169,7 +169,7 @@ int32_t detectOnSlots(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPO
   const LayerStack stack(*im, *p, allocator);
   if (!stack) return reportFailedAllocation();
   const std::size_t searches = std::min(stack.middle().size(), kParallelSearches);
-  const HeapBuffer<ST_KEYPOINT> found(searches * kMaxKeypoints);
+  const HeapBuffer<ST_KEYPOINT> found(searches * VELMORA_SR_MAX_KEYPOINTS);
   if (!found) return reportFailedAllocation();
 
   if (stack.layers().size() <= kParallelLayers) {
@@ -182,7 +182,11 @@ int32_t detectOnSlots(const tagIntegralMat* im, const tagSURFParams* p, ST_KEYPO
   // Each search fills a list of its own; their order in the result is that of the layers.
   std::array<LayerMaximaJob, kParallelSearches> jobs = {};
   for (std::size_t i = 0; i < searches; ++i) {
-    jobs[i] = {im, p, stack.layers().data(), stack.middle()[i], found.data() + i * kMaxKeypoints,
+    jobs[i] = {im,
+               p,
+               stack.layers().data(),
+               stack.middle()[i],
+               found.data() + i * VELMORA_SR_MAX_KEYPOINTS,
                0};
   }
   const auto running = std::span(jobs).first(searches);
@@ -246,7 +250,7 @@ void FindMaximaInLayer(const tagIntegralMat* /*im*/, const tagSURFParams* p, tag
         }
         // The last record is scratch, so a full list holds one point less than there is room for;
         // a later layer overwrites the scratch once and stops here, too.
-        if (*count + 1 == kMaxKeypoints) return;
+        if (*count + 1 == VELMORA_SR_MAX_KEYPOINTS) return;
         ++*count;
       }
     }
