@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "demo/quality.h"
@@ -13,18 +12,12 @@
 namespace velmora::tool {
 namespace {
 
-Plane planeOf(Size size, std::vector<uint8_t> samples) {
-  Plane plane(size);
-  plane.samples = std::move(samples);
-  return plane;
-}
-
 TEST(Reference, BicubicPassesThroughTheSamplesAlongBothAxes) {
   // Half way: (-a + 9 b + 9 c - d) / 16, with the first sample once more before itself.
   const std::vector<uint8_t> expected = {10, 54, 90, 54, 30};
   for (const Size size : {Size{4, 1}, Size{1, 4}}) {
     Picture picture(size);
-    picture.y = planeOf(size, {10, 90, 30, 200});
+    picture.y.samples = {10, 90, 30, 200};
     const Plane enlarged = bicubicEnlarged(picture, {2 * size.width - 1, 2 * size.height - 1}).y;
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), enlarged.samples.begin()));
     EXPECT_EQ(enlarged.samples[6], 200);
@@ -32,9 +25,9 @@ TEST(Reference, BicubicPassesThroughTheSamplesAlongBothAxes) {
 }
 
 TEST(Reference, PsnrByHandAndWithoutTheMargin) {
-  const Plane a = planeOf({2, 2}, {0, 0, 0, 0});
-  const Plane b = planeOf({2, 2}, {10, 0, 0, 10});
-  EXPECT_NEAR(psnr(a, b), 10 * std::log10(65025.0 / 50), 1e-9);
+  Plane other({2, 2});
+  other.samples = {10, 0, 0, 10};
+  EXPECT_NEAR(psnr(Plane({2, 2}), other), 10 * std::log10(65025.0 / 50), 1e-9);
   Plane framed({5, 5}, 7);
   framed.row(0)[3] = 200;
   framed.row(4)[4] = 0;

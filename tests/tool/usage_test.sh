@@ -7,7 +7,6 @@ frame=$2
 ok "$tool" upscale "$frame" --region 0,0,119,99 --scale 1 -o small.png
 head -c $(($(bytes small.png) / 2)) small.png >cut.png
 printf 'hello' | tee text.png >bad.kernel
-: >empty.jpg
 printf 'YUV4MPEG2 W4 H2\nFRAME\nabcdefgh' >cut.y4m
 printf 'YUV4MPEG2 W4 H2 C\x1b[31m\nFRAME\n' >steering.y4m
 printf 'LowThr=3' >bad.xml
@@ -31,10 +30,6 @@ done <<'END'
 2|--scale excludes --size|upscale small.png -o a.png --size 640x480 --scale 2
 2|--scale: "" is no value; give F|upscale small.png -o a.png --scale ""
 2|IN: "" is no value|upscale "" -o a.png
-2|--size: "640" is no size; give WIDTHxHEIGHT|upscale small.png -o a.png --size 640
-2|--region: 0,0,120,99 reaches outside the picture, whose last column is 119 and last row 99|upscale small.png -o a.png --region 0,0,120,99
-2|--quality: "0" is no whole number from 1 to 100|upscale small.png -o a.jpg --quality 0
-2|--output-format: "bmp" is no output format|upscale small.png -o a.bmp --output-format bmp
 2|the name "a.yuv" does not tell a format|upscale small.png -o a.yuv
 2|but the output is 240x200|upscale small.png -o a_w640_h480_f4.yuv
 2|also give --input-format nv12, nv21 or i420|upscale a.bin -o a.png --input-size 10x10
@@ -51,7 +46,6 @@ done <<'END'
 1|no/such/folder/a.png: cannot create|upscale small.png -o no/such/folder/a.png
 1|small.png: cannot make this folder|demo small.png
 1|text.png: is no PNG, JPEG or Y4M|upscale text.png -o a.png
-1|empty.jpg: is empty|upscale empty.jpg -o a.png
 1|cut.png: is damaged|upscale cut.png -o a.png
 1|--config: bad.xml is no XML configuration|upscale small.png -o a.png --config bad.xml
 1|--kernel: bad.kernel is no kernel file|upscale small.png -o a.png --kernel bad.kernel
