@@ -5,8 +5,8 @@
 #include <array>
 #include <cmath>
 
-#include "picture.h"
 #include "engine/registration.h"
+#include "picture.h"
 
 namespace velmora::tool {
 

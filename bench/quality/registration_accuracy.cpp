@@ -28,12 +28,12 @@
 #include <vector>
 
 #include "best_fit.h"
+#include "engine/registration.h"
 #include "errors.h"
 #include "formats/png.h"
 #include "frame_io.h"
 #include "known_motion.h"
 #include "registration/registration_picture.h"
-#include "engine/registration.h"
 #include "size_limits.h"
 #include "streams.h"
 #include "support/random.h"

@@ -22,7 +22,8 @@ struct Free {
 };
 
 /// Formats a line and hands it over as data: paths may hold per cent signs. `prefixed` lines begin
-/// with the tag. A line that does not fit the stack goes through the heap; without memory it is cut.
+/// with the tag. A line that does not fit the stack goes through the heap; without memory it is
+/// cut.
 void write(const char* tag, Priority priority, bool prefixed, const char* format,
            std::va_list arguments) {
   std::array<char, 2304> line{};
@@ -47,8 +48,7 @@ void write(const char* tag, Priority priority, bool prefixed, const char* format
   const bool cut = longer == nullptr && length >= static_cast<int>(line.size());
   if (!cut && length > 0 && shown < static_cast<std::size_t>(length)) {
     // A NUL among the characters: what stands behind it is part of the line.
-    __android_log_print(number, tag, "%s%s%s%c%s", prefix, separator, text, '\0',
-                        text + shown + 1);
+    __android_log_print(number, tag, "%s%s%s%c%s", prefix, separator, text, '\0', text + shown + 1);
   } else {
     __android_log_print(number, tag, "%s%s%s", prefix, separator, text);
   }

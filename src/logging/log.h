@@ -26,12 +26,12 @@ enum class Priority : int { info = 4, error = 6 };
 /// The numbers that failure lines carry: each names a step of the log protocol, which log parsers
 /// know, not a line of today's sources.
 enum class FailureStep : int {
-  memory = 91,             ///< SR_MemManagement: no working block
-  defaultTables = 130,     ///< LoadDefaultKernelFile: built-in kernel tables in use, or none
-  defaultThresholds = 176, ///< ParseConfigFile: built-in thresholds in use
-  parseConfiguration = 332,///< SR_Initializtion: reading the configuration
-  checkParameters = 340,   ///< SR_Initializtion: checking the thresholds
-  startThreads = 352       ///< SR_Initializtion: starting the worker threads
+  memory = 91,               ///< SR_MemManagement: no working block
+  defaultTables = 130,       ///< LoadDefaultKernelFile: built-in kernel tables in use, or none
+  defaultThresholds = 176,   ///< ParseConfigFile: built-in thresholds in use
+  parseConfiguration = 332,  ///< SR_Initializtion: reading the configuration
+  checkParameters = 340,     ///< SR_Initializtion: checking the thresholds
+  startThreads = 352         ///< SR_Initializtion: starting the worker threads
 };
 
 /// Writes "TAG: TEXT in Line: STEP, in Function: FUNCTION, in File: PATH\n". A text that would make
@@ -44,7 +44,8 @@ void logFailure(Priority priority, Velmora_SR_ESR_RET code, FailureStep step, co
 /// failure line of the registration, which names the line of its source.
 void logSourceFailure(const char* text, int line, const char* function, const char* file);
 
-/// Passes the result of a stage on; logs "TAG: FUNCTION: TEXT\n" as an error unless it is a success.
+/// Passes the result of a stage on; logs "TAG: FUNCTION: TEXT\n" as an error unless it is a
+/// success.
 Velmora_SR_ESR_RET logged(Velmora_SR_ESR_RET result, const char* function);
 
 /// Writes to standard output, formatted as by printf. Many of these texts end without a line feed.
