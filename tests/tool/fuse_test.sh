@@ -100,7 +100,7 @@ while IFS='|' read -r text first second options; do
   [ "$(png_size mask.png)" = "$(png_size "$first")" ] || fail "mask of one frame: $(png_size mask.png)"
 done <<'END'
 |one.png|other.png|--region 11,20,310,219
-frames under 400x400 cannot be registered, these are 400x399|small.png|small.png|
+frames under 400x400 are too small to fuse, these are 400x399|small.png|small.png|
 the second frame shows too little of the region|one.png|two.png|--region 0,0,105,200
 END
 

@@ -54,7 +54,7 @@ while IFS='|' read -r text region call; do
 done <<'END'
 0 of 3 frames fused; enlarged alone: frame 1 and 2 more (the second frame does not show the whole region)|0,0,458,446|short.y4m --inset 0
 0 of 1 frame fused; enlarged alone: frame 1 (the clip has no other)|20,20,438,426|single.y4m --inset 20
-0 of 20 frames fused; enlarged alone: frame 1 and 19 more (frames under 400x400 cannot be registered, these are 96x64)|0,0,95,63|small.bin --input-size 96x64 --input-format nv12
+0 of 20 frames fused; enlarged alone: frame 1 and 19 more (frames under 400x400 are too small to fuse, these are 96x64)|0,0,95,63|small.bin --input-size 96x64 --input-format nv12
 END
 ok "$tool" video short.y4m --inset 31 --size 501x333 --ghost 20,60 -o sized.y4m
 said '3 of 3 frames fused'

@@ -143,7 +143,7 @@ class ClipFuser {
     if (alone_) {
       alone_->enlarge(picture, result);
       tally_.alone(number, "frames under " + text(Size{kSmallestSide, kSmallestSide}) +
-                               " cannot be registered, these are " + text(frame_));
+                               " are too small to fuse, these are " + text(frame_));
       return;
     }
     if (options_.measureNoise()) {

@@ -179,7 +179,7 @@ FusionResult fusePair(const Picture& first, const Picture& second, const FusionR
   FusionResult result;
   if (size.width < kSmallestSide || size.height < kSmallestSide) {
     result.failure = "frames under " + text(Size{kSmallestSide, kSmallestSide}) +
-                     " cannot be registered, these are " + text(size);
+                     " are too small to fuse, these are " + text(size);
   } else {
     std::optional<Size> frame = evenAbove(size);
     while (frame) {
