@@ -162,7 +162,7 @@ struct Pair {
     matchInliers = matchPoints;
     tagST_MATCH_PAIRS pairs = {refInliers.data(), matchInliers.data(),
                                static_cast<int32_t>(refPoints.size() / 2)};
-    tagRANSAC_PARAMS params = {100, 12.0f, 0.9995f};
+    tagRANSAC_PARAMS params = {.maxIters = 100, .threshold = 12.0f, .confidence = 0.9995f};
     RansacEstimation(&pairs, homography.data(), &params, scratch.data());
     inliers = pairs.count;
   }

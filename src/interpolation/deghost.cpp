@@ -76,9 +76,16 @@ Velmora_SR_ESR_RET deghostFrame(const uint8_t* guideImage, uint8_t* outputImage,
   std::array<SR_DeGhostBand, 4> bands;
   for (int32_t i = 0; i < 4; ++i) {
     const RowBand rows = quarterBand(height, i);
-    bands[static_cast<std::size_t>(i)] = {guideImage,       outputImage,    width, height,
-                                          rows.first,       rows.end,       mapX,  mapY,
-                                          newChroma.data(), table.weights()};
+    bands[static_cast<std::size_t>(i)] = {.guideImage = guideImage,
+                                          .outputImage = outputImage,
+                                          .width = width,
+                                          .height = height,
+                                          .firstRow = rows.first,
+                                          .endRow = rows.end,
+                                          .mapX = mapX,
+                                          .mapY = mapY,
+                                          .scratchChroma = newChroma.data(),
+                                          .weightTable = table.weights()};
   }
   runOnSlots(kDeghostSlots, DeGhostThreadFunc, {bands.data(), &bands[1], &bands[2], &bands[3]},
              kDeghostCaller);

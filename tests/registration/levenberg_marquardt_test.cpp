@@ -69,7 +69,7 @@ void degenerate(const float* x, float* f) {  // the second parameter has no effe
 }
 
 TEST(LmMinimize, GivesTheSameBitsOnEveryMachine) {
-  // The digests are those of a second implementation, routine by routine after MINPACK-1's enorm,
+  // The digests are those of plain loops, routine by routine after MINPACK-1's enorm,
   // qrfac, qrsolv, lmpar and lmdif. All but the far run of Freudenstein's end at the solution.
   const struct {
     const char* name;

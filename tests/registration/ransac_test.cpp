@@ -45,7 +45,7 @@ const Motion kMotions[] = {
 };
 
 TEST(RansacEstimation, GivesTheSameBitsOnEveryMachine) {
-  // The digests are those of a second implementation, written for clarity alone. Frames so small
+  // The digests are those of plain loops, written for clarity alone. Frames so small
   // that samples are refused for lying too close, or moved so far that it matters which frame's
   // points are compared; lattices, on which samples are refused for lying in a line.
   const struct {
@@ -192,7 +192,7 @@ TEST(LmEvaluate, GivesTheErrorsOfEachPair) {
 }
 
 TEST(RefineHomography, GivesTheSameBitsOnEveryMachine) {
-  // The digests are those of a second implementation of the fit and of the minimiser.
+  // The digests are those of plain forms of the fit and of the minimiser.
   for (const auto& [motion, expected] :
        {std::pair{shift(10.25, -3.5), 0x6FF94F17u},
         {tilted(4000, 3000, 1, 1.02, 5, 6, 3e-6, 2e-6), 0xB37A6C74u},

@@ -1,5 +1,5 @@
-// NEON kernels of the interpolation family, 32-bit and 64-bit ARM. Intrinsics and static functions
-// only: see cmake/VelmoraCpu.cmake.
+// NEON functions of the interpolation family, 32-bit and 64-bit ARM. Intrinsics and static
+// functions only: see cmake/VelmoraCpu.cmake.
 #include <arm_neon.h>
 
 #include <cstddef>
@@ -248,7 +248,7 @@ struct GuideBlock {
   std::ptrdiff_t pitch;
   int32_t fractionX, fractionY;  // 0 .. 255
 
-  // One row between its columns, -255 .. 65280; see the scalar kernel for the weights.
+  // One row between its columns, -255 .. 65280; see the scalar function for the weights.
   int32x4_t between(int32_t r) const {
     const uint8_t* from = luma + r * pitch;
     const int16x8_t samples = widened(fourAndFour(from, from + 1));

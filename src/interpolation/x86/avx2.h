@@ -1,4 +1,4 @@
-// AVX2 kernels that have a file of their own.
+// AVX2 functions that have a file of their own.
 #ifndef VELMORA_SRC_INTERPOLATION_X86_AVX2_H
 #define VELMORA_SRC_INTERPOLATION_X86_AVX2_H
 

@@ -1,4 +1,4 @@
-// AVX-512 kernels that have a file of their own.
+// AVX-512 functions that have a file of their own.
 #ifndef VELMORA_SRC_INTERPOLATION_X86_AVX512_H
 #define VELMORA_SRC_INTERPOLATION_X86_AVX512_H
 

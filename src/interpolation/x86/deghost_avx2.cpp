@@ -3,7 +3,7 @@
 //
 // The samples of a block are held in 16 bytes, row by row, or in two vectors of 32-bit lanes, of
 // rows 0 and 1 and of rows 2 and 3. Blocks near the edges, of the guide or of the frame, are left
-// to the scalar kernel: whole loads of eight bytes do not fit there.
+// to the scalar function: whole loads of eight bytes do not fit there.
 #include "interpolation/x86/avx2.h"
 
 #include <immintrin.h>

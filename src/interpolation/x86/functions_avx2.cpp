@@ -1,4 +1,4 @@
-// AVX2 kernels of the interpolation family. Intrinsics and static functions only: see
+// AVX2 functions of the interpolation family. Intrinsics and static functions only: see
 // cmake/VelmoraCpu.cmake.
 #include <immintrin.h>
 

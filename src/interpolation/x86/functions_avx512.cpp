@@ -1,4 +1,4 @@
-// AVX-512 kernels of the interpolation family (with byte permutes and 16-bit dot products).
+// AVX-512 functions of the interpolation family (with byte permutes and 16-bit dot products).
 // Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
 #include <immintrin.h>
 

@@ -15,9 +15,9 @@
 //
 // The base is the smaller of the first and the last block's columns, which bound the others where
 // columns rise or fall steadily, moved left where 16 samples would reach beyond the row. Every
-// offset is tested nevertheless. The AVX2 kernel does the whole group where one is out of range (in
-// an enlarged frame only where the second frame's positions jump), where mapped positions change
-// their line or leave the frame, or where a table has weights that are not positive.
+// offset is tested nevertheless. The AVX2 function does the whole group where one is out of range
+// (in an enlarged frame only where the second frame's positions jump), where mapped positions
+// change their line or leave the frame, or where a table has weights that are not positive.
 //
 // A stretch of columns goes through three loops, which leave their results in memory: positions,
 // dot products, quotients. In one loop there would be too many values for the registers.

@@ -1,4 +1,4 @@
-// What the x86 kernels do one sample at a time: internal linkage, so that each file has its own
+// What the x86 functions do one sample at a time: internal linkage, so that each file has its own
 // copy compiled with its own flags.
 #ifndef VELMORA_SRC_INTERPOLATION_X86_TAILS_H
 #define VELMORA_SRC_INTERPOLATION_X86_TAILS_H

@@ -1,6 +1,6 @@
-// NEON kernels of the registration family, 32-bit and 64-bit ARM. Intrinsics and static functions
-// only: see cmake/VelmoraCpu.cmake. Where a kernel's argument leaves the range that vectors
-// serve, the scalar kernel does the work.
+// NEON functions of the registration family, 32-bit and 64-bit ARM. Intrinsics and static functions
+// only: see cmake/VelmoraCpu.cmake. Where an argument leaves the range that vectors
+// serve, the scalar function does the work.
 #include <arm_neon.h>
 
 #include "registration/features/descriptor_weights.h"
@@ -217,7 +217,7 @@ void addWeighted(int16x4_t dx, int16x4_t dy, const int32_t* weights, CellSums& s
   sums.absDy = vaddq_s32(sums.absDy, vabsq_s32(y));
 }
 
-// The patch is read as rows of 20 bytes, see the scalar kernel. A row of cells is five vectors.
+// The patch is read as rows of 20 bytes, see the scalar function. A row of cells is five vectors.
 void haarSums(const uint8_t* patch, int32_t* sums) {
   constexpr int32_t kRegionCells = kHaarSide / 4;
   const int32x4_t zero = vdupq_n_s32(0);
@@ -323,7 +323,7 @@ int32_t firstSmallest(const int32_t* values, int32_t count) {
 // --- Position maps ---
 
 // 32-bit NEON has no division and takes tiny numbers for zero, which shows in positions near the
-// vanishing line and under wild homographies: there the scalar kernel stays.
+// vanishing line and under wild homographies: there the scalar function stays.
 #ifdef __aarch64__
 // Cut toward zero; saturated, and the smallest value where there is no number.
 int32x4_t fixedPoint(float32x4_t position) {

@@ -126,7 +126,8 @@ int32_t velmora::matchFeatures(ST_IMAGEFEATURES* refFeatures, ST_IMAGEFEATURES* 
   }
   // The homography only serves to tell inliers from outliers: the final one is fitted to all
   // inliers. Without a valid sample the pairs stay unfiltered, and the area test decides.
-  tagRANSAC_PARAMS params = {100, 12.0f, 0.9995f};
+  // 12 square pixels allow for matches of pictures reduced by four, in whole pixels of theirs.
+  tagRANSAC_PARAMS params = {.maxIters = 100, .threshold = 12.0f, .confidence = 0.9995f};
   float homography[9] = {};
   const unsigned char* inliers = nullptr;
   ransac(*pairs, homography, params, scratch.data(), inliers);

@@ -1,6 +1,6 @@
-// AVX2 kernels of the registration family. Intrinsics and static functions only: see
-// cmake/VelmoraCpu.cmake. Where a kernel's argument leaves the range that vectors serve, the
-// scalar kernel does the work.
+// AVX2 functions of the registration family. Intrinsics and static functions only: see
+// cmake/VelmoraCpu.cmake. Where an argument leaves the range that vectors serve, the
+// scalar function does the work.
 #include <immintrin.h>
 
 #include "registration/features/descriptor_weights.h"
@@ -276,7 +276,7 @@ void addCells(const uint8_t* cell, __m256i weights, __m256i (&sums)[4]) {
   sums[3] = _mm256_add_epi32(sums[3], _mm256_abs_epi32(dy));
 }
 
-// The patch is read as rows of 20 bytes, see the scalar kernel. Twenty cells of a row are three
+// The patch is read as rows of 20 bytes, see the scalar function. Twenty cells of a row are three
 // vectors, the last one half used.
 void haarSums(const uint8_t* patch, int32_t* sums) {
   constexpr int32_t kRegionCells = kHaarSide / 4;

@@ -62,11 +62,11 @@ void findUnknown(const XMLNode& parent, const std::string& path,
 }  // namespace
 
 bool looksLikeXml(std::span<const uint8_t> bytes) {
-  std::size_t i = bytes.size() >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF;
-  for (i *= 3; i < bytes.size(); ++i) {
-    if (kBlanks.find(static_cast<char>(bytes[i])) == std::string_view::npos) return bytes[i] == '<';
-  }
-  return false;
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  return first != std::string_view::npos && text[first] == '<';
 }
 
 ConfigurationFile readConfiguration(std::span<const uint8_t> bytes) {
