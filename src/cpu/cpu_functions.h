@@ -34,12 +34,14 @@ class CpuFunctions {
     Install avx512 = nullptr;
   };
 
+  /// Installs only what this CPU runs: the installers themselves are compiled for their sets.
   CpuFunctions(const Functions& scalar, const Variants& variants) {
     tables_.fill(scalar);
-    install(CpuSet::neon, variants.neon);
-    install(CpuSet::avx2, variants.avx2);
-    install(CpuSet::avx512, variants.avx2);
-    install(CpuSet::avx512, variants.avx512);
+    for (const CpuSet set : availableCpuSets()) {
+      if (set == CpuSet::neon) install(set, variants.neon);
+      if (set == CpuSet::avx2 || set == CpuSet::avx512) install(set, variants.avx2);
+      if (set == CpuSet::avx512) install(set, variants.avx512);
+    }
   }
 
   [[nodiscard]] const Functions& of(CpuSet set) const { return tables_[index(set)]; }
