@@ -154,15 +154,12 @@ VELMORA_API void InterPolationY_ThreadFunc(void* bands, int32_t threadIndex);
 /// Enlarges one frame, without registration: converts it to padded planes, runs
 /// ShiftInvariantIntepolation1Frame's arithmetic, writes luma and chroma to the output.
 ///   input   leftData[0] is the frame: luma, then chroma of 2 * (width / 2) bytes in height / 2
-///   rows
-///           (or two planes); it is only read. Format 4 (NV12), 5 (NV21) or 0 (planar). Frames from
-///           2 x 2; a frame one sample wide or high counts as grey.
+///           rows (or two planes); it is only read. Format 4 (NV12), 5 (NV21) or 0 (planar). Frames
+///           from 2 x 2; a frame one sample wide or high counts as grey.
 ///   output  data takes the frame of priv->pub's srImageWidth x srImageHeight without row padding,
-///   in
-///           the input's format
+///           in the input's format
 ///   priv    pub (allocator pair, output size, valid region) and kernelTaps (4) are read, nothing
-///   is
-///           changed
+///           is changed
 /// A valid region outside the frame or below 100 x 100 samples is replaced, for this call, by an
 /// inset of 150 samples with even ends; both are logged as errors.
 /// Planar frames keep a long-standing flaw: their chroma rows come out shifted against each other.

@@ -112,8 +112,8 @@ typedef struct Velmora_SR_CreateParams {
 typedef struct SR_ParamsPublic {
   int32_t srImageWidth;  /* output width of the last process call */
   int32_t srImageHeight; /* output height of the last process call */
-  uint32_t memSize;      /* size of memBuffer in bytes, 0 in this design */
-  void* memBuffer;       /* shared working block, null in this design */
+  uint32_t memSize;      /* size of memBuffer in bytes, 0: no stage needs it */
+  void* memBuffer;       /* shared working block, null for the same reason */
   uint32_t reserved;     /* 0 */
   int32_t state;         /* 0 empty, 1 being filled, 2 created */
   int32_t inImageWidth;  /* from the creation parameters */
