@@ -100,6 +100,10 @@ bool sizesAndDataUsable(const Velmora_SR_InputFrames& input, const Velmora_SR_Ou
   return false;
 }
 
+bool holdsFrame(uint8_t* const* frames) {
+  return frames != nullptr && frames[0] != nullptr;
+}
+
 /// The frames of a scene as registration is asked to take them; nulls where there is no scene, or
 /// it has one frame.
 FramePair pairOf(const Scene* scene, const Velmora_SR_InputFrames& input) {
@@ -338,6 +342,16 @@ Velmora_SR_ESR_RET SR_MemManagement(Velmora_SR_CInputImage* input, SR_ParamsPubl
   pub->memSize = workingMemory.size;
   pub->memBuffer = workingMemory.block.get();
   return SR_RET_SUCCEED;
+}
+
+int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_ParamsPublic* pub) {
+  using namespace velmora;
+  if (in == nullptr || out == nullptr || pub == nullptr || !holdsFrame(in->leftData) ||
+      !holdsFrame(in->rightData) || !isFrameSize(in->width, in->height)) {
+    logNothingWritten("null argument or frame, or impossible frame size.");
+    return -1;
+  }
+  return fusePair(*in, *out, *pub);
 }
 
 int32_t SR_Uninitializtion() {

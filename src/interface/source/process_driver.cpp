@@ -22,11 +22,6 @@
 namespace velmora {
 namespace {
 
-/// Reports a process call that cannot go on; the entry point still returns 0.
-void logNothingWritten(const char* reason) {
-  logTagged(Priority::error, "%s The output is left untouched.\n", reason);
-}
-
 /// The two position maps of a two-frame call. The stages also reach them through zelkParamPrivate;
 /// these pointers end with the memory behind them.
 class PositionMaps {
@@ -141,10 +136,6 @@ int32_t reported(int32_t result, const ValidRegion& shown) {
   return result;
 }
 
-bool holdsFrame(uint8_t* const* frames) {
-  return frames != nullptr && frames[0] != nullptr;
-}
-
 /// The input dump: all frames of the scene under one time stamp.
 void dumpInput(const Scene& scene, const Velmora_SR_InputFrames& input) {
   if (!dumpsWanted()) return;
@@ -202,7 +193,7 @@ bool runStages(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_Inp
   dumpInput(scene, input);
   // The stages log their failures; the caller of the entry point gets 0 whatever they return.
   if (scene.hasTwoFrames()) {
-    SR_Process(&records.input(), &out, &handle);
+    fusePair(records.input(), out, handle);
   } else {
     zelkParamPrivate.registFailed = 1;
     zelkParamPrivate.pub = &handle;
@@ -214,6 +205,10 @@ bool runStages(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR_Inp
 }
 
 }  // namespace
+
+void logNothingWritten(const char* reason) {
+  logTagged(Priority::error, "%s The output is left untouched.\n", reason);
+}
 
 bool isFrameSize(int32_t width, int32_t height) {
   constexpr int64_t kMostSamples = std::numeric_limits<int32_t>::max() / 3 * 2;
@@ -260,28 +255,22 @@ void processFrames(const Scene& scene, SR_ParamsPublic& handle, const Velmora_SR
   dumpResult(output);
 }
 
-}  // namespace velmora
-
-int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_ParamsPublic* pub) {
-  using namespace velmora;
-  if (in == nullptr || out == nullptr || pub == nullptr || !holdsFrame(in->leftData) ||
-      !holdsFrame(in->rightData) || !isFrameSize(in->width, in->height)) {
-    logNothingWritten("null argument or frame, or impossible frame size.");
-    return -1;
-  }
-  const int32_t width = in->width;
-  const int32_t height = in->height;
-  zelkParamPrivate.pub = pub;
-  const SecondFrame second(*in, *pub);
+int32_t fusePair(Velmora_SR_CInputImage& in, Velmora_SR_COutPutImage& out,
+                 SR_ParamsPublic& handle) {
+  const int32_t width = in.width;
+  const int32_t height = in.height;
+  zelkParamPrivate.pub = &handle;
+  const SecondFrame second(in, handle);
   if (second.data() == nullptr) {
     logNothingWritten(GetRetInfo(SR_RET_ALLOC_FAILED));
     callReport.failByCode(VELMORA_SR_STAGE_CALL, SR_RET_ALLOC_FAILED);
     return SR_RET_ALLOC_FAILED;
   }
-  const PositionMaps maps(*pub, static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  const PositionMaps maps(handle,
+                          static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
 
-  ValidRegion region = regionOf(*pub);
-  const ValidRegion registered = registerFrames(*in, maps);
+  ValidRegion region = regionOf(handle);
+  const ValidRegion registered = registerFrames(in, maps);
   if (zelkParamPrivate.registFailed != 0) {
     logTagged(Priority::info,
               "Registration Failed. Enter Single SR Mode.\n"
@@ -291,14 +280,14 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
     region = intersection(region, registered);
     logTagged(Priority::info, "vrSRStartW = %d, vrSRStartH = %d, vrSREndW = %d, vrSREndH = %d\n",
               registered.startW, registered.startH, registered.endW, registered.endH);
-    setRegion(*pub, region);
+    setRegion(handle, region);
     // Frames that disagree must not be fused as they are.
     const StageTime time(&callReport, VELMORA_SR_STAGE_DEGHOSTING);
-    reportWeights({second.data(), in->leftData[0], zelkParamPrivate, width, height,
+    reportWeights({second.data(), in.leftData[0], zelkParamPrivate, width, height,
                    maps.horizontal(), maps.vertical()},
                   shownPart(madeEven(region), width, height), width, height);
     const Velmora_SR_ESR_RET deghosted =
-        deghostFrame(second.data(), in->leftData[0], &zelkParamPrivate, width, height,
+        deghostFrame(second.data(), in.leftData[0], &zelkParamPrivate, width, height,
                      maps.horizontal(), maps.vertical());
     if (deghosted != SR_RET_SUCCEED) {
       callReport.failByCode(VELMORA_SR_STAGE_DEGHOSTING, deghosted);
@@ -309,11 +298,13 @@ int32_t SR_Process(Velmora_SR_CInputImage* in, Velmora_SR_COutPutImage* out, SR_
   region = madeEven(region);
   logTagged(Priority::info, "vrStartW = %d, vrStartH = %d, vrEndW = %d, vrEndH = %d\n",
             region.startW, region.startH, region.endW, region.endH);
-  setRegion(*pub, usableOrDefault(region, width, height));
+  setRegion(handle, usableOrDefault(region, width, height));
 
-  pub->memSize = workingMemory.size;
-  pub->memBuffer = workingMemory.block.get();
+  handle.memSize = workingMemory.size;
+  handle.memBuffer = workingMemory.block.get();
   maps.publish();
   const StageTime time(&callReport, VELMORA_SR_STAGE_INTERPOLATION);
-  return reported(SRInterpolation(in, out, &zelkParamPrivate), regionOf(*pub));
+  return reported(SRInterpolation(&in, &out, &zelkParamPrivate), regionOf(handle));
 }
+
+}  // namespace velmora
