@@ -7,6 +7,9 @@
 
 namespace velmora::burst {
 
+/// Most workers of a call: arrays of scratch have so many entries.
+inline constexpr int32_t kMostWorkers = 64;
+
 /// Stops a call that its host has cancelled.
 struct Cancelled {};
 

@@ -1,0 +1,143 @@
+#include "burst/weights/noise_between.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "burst/weights/warped_plane.h"
+
+namespace velmora::burst {
+namespace {
+
+constexpr int32_t kBlock = 16;
+constexpr std::size_t kSamples = std::size_t{kBlock} * kBlock;
+// More blocks than this tell nothing new: of larger planes every second, third, ... one counts.
+constexpr int64_t kEnoughBlocks = 2048;
+constexpr int32_t kDarkest = 4;  // samples beyond these may be clipped, which hides their noise
+constexpr int32_t kLightest = 251;
+// Of white noise: the median of the absolute values, and how far the tenth of 256 such medians that
+// is lowest lies below their mean. The quietest blocks count, where no texture is left over.
+constexpr double kMedianOfNormal = 0.6745;
+constexpr std::size_t kQuietest = 10;  // one block in ten is as quiet or quieter
+constexpr double kQuietBias = 0.915;
+constexpr float kUnusable = -1;
+
+/// How much of the variance of white noise is left in the difference of a sample and one that was
+/// interpolated at a pair of phases, as the factor that makes its standard deviation that of one
+/// frame: 1 / sqrt(1 + gain^2 * noise of x * noise of y).
+class Evenness {
+ public:
+  explicit Evenness(double gain) {
+    for (int32_t phase = 0; phase < kPhases; ++phase)
+      left_[index(phase)] = catmullRomNoise(phase);
+    square_ = static_cast<float>(gain * gain);
+  }
+  [[nodiscard]] float factor(int32_t x, int32_t y) const {
+    return 1 / std::sqrt(1 + square_ * left_[index(x)] * left_[index(y)]);
+  }
+
+ private:
+  static std::size_t index(int32_t position) {
+    return static_cast<std::size_t>(position & (kPhases - 1));
+  }
+  std::array<float, kPhases> left_;
+  float square_;
+};
+
+bool clipped(const SourcePlane& plane, const Rect& block) {
+  for (int32_t y = block.top; y < block.bottom; ++y) {
+    for (int32_t x = block.left; x < block.right; ++x) {
+      if (plane.at(x, y) < kDarkest || plane.at(x, y) > kLightest) return true;
+    }
+  }
+  return false;
+}
+
+/// The median of the absolute differences of a block from their mean, over what it is for noise of
+/// standard deviation 1.
+float blockNoise(const WarpedPlane& warped, const Evenness& evenness, const Rect& block,
+                 const WarpScratch& scratch) {
+  if (clipped(warped.reference(), block)) return kUnusable;
+  std::array<float, kSamples> differences;
+  std::array<int16_t, kBlock> row;
+  std::size_t count = 0;
+  bool allInside = true;
+  warped.rows(block, scratch, row.data(), [&](int32_t y, const int16_t* values) {
+    for (int32_t i = 0; i < kBlock; ++i) {
+      const int32_t px = scratch.x[static_cast<std::size_t>(i)];
+      const int32_t py = scratch.y[static_cast<std::size_t>(i)];
+      allInside = allInside && warped.inside(px, py);
+      const int32_t sample = warped.reference().at(block.left + i, y);
+      differences[count++] =
+          static_cast<float>(values[i] - (sample << kFractionBits)) * evenness.factor(px, py);
+    }
+  });
+  if (!allInside) return kUnusable;
+  float sum = 0;
+  for (const float d : differences)
+    sum += d;
+  const float mean = sum / static_cast<float>(kSamples);
+  for (float& d : differences)
+    d = d < mean ? mean - d : d - mean;
+  auto* const middle = differences.data() + kSamples / 2;
+  std::nth_element(differences.data(), middle, differences.data() + kSamples);
+  return *middle / (1 << kFractionBits) / static_cast<float>(kMedianOfNormal);
+}
+
+double planeNoise(Memory& memory, Workers& workers, const MatchedPair& pair, int32_t plane,
+                  const WindowTable& windows) {
+  const WarpedPlane warped(memory, workers, pair, plane, windows);
+  const Size size = warped.size();
+  const int64_t all = int64_t{size.width / kBlock} * (size.height / kBlock);
+  int32_t step = kBlock;
+  while (int64_t{step} * step * kEnoughBlocks < all * kBlock * kBlock)
+    step += kBlock;
+  const int32_t across = (size.width - kBlock) / step + 1;
+  const int32_t down = (size.height - kBlock) / step + 1;
+  if (size.width < kBlock || size.height < kBlock) return kUnusable;
+
+  const auto blockAt = [step](int32_t i, int32_t j) {
+    return Rect{i * step, j * step, i * step + kBlock, j * step + kBlock};
+  };
+  std::size_t largest = 0;
+  for (int32_t j = 0; j < down; ++j) {
+    for (int32_t i = 0; i < across; ++i) {
+      largest = std::max(largest, warped.windowSize(blockAt(i, j)));
+    }
+  }
+  std::array<WarpScratch, kMostWorkers> scratch;
+  for (int32_t w = 0; w < workers.count(); ++w) {
+    scratch[static_cast<std::size_t>(w)] = {Buffer<int16_t>(memory, largest),
+                                            Buffer<int32_t>(memory, kBlock),
+                                            Buffer<int32_t>(memory, kBlock)};
+  }
+  const Buffer<float> noise(memory,
+                            static_cast<std::size_t>(across) * static_cast<std::size_t>(down));
+  const Evenness evenness(pair.gain);
+  workers.run(down, 0, [&](int32_t j, int32_t worker) {
+    float* out = noise.data() + static_cast<std::ptrdiff_t>(j) * across;
+    for (int32_t i = 0; i < across; ++i) {
+      *out++ =
+          blockNoise(warped, evenness, blockAt(i, j), scratch[static_cast<std::size_t>(worker)]);
+    }
+  });
+  float* const end = std::remove(noise.data(), noise.data() + noise.size(), kUnusable);
+  const auto usable = static_cast<std::size_t>(end - noise.data());
+  if (usable == 0) return kUnusable;
+  float* const quiet = noise.data() + usable / kQuietest;
+  std::nth_element(noise.data(), quiet, end);
+  return static_cast<double>(*quiet) / kQuietBias;
+}
+
+}  // namespace
+
+NoiseLevels measureNoiseBetween(Memory& memory, Workers& workers, const MatchedPair& pair) {
+  const WindowTable windows = catmullRomWindows(memory);
+  NoiseLevels levels;
+  for (int32_t plane = 0; plane < kPlanes; ++plane) {
+    levels.sigma[plane] = planeNoise(memory, workers, pair, plane, windows);
+  }
+  return levels;
+}
+
+}  // namespace velmora::burst
