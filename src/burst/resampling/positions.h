@@ -30,7 +30,6 @@ class PositionGrid {
   /// The positions of samples [left, right) of a row, six fraction bits, rounded to nearest.
   void row(int32_t y, int32_t left, int32_t right, int32_t* x, int32_t* yOut) const;
 
-  /// The position of one sample, as row() gives it.
   [[nodiscard]] Size size() const { return size_; }
   /// A rectangle (ends exclusive) around the whole parts of the positions of all samples of a part
   /// of the grid.

@@ -10,7 +10,7 @@
 namespace velmora::burst {
 
 /// One window for each pair of phases, [16 * (64 * yPhase + xPhase)], taps row by row. Tap (1, 1)
-/// belongs to the sample at the whole part of the position, but in box windows, see there.
+/// belongs to the sample at the whole part of the position.
 struct WindowTable {
   Buffer<int16_t> taps;
   int32_t shift = 0;  ///< fraction bits of the taps
