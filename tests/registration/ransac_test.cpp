@@ -260,10 +260,10 @@ struct Minimised {
 
 TEST(HomographyEstimation, ReportsWithTheRegisteredColumnInTheDenominator) {
   // With x' = 3 and H6 = 1 the report's denominator is 4, not the 2 of the reference column: the
-  // error of (1, 0) -> (3, 0) reads |4 / 4 - 3| = 2. RANSAC and the refinement leave one pair and
-  // the homography alone.
-  Pairs one({1, 0}, {3, 0}), none;
-  EXPECT_EQ(Minimised(one, {4, 0, 0, 0, 1, 0, 1, 0, 1}).reported, 2.0);
+  // error of (1, 2) -> (3, 4) reads |4 / 4 - 3| = 2 in x and 8 * 2 / 4 - 4 = 0 in y. RANSAC and the
+  // refinement leave one pair and the homography alone.
+  Pairs one({1, 2}, {3, 4}), none;
+  EXPECT_EQ(Minimised(one, {4, 0, 0, 0, 8, 0, 1, 0, 1}).reported, 2.0);
   EXPECT_EQ(Minimised(none).reported, 0.0);
 }
 

@@ -1,0 +1,96 @@
+// Frames that are drawn from a picture known everywhere, and workers that shuffle their parts.
+#ifndef VELMORA_TESTS_BURST_DRAWN_FRAME_H
+#define VELMORA_TESTS_BURST_DRAWN_FRAME_H
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "burst/motion.h"
+#include "burst/workers.h"
+#include "support/random.h"
+
+namespace velmora::test {
+
+/// Grey level of plane 0, 1 or 2 at a position in luma samples.
+using Scene = std::function<double(int32_t plane, double x, double y)>;
+
+/// Smooth waves of several lengths and directions, no place like another.
+inline double waves(int32_t plane, double x, double y) {
+  if (plane != 0) return 128 + 25 * std::sin(0.05 * x + plane) * std::cos(0.04 * y - plane);
+  return 120 + 34 * std::sin(0.31 * x + 0.12 * y) + 27 * std::sin(0.17 * y - 0.07 * x + 1) +
+         18 * std::sin(0.023 * x * std::sin(0.011 * y) + 0.5 * y);
+}
+
+/// A planar frame: luma, U and V. `motion` maps the scene's luma positions onto the frame's.
+struct DrawnFrame {
+  DrawnFrame(burst::Size size, const Scene& scene, const burst::Homography& motion = {},
+             double sigma = 0, uint64_t seed = 1) {
+    Random random(seed);
+    const burst::Homography back = motion.inverse();
+    for (int32_t p = 0; p < burst::kPlanes; ++p) {
+      const int32_t half = p == 0 ? 1 : 2;
+      const burst::Size own = {(size.width + half - 1) / half, (size.height + half - 1) / half};
+      auto& samples = values[static_cast<std::size_t>(p)];
+      for (int32_t y = 0; y < own.height; ++y) {
+        for (int32_t x = 0; x < own.width; ++x) {
+          const burst::Point at = {1.0 * x, 1.0 * y};
+          const burst::Point from = back(p == 0 ? at : burst::lumaOfChroma(at));
+          // The sum of 12 uniform values less 6 is close to a normal one.
+          double noise = -6;
+          for (int i = 0; i < 12; ++i)
+            noise += random.unit();
+          const double level = scene(p, from.x, from.y) + noise * (p == 0 ? sigma : sigma / 2);
+          samples.push_back(static_cast<uint8_t>(std::clamp(level + 0.5, 0.0, 255.0)));
+        }
+      }
+      frame.planes[p] = {samples.data(), own.width, 1, own};
+    }
+  }
+  DrawnFrame(const DrawnFrame&) = delete;
+  DrawnFrame& operator=(const DrawnFrame&) = delete;
+
+  std::array<std::vector<uint8_t>, burst::kPlanes> values;
+  burst::SourceFrame frame;
+};
+
+/// Runs parts in a random order on several threads.
+class ShufflingWorkers final : public burst::Workers {
+ public:
+  explicit ShufflingWorkers(int32_t threads) : threads_(threads) {}
+  [[nodiscard]] int32_t count() const override { return threads_; }
+  void expect(double) override {}
+  void run(int32_t parts, double,
+           const std::function<void(int32_t i, int32_t worker)>& part) override {
+    std::vector<int32_t> order;
+    for (int32_t i = 0; i < parts; ++i)
+      order.insert(order.begin() + static_cast<std::ptrdiff_t>(random_.index(order.size() + 1)), i);
+    std::vector<std::thread> threads;
+    for (int32_t w = 0; w < threads_; ++w) {
+      threads.emplace_back([&, w] {
+        for (auto i = static_cast<std::size_t>(w); i < order.size();
+             i += static_cast<std::size_t>(threads_))
+          part(order[i], w);
+      });
+    }
+    for (auto& thread : threads)
+      thread.join();
+  }
+
+ private:
+  int32_t threads_;
+  Random random_{99};
+};
+
+/// The C heap, as an allocator of a handle.
+inline Velmora_SR_BurstAllocator heapAllocator() {
+  return {[](void*, std::size_t size) { return std::malloc(size); },
+          [](void*, void* block) { std::free(block); }, nullptr};
+}
+
+}  // namespace velmora::test
+
+#endif  // VELMORA_TESTS_BURST_DRAWN_FRAME_H
