@@ -19,7 +19,11 @@ constexpr RestorationFunctions kScalar = {
     .divide = scalar::divide,
 };
 
-constexpr Table::Variants kVariants = {};
+constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_AVX2
+    .avx2 = installAvx2,
+#endif
+};
 
 const Table& table() {
   static const Table instance(kScalar, kVariants);
