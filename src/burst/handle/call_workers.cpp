@@ -151,16 +151,16 @@ void CallWorkers::keepFailure() noexcept {
   if (failure_ == nullptr) failure_ = std::current_exception();
 }
 
-void CallWorkers::expect(double share) {
-  stageBegin_ = std::min(1.0, stageBegin_ + stageShare_);
-  stageShare_ = share;
+void CallWorkers::expect(double weight) {
+  stageBegin_ += stage_;
+  stage_ = weight;
   stageDone_ = 0;
 }
 
 double CallWorkers::position() const {
   const int32_t taken = std::min(next_.load(std::memory_order_relaxed), parts_);
   const double ofRun = parts_ > 0 ? static_cast<double>(taken) / parts_ : 1;
-  return stageBegin_ + stageShare_ * std::min(1.0, stageDone_ + weight_ * ofRun);
+  return (stageBegin_ + std::min(stage_, stageDone_ + weight_ * ofRun)) / total_;
 }
 
 void CallWorkers::finish() {

@@ -39,7 +39,9 @@ class CallWorkers final : public Workers {
   [[nodiscard]] int32_t count() const override { return settings_.threads; }
   void run(int32_t parts, double weight,
            const std::function<void(int32_t, int32_t)>& part) override;
-  void expect(double share) override;
+  /// How much the stages of the call weigh together; called once, before the first of them.
+  void begin(double weight) { total_ = weight; }
+  void expect(double weight) override;
   /// Tells the host that the call is done. Throws Cancelled, too.
   void finish();
 
@@ -80,8 +82,9 @@ class CallWorkers final : public Workers {
 
   // How far the call is.
   double told_ = 0;
-  double stageBegin_ = 0;
-  double stageShare_ = 0;
+  double total_ = 1;
+  double stageBegin_ = 0;  ///< what the stages before weigh
+  double stage_ = 0;       ///< what this one weighs
   double stageDone_ = 0;
   Clock::time_point lastTold_ = {};
 

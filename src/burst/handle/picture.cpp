@@ -21,10 +21,10 @@ constexpr double kChromaOfLuma = 0.5;
 
 // What stages take, nanoseconds a sample of a frame or, for the reconstruction, of the picture: for
 // the progress function only.
-constexpr double kRegistrationCost = 10;
+constexpr double kRegistrationCost = 8;
 constexpr double kNoiseCost = 1;
 constexpr double kTranslationsCost = 10;
-constexpr double kWeightsCost = 12;
+constexpr double kWeightsCost = 8;
 constexpr double kReconstructionCost = 60;
 constexpr double kReconstructionCostOfFrame = 15;
 
@@ -127,15 +127,16 @@ class PictureMaker {
 
   void estimateCosts() {
     const double frame = samples(burst_.settings.frame);
+    double total = 0;
     for (const Candidate& candidate : candidates()) {
-      if (!candidate.pair->registered) totalCost_ += kRegistrationCost * frame;
-      totalCost_ += (kNoiseCost + kTranslationsCost + kWeightsCost) * frame;
+      if (!candidate.pair->registered) total += kRegistrationCost * frame;
+      total += (kNoiseCost + kTranslationsCost + kWeightsCost) * frame;
     }
     reconstructionCost_ = (kReconstructionCost + kReconstructionCostOfFrame * (count_ + 1)) *
                           samples(burst_.settings.output);
-    totalCost_ += reconstructionCost_;
+    workers_.begin(total + reconstructionCost_);
   }
-  void expect(double cost) { workers_.expect(firstPass_ ? cost / totalCost_ : 0); }
+  void expect(double cost) { workers_.expect(firstPass_ ? cost : 0); }
 
   void registerAll() {
     const StageTimer timer(milliseconds(VELMORA_SR_BURST_STAGE_REGISTRATION));
@@ -263,7 +264,7 @@ class PictureMaker {
                        order[i]->weights};
     }
     const Settings& settings = burst_.settings;
-    workers_.expect(reconstructionCost_ / totalCost_);
+    workers_.expect(reconstructionCost_);
     const ReconstructionTimes times =
         reconstruct(burst_.memory, workers_, std::span(frames).first(others + 1),
                     {.region = settings.region,
@@ -318,7 +319,6 @@ class PictureMaker {
   std::array<Candidate, kSlots - 1> candidates_;
   int32_t count_ = 0;
   PictureFacts facts_;
-  double totalCost_ = 0;
   double reconstructionCost_ = 0;
   bool firstPass_ = true;
 };
