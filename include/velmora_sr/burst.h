@@ -38,7 +38,8 @@ extern "C" {
 
 /* Most frames that a handle holds at a time. */
 #define VELMORA_SR_BURST_FRAMES 8
-/* Smallest and largest width and height of a frame, and of the output. */
+/* Smallest and largest width and height of a frame, and of the output. Neither has more than
+ * 2147483647 luma samples. */
 #define VELMORA_SR_BURST_SMALLEST_SIDE 16
 #define VELMORA_SR_BURST_LARGEST_SIDE 65535
 
@@ -99,8 +100,9 @@ typedef struct Velmora_SR_BurstExecutor {
   void* user; /* handed to run */
 } Velmora_SR_BurstExecutor;
 
-/* Told how far a call is: `share` grows from 0 to 1 within a call. Called on the thread of the call
- * between its steps, many times a second. Returns 0 to go on; anything else stops the call. */
+/* Told how far VELMORA_SR_BurstAdd or _BurstRender is: `share` grows from 0 to 1. Called on the
+ * thread of the call between its steps, many times a second; an executor's run() is called again
+ * for each stretch between. Returns 0 to go on; anything else stops the call. */
 typedef int32_t (*Velmora_SR_BurstProgress)(void* user, double share);
 
 /* What a handle is for; read once. Fields may be added behind the last one: `size` tells which are
@@ -118,9 +120,10 @@ typedef struct Velmora_SR_BurstParams {
   int32_t effort;       /* VELMORA_SR_BURST_NORMAL or _FAST */
   int32_t threads;      /* most threads at work in a call, the caller's included: 1 .. 64; 0: one */
                         /* per processor. They are started and joined by each call */
-  float noise; /* standard deviation of luma's noise in grey levels, up to 64; below 0: measured */
+  float noise; /* standard deviation of luma's noise in grey levels, up to 64, of which chroma is
+                  taken to have half; below 0: both measured */
   float sharpened; /* by how much the camera sharpened its frames: f + a (f - blurred f) with a from
-                      -0.6 to 1 and blurred by [1 2 1] / 4; below -1: 0.15, which suits frames of
+                      -0.6 to 1 and blurred by [1 2 1] / 4; -1 or less: 0.15, which suits frames of
                       unknown origin. 0: not at all; 0.3 for most cameras' JPEG files */
   const Velmora_SR_BurstAllocator* allocator; /* null: malloc and free; the record is copied */
   const Velmora_SR_BurstExecutor* executor;   /* null: threads of the library; copied */
@@ -190,7 +193,7 @@ typedef struct Velmora_SR_BurstReport {
 
 typedef struct Velmora_SR_Burst Velmora_SR_Burst;
 
-/* Makes a handle.
+/* Makes a handle for bursts of one frame size.
  *   params  not null, its size at least that of the first version
  *   burst   not null; takes the handle, null when the call fails
  * Returns VELMORA_SR_BURST_OK, _BAD_ARGUMENT or _NO_MEMORY. */
@@ -201,8 +204,8 @@ VELMORA_API int32_t VELMORA_SR_BurstCreate(const Velmora_SR_BurstParams* params,
  *   burst  null, or a handle or null, which becomes null */
 VELMORA_API void VELMORA_SR_BurstDestroy(Velmora_SR_Burst** burst);
 
-/* Takes a frame. Its samples are not copied: they must stay readable and unchanged until the frame
- * is dropped or the handle destroyed.
+/* Takes a frame into the handle. Its samples are not copied: they must stay readable and unchanged
+ * until the frame is dropped or the handle destroyed.
  *   burst  a handle
  *   frame  not null, with three planes; the record is copied
  *   id     not null; takes the frame's number, above 0 and never used twice by a handle
@@ -239,7 +242,8 @@ VELMORA_API int32_t VELMORA_SR_BurstReport(Velmora_SR_Burst* burst, Velmora_SR_B
 /* Draws how much a frame counted in the last picture, sample by sample of the reference.
  *   frame    number of a frame that is held
  *   weights  not null; takes width * height bytes of the frame size, 0: not at all, 255: as much
- *            as the reference. All 255 for the reference, all 0 for a frame that was left out
+ *            as the reference. All 255 for the reference, all 0 for a frame that was left out.
+ *            It must not overlap a frame that is held
  *   stride   bytes from row to row, at least the width
  * Returns VELMORA_SR_BURST_OK, _BAD_ARGUMENT or _NO_FRAME. */
 VELMORA_API int32_t VELMORA_SR_BurstWeights(Velmora_SR_Burst* burst, int32_t frame,

@@ -21,12 +21,14 @@ class Workers {
   /// How many parts run at the same time at most: scratch for so many is enough.
   [[nodiscard]] virtual int32_t count() const = 0;
   /// Calls part(i, worker) once for each i in [0, parts), with a worker in [0, count()) that no
-  /// other call running at the same time has; returns when all have returned. `weight` is the
-  /// stage's share of the call (any unit, see expect()): the host's progress function is told
-  /// between parts, on the thread of the call. Throws Cancelled when it asks to stop.
+  /// other call running at the same time has; returns when all have returned. `weight` is about
+  /// what it takes, in nanoseconds of one thread, or 0 for next to nothing: the host's progress
+  /// function is told before and between parts, on the thread of the call. Throws Cancelled when it
+  /// asks to stop.
   virtual void run(int32_t parts, double weight,
                    const std::function<void(int32_t i, int32_t worker)>& part) = 0;
-  /// The sum of the weights of all stages of the call that is beginning.
+  /// A stage begins: the runs up to the next expect() weigh about so much together. For the
+  /// handle alone, which knows what a call consists of.
   virtual void expect(double weight) = 0;
 };
 

@@ -21,8 +21,8 @@ CpuSet cpuSetInUse();
 /// progress.
 void forceCpuSet(CpuSet set);
 
-/// One table per set: the scalar functions, overwritten by what the set speeds up. AVX-512 builds
-/// on AVX2.
+/// One table per set: the scalar functions, overwritten by what the set speeds up. Each x86
+/// set builds on the one before it.
 template <typename Functions>
 class CpuFunctions {
  public:
@@ -32,6 +32,7 @@ class CpuFunctions {
     Install neon = nullptr;
     Install avx2 = nullptr;
     Install avx512 = nullptr;
+    Install avx512vbmi = nullptr;
   };
 
   /// Installs only what this CPU runs: the installers themselves are compiled for their sets.
@@ -39,8 +40,9 @@ class CpuFunctions {
     tables_.fill(scalar);
     for (const CpuSet set : availableCpuSets()) {
       if (set == CpuSet::neon) install(set, variants.neon);
-      if (set == CpuSet::avx2 || set == CpuSet::avx512) install(set, variants.avx2);
-      if (set == CpuSet::avx512) install(set, variants.avx512);
+      if (set >= CpuSet::avx2) install(set, variants.avx2);
+      if (set >= CpuSet::avx512) install(set, variants.avx512);
+      if (set >= CpuSet::avx512vbmi) install(set, variants.avx512vbmi);
     }
   }
 

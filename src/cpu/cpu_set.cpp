@@ -20,11 +20,12 @@
 namespace velmora {
 namespace {
 
-constexpr std::array<std::pair<CpuSet, std::string_view>, 4> kNames = {{
+constexpr std::array<std::pair<CpuSet, std::string_view>, kCpuSets> kNames = {{
     {CpuSet::scalar, "scalar"},
     {CpuSet::neon, "neon"},
     {CpuSet::avx2, "avx2"},
     {CpuSet::avx512, "avx512"},
+    {CpuSet::avx512vbmi, "avx512vbmi"},
 }};
 
 /// A list that takes no memory: a table of functions may first be needed where there is none.
@@ -48,9 +49,10 @@ KernelSets detect() {
   if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
     sets.push_back(CpuSet::avx2);
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vnni")) {
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq")) {
       sets.push_back(CpuSet::avx512);
+      if (__builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vnni"))
+        sets.push_back(CpuSet::avx512vbmi);
     }
   }
 #endif

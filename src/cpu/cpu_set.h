@@ -10,11 +10,12 @@
 
 namespace velmora {
 
-/// Instruction sets that functions are written for; scalar is plain C++.
-enum class CpuSet { scalar, neon, avx2, avx512 };
-inline constexpr std::size_t kCpuSets = 4;
+/// Instruction sets that functions are written for; scalar is plain C++. avx512 is F, BW, VL and
+/// DQ, which all servers with AVX-512 have; avx512vbmi adds byte permutes and dot products.
+enum class CpuSet { scalar, neon, avx2, avx512, avx512vbmi };
+inline constexpr std::size_t kCpuSets = 5;
 
-/// The set's name, as users write it: "scalar", "neon", "avx2", "avx512".
+/// The set's name, as users write it: "scalar", "neon", "avx2", "avx512", "avx512vbmi".
 std::string_view name(CpuSet set);
 std::optional<CpuSet> cpuSetByName(std::string_view wanted);
 

@@ -10,6 +10,7 @@ namespace velmora {
 void installNeon(InterpolationFunctions& table);
 void installAvx2(InterpolationFunctions& table);
 void installAvx512(InterpolationFunctions& table);
+void installAvx512Vbmi(InterpolationFunctions& table);
 
 /// What the table's entries mean. Vector variants hand them the columns that fill no vector.
 namespace scalar {

@@ -25,6 +25,7 @@ constexpr Table::Variants kVariants = {
 #ifdef VELMORA_HAVE_AVX2
     .avx2 = installAvx2,
     .avx512 = installAvx512,
+    .avx512vbmi = installAvx512Vbmi,
 #endif
 };
 

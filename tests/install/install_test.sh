@@ -18,6 +18,14 @@ check_enlarge() {
     fail "$1: a flat frame did not come out flat"
 }
 
+check_burst() {
+  head -c $((4 * 160 * 120 * 3 / 2)) /dev/zero | tr '\0' 'A' >"$work/in.nv12"
+  "$1" "$work/in.nv12" 160 120 "$work/out.nv12" >"$work/frames"
+  [[ $(grep -c '^frame [1-4]: ' "$work/frames") == 4 ]] || fail "$1: $(cat "$work/frames")"
+  head -c $((320 * 240 * 3 / 2)) /dev/zero | tr '\0' 'A' | cmp - "$work/out.nv12" ||
+    fail "$1: a flat frame did not come out flat"
+}
+
 rm -rf "$work"
 mkdir -p "$work"
 case $1 in
@@ -80,6 +88,7 @@ case $1 in
       { cat "$work/log"; fail "find_package"; }
     "$CMAKE" --build "$work/build"
     check_enlarge "$work/build/enlarge"
+    check_burst "$work/build/burst"
     # The host has the library's log: only the line that it lets through, and nothing beside it.
     [[ $(ANDROID_LOG_TAGS='*:V' "$work/build/host_log" 2>&1) == \
       *'camera: [6 NB7UO_ZELK] NB7UO_ZELK: some input paras is NULL!!'$'\n'MultiThread_destory* ]] ||

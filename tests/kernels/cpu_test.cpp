@@ -9,7 +9,8 @@
 namespace velmora::test {
 namespace {
 
-constexpr CpuSet kAll[] = {CpuSet::scalar, CpuSet::neon, CpuSet::avx2, CpuSet::avx512};
+constexpr CpuSet kAll[] = {CpuSet::scalar, CpuSet::neon, CpuSet::avx2, CpuSet::avx512,
+                           CpuSet::avx512vbmi};
 constexpr const char* kVariable = "VELMORA_SR_CPU";
 
 TEST(KernelSets, HaveTheNamesThatUsersWrite) {

@@ -13,6 +13,11 @@ LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& ref
                             const Pyramid& frame, const PairRegistration& registration,
                             double sigma);
 
+/// What findTranslations() asks Workers for in all, in nanoseconds of one thread, about.
+inline double translationsWork(Size frame) {
+  return 10.0 * frame.width * frame.height;
+}
+
 }  // namespace velmora::burst
 
 #endif  // VELMORA_SRC_BURST_ALIGNMENT_LOCAL_TRANSLATIONS_H

@@ -15,7 +15,9 @@ namespace velmora::burst {
 /// x of the frame is (x + 0.5) / 2^level - 0.5 here.
 struct PyramidLevel {
   PlaneBuffer<int16_t> smooth;  ///< five fraction bits
-  PlaneBuffer<uint8_t> masked;  ///< 1 where a sample is nearly black or white, or lies beside one
+  /// Bit 0: the sample is nearly black or white (on higher levels: half of it is), or lies beside
+  /// one that is. Bit 1: so is this sample or its right, lower or lower right neighbour.
+  PlaneBuffer<uint8_t> masked;
 };
 
 /// Levels 1 to `top` of a frame's luma; level 0 is the frame itself.
@@ -24,10 +26,21 @@ struct Pyramid {
   SourcePlane luma = {};
   int32_t top = 0;  ///< 4, lower while the smaller side of the level would be below 30 samples
   std::array<PyramidLevel, kMostLevels> levels;  ///< [0] is made for frames below one megapixel
+
+  [[nodiscard]] int32_t bottom() const { return levels[0].smooth.empty() ? 1 : 0; }
 };
 
 /// Throws std::bad_alloc and Cancelled.
 Pyramid buildPyramid(Memory& memory, Workers& workers, const SourcePlane& luma);
+
+/// What level 0 would hold. Throws std::bad_alloc and Cancelled.
+PlaneBuffer<int16_t> smoothFrame(Memory& memory, Workers& workers, const SourcePlane& luma,
+                                 double weight);
+
+/// What buildPyramid() asks Workers for in all, in nanoseconds of one thread, about.
+inline double pyramidWork(Size frame) {
+  return 1.0 * frame.width * frame.height;
+}
 
 }  // namespace velmora::burst
 

@@ -23,6 +23,11 @@ struct PairRegistration {
 PairRegistration registerFrame(Memory& memory, Workers& workers, const Pyramid& reference,
                                const Pyramid& frame, const Homography* hint);
 
+/// What registerFrame() asks Workers for in all, in nanoseconds of one thread, about.
+inline double registrationWork(Size frame) {
+  return 6.0 * frame.width * frame.height;
+}
+
 }  // namespace velmora::burst
 
 #endif  // VELMORA_SRC_BURST_ALIGNMENT_REGISTRATION_H

@@ -6,11 +6,12 @@
 #include <cstdint>
 
 #include "burst/memory.h"
+#include "burst/restoration/pass.h"
 
 namespace velmora::burst {
 
 /// Standard deviation of the noise in each coefficient of orthonormal 8 x 8 and 16 x 16 cosine
-/// transforms, in grey levels.
+/// transforms, in grey levels; row by row, the lowest vertical frequency first.
 struct CoefficientNoise {
   std::array<float, 64> of8 = {};
   std::array<float, 256> of16 = {};
@@ -52,6 +53,10 @@ class Restorer {
 
  private:
   const RestorationPlan* plan_;
+  PassTables of8_;
+  PassTables of16_;
+  PlaneBuffer<int16_t> pilot_;
+  PassRunner passes_;
 };
 
 }  // namespace velmora::burst

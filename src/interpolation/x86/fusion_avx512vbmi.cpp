@@ -1,4 +1,5 @@
-// Fusion with AVX-512. Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
+// Fusion with byte permutes of AVX-512. Intrinsics and static functions only: see
+// cmake/VelmoraCpu.cmake.
 //
 // Eight neighbouring output samples, a group, mostly read from four rows of 16 source samples of
 // either frame. Such a window makes one register, a row per 128 bits:
@@ -24,9 +25,9 @@
 #include <immintrin.h>
 
 #include "interpolation/x86/avx2.h"
-#include "interpolation/x86/avx512.h"
+#include "interpolation/x86/avx512vbmi.h"
 
-namespace velmora::avx512 {
+namespace velmora::avx512vbmi {
 namespace {
 
 constexpr __mmask64 kEvenBytes = 0x5555555555555555u;
@@ -270,4 +271,4 @@ void fuseRow(const FusionRow& row, const FusionColumns& columns, int32_t begin, 
   if (j < end) avx2::fuseRow(row, columns, j, end, out);
 }
 
-}  // namespace velmora::avx512
+}  // namespace velmora::avx512vbmi

@@ -1,0 +1,107 @@
+#include "burst/restoration/frame_noise.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+
+namespace velmora::burst {
+namespace {
+
+constexpr int32_t kBlock = 16;
+// More blocks than this tell nothing new: of larger planes every second, third, ... one counts.
+constexpr double kEnoughBlocks = 2048;
+constexpr int32_t kDarkest = 4;  // samples beyond these may be clipped, which hides their noise
+constexpr int32_t kLightest = 251;
+// Of white noise: median of the absolute values, over the filter's gain (the root of the sum of the
+// squared weights is 6).
+constexpr double kMedianOfNormal = 0.6745;
+constexpr double kGain = 6;
+
+/// A filter and which of the blocks, sorted by their noise, tells the plane's.
+struct Measure {
+  int32_t distance;  // of the filter's taps
+  double share;      // of the blocks that lie below that one
+  double bias;       // how far it lies below the mean in white noise
+};
+constexpr Measure kFine = {1, 0.1, 0.88};
+constexpr Measure kCoarse = {2, 0.02, 0.82};
+// JPEG leaves less than this part of the noise to the fine measure.
+constexpr double kTaken = 0.5;
+
+// The second difference in both directions: no slope and no curve along one axis passes.
+int32_t highPass(const SourcePlane& plane, int32_t x, int32_t y, int32_t distance) {
+  const auto across = [&](int32_t row) {
+    return plane.at(x - distance, row) - 2 * plane.at(x, row) + plane.at(x + distance, row);
+  };
+  return across(y - distance) - 2 * across(y) + across(y + distance);
+}
+
+bool clipped(const SourcePlane& plane, int32_t left, int32_t top) {
+  for (int32_t y = top; y < top + kBlock; ++y) {
+    for (int32_t x = left; x < left + kBlock; ++x) {
+      const int32_t sample = plane.at(x, y);
+      if (sample < kDarkest || sample > kLightest) return true;
+    }
+  }
+  return false;
+}
+
+double blockNoise(const SourcePlane& plane, int32_t left, int32_t top, int32_t distance) {
+  std::array<int32_t, std::size_t{kBlock} * kBlock> values;
+  std::size_t count = 0;
+  for (int32_t y = top; y < top + kBlock; ++y) {
+    for (int32_t x = left; x < left + kBlock; ++x)
+      values[count++] = std::abs(highPass(plane, x, y, distance));
+  }
+  // Whole numbers: the share of the middle value that lies below the median keeps the scale fine.
+  int32_t* const middle = values.data() + values.size() / 2;
+  std::nth_element(values.data(), middle, values.data() + values.size());
+  const int32_t median = *middle;
+  const auto below =
+      std::count_if(values.begin(), values.end(), [&](int32_t v) { return v < median; });
+  const auto equal = std::count(values.begin(), values.end(), median);
+  const double upToMedian = static_cast<double>(values.size()) / 2 - static_cast<double>(below);
+  const double fine = median - 0.5 + upToMedian / static_cast<double>(equal);
+  return std::max(fine, 0.0) / (kMedianOfNormal * kGain);
+}
+
+/// Calls block(left, top) for the blocks that count; the filter's taps lie inside the plane.
+template <typename Block>
+void forBlocks(const SourcePlane& plane, int32_t distance, Block block) {
+  const double across = plane.size.width / kBlock;
+  const double down = plane.size.height / kBlock;
+  const int32_t step =
+      kBlock *
+      std::max(static_cast<int32_t>(std::ceil(std::sqrt(across * down / kEnoughBlocks))), 1);
+  for (int32_t y = distance; y + kBlock + distance <= plane.size.height; y += step) {
+    for (int32_t x = distance; x + kBlock + distance <= plane.size.width; x += step) {
+      if (!clipped(plane, x, y)) block(x, y);
+    }
+  }
+}
+
+double measure(Memory& memory, const SourcePlane& plane, const Measure& how) {
+  std::size_t count = 0;
+  forBlocks(plane, how.distance, [&](int32_t, int32_t) { ++count; });
+  if (count == 0) return 0;
+  const Buffer<double> noise(memory, count);
+  std::size_t next = 0;
+  forBlocks(plane, how.distance, [&](int32_t left, int32_t top) {
+    noise[next++] = blockNoise(plane, left, top, how.distance);
+  });
+  double* const at =
+      noise.data() + static_cast<std::ptrdiff_t>(how.share * static_cast<double>(count));
+  std::nth_element(noise.data(), at, noise.data() + count);
+  return *at / how.bias;
+}
+
+}  // namespace
+
+double measureFrameNoise(Memory& memory, const SourcePlane& plane) {
+  const double fine = measure(memory, plane, kFine);
+  const double coarse = measure(memory, plane, kCoarse);
+  return fine < kTaken * coarse ? coarse : fine;
+}
+
+}  // namespace velmora::burst
