@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "burst_job.h"
 #include "timing.h"
 #include "velmora_job.h"
 #include "velmora_sr/features.h"
@@ -19,6 +21,7 @@ namespace velmora::bench {
 namespace {
 
 int rounds = 20;
+constexpr double kBurstNoise = 3;
 
 void resizeJob(int width, int height, int outWidth, int outHeight, int threads) {
   const Nv12Frame frame = renderScene(width, height, {}, 2, 1);
@@ -92,6 +95,42 @@ void featureJob(int threads) {
   compare("features of two 1000x750 planes", threads, std::max(rounds / 2, 3), contestants);
 }
 
+// One picture of twice the size from several frames.
+void burstJob(int width, int height, int count, int threads) {
+  const std::vector<Nv12Frame> frames = burstFrames(width, height, count);
+  BurstJob ours(frames, VELMORA_SR_BURST_NORMAL, threads);
+  BurstJob fast(frames, VELMORA_SR_BURST_FAST, threads);
+  ours.run();
+  if (!ours.problem().empty())
+    std::fprintf(stderr, "the times below mean nothing: %s\n", ours.problem().c_str());
+  std::vector<Contestant> contestants = {{"velmora_sr burst", [&] { ours.run(); }},
+                                         {"velmora_sr burst, fast", [&] { fast.run(); }}};
+#ifdef VELMORA_PEER_OPENCV
+  contestants.push_back(
+      {"OpenCV SIFT, Lanczos4 mean", opencvBurst(frames, Denoising::none, kBurstNoise, threads)});
+  contestants.push_back({"the same, non-local means before",
+                         opencvBurst(frames, Denoising::before, kBurstNoise, threads)});
+  contestants.push_back({"the same, non-local means after",
+                         opencvBurst(frames, Denoising::after, kBurstNoise, threads)});
+#endif
+  compare(std::to_string(count) + " frames, " + std::to_string(width) + "x" +
+              std::to_string(height) + " enlarged by 2",
+          threads, std::max(rounds / 5, 2), contestants);
+}
+
+// The same by a peer that takes most of a minute for larger frames.
+void slowBurstJob(int width, int height, int count, int threads) {
+  const std::vector<Nv12Frame> frames = burstFrames(width, height, count);
+  BurstJob ours(frames, VELMORA_SR_BURST_NORMAL, threads);
+  std::vector<Contestant> contestants = {{"velmora_sr burst", [&] { ours.run(); }}};
+#ifdef VELMORA_PEER_OPENCV
+  contestants.push_back({"OpenCV BTV-L1, luma only", opencvBtvL1(frames, threads)});
+#endif
+  compare(std::to_string(count) + " frames, " + std::to_string(width) + "x" +
+              std::to_string(height) + " enlarged by 2",
+          threads, 1, contestants);
+}
+
 /// All jobs, or the one of that name, on so many processors.
 void runJobs(const std::string& only, int threads) {
   const auto wanted = [&](const char* job) { return only == "all" || only == job; };
@@ -105,6 +144,11 @@ void runJobs(const std::string& only, int threads) {
     twoFrameJob(1280, 960, 2560, 1920, threads);
   }
   if (wanted("features")) featureJob(threads);
+  if (wanted("burst")) {
+    burstJob(1000, 750, 2, threads);
+    burstJob(1000, 750, 8, threads);
+    slowBurstJob(500, 375, 2, threads);
+  }
 }
 
 }  // namespace

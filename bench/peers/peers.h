@@ -3,6 +3,7 @@
 #define VELMORA_BENCH_PEERS_PEERS_H
 
 #include <functional>
+#include <vector>
 
 #include "scene.h"
 
@@ -20,6 +21,14 @@ enum class Detector { akaze, orb };
 /// enlarged first luma, enlarges the first chroma (cubic).
 std::function<void()> opencvTwoFrames(const Nv12Frame& first, const Nv12Frame& second, int outWidth,
                                       int outHeight, Detector detector, int threads);
+/// Registers all frames onto the first by SIFT, warps them to twice the size (Lanczos4) and takes
+/// the mean, luma and chroma; non-local means against `noise` not at all, on each frame before, or
+/// on the mean against what it leaves.
+enum class Denoising { none, before, after };
+std::function<void()> opencvBurst(const std::vector<Nv12Frame>& frames, Denoising denoising,
+                                  double noise, int threads);
+/// BTV-L1 super-resolution of luma.
+std::function<void()> opencvBtvL1(const std::vector<Nv12Frame>& frames, int threads);
 /// SIFT key points and descriptors of two luma planes.
 std::function<void()> opencvSift(const Nv12Frame& first, const Nv12Frame& second, int threads);
 /// SURF key points and descriptors of two luma planes.

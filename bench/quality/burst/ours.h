@@ -17,7 +17,7 @@ struct BurstSettings {
   float sharpened = -2;  ///< the library's choice
   int effort = VELMORA_SR_BURST_NORMAL;
   int threads = 1;
-  std::optional<tool::Region> region;  ///< the whole frame without one
+  std::optional<tool::Region> region = std::nullopt;  ///< the whole frame without one
 };
 
 struct BurstResult {

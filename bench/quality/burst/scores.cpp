@@ -74,7 +74,8 @@ MotionError motionError(const tool::Matrix& truth, const tool::Matrix& found, to
 Table::Cell& Table::cell(const std::string& row, const std::string& column) {
   auto c = std::find(columns_.begin(), columns_.end(), column);
   if (c == columns_.end()) c = columns_.insert(c, column);
-  auto r = std::find_if(rows_.begin(), rows_.end(), [&](const auto& r) { return r.first == row; });
+  auto r =
+      std::find_if(rows_.begin(), rows_.end(), [&](const auto& one) { return one.first == row; });
   if (r == rows_.end()) r = rows_.insert(r, {row, {}});
   r->second.resize(columns_.size());
   return r->second[static_cast<std::size_t>(c - columns_.begin())];
@@ -97,7 +98,7 @@ void Table::add(const std::string& row, const std::string& column, double value,
 double Table::mean(const std::string& row, const std::string& column) const {
   const auto c = std::find(columns_.begin(), columns_.end(), column);
   const auto r =
-      std::find_if(rows_.begin(), rows_.end(), [&](const auto& r) { return r.first == row; });
+      std::find_if(rows_.begin(), rows_.end(), [&](const auto& one) { return one.first == row; });
   if (c == columns_.end() || r == rows_.end()) return 0;
   const auto index = static_cast<std::size_t>(c - columns_.begin());
   if (index >= r->second.size() || r->second[index].count == 0) return 0;
