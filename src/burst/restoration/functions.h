@@ -25,7 +25,7 @@ inline constexpr int32_t kUnit = 16;
 /// The columns' transforms, and which coefficients of a block are made of what.
 struct BlockRow {
   int32_t size;            ///< of blocks, 8 or 16
-  int32_t stride;          ///< from block to block, 1 .. 4
+  int32_t stride;          ///< from block to block, 1 .. 4; for size 16: 2 or 4
   int32_t lanes;           ///< blocks, 16 or 32
   std::ptrdiff_t pitch;    ///< from one vertical frequency to the next
   std::ptrdiff_t phase;    ///< from one phase to the next
@@ -49,7 +49,7 @@ struct NoiseTable {
 
 /// What a row of blocks adds to the sums of the samples that it covers.
 struct ColumnSums {
-  int32_t size;
+  int32_t size;  ///< see BlockRow
   int32_t stride;
   int32_t count;               ///< runs of values of each phase; a multiple of kUnit
   std::ptrdiff_t phase;        ///< from phase to phase, of the sums

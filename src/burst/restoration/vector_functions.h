@@ -273,45 +273,55 @@ void transformColumnBack(const typename V::Floats* coefficients, typename V::Flo
   }
 }
 
-// The values of a column of blocks j, and of the next column of that phase of blocks j - 1; or of
-// nothing.
-template <typename V>
-auto twoColumns(const int16_t* values, std::ptrdiff_t toNext, bool next) {
-  return V::pairs(V::load(values), next ? V::load(values + toNext) : V::fill(0));
+// Sums of one phase, whose positions take as many columns as PairCount pairs hold, or one less.
+template <typename V, int32_t N, int32_t PairCount>
+void addPhase(const ColumnSums& sums, int32_t phase, bool less) {
+  // From a column of blocks j to the next one of blocks j - 1. Where the last pair has one column
+  // only, it is taken twice, the second time without weight.
+  const std::ptrdiff_t toNext = sums.stride * sums.valuePitch - 1;
+  const std::ptrdiff_t toLast = less ? 0 : toNext;
+  for (int32_t j = 0; j < sums.count; j += V::kLanes) {
+    typename V::Pairs weights[PairCount];
+    auto weight = V::noSum();
+    for (int32_t c = 0; c < PairCount; ++c) {
+      const int16_t* const from = sums.weights + j - 2 * c;
+      const bool one = less && c == PairCount - 1;
+      weights[c] = V::pairs(V::load(from), one ? V::fill(0) : V::load(from - 1));
+      weight = V::add(weight, V::product(weights[c], factors(1, 1)));
+    }
+    typename V::Floats coefficients[2][N];
+    for (int32_t k = 0; k < N; ++k) {
+      const int16_t* const values = sums.values + (N * k + phase) * sums.valuePitch + j;
+      auto sum = V::noSum();
+      for (int32_t c = 0; c < PairCount; ++c) {
+        const int16_t* const first = values + 2 * c * toNext;
+        const int16_t* const second = first + (c == PairCount - 1 ? toLast : toNext);
+        sum = V::addProduct(sum, V::pairs(V::load(first), V::load(second)), weights[c]);
+      }
+      V::toFloats(sum, coefficients[0][k], coefficients[1][k]);
+    }
+    typename V::Floats weightHalves[2];
+    V::toFloats(weight, weightHalves[0], weightHalves[1]);
+    for (int32_t half = 0; half < 2; ++half) {
+      typename V::Floats column[N];
+      transformColumnBack<V, N, N>(coefficients[half], column);
+      const std::ptrdiff_t at = phase * sums.phase + j + half * (V::kLanes / 2);
+      for (int32_t y = 0; y < N; ++y) {
+        V::addTo(sums.numerators[y] + at, column[y]);
+        V::addTo(sums.denominators[y] + at, weightHalves[half]);
+      }
+    }
+  }
 }
 
 template <typename V, int32_t N>
 void addColumnsOf(const ColumnSums& sums) {
-  const std::ptrdiff_t toNext = sums.stride * sums.valuePitch - 1;
   for (int32_t phase = 0; phase < sums.stride; ++phase) {
-    const int32_t covered = (N - phase + sums.stride - 1) / sums.stride;
-    for (int32_t j = 0; j < sums.count; j += V::kLanes) {
-      typename V::Pairs weights[N / 2];
-      auto weight = V::noSum();
-      for (int32_t c = 0; c < covered; c += 2) {
-        weights[c / 2] = twoColumns<V>(sums.weights + j - c, -1, c + 1 < covered);
-        weight = V::add(weight, V::product(weights[c / 2], factors(1, 1)));
-      }
-      typename V::Floats coefficients[2][N];
-      for (int32_t k = 0; k < N; ++k) {
-        const int16_t* values = sums.values + (N * k + phase) * sums.valuePitch + j;
-        auto sum = V::noSum();
-        for (int32_t c = 0; c < covered; c += 2, values += 2 * toNext)
-          sum = V::addProduct(sum, twoColumns<V>(values, toNext, c + 1 < covered), weights[c / 2]);
-        V::toFloats(sum, coefficients[0][k], coefficients[1][k]);
-      }
-      typename V::Floats weightHalves[2];
-      V::toFloats(weight, weightHalves[0], weightHalves[1]);
-      for (int32_t half = 0; half < 2; ++half) {
-        typename V::Floats column[N];
-        transformColumnBack<V, N, N>(coefficients[half], column);
-        const std::ptrdiff_t at = phase * sums.phase + j + half * (V::kLanes / 2);
-        for (int32_t y = 0; y < N; ++y) {
-          V::addTo(sums.numerators[y] + at, column[y]);
-          V::addTo(sums.denominators[y] + at, weightHalves[half]);
-        }
-      }
-    }
+    const int32_t columns = (N - phase + sums.stride - 1) / sums.stride;
+    const auto add = columns == 8  ? addPhase<V, N, 4>
+                     : columns > 2 ? addPhase<V, N, 2>
+                                   : addPhase<V, N, 1>;
+    add(sums, phase, columns % 2 == 1);
   }
 }
 
