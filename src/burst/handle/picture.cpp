@@ -190,7 +190,8 @@ class PictureMaker {
     }
     if (count > 0) return found[(count - 1) / 2];
     if (!reference_.noiseKnown[static_cast<std::size_t>(plane)]) {
-      reference_.noise.sigma[plane] = measureFrameNoise(reference_.frame.planes[plane]);
+      reference_.noise.sigma[plane] =
+          measureFrameNoise(burst_.memory, reference_.frame.planes[plane]);
       reference_.noiseKnown[static_cast<std::size_t>(plane)] = true;
     }
     return reference_.noise.sigma[plane];

@@ -25,8 +25,7 @@ struct ReconstructionSettings {
   NoiseLevels noise;  ///< of one frame, as measured or given
   double sharpened;   ///< the amount by which frames were sharpened, -0.6 .. 1
   bool fast;
-  Size tile = {0,
-               0};  ///< samples a tile, multiples of 8; zeros: the default. Never changes results
+  Size tile = {0, 0};  ///< samples a tile, multiples of 8; zeros: chosen. Never changes results
 };
 
 /// Times of the two parts in milliseconds.
@@ -34,6 +33,9 @@ struct ReconstructionTimes {
   double noise = 0;
   double reconstruction = 0;
 };
+
+/// The sum of the weights that reconstruct() hands to Workers::run; see Workers::expect.
+double reconstructionWork(int32_t frames, const ReconstructionSettings& settings);
 
 /// Writes the whole picture. Throws std::bad_alloc before anything is written, and Cancelled.
 ReconstructionTimes reconstruct(Memory& memory, Workers& workers,

@@ -3,39 +3,13 @@
 #include <algorithm>
 #include <array>
 
+#include "burst/resampling/series.h"
+
 namespace velmora::burst {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr int32_t kTapBits = 12;
 constexpr int32_t kOne = 1 << kTapBits;
-
-// The C library's functions differ in the last bit from one system to the next; these do not.
-// |x| up to 2 pi: the last term is below 1e-15.
-constexpr double sine(double x) {
-  double term = x;
-  double sum = x;
-  for (int n = 1; n < 20; ++n) {
-    term = -term * x * x / ((2.0 * n) * (2.0 * n + 1.0));
-    sum += term;
-  }
-  return sum;
-}
-
-// x from 0 up to 13, where the halvings leave less than 1/10 to the series.
-constexpr double exponentialOfMinus(double x) {
-  constexpr int kHalvings = 7;
-  const double small = -x / (1 << kHalvings);
-  double term = 1;
-  double sum = 1;
-  for (int n = 1; n < 12; ++n) {
-    term = term * small / n;
-    sum += term;
-  }
-  for (int i = 0; i < kHalvings; ++i)
-    sum *= sum;
-  return sum;
-}
 
 // The three kernels of one axis at a distance t >= 0 from the sample.
 constexpr double lanczos(double t) {

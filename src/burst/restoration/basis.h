@@ -1,10 +1,13 @@
 // The cosine transforms of restoration: their basis and the fixed-point formats on the way.
 //
 // Samples are 16-bit with five fraction bits, centred on mid-grey and limited to kSampleLimit.
-// Columns are transformed first, at half of the orthonormal scale: what a 16 x 16 block makes of
-// the largest samples stays below 2^14, so that sums and differences of two fit 16 bits. Rows
-// follow, which leaves coefficients of at most 32760: four fraction bits for 8 x 8 blocks, three
-// for 16 x 16. All sums fit 32 bits, since the basis is orthonormal; each axis rounds once.
+// Columns are transformed first, at half (8 x 8) or a quarter (16 x 16) of the orthonormal scale,
+// which leaves at most 8188 or 5790: sums of four fit 16 bits. Rows follow at full scale, which
+// leaves at most 23160: four fraction bits for 8 x 8 blocks, three for 16 x 16. Since the basis is
+// orthonormal, no sum on the way forward or back, of whatever shrinking leaves, is larger.
+//
+// Transforms of 8 values round each product to 16 bits, those of 16 values, which have more
+// products and fewer fraction bits, their 32-bit sums.
 #ifndef VELMORA_SRC_BURST_RESTORATION_BASIS_H
 #define VELMORA_SRC_BURST_RESTORATION_BASIS_H
 
@@ -14,14 +17,12 @@
 namespace velmora::burst {
 
 inline constexpr int32_t kMidGrey = 4080;      ///< 127.5 with five fraction bits
-inline constexpr int32_t kSampleLimit = 8190;  ///< of centred samples: -128 .. 383 grey levels
+inline constexpr int32_t kSampleLimit = 5790;  ///< of centred samples: -53 .. 308 grey levels
 
-/// Rounding shifts behind sums of values times Basis::q15.
-inline constexpr int32_t kColumnShift = 16;
+/// Rounding shifts behind values times Basis::rows and Basis::columns.
+inline constexpr int32_t kRowShift = 15;
 template <int32_t N>
-inline constexpr int32_t kRowShift = N == 8 ? 15 : 16;
-template <int32_t N>
-inline constexpr int32_t kInverseRowShift = N == 8 ? 15 : 14;
+inline constexpr int32_t kColumnShift = N == 8 ? 15 : 17;
 /// Steps of a coefficient per grey level.
 template <int32_t N>
 inline constexpr int32_t kCoefficientScale = N == 8 ? 16 : 8;
@@ -29,8 +30,9 @@ inline constexpr int32_t kCoefficientScale = N == 8 ? 16 : 8;
 /// [frequency][position].
 template <int32_t N>
 struct Basis {
-  int16_t q15[N][N];
-  float doubled[N][N];  ///< the inverse of columns
+  int16_t rows[N][N];
+  int16_t columns[N][N];
+  float columnsBack[N][N];
 };
 
 /// cos(pi * steps / (2 * N)) by its series; the compiler's own arithmetic, no run-time library.
@@ -58,9 +60,11 @@ consteval Basis<N> makeBasis() {
   for (int32_t k = 0; k < N; ++k) {
     for (int32_t i = 0; i < N; ++i) {
       const double value = k == 0 ? kConstant : kWave * cosineOfSteps((2 * i + 1) * k, N);
-      const double scaled = value * 32768;
-      basis.q15[k][i] = static_cast<int16_t>(scaled < 0 ? scaled - 0.5 : scaled + 0.5);
-      basis.doubled[k][i] = static_cast<float>(2 * value);
+      const double q15 = value * 32768;
+      const double half = N == 8 ? q15 / 2 : q15;
+      basis.rows[k][i] = static_cast<int16_t>(q15 < 0 ? q15 - 0.5 : q15 + 0.5);
+      basis.columns[k][i] = static_cast<int16_t>(half < 0 ? half - 0.5 : half + 0.5);
+      basis.columnsBack[k][i] = static_cast<float>((N == 8 ? 2 : 4) * value);
     }
   }
   return basis;

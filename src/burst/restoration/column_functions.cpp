@@ -1,8 +1,8 @@
 // What lies around the shrinking of blocks: rows in phases, the columns' transforms, the quotients.
 #include <algorithm>
 
-#include "burst/restoration/basis.h"
 #include "burst/restoration/function_sets.h"
+#include "burst/restoration/transform.h"
 
 namespace velmora::burst::scalar {
 namespace {
@@ -11,14 +11,33 @@ template <int32_t N>
 void transformColumnsOf(const int16_t* const* rows, int32_t count, int16_t* out,
                         std::ptrdiff_t pitch) {
   for (int32_t i = 0; i < count; ++i) {
-    for (int32_t k = 0; k < N; ++k) {
-      // Below 2^30 in magnitude: rows are at most 8190, an orthonormal column's values add up to
-      // at most 4 in magnitude.
-      int32_t sum = 1 << (kColumnShift - 1);
-      for (int32_t y = 0; y < N; ++y)
-        sum += rows[y][i] * kBasis<N>.q15[k][y];
-      out[k * pitch + i] = static_cast<int16_t>(sum >> kColumnShift);
-    }
+    int16_t column[N];
+    int16_t coefficients[N];
+    for (int32_t y = 0; y < N; ++y)
+      column[y] = rows[y][i];
+    transform<N, kColumnShift<N>>(column, kBasis<N>.columns, coefficients);
+    for (int32_t k = 0; k < N; ++k)
+      out[k * pitch + i] = coefficients[k];
+  }
+}
+
+// The M values of half a period of frequencies 0, N / M, 2 N / M and so on, from frequencies of the
+// same parity among these: out[i] and out[M - 1 - i] share all products.
+template <int32_t N, int32_t M>
+void columnBack(const float* coefficients, float* out) {
+  constexpr int32_t kStep = N / M;
+  float even[M / 2];
+  if constexpr (M > 2) {
+    columnBack<N, M / 2>(coefficients, even);
+  } else {
+    even[0] = coefficients[0] * kBasis<N>.columnsBack[0][0];
+  }
+  for (int32_t i = 0; i < M / 2; ++i) {
+    float odd = coefficients[kStep] * kBasis<N>.columnsBack[kStep][i];
+    for (int32_t k = 3 * kStep; k < N; k += 2 * kStep)
+      odd += coefficients[k] * kBasis<N>.columnsBack[k][i];
+    out[i] = even[i] + odd;
+    out[M - 1 - i] = even[i] - odd;
   }
 }
 
@@ -39,19 +58,13 @@ void addColumnsOf(const ColumnSums& sums) {
       }
       for (int32_t c = phase, b = j; c < N; c += sums.stride, --b)
         weight += sums.weights[b];
+      float column[N];
+      columnBack<N, N>(coefficients, column);
       const std::ptrdiff_t at = phase * sums.phase + j;
-      for (int32_t y = 0; y < N / 2; ++y) {
-        float even = coefficients[0] * kBasis<N>.doubled[0][y];
-        float odd = coefficients[1] * kBasis<N>.doubled[1][y];
-        for (int32_t k = 2; k < N; k += 2) {
-          even += coefficients[k] * kBasis<N>.doubled[k][y];
-          odd += coefficients[k + 1] * kBasis<N>.doubled[k + 1][y];
-        }
-        sums.numerators[y][at] += even + odd;
-        sums.numerators[N - 1 - y][at] += even - odd;
-      }
-      for (int32_t y = 0; y < N; ++y)
+      for (int32_t y = 0; y < N; ++y) {
+        sums.numerators[y][at] += column[y];
         sums.denominators[y][at] += static_cast<float>(weight);
+      }
     }
   }
 }

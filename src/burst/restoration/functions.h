@@ -24,18 +24,18 @@ inline constexpr int32_t kUnit = 16;
 
 /// The columns' transforms, and which coefficients of a block are made of what.
 struct BlockRow {
-  int32_t size;               ///< of blocks, 8 or 16
-  int32_t stride;             ///< from block to block, 1 .. 4
-  int32_t lanes;              ///< blocks, 16 or 32
-  std::ptrdiff_t pitch;       ///< from one vertical frequency to the next
-  std::ptrdiff_t phase;       ///< from one phase to the next
-  const int16_t* columns;     ///< of the first block, at most 16380 in magnitude for size 16
-                              ///< and 11584 for size 8
+  int32_t size;            ///< of blocks, 8 or 16
+  int32_t stride;          ///< from block to block, 1 .. 4; for size 16: 2 or 4
+  int32_t lanes;           ///< blocks, 16 or 32
+  std::ptrdiff_t pitch;    ///< from one vertical frequency to the next
+  std::ptrdiff_t phase;    ///< from one phase to the next
+  const int16_t* columns;  ///< of the first block, at most 8190 in magnitude for size 8
+  ///< and 5792 for size 16
   const int16_t* pilot;       ///< likewise, for shrinkByPilot; null for shrinkByThreshold
   float weightScale;          ///< the weight of a block that nothing is left of; at most 64000
   int16_t* values;            ///< takes the blocks with their rows transformed back:
   std::ptrdiff_t valuePitch;  ///< [(size * vertical frequency + column) * valuePitch + block]
-  int32_t* weights;           ///< [lanes] takes the blocks' weights, at most weightScale / 2
+  int16_t* weights;           ///< [lanes] takes the blocks' weights, at most weightScale / 2
 };
 
 /// What to shrink with: a table for all blocks, or one whose entries are kLanes values, one a
@@ -49,13 +49,13 @@ struct NoiseTable {
 
 /// What a row of blocks adds to the sums of the samples that it covers.
 struct ColumnSums {
-  int32_t size;
+  int32_t size;  ///< see BlockRow
   int32_t stride;
   int32_t count;               ///< runs of values of each phase; a multiple of kUnit
   std::ptrdiff_t phase;        ///< from phase to phase, of the sums
   const int16_t* values;       ///< see BlockRow; kUnit values before the first block can be read,
   std::ptrdiff_t valuePitch;   ///< and as many blocks as `count`
-  const int32_t* weights;      ///< likewise; 0 where there is no block
+  const int16_t* weights;      ///< likewise; 0 where there is no block
   float* const* numerators;    ///< [size] rows of sums in phases
   float* const* denominators;  //
 };
@@ -69,8 +69,8 @@ struct RestorationFunctions {
   void (*merge)(const int16_t* in, int32_t count, int32_t stride, std::ptrdiff_t phase,
                 int16_t* out);
   /// Transforms columns of `size` values, each at most kSampleLimit in magnitude: out[k * pitch +
-  /// i] = half of the coefficient of frequency k of rows[0 .. size - 1][i], rounded. `count` is a
-  /// multiple of kUnit.
+  /// i] = half (size 8) or a quarter of the coefficient of frequency k of rows[0 .. size - 1][i],
+  /// rounded. `count` is a multiple of kUnit.
   void (*transformColumns)(int32_t size, const int16_t* const* rows, int32_t count, int16_t* out,
                            std::ptrdiff_t pitch);
   /// Transforms rows of blocks, takes coefficients that are not larger than their threshold away

@@ -161,13 +161,12 @@ void PassRunner::shrinkRow(const PassJob& job, const Layout& layout, int32_t top
     std::fill(numbers_.data() + columns.count, numbers_.data() + layout.valuePitch, behind);
   }
 
-  // The sums of a column's coefficients stay below 2^31: a block's value is at most 16380 (size 8)
-  // or 23170 times the root of what its weight is divided by less 1, so that the product is at most
+  // The sums of a column's coefficients stay below 2^31: a block's value is at most 11580 (size 8)
+  // or 8190 times the root of what its weight is divided by less 1, so that the product is at most
   // half of that times the scale, and as many blocks as `cover` share a column.
-  const auto cover = static_cast<float>(layout.cover);
-  const float scale = std::min(64000.0F, (size == 8 ? 256000.0F : 128000.0F) / cover);
+  const float scale = std::min(64000.0F, 360000.0F / static_cast<float>(layout.cover));
   int16_t* const values = values_.data() + kUnit;
-  int32_t* const weights = weights_.data() + kUnit;
+  int16_t* const weights = weights_.data() + kUnit;
   const int32_t entries = size * size;
   for (int32_t lane = 0; lane < layout.lanes; lane += kLanes) {
     const int32_t lanes = std::min(kLanes, roundUp(layout.lanes - lane, kUnit));
@@ -192,8 +191,8 @@ void PassRunner::shrinkRow(const PassJob& job, const Layout& layout, int32_t top
     }
   }
   // What lies between the blocks counted and the one at the end, and behind that, is no block.
-  const int32_t endWeight = columns.atEnd ? weights[layout.endLane] : 0;
-  std::fill(weights + columns.count, weights + layout.phase, 0);
+  const int16_t endWeight = columns.atEnd ? weights[layout.endLane] : int16_t{0};
+  std::fill(weights + columns.count, weights + layout.phase, int16_t{0});
   if (columns.atEnd) weights[layout.endLane] = endWeight;
 
   functions.addColumns({size, layout.stride, layout.phase, layout.phase, values, layout.valuePitch,

@@ -69,7 +69,7 @@ class PassRunner {
   Buffer<int16_t> noisyColumns_;  ///< [vertical frequency]
   Buffer<int16_t> pilotColumns_;  //
   Buffer<int16_t> values_;        ///< [vertical frequency, column], kUnit lanes in front of each
-  Buffer<int32_t> weights_;       ///< likewise
+  Buffer<int16_t> weights_;       ///< likewise
   Buffer<uint8_t> numbers_;       ///< [lane]
   Buffer<float> numerators_;      ///< ring of `size` rows in phases
   Buffer<float> denominators_;    //

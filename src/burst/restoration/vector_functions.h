@@ -16,118 +16,197 @@ consteval int32_t factors(int16_t first, int16_t second) {
                               static_cast<uint32_t>(static_cast<uint16_t>(second)) << 16);
 }
 
-// Sums and differences of opposite values, two neighbours a pair: [frequency][pair].
+// Operands of sums of products: of 16 values, pairs that are multiplied and added up in 32 bits; of
+// 8 values, single ones whose products are rounded to 16 bits. Factors come in four at most,
+// packed in the same way.
+template <typename V, int32_t N, int32_t Count>
+class Operands {
+ public:
+  using Sum = typename V::Halves;
+  template <typename Value>
+  explicit Operands(Value value) {
+    for (int32_t m = 0; m < Count / 2; ++m)
+      pairs_[m] = V::pairs(value(2 * m), value(2 * m + 1));
+  }
+  Sum sum(const int32_t (&by)[4]) const { return addTo(V::product(pairs_[0], by[0]), by); }
+  template <int32_t Shift>
+  Sum roundedSum(const int32_t (&by)[4]) const {
+    return addTo(V::template roundedProduct<Shift>(pairs_[0], by[0]), by);
+  }
+  template <int32_t Shift>
+  static typename V::Words finish(const Sum& sum) {
+    return V::template narrow<Shift>(sum);
+  }
+
+ private:
+  Sum addTo(Sum sum, const int32_t (&by)[4]) const {
+    for (int32_t m = 1; m < Count / 2; ++m)
+      sum = V::add(sum, V::product(pairs_[m], by[m]));
+    return sum;
+  }
+  typename V::Pairs pairs_[Count / 2];
+};
+
+template <typename V, int32_t Count>
+class Operands<V, 8, Count> {
+ public:
+  using Sum = typename V::Words;
+  template <typename Value>
+  explicit Operands(Value value) {
+    for (int32_t m = 0; m < Count; ++m)
+      values_[m] = value(m);
+  }
+  Sum sum(const int32_t (&by)[4]) const {
+    Sum sum = V::fraction(values_[0], V::fillPairs(by[0]));
+    for (int32_t m = 1; m < Count; ++m)
+      sum = V::add(sum, V::fraction(values_[m], V::fillPairs(by[m])));
+    return sum;
+  }
+  template <int32_t Shift>
+  Sum roundedSum(const int32_t (&by)[4]) const {
+    return sum(by);
+  }
+  template <int32_t Shift>
+  static Sum finish(const Sum& sum) {
+    return sum;
+  }
+
+ private:
+  Sum values_[Count];
+};
+
 template <int32_t N>
-struct ForwardFactors {
-  int32_t of[N][N / 4];
+consteval void pack(int32_t (&to)[4], const int16_t* values, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    if (N == 8) to[i] = factors(values[i], values[i]);
+    if (N == 16 && i % 2 == 0) to[i / 2] = factors(values[i], values[i + 1]);
+  }
+}
+
+// [frequency]: of the values that its kind of frequencies shares.
+template <int32_t N>
+struct Forward {
+  int32_t of[N][4];
 };
 template <int32_t N>
-consteval ForwardFactors<N> forwardFactors() {
-  ForwardFactors<N> result = {};
-  for (int32_t k = 0; k < N; ++k) {
-    for (int32_t m = 0; m < N / 4; ++m)
-      result.of[k][m] = factors(kBasis<N>.q15[k][2 * m], kBasis<N>.q15[k][2 * m + 1]);
-  }
+consteval Forward<N> makeForward(const int16_t (&basis)[N][N]) {
+  Forward<N> result = {};
+  for (int32_t k = 0; k < N; ++k)
+    pack<N>(result.of[k], basis[k], k % 2 == 1 ? N / 2 : N / 4);
   return result;
 }
 
-// Frequencies of the same parity, two neighbours a pair: [position][parity][pair].
+// [position]: of the frequencies of a kind.
 template <int32_t N>
-struct BackwardFactors {
-  int32_t of[N / 2][2][N / 4];
+struct Backward {
+  int32_t odd[N / 2][4];
+  int32_t kinds[2][N / 4][4];
 };
 template <int32_t N>
-consteval BackwardFactors<N> backwardFactors() {
-  BackwardFactors<N> result = {};
+consteval Backward<N> makeBackward() {
+  Backward<N> result = {};
+  int16_t values[N / 2] = {};
   for (int32_t i = 0; i < N / 2; ++i) {
-    for (int32_t odd = 0; odd < 2; ++odd) {
-      for (int32_t m = 0; m < N / 4; ++m) {
-        result.of[i][odd][m] =
-            factors(kBasis<N>.q15[4 * m + odd][i], kBasis<N>.q15[4 * m + 2 + odd][i]);
-      }
+    for (int32_t k = 0; k < N / 2; ++k)
+      values[k] = kBasis<N>.rows[2 * k + 1][i];
+    pack<N>(result.odd[i], values, N / 2);
+  }
+  for (int32_t kind = 0; kind < 2; ++kind) {
+    for (int32_t i = 0; i < N / 4; ++i) {
+      for (int32_t k = 0; k < N / 4; ++k)
+        values[k] = kBasis<N>.rows[4 * k + 2 * kind][i];
+      pack<N>(result.kinds[kind][i], values, N / 4);
     }
   }
   return result;
 }
 
 template <int32_t N>
-constexpr ForwardFactors<N> kForward = forwardFactors<N>();
+constexpr Forward<N> kForwardRows = makeForward<N>(kBasis<N>.rows);
 template <int32_t N>
-constexpr BackwardFactors<N> kBackward = backwardFactors<N>();
+constexpr Forward<N> kForwardColumns = makeForward<N>(kBasis<N>.columns);
+template <int32_t N>
+constexpr Backward<N> kBackward = makeBackward<N>();
 
 template <typename V, int32_t N, int32_t Shift>
-void transform(const typename V::Words (&in)[N], typename V::Words* out) {
-  for (int32_t odd = 0; odd < 2; ++odd) {
-    typename V::Pairs pairs[N / 4];
-    for (int32_t m = 0; m < N / 4; ++m) {
-      const auto& a = in[2 * m];
-      const auto& b = in[2 * m + 1];
-      const auto& c = in[N - 2 - 2 * m];
-      const auto& d = in[N - 1 - 2 * m];
-      pairs[m] = odd == 0 ? V::pairs(V::add(a, d), V::add(b, c))
-                          : V::pairs(V::subtract(a, d), V::subtract(b, c));
-    }
-    for (int32_t k = odd; k < N; k += 2) {
-      auto sum = V::template roundedProduct<Shift>(pairs[0], kForward<N>.of[k][0]);
-      for (int32_t m = 1; m < N / 4; ++m)
-        sum = V::addProduct(sum, pairs[m], kForward<N>.of[k][m]);
-      out[k] = V::template narrow<Shift>(sum);
-    }
-  }
+void transform(const typename V::Words (&in)[N], const Forward<N>& by,
+               typename V::Words (&out)[N]) {
+  using Halved = Operands<V, N, N / 2>;
+  using Quartered = Operands<V, N, N / 4>;
+  typename V::Words even[N / 2];
+  for (int32_t i = 0; i < N / 2; ++i)
+    even[i] = V::add(in[i], in[N - 1 - i]);
+  const Quartered fourths([&](int32_t i) { return V::add(even[i], even[N / 2 - 1 - i]); });
+  for (int32_t k = 0; k < N; k += 4)
+    out[k] = Quartered::template finish<Shift>(fourths.template roundedSum<Shift>(by.of[k]));
+  const Quartered between([&](int32_t i) { return V::subtract(even[i], even[N / 2 - 1 - i]); });
+  for (int32_t k = 2; k < N; k += 4)
+    out[k] = Quartered::template finish<Shift>(between.template roundedSum<Shift>(by.of[k]));
+  const Halved odd([&](int32_t i) { return V::subtract(in[i], in[N - 1 - i]); });
+  for (int32_t k = 1; k < N; k += 2)
+    out[k] = Halved::template finish<Shift>(odd.template roundedSum<Shift>(by.of[k]));
 }
 
-// The coefficients of the blocks of V's lanes.
-template <typename V, int32_t N>
-void transformRows(const BlockRow& row, const int16_t* columns, typename V::Words* block) {
-  std::ptrdiff_t offsets[N];
-  for (int32_t c = 0; c < N; ++c)
-    offsets[c] = (c % row.stride) * row.phase + c / row.stride;
-  for (int32_t v = 0; v < N; ++v) {
-    typename V::Words in[N];
+// Where the columns of a block lie behind the block's own place.
+template <int32_t N>
+struct Offsets {
+  explicit Offsets(const BlockRow& row) {
     for (int32_t c = 0; c < N; ++c)
-      in[c] = V::load(columns + v * row.pitch + offsets[c]);
-    transform<V, N, kRowShift<N>>(in, block + v * N);
+      of[c] = (c % row.stride) * row.phase + c / row.stride;
   }
+  std::ptrdiff_t of[N];
+};
+
+// The coefficients of one vertical frequency of the blocks of V's lanes.
+template <typename V, int32_t N>
+void transformRow(const int16_t* columns, const Offsets<N>& offsets, typename V::Words (&out)[N]) {
+  typename V::Words in[N];
+  for (int32_t c = 0; c < N; ++c)
+    in[c] = V::load(columns + offsets.of[c]);
+  transform<V, N, kRowShift>(in, kForwardRows<N>, out);
 }
 
 template <typename V, int32_t N>
-void transformRowsBack(const typename V::Words* block, int16_t* values, std::ptrdiff_t pitch) {
-  constexpr int32_t kShift = kInverseRowShift<N>;
-  for (int32_t v = 0; v < N; ++v, block += N, values += N * pitch) {
-    typename V::Pairs even[N / 4];
-    typename V::Pairs odd[N / 4];
-    for (int32_t m = 0; m < N / 4; ++m) {
-      even[m] = V::pairs(block[4 * m], block[4 * m + 2]);
-      odd[m] = V::pairs(block[4 * m + 1], block[4 * m + 3]);
-    }
-    for (int32_t i = 0; i < N / 2; ++i) {
-      auto e = V::template roundedProduct<kShift>(even[0], kBackward<N>.of[i][0][0]);
-      auto o = V::product(odd[0], kBackward<N>.of[i][1][0]);
-      for (int32_t m = 1; m < N / 4; ++m) {
-        e = V::addProduct(e, even[m], kBackward<N>.of[i][0][m]);
-        o = V::addProduct(o, odd[m], kBackward<N>.of[i][1][m]);
-      }
-      V::store(values + i * pitch, V::template narrow<kShift>(V::add(e, o)));
-      V::store(values + (N - 1 - i) * pitch, V::template narrow<kShift>(V::subtract(e, o)));
-    }
+void transformRowBack(const typename V::Words (&row)[N], int16_t* values, std::ptrdiff_t pitch) {
+  using Halved = Operands<V, N, N / 2>;
+  using Quartered = Operands<V, N, N / 4>;
+  typename Halved::Sum even[N / 2];
+  const Quartered fourths([&](int32_t k) { return row[4 * k]; });
+  const Quartered between([&](int32_t k) { return row[4 * k + 2]; });
+  for (int32_t i = 0; i < N / 4; ++i) {
+    const auto a = fourths.template roundedSum<kRowShift>(kBackward<N>.kinds[0][i]);
+    const auto b = between.sum(kBackward<N>.kinds[1][i]);
+    even[i] = V::add(a, b);
+    even[N / 2 - 1 - i] = V::subtract(a, b);
+  }
+  const Halved odd([&](int32_t k) { return row[2 * k + 1]; });
+  for (int32_t i = 0; i < N / 2; ++i) {
+    const auto o = odd.sum(kBackward<N>.odd[i]);
+    V::store(values + i * pitch, Halved::template finish<kRowShift>(V::add(even[i], o)));
+    V::store(values + (N - 1 - i) * pitch,
+             Halved::template finish<kRowShift>(V::subtract(even[i], o)));
   }
 }
 
 template <typename V, int32_t N, bool PerBlock>
 void thresholdBlocks(const BlockRow& row, const int16_t* thresholds) {
+  const Offsets<N> offsets(row);
   for (int32_t lane = 0; lane < row.lanes; lane += V::kLanes) {
-    typename V::Words block[N * N];
-    transformRows<V, N>(row, row.columns + lane, block);
     auto kept = V::fill(0);
-    for (int32_t i = 0; i < N * N; ++i) {
-      const auto threshold =
-          PerBlock ? V::load(thresholds + i * kLanes + lane) : V::fill(thresholds[i]);
-      const auto keep = V::larger(V::magnitude(block[i]), threshold);
-      block[i] = V::both(block[i], keep);
-      kept = V::subtract(kept, keep);
+    for (int32_t v = 0; v < N; ++v) {
+      typename V::Words line[N];
+      transformRow<V, N>(row.columns + v * row.pitch + lane, offsets, line);
+      for (int32_t u = 0; u < N; ++u) {
+        const int32_t i = v * N + u;
+        const auto threshold =
+            PerBlock ? V::load(thresholds + i * kLanes + lane) : V::fill(thresholds[i]);
+        const auto keep = V::larger(V::magnitude(line[u]), threshold);
+        line[u] = V::both(line[u], keep);
+        kept = V::subtract(kept, keep);
+      }
+      transformRowBack<V, N>(line, row.values + v * N * row.valuePitch + lane, row.valuePitch);
     }
     V::storeQuotients(row.weights + lane, row.weightScale, 1.0F, kept);
-    transformRowsBack<V, N>(block, row.values + lane, row.valuePitch);
   }
 }
 
@@ -135,27 +214,30 @@ template <typename V, int32_t N, bool PerBlock>
 void pilotBlocks(const BlockRow& row, const float* noise) {
   constexpr int32_t kSquareShift = N == 8 ? 3 : 4;
   constexpr float kOne = N == 8 ? 1 << 9 : 1 << 7;
+  const Offsets<N> offsets(row);
   const auto one = V::fill(32767);
   for (int32_t lane = 0; lane < row.lanes; lane += V::kLanes) {
-    typename V::Words block[N * N];
-    typename V::Words pilot[N * N];
-    transformRows<V, N>(row, row.columns + lane, block);
-    transformRows<V, N>(row, row.pilot + lane, pilot);
     auto squares = V::fill(0);
     for (int32_t v = 0; v < N; ++v) {
-      auto line = V::fill(0);
-      for (int32_t i = v * N; i < (v + 1) * N; ++i) {
+      typename V::Words line[N];
+      typename V::Words pilot[N];
+      transformRow<V, N>(row.columns + v * row.pitch + lane, offsets, line);
+      transformRow<V, N>(row.pilot + v * row.pitch + lane, offsets, pilot);
+      auto lineSquares = V::fill(0);
+      for (int32_t u = 0; u < N; ++u) {
+        const int32_t i = v * N + u;
         const auto n2 =
             PerBlock ? V::loadFloats(noise + i * kLanes + lane) : V::fillFloats(noise[i]);
-        const auto loss = V::loss(pilot[i], n2);
+        const auto loss = V::loss(pilot[u], n2);
         const auto gain = V::subtract(one, loss);
-        block[i] = V::subtract(block[i], V::fraction(block[i], loss));
-        line = V::add(line, V::template shiftRight<kSquareShift>(V::fraction(gain, gain)));
+        line[u] = V::subtract(line[u], V::fraction(line[u], loss));
+        lineSquares =
+            V::add(lineSquares, V::template shiftRight<kSquareShift>(V::fraction(gain, gain)));
       }
-      squares = V::add(squares, V::template shiftRight<kSquareShift>(line));
+      squares = V::add(squares, V::template shiftRight<kSquareShift>(lineSquares));
+      transformRowBack<V, N>(line, row.values + v * N * row.valuePitch + lane, row.valuePitch);
     }
     V::storeQuotients(row.weights + lane, row.weightScale * kOne, kOne, squares);
-    transformRowsBack<V, N>(block, row.values + lane, row.valuePitch);
   }
 }
 
@@ -167,42 +249,79 @@ void transformColumnsOf(const int16_t* const* rows, int32_t count, int16_t* out,
     typename V::Words block[N];
     for (int32_t y = 0; y < N; ++y)
       in[y] = V::load(rows[y] + i);
-    transform<V, N, kColumnShift>(in, block);
+    transform<V, N, kColumnShift<N>>(in, kForwardColumns<N>, block);
     for (int32_t k = 0; k < N; ++k)
       V::store(out + k * pitch + i, block[k]);
+  }
+}
+
+template <typename V, int32_t N, int32_t M>
+void transformColumnBack(const typename V::Floats* coefficients, typename V::Floats* out) {
+  constexpr int32_t kStep = N / M;
+  typename V::Floats even[M / 2];
+  if constexpr (M > 2) {
+    transformColumnBack<V, N, M / 2>(coefficients, even);
+  } else {
+    even[0] = V::multiply(coefficients[0], kBasis<N>.columnsBack[0][0]);
+  }
+  for (int32_t i = 0; i < M / 2; ++i) {
+    auto odd = V::multiply(coefficients[kStep], kBasis<N>.columnsBack[kStep][i]);
+    for (int32_t k = 3 * kStep; k < N; k += 2 * kStep)
+      odd = V::addFloats(odd, V::multiply(coefficients[k], kBasis<N>.columnsBack[k][i]));
+    out[i] = V::addFloats(even[i], odd);
+    out[M - 1 - i] = V::subtractFloats(even[i], odd);
+  }
+}
+
+// Sums of one phase, whose positions take as many columns as PairCount pairs hold, or one less.
+template <typename V, int32_t N, int32_t PairCount>
+void addPhase(const ColumnSums& sums, int32_t phase, bool less) {
+  // From a column of blocks j to the next one of blocks j - 1. Where the last pair has one column
+  // only, it is taken twice, the second time without weight.
+  const std::ptrdiff_t toNext = sums.stride * sums.valuePitch - 1;
+  const std::ptrdiff_t toLast = less ? 0 : toNext;
+  for (int32_t j = 0; j < sums.count; j += V::kLanes) {
+    typename V::Pairs weights[PairCount];
+    auto weight = V::noSum();
+    for (int32_t c = 0; c < PairCount; ++c) {
+      const int16_t* const from = sums.weights + j - 2 * c;
+      const bool one = less && c == PairCount - 1;
+      weights[c] = V::pairs(V::load(from), one ? V::fill(0) : V::load(from - 1));
+      weight = V::add(weight, V::product(weights[c], factors(1, 1)));
+    }
+    typename V::Floats coefficients[2][N];
+    for (int32_t k = 0; k < N; ++k) {
+      const int16_t* const values = sums.values + (N * k + phase) * sums.valuePitch + j;
+      auto sum = V::noSum();
+      for (int32_t c = 0; c < PairCount; ++c) {
+        const int16_t* const first = values + 2 * c * toNext;
+        const int16_t* const second = first + (c == PairCount - 1 ? toLast : toNext);
+        sum = V::addProduct(sum, V::pairs(V::load(first), V::load(second)), weights[c]);
+      }
+      V::toFloats(sum, coefficients[0][k], coefficients[1][k]);
+    }
+    typename V::Floats weightHalves[2];
+    V::toFloats(weight, weightHalves[0], weightHalves[1]);
+    for (int32_t half = 0; half < 2; ++half) {
+      typename V::Floats column[N];
+      transformColumnBack<V, N, N>(coefficients[half], column);
+      const std::ptrdiff_t at = phase * sums.phase + j + half * (V::kLanes / 2);
+      for (int32_t y = 0; y < N; ++y) {
+        V::addTo(sums.numerators[y] + at, column[y]);
+        V::addTo(sums.denominators[y] + at, weightHalves[half]);
+      }
+    }
   }
 }
 
 template <typename V, int32_t N>
 void addColumnsOf(const ColumnSums& sums) {
   for (int32_t phase = 0; phase < sums.stride; ++phase) {
-    for (int32_t j = 0; j < sums.count; j += V::kWideLanes) {
-      typename V::Floats coefficients[N];
-      for (int32_t k = 0; k < N; ++k) {
-        const int16_t* values = sums.values + N * k * sums.valuePitch;
-        auto sum = V::weighted(values + phase * sums.valuePitch + j, sums.weights + j);
-        for (int32_t c = phase + sums.stride, b = j - 1; c < N; c += sums.stride, --b)
-          sum = V::addWide(sum, V::weighted(values + c * sums.valuePitch + b, sums.weights + b));
-        coefficients[k] = V::toFloats(sum);
-      }
-      auto weight = V::loadWide(sums.weights + j);
-      for (int32_t c = phase + sums.stride, b = j - 1; c < N; c += sums.stride, --b)
-        weight = V::addWide(weight, V::loadWide(sums.weights + b));
-      const auto weights = V::toFloats(weight);
-      const std::ptrdiff_t at = phase * sums.phase + j;
-      for (int32_t y = 0; y < N / 2; ++y) {
-        auto even = V::multiply(coefficients[0], kBasis<N>.doubled[0][y]);
-        auto odd = V::multiply(coefficients[1], kBasis<N>.doubled[1][y]);
-        for (int32_t k = 2; k < N; k += 2) {
-          even = V::addFloats(even, V::multiply(coefficients[k], kBasis<N>.doubled[k][y]));
-          odd = V::addFloats(odd, V::multiply(coefficients[k + 1], kBasis<N>.doubled[k + 1][y]));
-        }
-        V::addTo(sums.numerators[y] + at, V::addFloats(even, odd));
-        V::addTo(sums.numerators[N - 1 - y] + at, V::subtractFloats(even, odd));
-      }
-      for (int32_t y = 0; y < N; ++y)
-        V::addTo(sums.denominators[y] + at, weights);
-    }
+    const int32_t columns = (N - phase + sums.stride - 1) / sums.stride;
+    const auto add = columns == 8  ? addPhase<V, N, 4>
+                     : columns > 2 ? addPhase<V, N, 2>
+                                   : addPhase<V, N, 1>;
+    add(sums, phase, columns % 2 == 1);
   }
 }
 

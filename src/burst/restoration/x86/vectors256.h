@@ -11,9 +11,7 @@ namespace {  // NOLINT(cert-dcl59-cpp)
 
 struct Vectors256 {
   static constexpr int32_t kLanes = 16;
-  static constexpr int32_t kWideLanes = 8;
   using Words = __m256i;
-  using Wide = __m256i;
   using Floats = __m256;
   /// 32-bit lanes in the order in which unpacking leaves the words' lanes.
   struct Halves {
@@ -31,6 +29,7 @@ struct Vectors256 {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), a);
   }
   static Words fill(int16_t value) { return _mm256_set1_epi16(value); }
+  static Words fillPairs(int32_t pair) { return _mm256_set1_epi32(pair); }
   static Words add(Words a, Words b) { return _mm256_add_epi16(a, b); }
   static Words subtract(Words a, Words b) { return _mm256_sub_epi16(a, b); }
   static Words magnitude(Words a) { return _mm256_abs_epi16(a); }
@@ -57,9 +56,6 @@ struct Vectors256 {
     const __m256i half = _mm256_set1_epi32(1 << (Shift - 1));
     return add(product(a, factors), {half, half});
   }
-  static Halves addProduct(const Halves& sum, const Pairs& a, int32_t factors) {
-    return add(sum, product(a, factors));
-  }
   static Halves add(const Halves& a, const Halves& b) {
     return {_mm256_add_epi32(a.low, b.low), _mm256_add_epi32(a.high, b.high)};
   }
@@ -85,21 +81,21 @@ struct Vectors256 {
     return {_mm256_permute2f128_ps(a, b, 0x20), _mm256_permute2f128_ps(a, b, 0x31)};
   }
   /// to[i] = numerator / (one + a[i]), the fraction cut off.
-  static void storeQuotients(int32_t* to, float numerator, float one, Words a) {
-    storeQuotients(to, numerator, one, _mm256_castsi256_si128(a));
-    storeQuotients(to + 8, numerator, one, _mm256_extracti128_si256(a, 1));
+  static void storeQuotients(int16_t* to, float numerator, float one, Words a) {
+    const __m256i low = quotients(numerator, one, _mm256_castsi256_si128(a));
+    const __m256i high = quotients(numerator, one, _mm256_extracti128_si256(a, 1));
+    store(to, _mm256_permute4x64_epi64(_mm256_packs_epi32(low, high), 0xD8));
   }
 
-  /// values[i] * weights[i]; weights below 2^15.
-  static Wide weighted(const int16_t* values, const int32_t* weights) {
-    const __m128i narrow = _mm_loadu_si128(reinterpret_cast<const __m128i*>(values));
-    return _mm256_madd_epi16(_mm256_cvtepi16_epi32(narrow), loadWide(weights));
+  static Halves noSum() { return {_mm256_setzero_si256(), _mm256_setzero_si256()}; }
+  static Halves addProduct(const Halves& sum, const Pairs& a, const Pairs& b) {
+    return add(sum, {_mm256_madd_epi16(a.low, b.low), _mm256_madd_epi16(a.high, b.high)});
   }
-  static Wide loadWide(const int32_t* from) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+  /// In the order of the words' lanes.
+  static void toFloats(const Halves& a, Floats& first, Floats& second) {
+    first = _mm256_cvtepi32_ps(_mm256_permute2x128_si256(a.low, a.high, 0x20));
+    second = _mm256_cvtepi32_ps(_mm256_permute2x128_si256(a.low, a.high, 0x31));
   }
-  static Wide addWide(Wide a, Wide b) { return _mm256_add_epi32(a, b); }
-  static Floats toFloats(Wide a) { return _mm256_cvtepi32_ps(a); }
   static Floats multiply(Floats a, float b) { return _mm256_mul_ps(a, _mm256_set1_ps(b)); }
   static Floats addFloats(Floats a, Floats b) { return _mm256_add_ps(a, b); }
   static Floats subtractFloats(Floats a, Floats b) { return _mm256_sub_ps(a, b); }
@@ -119,11 +115,10 @@ struct Vectors256 {
     return _mm256_cvttps_epi32(
         _mm256_div_ps(_mm256_mul_ps(n2, _mm256_set1_ps(32768.0F)), _mm256_add_ps(power, n2)));
   }
-  static void storeQuotients(int32_t* to, float numerator, float one, __m128i a) {
+  static __m256i quotients(float numerator, float one, __m128i a) {
     const __m256 wide = _mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(a));
-    const __m256 quotients =
-        _mm256_div_ps(_mm256_set1_ps(numerator), _mm256_add_ps(_mm256_set1_ps(one), wide));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm256_cvttps_epi32(quotients));
+    return _mm256_cvttps_epi32(
+        _mm256_div_ps(_mm256_set1_ps(numerator), _mm256_add_ps(_mm256_set1_ps(one), wide)));
   }
   static __m256i divideHalf(const float* numerators, const float* denominators) {
     const __m256 limit = _mm256_set1_ps(kSampleLimit);

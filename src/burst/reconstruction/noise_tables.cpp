@@ -1,0 +1,137 @@
+#include "burst/reconstruction/noise_tables.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "burst/reconstruction/block_spectrum.h"
+
+namespace velmora::burst {
+namespace {
+
+// Wide enough that no window of a task meets its own repetition.
+constexpr int32_t kPeriod = 512;
+// Samples that are measured for each table, and the side of the window they are in.
+constexpr int32_t kMeasured = 256 * 256;
+constexpr int32_t kWindow = 256;
+
+// A number without pattern for each sample (a finalizer of 32-bit hashing).
+uint32_t scrambled(uint32_t n) {
+  n = (n ^ (n >> 16)) * 0x7FEB352Du;
+  n = (n ^ (n >> 15)) * 0x846CA68Bu;
+  return n ^ (n >> 16);
+}
+
+// In the middle of the grid, as many whole blocks of 16, or of 8 where there is no more.
+Rect windowOf(Size grid) {
+  const auto axis = [](int32_t size) {
+    const int32_t side = std::min(kWindow, size < 16 ? 8 : size / 16 * 16);
+    return std::pair(side, (size - side) / 2);
+  };
+  const auto [width, left] = axis(grid.width);
+  const auto [height, top] = axis(grid.height);
+  return {left, top, left + width, top + height};
+}
+
+// The job with noise for frames.
+PlaneJob noiseJob(const PlaneJob& job, int32_t frames, Plane<const int16_t> noise, int32_t round) {
+  PlaneJob result = job;
+  result.frames = frames;
+  for (int32_t k = 0; k < frames; ++k) {
+    JobFrame& frame = result.frame[static_cast<std::size_t>(k)];
+    frame.weights = {};
+    // Shifted copies far enough apart count as independent.
+    frame.source = {{}, nullptr, noise, true, 61 * (kMostFrames * round + k)};
+  }
+  return result;
+}
+
+// In units of `unit`. Where no block of 16 fits, coefficients of 8 stand in for those of 16.
+CoefficientNoise noiseOf(const BlockSpectrum<8>& of8, const BlockSpectrum<16>& of16, double unit) {
+  CoefficientNoise noise;
+  for (std::size_t v = 0; v < 16; ++v) {
+    for (std::size_t u = 0; u < 16; ++u) {
+      const double value =
+          of16.blocks() > 0 ? of16.rootMeanSquare(u, v) : of8.rootMeanSquare(u / 2, v / 2);
+      noise.of16[16 * v + u] = static_cast<float>(value / unit);
+      if (u < 8 && v < 8)
+        noise.of8[8 * v + u] = static_cast<float>(of8.rootMeanSquare(u, v) / unit);
+    }
+  }
+  return noise;
+}
+
+}  // namespace
+
+PlaneBuffer<int16_t> pseudoNoise(Memory& memory, int32_t sharpened) {
+  PlaneBuffer<int16_t> noise(memory, {kPeriod, kPeriod});
+  // Uniform: 2^16 levels have a standard deviation of 2^16 / sqrt(12), about 18918.6.
+  const auto raw = [](int32_t x, int32_t y) {
+    const auto index = static_cast<uint32_t>((y & (kPeriod - 1)) * kPeriod + (x & (kPeriod - 1)));
+    const auto level = static_cast<int32_t>(scrambled(index) >> 16) - (1 << 15);
+    constexpr int32_t kToScale = 3547;  // 2^16 * kNoiseScale / 18918.6
+    return (level * kToScale + (1 << 15)) >> 16;
+  };
+  for (int32_t y = 0; y < kPeriod; ++y) {
+    for (int32_t x = 0; x < kPeriod; ++x) {
+      const int32_t level = raw(x, y);
+      int32_t blurred = 0;
+      for (int32_t v = -1; v <= 1; ++v) {
+        for (int32_t h = -1; h <= 1; ++h)
+          blurred += (2 - v * v) * (2 - h * h) * raw(x + h, y + v);
+      }
+      const int32_t added = (sharpened * (16 * level - blurred) + (1 << 13)) >> 14;
+      noise.plane().row(y)[x] = static_cast<int16_t>(level + added);
+    }
+  }
+  return noise;
+}
+
+void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> tasks,
+                  double progressWeight) {
+  struct Part {
+    const NoiseTask* task;
+    int32_t frames;
+    PlaneBuffer<int16_t>* noise;
+  };
+  std::vector<PlaneBuffer<int16_t>> noise;
+  noise.reserve(tasks.size());
+  std::vector<Part> parts;
+  TileSizes largest;
+  for (const NoiseTask& task : tasks) {
+    const PlaneJob& job = *task.job;
+    noise.push_back(pseudoNoise(memory, job.sharpened));
+    largest.include(tileSizes(job, planTile(job, windowOf(job.geometry.size()))));
+    // Parts with the most frames first: they take the longest.
+    for (int32_t n = job.frames; n > 0; --n)
+      parts.push_back({&task, n, &noise.back()});
+  }
+  std::vector<TileSums> scratch;
+  for (int32_t i = 0; i < workers.count(); ++i)
+    scratch.emplace_back(memory, largest);
+  workers.run(static_cast<int32_t>(parts.size()), progressWeight, [&](int32_t i, int32_t worker) {
+    const Part& part = parts[static_cast<std::size_t>(i)];
+    const Rect window = windowOf(part.task->job->geometry.size());
+    const int32_t rounds = kMeasured / (window.width() * window.height());
+    BlockSpectrum<8> of8;
+    BlockSpectrum<16> of16;
+    for (int32_t round = 0; round < std::max(1, rounds); ++round) {
+      const PlaneJob job = noiseJob(*part.task->job, part.frames, part.noise->plane(), round);
+      const TileSums::Result result = scratch[static_cast<std::size_t>(worker)].run(job, window);
+      of8.add(result.samples);
+      of16.add(result.samples);
+    }
+    (*part.task->tables)[static_cast<std::size_t>(part.frames - 1)] =
+        noiseOf(of8, of16, kNoiseScale);
+  });
+}
+
+CoefficientNoise scaled(const CoefficientNoise& unit, double sigma) {
+  CoefficientNoise result = unit;
+  for (float& value : result.of8)
+    value = static_cast<float>(value * sigma);
+  for (float& value : result.of16)
+    value = static_cast<float>(value * sigma);
+  return result;
+}
+
+}  // namespace velmora::burst
