@@ -118,6 +118,7 @@ double LevelAligner::robustScale(const Alignment& alignment) {
 // H <- H N^-1 D^-1 N, with N from the level's columns and rows to X and Y, and D the small
 // homography that the step found. False when nothing has moved.
 bool LevelAligner::apply(const std::array<double, kParameters>& p, Alignment& alignment) const {
+  if (p == std::array<double, kParameters>{}) return false;  // the same frame stays where it is
   const Size size = pixels_.size();
   const double scale = 2.0 / size.width;
   const Homography small = {{1 + scale * p[0], scale * p[1], scale * p[2], scale * p[3],
@@ -148,13 +149,10 @@ void LevelAligner::align(Alignment& alignment, Model model, int32_t steps, bool 
                          double weight) {
   const double limit = 3 * robustScale(alignment);
   std::array<double, kParameters> parameters;
-  bool moves = true;
-  int32_t step = 0;
-  for (; step < steps && moves; ++step) {
+  for (int32_t step = 0; step < steps; ++step) {
     const NormalEquations sums = equations(alignment, limit, photometric, weight / steps);
-    moves = sums.solve(model, photometric, parameters) && apply(parameters, alignment);
+    if (!sums.solve(model, photometric, parameters) || !apply(parameters, alignment)) return;
   }
-  workers_.run(1, weight * (steps - step) / steps, [](int32_t, int32_t) {});
 }
 
 Fit LevelAligner::fit(const Alignment& alignment) {

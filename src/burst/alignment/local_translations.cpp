@@ -6,6 +6,7 @@
 
 #include "burst/alignment/functions.h"
 #include "burst/alignment/level_aligner.h"
+#include "burst/alignment/metered_workers.h"
 #include "burst/alignment/row_bands.h"
 
 namespace velmora::burst {
@@ -309,16 +310,12 @@ void smoothField(Memory& memory, LocalField& field) {
   }
 }
 
-}  // namespace
-
-LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& reference,
-                            const Pyramid& frame, const PairRegistration& registration,
-                            double sigma) {
+LocalField translations(Memory& memory, Workers& workers, const Pyramid& reference,
+                        const Pyramid& frame, const PairRegistration& registration, double sigma) {
   const Size size = reference.luma.size;
   const double work = translationsWork(size);
   LocalField field;
   if (size.width < LocalField::kTile || size.height < LocalField::kTile) {
-    workers.run(1, work, [](int32_t, int32_t) {});
     return field;
   }
   PlaneBuffer<int16_t> made[2];
@@ -345,6 +342,17 @@ LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& ref
   TileSearch(memory, workers, fine, reference.top >= 1 ? &half : nullptr, noise).run(field);
   smoothField(memory, field);
   if (field.accepted == 0) return {};
+  return field;
+}
+
+}  // namespace
+
+LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& reference,
+                            const Pyramid& frame, const PairRegistration& registration,
+                            double sigma) {
+  MeteredWorkers metered(workers, translationsWork(reference.luma.size));
+  LocalField field = translations(memory, metered, reference, frame, registration, sigma);
+  metered.finish();
   return field;
 }
 
