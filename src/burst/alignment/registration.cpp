@@ -122,6 +122,7 @@ Alignment PairAligner::bestStart(const Homography* hint, double weight) {
       Alignment found = {motion, 1, 0};
       alignCoarsely(found, 0);
       offer(found);
+      if (judgement.good()) break;
     }
   }
   return best;
