@@ -127,20 +127,28 @@ struct IntegerTaps {
   __m256i high;
 };
 
-__m128i twoFours(const int16_t* a, const int16_t* b) {
-  return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(a)),
-                            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(b)));
+// Four samples from each of four places.
+__m256i fourFours(const int16_t* row, int32_t a, int32_t b, int32_t c, int32_t d) {
+  const auto four = [row](int32_t offset) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + offset));
+  };
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(four(a), four(b))),
+                                 _mm_unpacklo_epi64(four(c), four(d)), 1);
 }
 
 // Four samples of each of eight pixels times their taps, summed: below 2^28.
-__m256i rowSums(const int16_t* row, const int32_t* offsets, const IntegerTaps& taps) {
-  const auto fours = [row, offsets](int i) {
-    return _mm256_inserti128_si256(
-        _mm256_castsi128_si256(twoFours(row + offsets[i], row + offsets[i + 1])),
-        twoFours(row + offsets[i + 4], row + offsets[i + 5]), 1);
-  };
-  return _mm256_hadd_epi32(_mm256_madd_epi16(fours(0), taps.low),
-                           _mm256_madd_epi16(fours(2), taps.high));
+__m256i rowSums(const int16_t* row, const int32_t* o, const IntegerTaps& taps) {
+  return _mm256_hadd_epi32(_mm256_madd_epi16(fourFours(row, o[0], o[1], o[4], o[5]), taps.low),
+                           _mm256_madd_epi16(fourFours(row, o[2], o[3], o[6], o[7]), taps.high));
+}
+
+// All ones for those of eight places whose bit 1 is clear. Byte loads: a gather takes longer.
+__m256i unmarked(const uint8_t* masked, const int32_t* offsets) {
+  uint64_t marks = 0;
+  for (int i = 0; i < 8; ++i)
+    marks |= static_cast<uint64_t>(masked[offsets[i]] & 2) << (8 * i);
+  const __m256i wide = _mm256_cvtepu8_epi32(_mm_cvtsi64_si128(static_cast<long long>(marks)));
+  return _mm256_cmpeq_epi32(wide, _mm256_setzero_si256());
 }
 
 // All ones where low <= value <= high.
@@ -154,16 +162,22 @@ __m256 near(__m256 distance) {
   return _mm256_cmp_ps(size, set(1e5f), _CMP_LT_OQ);
 }
 
-void residuals(const PixelRow& row, const WarpedRow& warp, float* residuals, float* warped) {
-  // Offsets have 32 bits.
-  if (warp.height * static_cast<int64_t>(warp.pitch) > INT32_MAX) {
-    scalar::residuals(row, warp, residuals, warped);
-    return;
-  }
-  const __m256 gain = set(warp.gain * (1.0f / 524288));
-  const int16_t* const first = warp.samples - warp.pitch - 1;
-  const auto pitch = static_cast<int32_t>(warp.pitch);
-  for (int32_t i = 0; i < row.count; i += 8) {
+// Pixels between the loops: each is long enough to keep the processor waiting for its end.
+constexpr int32_t kStretch = 256;
+struct Places {
+  alignas(32) int32_t offsets[kStretch];  // of the samples at whole positions
+  alignas(32) int32_t marks[kStretch];    // of their marks
+  alignas(32) int32_t inside[kStretch];   // all ones or zero
+  alignas(32) float right[kStretch];      // fractions of the positions
+  alignas(32) float down[kStretch];
+};
+
+// Where pixels [begin, end) of a row lie. Those outside the frame get the place (1, 1).
+void locate(const PixelRow& row, const WarpedRow& warp, int32_t begin, int32_t end, Places& to) {
+  const __m256i pitch = _mm256_set1_epi32(static_cast<int32_t>(warp.pitch));
+  const __m256i maskedPitch = _mm256_set1_epi32(static_cast<int32_t>(warp.maskedPitch));
+  const __m256i ones = _mm256_set1_epi32(1);
+  for (int32_t i = begin; i < end; i += 8) {
     const __m256i columns = columnsAt(row, i);
     const __m256 x = coordinates(row, columns);
     const __m256 inverse =
@@ -180,42 +194,53 @@ void residuals(const PixelRow& row, const WarpedRow& warp, float* residuals, flo
         _mm256_castps_si256(_mm256_and_ps(near(dx), near(dy))),
         _mm256_and_si256(within(column, 1, warp.width - 3), within(line, 1, warp.height - 3)));
     inside = _mm256_andnot_si256(_mm256_cmpeq_epi32(columns, _mm256_set1_epi32(kNoColumn)), inside);
-    if (warp.masked != nullptr) {
-      const __m256i at = _mm256_and_si256(
-          _mm256_add_epi32(
-              _mm256_mullo_epi32(line, _mm256_set1_epi32(static_cast<int32_t>(warp.maskedPitch))),
-              column),
-          inside);
-      // Rows go on for some bytes behind their last sample: nothing else is read by the three bytes
-      // that come along.
-      const __m256i marks =
-          _mm256_i32gather_epi32(reinterpret_cast<const int*>(warp.masked), at, 1);
-      const __m256i unmarked =
-          _mm256_cmpeq_epi32(_mm256_and_si256(marks, _mm256_set1_epi32(2)), _mm256_setzero_si256());
-      inside = _mm256_and_si256(inside, unmarked);
-    }
-    // Pixels without a residual read at (1, 1).
-    const __m256i offset =
-        _mm256_add_epi32(_mm256_mullo_epi32(line, _mm256_set1_epi32(pitch)), column);
-    alignas(32) int32_t offsets[8];
-    _mm256_store_si256(reinterpret_cast<__m256i*>(offsets),
-                       _mm256_blendv_epi8(_mm256_set1_epi32(pitch + 1), offset, inside));
+    const __m256i safeColumn = _mm256_blendv_epi8(ones, column, inside);
+    const __m256i safeLine = _mm256_blendv_epi8(ones, line, inside);
+    const auto store = [at = i - begin](auto* values, __m256i v) {
+      _mm256_store_si256(reinterpret_cast<__m256i*>(values + at), v);
+    };
+    store(to.offsets, _mm256_add_epi32(_mm256_mullo_epi32(safeLine, pitch), safeColumn));
+    store(to.marks, _mm256_add_epi32(_mm256_mullo_epi32(safeLine, maskedPitch), safeColumn));
+    store(to.inside, inside);
+    store(to.right, _mm256_castps_si256(_mm256_sub_ps(dx, wholeX)));
+    store(to.down, _mm256_castps_si256(_mm256_sub_ps(dy, wholeY)));
+  }
+}
 
-    const IntegerTaps across(Taps(_mm256_sub_ps(dx, wholeX)));
-    const Taps down(_mm256_sub_ps(dy, wholeY));
+void residuals(const PixelRow& row, const WarpedRow& warp, float* residuals, float* warped) {
+  // Offsets have 32 bits.
+  if (warp.height * static_cast<int64_t>(warp.pitch) > INT32_MAX) {
+    scalar::residuals(row, warp, residuals, warped);
+    return;
+  }
+  const __m256 gain = set(warp.gain * (1.0f / 524288));
+  const int16_t* const first = warp.samples - warp.pitch - 1;
+  Places places;
+  for (int32_t i = 0; i < row.count; i += 8) {
+    const int32_t at = i % kStretch;
+    if (at == 0) {
+      const int32_t end = i + kStretch < row.count ? i + kStretch : row.count;
+      locate(row, warp, i, end, places);
+    }
+    const IntegerTaps across(Taps(_mm256_load_ps(places.right + at)));
+    const Taps down(_mm256_load_ps(places.down + at));
     __m256 terms[4];
     for (int j = 0; j < 4; ++j) {
-      terms[j] = _mm256_mul_ps(_mm256_cvtepi32_ps(rowSums(first + j * warp.pitch, offsets, across)),
-                               down.of[j]);
+      const __m256i sums = rowSums(first + j * warp.pitch, places.offsets + at, across);
+      terms[j] = _mm256_mul_ps(_mm256_cvtepi32_ps(sums), down.of[j]);
     }
     const __m256 sample =
         _mm256_add_ps(_mm256_add_ps(terms[0], terms[1]), _mm256_add_ps(terms[2], terms[3]));
-    const __m256 scaled = _mm256_and_ps(_mm256_mul_ps(sample, gain), _mm256_castsi256_ps(inside));
+    __m256i usable = load(places.inside + at);
+    if (warp.masked != nullptr) {
+      usable = _mm256_and_si256(usable, unmarked(warp.masked, places.marks + at));
+    }
+    const __m256 scaled = _mm256_and_ps(_mm256_mul_ps(sample, gain), _mm256_castsi256_ps(usable));
     const __m256 residual =
         _mm256_sub_ps(_mm256_add_ps(scaled, set(warp.bias)), floats(row.values + i, 1.0f / 32));
     _mm256_storeu_ps(warped + i, scaled);
     _mm256_storeu_ps(residuals + i,
-                     _mm256_blendv_ps(set(kNoResidual), residual, _mm256_castsi256_ps(inside)));
+                     _mm256_blendv_ps(set(kNoResidual), residual, _mm256_castsi256_ps(usable)));
   }
 }
 
@@ -240,7 +265,6 @@ struct PowerSums {
 };
 
 // Pixels between the loops: more sums than there are registers are needed of them.
-constexpr int32_t kStretch = 256;
 struct Stretch {
   alignas(32) float x[kStretch];
   alignas(32) float gx[kStretch];
