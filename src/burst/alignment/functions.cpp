@@ -22,7 +22,11 @@ constexpr AlignmentFunctions kScalar = {
     .addCells = scalar::addCells,
 };
 
-constexpr Table::Variants kVariants = {};
+constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_AVX2
+    .avx2 = installAvx2,
+#endif
+};
 
 const Table& table() {
   static const Table instance(kScalar, kVariants);
