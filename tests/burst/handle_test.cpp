@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "burst/drawn_frame.h"
+#include "burst/handle/call_workers.h"
 #include "interface/session.h"
 #include "thread_pool/thread_faults.h"
 #include "velmora_sr/burst.h"
@@ -85,7 +86,7 @@ struct Picture {
   std::vector<uint8_t> bytes = std::vector<uint8_t>(6 * kSize.width * kSize.height, 0x5A);
 };
 
-/// Four frames of a scene, moved and noisy, and one of something else.
+/// Four frames of a scene, moved and noisy, one of something else, and one of another colour.
 const DrawnFrame& frame(std::size_t i) {
   const auto moved = [](double x, double y) {
     return burst::Homography{{1, 0, x, 0, 1, y, 0, 0, 1}};
@@ -93,11 +94,13 @@ const DrawnFrame& frame(std::size_t i) {
   const auto other = [](int32_t, double x, double y) {
     return 128 + 90 * std::sin(0.9 * x * std::sin(0.05 * y)) * std::cos(0.7 * y);
   };
-  static const DrawnFrame frames[] = {{kSize, waves, moved(0, 0), 3, 1},
-                                      {kSize, waves, moved(1.3, -0.6), 3, 2},
-                                      {kSize, waves, moved(-0.4, 1.7), 3, 3},
-                                      {kSize, waves, moved(0.7, 0.8), 3, 4},
-                                      {kSize, other, moved(0, 0), 3, 5}};
+  const auto coloured = [](int32_t plane, double x, double y) {
+    return waves(plane, x, y) + (plane == 0 ? 0 : 70);
+  };
+  static const DrawnFrame frames[] = {
+      {kSize, waves, moved(0, 0), 3, 1},      {kSize, waves, moved(1.3, -0.6), 3, 2},
+      {kSize, waves, moved(-0.4, 1.7), 3, 3}, {kSize, waves, moved(0.7, 0.8), 3, 4},
+      {kSize, other, moved(0, 0), 3, 5},      {kSize, coloured, moved(0.5, 0.5), 3, 6}};
   return frames[i];
 }
 
@@ -137,7 +140,7 @@ struct Handle {
 
   Velmora_SR_Burst* burst = nullptr;
   int32_t code;
-  int32_t ids[5] = {};
+  int32_t ids[6] = {};
 };
 
 /// Parameters that differ from the defaults in some fields.
@@ -290,17 +293,20 @@ TEST(BurstHandle, LivesOnWhenMemoryRunsOutOrTheHostStopsACall) {
 }
 
 TEST(BurstHandle, GivesTheSamePictureWhateverHappenedBefore) {
-  Handle handle(defaults());
-  const std::vector<uint8_t> expected = handle.render({0, 1, 2, 3});
-  EXPECT_EQ(Handle(defaults()).render({0, 3, 2, 1}), expected) << "another order";
-  // A window that slides: each picture is what a new handle makes.
-  Handle window(defaults());
-  window.render({1, 4, 0, 2});
-  window.render({2, 0, 1});
-  EXPECT_EQ(VELMORA_SR_BurstDrop(window.burst, window.ids[4]), 0);
-  EXPECT_EQ(window.render({0, 3, 2, 1}), expected);
-  EXPECT_EQ(window.render({0}), expected) << "with what is kept";
-  EXPECT_EQ(window.render({3}), Handle(defaults()).render({3, 1, 0, 2}));
+  for (const float noise : {-1.0f, 3.0f}) {
+    Params params = defaults();
+    params.noise = noise;
+    const std::vector<uint8_t> expected = Handle(params).render({0, 1, 2, 3});
+    EXPECT_EQ(Handle(params).render({0, 3, 2, 1}), expected) << "another order";
+    // A window that slides: each picture is what a new handle makes.
+    Handle window(params);
+    for (const std::size_t reference : {1, 0})
+      window.render({reference, 4, 0, 1});
+    EXPECT_EQ(VELMORA_SR_BurstDrop(window.burst, window.ids[4]), 0);
+    EXPECT_EQ(window.render({0, 3, 2, 1}), expected);
+    EXPECT_EQ(window.render({0}), expected) << "with what is kept";
+    EXPECT_EQ(window.render({3}), Handle(params).render({3, 1, 0, 2}));
+  }
 }
 
 /// Runs jobs backwards, on threads that round upwards.
@@ -344,6 +350,30 @@ TEST(BurstHandle, GivesTheSamePictureOnAnyThreads) {
   EXPECT_EQ(handle.code, VELMORA_SR_BURST_INTERNAL);
 }
 
+TEST(BurstHandle, RunsEachPartOnceAndRoundsToNearestInAll) {
+  for (const auto run :
+       {static_cast<decltype(Velmora_SR_BurstExecutor::run)>(nullptr), runBackwards}) {
+    std::fesetround(run == nullptr ? FE_UPWARD : FE_TONEAREST);  // what new threads begin with
+    burst::CallWorkers workers({.threads = 3, .executor = {run, nullptr}});
+    std::vector<double> values(100, 0);
+    const volatile double three = 3;
+    workers.run(100, 1, [&](int32_t i, int32_t worker) {
+      values[static_cast<std::size_t>(i)] += worker == 0 && run == nullptr ? 1.0 / 3 : 1 / three;
+      std::this_thread::yield();
+    });
+    std::fesetround(FE_TONEAREST);
+    EXPECT_EQ(values, std::vector<double>(100, 1.0 / 3));
+    EXPECT_THROW(workers.run(100, 1,
+                             [](int32_t i, int32_t) {
+                               if (i == 7) throw std::bad_alloc();
+                             }),
+                 std::bad_alloc);
+    int32_t calls = 0;
+    workers.run(1, 1, [&](int32_t, int32_t) { ++calls; });
+    EXPECT_EQ(calls, 1);
+  }
+}
+
 TEST(BurstHandle, LeavesOutWhatShowsSomethingElseAndSaysSo) {
   Handle handle(defaults());
   const std::vector<uint8_t> picture = handle.render({0, 1, 4, 2});
@@ -372,7 +402,10 @@ TEST(BurstHandle, LeavesOutWhatShowsSomethingElseAndSaysSo) {
 
   EXPECT_EQ(VELMORA_SR_BurstDrop(handle.burst, handle.ids[4]), 0);
   EXPECT_EQ(handle.render({0}), picture);
-  EXPECT_EQ(Handle(defaults()).render({0, 4}), Handle(defaults()).render({0}));
+  // Where none is left, even the noise is that of the reference alone.
+  Handle coloured(defaults());
+  EXPECT_EQ(coloured.render({0, 4, 5}), Handle(defaults()).render({0}));
+  EXPECT_EQ(coloured.report(5).use, VELMORA_SR_BURST_LOW_WEIGHT);
 }
 
 TEST(BurstHandle, WorksBesideOthersAndInAForkedChild) {
