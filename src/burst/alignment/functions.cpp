@@ -23,8 +23,12 @@ constexpr AlignmentFunctions kScalar = {
 };
 
 constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
 #ifdef VELMORA_HAVE_AVX2
     .avx2 = installAvx2,
+    .avx512 = installAvx512,
 #endif
 };
 
