@@ -11,7 +11,7 @@ namespace velmora::burst {
 namespace {  // NOLINT(cert-dcl59-cpp)
 
 // Two factors that are used together, the first in the lower half.
-consteval int32_t factors(int16_t first, int16_t second) {
+constexpr int32_t factors(int16_t first, int16_t second) {
   return static_cast<int32_t>(static_cast<uint16_t>(first) |
                               static_cast<uint32_t>(static_cast<uint16_t>(second)) << 16);
 }
@@ -76,7 +76,7 @@ class Operands<V, 8, Count> {
 };
 
 template <int32_t N>
-consteval void pack(int32_t (&to)[4], const int16_t* values, int32_t count) {
+constexpr void pack(int32_t (&to)[4], const int16_t* values, int32_t count) {
   for (int32_t i = 0; i < count; ++i) {
     if (N == 8) to[i] = factors(values[i], values[i]);
     if (N == 16 && i % 2 == 0) to[i / 2] = factors(values[i], values[i + 1]);
@@ -89,7 +89,7 @@ struct Forward {
   int32_t of[N][4];
 };
 template <int32_t N>
-consteval Forward<N> makeForward(const int16_t (&basis)[N][N]) {
+constexpr Forward<N> makeForward(const int16_t (&basis)[N][N]) {
   Forward<N> result = {};
   for (int32_t k = 0; k < N; ++k)
     pack<N>(result.of[k], basis[k], k % 2 == 1 ? N / 2 : N / 4);
@@ -103,7 +103,7 @@ struct Backward {
   int32_t kinds[2][N / 4][4];
 };
 template <int32_t N>
-consteval Backward<N> makeBackward() {
+constexpr Backward<N> makeBackward() {
   Backward<N> result = {};
   int16_t values[N / 2] = {};
   for (int32_t i = 0; i < N / 2; ++i) {
