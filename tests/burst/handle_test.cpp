@@ -124,13 +124,13 @@ struct Handle {
     code = VELMORA_SR_BurstRender(burst, ids[frames[0]], &record);
     return code == 0 ? picture.bytes : std::vector<uint8_t>();
   }
-  Velmora_SR_BurstFrameReport report(std::size_t i) {
+  Velmora_SR_BurstFrameReport report(std::size_t i) const {
     Velmora_SR_BurstFrameReport report = {};
     report.size = sizeof report;
     EXPECT_EQ(VELMORA_SR_BurstFrameReport(burst, ids[i], &report), 0);
     return report;
   }
-  Velmora_SR_BurstReport report() {
+  Velmora_SR_BurstReport report() const {
     Velmora_SR_BurstReport report = {};
     report.size = sizeof report;
     EXPECT_EQ(VELMORA_SR_BurstReport(burst, &report), 0);
