@@ -21,6 +21,9 @@ constexpr ReconstructionFunctions kScalar = {
 };
 
 constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
 #ifdef VELMORA_HAVE_AVX2
     .avx2 = installAvx2,
 #endif

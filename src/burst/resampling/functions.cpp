@@ -15,6 +15,9 @@ constexpr ResamplingFunctions kScalar = {
 };
 
 constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
 #ifdef VELMORA_HAVE_AVX2
     .avx2 = installAvx2,
 #endif
