@@ -9,10 +9,11 @@ namespace {
 // Scales from which two samples of the picture for each of a frame carry what frames can tell.
 constexpr double kTwice = 1.95;
 
-// Restoration does best when it takes the noise for a little stronger than it is. What is measured
-// on a single frame has some of its texture in it.
-constexpr double kThorough = 1.05;
-constexpr double kCautious = 0.95;
+// What restoration takes the noise for. Some of what is measured on luma is texture and aliasing;
+// smooth chroma bears a little more. Of 0.8 to 1.05 these do best on textured photos, at a cost of
+// 0.01 dB on drawings.
+constexpr double kOfLuma = 0.93;
+constexpr double kOfChroma = 1.05;
 
 // Of one frame, enlarged by `scale`. More than this brings out what interpolation has made up.
 IterationRule ofOneFrame(double scale) {
@@ -60,7 +61,7 @@ Rules rulesOf(int32_t frames, const ReconstructionSettings& settings) {
   for (int32_t p = 0; p < kPlanes; ++p) {
     PlaneRule& plane = rules.planes[p];
     const double measured = std::max(0.0, settings.noise.sigma[p]);
-    plane.sigma = (one && p == 0 ? kCautious : kThorough) * std::max(0.6, measured);
+    plane.sigma = (p == 0 ? kOfLuma : kOfChroma) * std::max(0.6, measured);
     const double left = plane.sigma / std::sqrt(rules.frames);
     plane.wiener16 = left >= 7;
     if (p == 0) {
