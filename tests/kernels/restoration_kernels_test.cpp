@@ -8,7 +8,6 @@ namespace velmora::test {
 namespace {
 
 using Family = burst::RestorationFunctions;
-using burst::kLanes;
 using burst::kUnit;
 
 struct Shape {
@@ -68,18 +67,23 @@ burst::BlockRow blockRow(Trial& t, bool pilot) {
           t.buffer<int16_t>(lanes)};
 }
 
+// Blocks of all tables, or of one.
+const uint8_t* numbers(Trial& t, int32_t lanes) {
+  const int32_t first = t.round % 2 == 0 ? 0 : t.range(0, burst::kTables - 1);
+  return t.filled<uint8_t>(lanes, first, t.round % 2 == 0 ? burst::kTables - 1 : first);
+}
+
 void shrinkByThreshold(decltype(Family::shrinkByThreshold) kernel, Trial& t) {
   const burst::BlockRow row = blockRow(t, false);
-  const bool perBlock = t.round % 2 == 1;
-  const int32_t entries = row.size * row.size * (perBlock ? kLanes : 1);
-  kernel(row, {t.filled<int16_t>(entries, -1, 12000), perBlock});
+  const auto* values = t.filled<int16_t>(row.size * row.size * burst::kTables, -1, 12000);
+  kernel(row, {values, numbers(t, row.lanes)});
 }
 
 void shrinkByPilot(decltype(Family::shrinkByPilot) kernel, Trial& t) {
   const burst::BlockRow row = blockRow(t, true);
-  const bool perBlock = t.round % 2 == 1;
-  const int32_t entries = row.size * row.size * (perBlock ? kLanes : 1);
-  kernel(row, {t.filled<float>(entries, 0, t.range(1, 1 << 24)), perBlock});
+  const int32_t most = t.range(1, 1 << 24);
+  const auto* values = t.filled<float>(row.size * row.size * burst::kTables, 0, most);
+  kernel(row, {values, numbers(t, row.lanes)});
 }
 
 void addColumns(decltype(Family::addColumns) kernel, Trial& t) {

@@ -18,8 +18,8 @@ void split(const int16_t* in, int32_t count, int32_t stride, std::ptrdiff_t phas
 void merge(const int16_t* in, int32_t count, int32_t stride, std::ptrdiff_t phase, int16_t* out);
 void transformColumns(int32_t size, const int16_t* const* rows, int32_t count, int16_t* out,
                       std::ptrdiff_t pitch);
-void shrinkByThreshold(const BlockRow& row, const NoiseTable<int16_t>& thresholds);
-void shrinkByPilot(const BlockRow& row, const NoiseTable<float>& noise);
+void shrinkByThreshold(const BlockRow& row, const NoiseChoice<int16_t>& thresholds);
+void shrinkByPilot(const BlockRow& row, const NoiseChoice<float>& noise);
 void addColumns(const ColumnSums& sums);
 void divide(const float* numerators, const float* denominators, int32_t count, int16_t* out);
 

@@ -19,6 +19,8 @@ namespace burst {
 
 /// Most blocks of a call.
 inline constexpr int32_t kLanes = 32;
+/// Tables of noise that the blocks of a call can choose from.
+inline constexpr int32_t kTables = 8;
 /// Rows in phases are worked on in whole units of so many values.
 inline constexpr int32_t kUnit = 16;
 
@@ -38,13 +40,11 @@ struct BlockRow {
   int16_t* weights;           ///< [lanes] takes the blocks' weights, at most weightScale / 2
 };
 
-/// What to shrink with: a table for all blocks, or one whose entries are kLanes values, one a
-/// block.
+/// What to shrink with: a coefficient's entries in all tables lie side by side.
 template <typename T>
-struct NoiseTable {
-  const T*
-      values;  ///< [size * size] or [size * size * kLanes]; row-major, vertical frequency first
-  bool perBlock;
+struct NoiseChoice {
+  const T* values;         ///< [size * size][kTables]; row-major, vertical frequency first
+  const uint8_t* numbers;  ///< [BlockRow::lanes] the table of each block, 0 .. kTables - 1
 };
 
 /// What a row of blocks adds to the sums of the samples that it covers.
@@ -73,13 +73,13 @@ struct RestorationFunctions {
   /// rounded. `count` is a multiple of kUnit.
   void (*transformColumns)(int32_t size, const int16_t* const* rows, int32_t count, int16_t* out,
                            std::ptrdiff_t pitch);
-  /// Transforms rows of blocks, takes coefficients that are not larger than their threshold away
+  /// Transforms rows of blocks, takes coefficients away whose magnitude is not above the threshold
   /// and transforms back. Weights are weightScale / (1 + coefficients kept).
-  void (*shrinkByThreshold)(const BlockRow& row, const NoiseTable<int16_t>& thresholds);
+  void (*shrinkByThreshold)(const BlockRow& row, const NoiseChoice<int16_t>& thresholds);
   /// Transforms rows of blocks and of the pilot's, takes n2 / (p^2 + 1 + n2) away from each
-  /// coefficient, p the pilot's and n2 the table's entry, and transforms back. Weights are
+  /// coefficient, p the pilot's and n2 the block's entry, and transforms back. Weights are
   /// weightScale / (1 + the sum of the squares of what is left of 1).
-  void (*shrinkByPilot)(const BlockRow& row, const NoiseTable<float>& noise);
+  void (*shrinkByPilot)(const BlockRow& row, const NoiseChoice<float>& noise);
   /// Adds up the blocks of a row, each value times its block's weight, transforms the columns of
   /// the sums back, and adds them to the numerators and the weights to the denominators.
   void (*addColumns)(const ColumnSums& sums);

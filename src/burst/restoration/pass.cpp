@@ -76,9 +76,6 @@ PassRunner::PassRunner(Memory& memory, const PassGeometry* geometries, int32_t c
   numerators_ = {memory, asSize(ring)};
   denominators_ = {memory, asSize(ring)};
   quotients_ = {memory, 2 * asSize(row)};
-  constexpr std::size_t kMixed = std::size_t{kLargestBlock} * kLargestBlock * kLanes;
-  mixedThresholds_ = {memory, kMixed};
-  mixedSquares_ = {memory, kMixed};
 }
 
 void PassRunner::begin(const PassJob& job, const Layout& layout) {
@@ -112,18 +109,6 @@ void PassRunner::loadRow(const PassJob& job, const Layout& layout, int32_t y) {
   };
   load(job.noisy, noisyRows_.data() + slot);
   if (job.pilot.samples.data != nullptr) load(job.pilot, pilotRows_.data() + slot);
-}
-
-template <typename T>
-NoiseTable<T> PassRunner::tableFor(const T* tables, int32_t entries, const uint8_t* numbers,
-                                   int32_t lanes, T* mixed) const {
-  if (std::all_of(numbers, numbers + lanes, [&](uint8_t n) { return n == numbers[0]; }))
-    return {tables + std::ptrdiff_t{entries} * numbers[0], false};
-  for (int32_t i = 0; i < entries; ++i) {
-    for (int32_t b = 0; b < lanes; ++b)
-      mixed[i * kLanes + b] = tables[entries * numbers[b] + i];
-  }
-  return {mixed, true};
 }
 
 // Shrinks the blocks whose first row is `top` and adds them to the rows of sums.
@@ -167,7 +152,6 @@ void PassRunner::shrinkRow(const PassJob& job, const Layout& layout, int32_t top
   const float scale = std::min(64000.0F, 360000.0F / static_cast<float>(layout.cover));
   int16_t* const values = values_.data() + kUnit;
   int16_t* const weights = weights_.data() + kUnit;
-  const int32_t entries = size * size;
   for (int32_t lane = 0; lane < layout.lanes; lane += kLanes) {
     const int32_t lanes = std::min(kLanes, roundUp(layout.lanes - lane, kUnit));
     const BlockRow row = {size,
@@ -183,11 +167,9 @@ void PassRunner::shrinkRow(const PassJob& job, const Layout& layout, int32_t top
                           weights + lane};
     const uint8_t* const numbers = numbers_.data() + lane;
     if (byPilot) {
-      functions.shrinkByPilot(
-          row, tableFor(job.tables->squares.data(), entries, numbers, lanes, mixedSquares_.data()));
+      functions.shrinkByPilot(row, {job.tables->squares.data(), numbers});
     } else {
-      functions.shrinkByThreshold(row, tableFor(job.tables->thresholds.data(), entries, numbers,
-                                                lanes, mixedThresholds_.data()));
+      functions.shrinkByThreshold(row, {job.tables->thresholds.data(), numbers});
     }
   }
   // What lies between the blocks counted and the one at the end, and behind that, is no block.

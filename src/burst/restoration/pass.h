@@ -9,7 +9,7 @@
 
 namespace velmora::burst {
 
-/// Tables of a block size, [frames - 1][size * size]: thresholds of the first pass, squares of the
+/// Tables of a block size, [size * size][frames - 1]: thresholds of the first pass, squares of the
 /// second.
 struct PassTables {
   Buffer<int16_t> thresholds;
@@ -59,10 +59,6 @@ class PassRunner {
   void loadRow(const PassJob& job, const Layout& layout, int32_t y);
   void shrinkRow(const PassJob& job, const Layout& layout, int32_t top);
   void finishRow(const PassJob& job, const Layout& layout, int32_t y);
-  /// The table entries of `lanes` blocks from `lane` on, given by their tables' numbers.
-  template <typename T>
-  NoiseTable<T> tableFor(const T* tables, int32_t entries, const uint8_t* numbers, int32_t lanes,
-                         T* mixed) const;
 
   Buffer<int16_t> noisyRows_;     ///< ring of `size` rows in phases
   Buffer<int16_t> pilotRows_;     //
@@ -74,8 +70,6 @@ class PassRunner {
   Buffer<float> numerators_;      ///< ring of `size` rows in phases
   Buffer<float> denominators_;    //
   Buffer<int16_t> quotients_;     ///< a row in phases, a row of samples
-  Buffer<int16_t> mixedThresholds_;
-  Buffer<float> mixedSquares_;
 };
 
 }  // namespace velmora::burst

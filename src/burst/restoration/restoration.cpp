@@ -1,6 +1,7 @@
 #include "burst/restoration/restoration.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "burst/restoration/basis.h"
 
@@ -25,16 +26,15 @@ bool uses16(const RestorationPlan& plan) {
 template <int32_t N, typename Noise>
 PassTables makeTables(Memory& memory, const RestorationPlan& plan, Noise noise) {
   constexpr std::size_t kEntries = std::size_t{N} * N;
-  const auto frames = static_cast<std::size_t>(plan.frames);
-  PassTables tables = {{memory, frames * kEntries}, {memory, frames * kEntries}};
-  for (std::size_t frame = 0; frame < frames; ++frame) {
-    const auto& sigmas = plan.noise[frame].*noise;
-    for (std::size_t i = 0; i < kEntries; ++i) {
-      const float sigma = std::clamp(sigmas[i], 0.0F, 255.0F) * float{kCoefficientScale<N>};
+  static_assert(kTables == std::tuple_size_v<decltype(plan.noise)>);
+  PassTables tables = {{memory, kEntries * kTables}, {memory, kEntries * kTables}};
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    for (std::size_t n = 0; n < kTables; ++n) {
+      const float levels = std::clamp((plan.noise[n].*noise)[i], 0.0F, 255.0F);
+      const float sigma = levels * float{kCoefficientScale<N>};
       const float threshold = std::min(kThreshold * sigma, 32766.0F);
-      tables.thresholds[frame * kEntries + i] =
-          i == 0 ? int16_t{-1} : static_cast<int16_t>(threshold);
-      tables.squares[frame * kEntries + i] = i == 0 ? 0.0F : sigma * sigma;
+      tables.thresholds[i * kTables + n] = i == 0 ? int16_t{-1} : static_cast<int16_t>(threshold);
+      tables.squares[i * kTables + n] = i == 0 ? 0.0F : sigma * sigma;
     }
   }
   return tables;

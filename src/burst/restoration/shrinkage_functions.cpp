@@ -28,12 +28,12 @@ void transformRowBack(const int16_t (&in)[N], const BlockRow& row, int32_t v, in
 }
 
 template <typename T>
-T entry(const NoiseTable<T>& table, int32_t i, int32_t b) {
-  return table.perBlock ? table.values[i * kLanes + b] : table.values[i];
+T entry(const NoiseChoice<T>& tables, int32_t i, int32_t b) {
+  return tables.values[i * kTables + tables.numbers[b]];
 }
 
 template <int32_t N>
-void shrinkByThresholdOf(const BlockRow& row, const NoiseTable<int16_t>& thresholds) {
+void shrinkByThresholdOf(const BlockRow& row, const NoiseChoice<int16_t>& thresholds) {
   for (int32_t b = 0; b < row.lanes; ++b) {
     int32_t kept = 0;
     for (int32_t v = 0; v < N; ++v) {
@@ -53,7 +53,7 @@ void shrinkByThresholdOf(const BlockRow& row, const NoiseTable<int16_t>& thresho
 // Gains have 15 fraction bits. Their squares are added up with 12 (size 8) or 11 bits along a row
 // of coefficients, and with 9 or 7 over all rows: in 16 bits.
 template <int32_t N>
-void shrinkByPilotOf(const BlockRow& row, const NoiseTable<float>& noise) {
+void shrinkByPilotOf(const BlockRow& row, const NoiseChoice<float>& noise) {
   constexpr int32_t kSquareShift = N == 8 ? 3 : 4;
   constexpr auto kOne = static_cast<float>(N == 8 ? 1 << 9 : 1 << 7);
   for (int32_t b = 0; b < row.lanes; ++b) {
@@ -83,12 +83,12 @@ void shrinkByPilotOf(const BlockRow& row, const NoiseTable<float>& noise) {
 
 }  // namespace
 
-void shrinkByThreshold(const BlockRow& row, const NoiseTable<int16_t>& thresholds) {
+void shrinkByThreshold(const BlockRow& row, const NoiseChoice<int16_t>& thresholds) {
   row.size == 8 ? shrinkByThresholdOf<8>(row, thresholds)
                 : shrinkByThresholdOf<16>(row, thresholds);
 }
 
-void shrinkByPilot(const BlockRow& row, const NoiseTable<float>& noise) {
+void shrinkByPilot(const BlockRow& row, const NoiseChoice<float>& noise) {
   row.size == 8 ? shrinkByPilotOf<8>(row, noise) : shrinkByPilotOf<16>(row, noise);
 }
 

@@ -193,18 +193,17 @@ VELMORA_INLINE void transformRowBack(const typename V::Words (&row)[N], int16_t*
   }
 }
 
-template <typename V, int32_t N, bool PerBlock>
-void thresholdBlocks(const BlockRow& row, const int16_t* thresholds) {
+template <typename V, int32_t N>
+void thresholdBlocks(const BlockRow& row, const NoiseChoice<int16_t>& thresholds) {
   const Offsets<N> offsets(row);
   for (int32_t lane = 0; lane < row.lanes; lane += V::kLanes) {
+    const auto choice = V::wordChoice(thresholds.numbers + lane);
     auto kept = V::fill(0);
     for (int32_t v = 0; v < N; ++v) {
       typename V::Words line[N];
       transformRow<V, N>(row.columns + v * row.pitch + lane, offsets, line);
       for (int32_t u = 0; u < N; ++u) {
-        const int32_t i = v * N + u;
-        const auto threshold =
-            PerBlock ? V::load(thresholds + i * kLanes + lane) : V::fill(thresholds[i]);
+        const auto threshold = V::choose(thresholds.values + (v * N + u) * kTables, choice);
         V::keepLarger(line[u], threshold, kept);
       }
       transformRowBack<V, N>(line, row.values + v * N * row.valuePitch + lane, row.valuePitch);
@@ -213,13 +212,14 @@ void thresholdBlocks(const BlockRow& row, const int16_t* thresholds) {
   }
 }
 
-template <typename V, int32_t N, bool PerBlock>
-void pilotBlocks(const BlockRow& row, const float* noise) {
+template <typename V, int32_t N>
+void pilotBlocks(const BlockRow& row, const NoiseChoice<float>& noise) {
   constexpr int32_t kSquareShift = N == 8 ? 3 : 4;
   constexpr float kOne = N == 8 ? 1 << 9 : 1 << 7;
   const Offsets<N> offsets(row);
   const auto one = V::fill(32767);
   for (int32_t lane = 0; lane < row.lanes; lane += V::kLanes) {
+    const auto choice = V::floatChoice(noise.numbers + lane);
     auto squares = V::fill(0);
     for (int32_t v = 0; v < N; ++v) {
       typename V::Words line[N];
@@ -228,9 +228,7 @@ void pilotBlocks(const BlockRow& row, const float* noise) {
       transformRow<V, N>(row.pilot + v * row.pitch + lane, offsets, pilot);
       auto lineSquares = V::fill(0);
       for (int32_t u = 0; u < N; ++u) {
-        const int32_t i = v * N + u;
-        const auto n2 =
-            PerBlock ? V::loadFloats(noise + i * kLanes + lane) : V::fillFloats(noise[i]);
+        const auto n2 = V::choose(noise.values + (v * N + u) * kTables, choice);
         const auto loss = V::loss(pilot[u], n2);
         const auto gain = V::subtract(one, loss);
         line[u] = V::subtract(line[u], V::fraction(line[u], loss));
@@ -344,11 +342,21 @@ struct VectorFunctions {
       transformColumnsOf<Rest, 16>(rows, end, count, out, pitch);
     }
   }
-  static void shrinkByThreshold(const BlockRow& row, const NoiseTable<int16_t>& thresholds) {
-    row.lanes % V::kLanes == 0 ? threshold<V>(row, thresholds) : threshold<Rest>(row, thresholds);
+  static void shrinkByThreshold(const BlockRow& row, const NoiseChoice<int16_t>& thresholds) {
+    if (row.lanes % V::kLanes == 0) {
+      row.size == 8 ? thresholdBlocks<V, 8>(row, thresholds)
+                    : thresholdBlocks<V, 16>(row, thresholds);
+    } else {
+      row.size == 8 ? thresholdBlocks<Rest, 8>(row, thresholds)
+                    : thresholdBlocks<Rest, 16>(row, thresholds);
+    }
   }
-  static void shrinkByPilot(const BlockRow& row, const NoiseTable<float>& noise) {
-    row.lanes % V::kLanes == 0 ? pilot<V>(row, noise) : pilot<Rest>(row, noise);
+  static void shrinkByPilot(const BlockRow& row, const NoiseChoice<float>& noise) {
+    if (row.lanes % V::kLanes == 0) {
+      row.size == 8 ? pilotBlocks<V, 8>(row, noise) : pilotBlocks<V, 16>(row, noise);
+    } else {
+      row.size == 8 ? pilotBlocks<Rest, 8>(row, noise) : pilotBlocks<Rest, 16>(row, noise);
+    }
   }
   static void addColumns(const ColumnSums& sums) {
     const int32_t end = whole(sums.count);
@@ -367,28 +375,6 @@ struct VectorFunctions {
       V::divide(numerators + i, denominators + i, out + i);
     for (int32_t i = end; i < count; i += Rest::kLanes)
       Rest::divide(numerators + i, denominators + i, out + i);
-  }
-
- private:
-  template <typename Vectors>
-  static void threshold(const BlockRow& row, const NoiseTable<int16_t>& table) {
-    if (row.size == 8) {
-      table.perBlock ? thresholdBlocks<Vectors, 8, true>(row, table.values)
-                     : thresholdBlocks<Vectors, 8, false>(row, table.values);
-    } else {
-      table.perBlock ? thresholdBlocks<Vectors, 16, true>(row, table.values)
-                     : thresholdBlocks<Vectors, 16, false>(row, table.values);
-    }
-  }
-  template <typename Vectors>
-  static void pilot(const BlockRow& row, const NoiseTable<float>& table) {
-    if (row.size == 8) {
-      table.perBlock ? pilotBlocks<Vectors, 8, true>(row, table.values)
-                     : pilotBlocks<Vectors, 8, false>(row, table.values);
-    } else {
-      table.perBlock ? pilotBlocks<Vectors, 16, true>(row, table.values)
-                     : pilotBlocks<Vectors, 16, false>(row, table.values);
-    }
   }
 };
 

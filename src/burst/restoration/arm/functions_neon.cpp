@@ -62,6 +62,21 @@ struct Vectors128 {
                         vmovn_s32(vrshrq_n_s32(a.high, Shift)));
   }
 
+  static uint8x16_t wordChoice(const uint8_t* numbers) {
+    const uint16x8_t words = vmovl_u8(vld1_u8(numbers));  // as the numbers of their bytes
+    return vreinterpretq_u8_u16(vmlaq_n_u16(vdupq_n_u16(0x0100), words, 0x0202));
+  }
+  static Words choose(const int16_t* eight, uint8x16_t choice) {
+    const uint8x16_t values = vreinterpretq_u8_s16(vld1q_s16(eight));
+#ifdef __aarch64__
+    return vreinterpretq_s16_u8(vqtbl1q_u8(values, choice));
+#else
+    const uint8x8x2_t halves = {{vget_low_u8(values), vget_high_u8(values)}};
+    return vreinterpretq_s16_u8(
+        vcombine_u8(vtbl2_u8(halves, vget_low_u8(choice)), vtbl2_u8(halves, vget_high_u8(choice))));
+#endif
+  }
+
 #ifdef __aarch64__
   using Floats = float32x4_t;
   struct FloatHalves {
@@ -71,11 +86,18 @@ struct Vectors128 {
   static Words loss(Words p, const FloatHalves& n2) {
     return vcombine_s16(lossHalf(vget_low_s16(p), n2.low), lossHalf(vget_high_s16(p), n2.high));
   }
-  static FloatHalves fillFloats(float value) {
-    return {vdupq_n_f32(value), vdupq_n_f32(value)};
+  struct FloatChoice {
+    uint8x16_t low, high;  // numbers of bytes
+  };
+  static FloatChoice floatChoice(const uint8_t* numbers) {
+    const uint16x8_t words = vmovl_u8(vld1_u8(numbers));
+    return {bytesOf(vmovl_u16(vget_low_u16(words))), bytesOf(vmovl_u16(vget_high_u16(words)))};
   }
-  static FloatHalves loadFloats(const float* from) {
-    return {vld1q_f32(from), vld1q_f32(from + 4)};
+  static FloatHalves choose(const float* eight, const FloatChoice& choice) {
+    const uint8x16x2_t values = {
+        {vreinterpretq_u8_f32(vld1q_f32(eight)), vreinterpretq_u8_f32(vld1q_f32(eight + 4))}};
+    return {vreinterpretq_f32_u8(vqtbl2q_u8(values, choice.low)),
+            vreinterpretq_f32_u8(vqtbl2q_u8(values, choice.high))};
   }
   static void storeQuotients(int16_t* to, float numerator, float one, Words a) {
     store(to, vcombine_s16(quotients(numerator, one, vget_low_s16(a)),
@@ -114,6 +136,9 @@ struct Vectors128 {
   }
 
  private:
+  static uint8x16_t bytesOf(uint32x4_t words) {
+    return vreinterpretq_u8_u32(vmlaq_n_u32(vdupq_n_u32(0x03020100), words, 0x04040404));
+  }
   static int16x4_t lossHalf(int16x4_t p, float32x4_t n2) {
     const float32x4_t power = vcvtq_f32_s32(vmlal_s16(vdupq_n_s32(1), p, p));
     const float32x4_t quotients = vdivq_f32(vmulq_n_f32(n2, 32768.0F), vaddq_f32(power, n2));

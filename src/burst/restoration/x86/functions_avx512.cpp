@@ -66,13 +66,20 @@ struct Vectors512 {
     const Pairs withOne = pairs(p, _mm512_set1_epi16(1));
     return _mm512_packs_epi32(lossHalf(withOne.low, n2.low), lossHalf(withOne.high, n2.high));
   }
-  static FloatHalves fillFloats(float value) {
-    return {_mm512_set1_ps(value), _mm512_set1_ps(value)};
+  static Words wordChoice(const uint8_t* numbers) {
+    return _mm512_add_epi16(_mm512_mullo_epi16(wordsOf(numbers), _mm512_set1_epi16(0x0202)),
+                            _mm512_set1_epi16(0x0100));
   }
-  static FloatHalves loadFloats(const float* from) {
-    const __m512 a = _mm512_loadu_ps(from);
-    const __m512 b = _mm512_loadu_ps(from + 16);
-    return {_mm512_shuffle_f32x4(a, b, 0x88), _mm512_shuffle_f32x4(a, b, 0xDD)};
+  static Words choose(const int16_t* eight, Words choice) {
+    const __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i*>(eight));
+    return _mm512_shuffle_epi8(_mm512_broadcast_i32x4(values), choice);
+  }
+  static Halves floatChoice(const uint8_t* numbers) {
+    return pairs(wordsOf(numbers), _mm512_setzero_si512());
+  }
+  static FloatHalves choose(const float* eight, const Halves& choice) {
+    const __m512 values = _mm512_castps256_ps512(_mm256_loadu_ps(eight));
+    return {_mm512_permutexvar_ps(choice.low, values), _mm512_permutexvar_ps(choice.high, values)};
   }
   static void storeQuotients(int16_t* to, float numerator, float one, Words a) {
     storeHalf(to, quotients(numerator, one, _mm512_castsi512_si256(a)));
@@ -102,6 +109,9 @@ struct Vectors512 {
   }
 
  private:
+  static Words wordsOf(const uint8_t* bytes) {
+    return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes)));
+  }
   static void storeHalf(int16_t* to, __m512i a) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm512_cvtsepi32_epi16(a));
   }

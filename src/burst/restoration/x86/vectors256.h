@@ -75,13 +75,23 @@ struct Vectors256 {
     const Pairs withOne = pairs(p, _mm256_set1_epi16(1));
     return _mm256_packs_epi32(lossHalf(withOne.low, n2.low), lossHalf(withOne.high, n2.high));
   }
-  static FloatHalves fillFloats(float value) {
-    return {_mm256_set1_ps(value), _mm256_set1_ps(value)};
+  /// Of eight values, the one whose number each lane has.
+  static Words wordChoice(const uint8_t* numbers) {
+    const __m256i words = wordsOf(numbers);  // as the numbers of their bytes
+    return _mm256_add_epi16(_mm256_mullo_epi16(words, _mm256_set1_epi16(0x0202)),
+                            _mm256_set1_epi16(0x0100));
   }
-  static FloatHalves loadFloats(const float* from) {
-    const __m256 a = _mm256_loadu_ps(from);
-    const __m256 b = _mm256_loadu_ps(from + 8);
-    return {_mm256_permute2f128_ps(a, b, 0x20), _mm256_permute2f128_ps(a, b, 0x31)};
+  static Words choose(const int16_t* eight, Words choice) {
+    const __m128i values = _mm_loadu_si128(reinterpret_cast<const __m128i*>(eight));
+    return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(values), choice);
+  }
+  static Halves floatChoice(const uint8_t* numbers) {
+    return pairs(wordsOf(numbers), _mm256_setzero_si256());
+  }
+  static FloatHalves choose(const float* eight, const Halves& choice) {
+    const __m256 values = _mm256_loadu_ps(eight);
+    return {_mm256_permutevar8x32_ps(values, choice.low),
+            _mm256_permutevar8x32_ps(values, choice.high)};
   }
   /// to[i] = numerator / (one + a[i]), the fraction cut off.
   static void storeQuotients(int16_t* to, float numerator, float one, Words a) {
@@ -113,6 +123,9 @@ struct Vectors256 {
   }
 
  private:
+  static Words wordsOf(const uint8_t* bytes) {
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)));
+  }
   static __m256i lossHalf(__m256i withOne, __m256 n2) {
     const __m256 power = _mm256_cvtepi32_ps(_mm256_madd_epi16(withOne, withOne));
     return _mm256_cvttps_epi32(
