@@ -282,5 +282,17 @@ TEST(Pyramid, HoldsSmoothedMeansAndMasks) {
   }
 }
 
+TEST(Pyramid, OfAStripIsTheStrip) {
+  const std::vector<uint8_t> bytes(16 * 62600, 100);
+  TestMemory memory;
+  OneWorker worker;
+  const Size size = {62600, 16};
+  const Pyramid pyramid = buildPyramid(memory.memory, worker, {bytes.data(), size.width, 1, size});
+  EXPECT_EQ(pyramid.top, 0);
+  EXPECT_EQ(pyramid.levels[0].smooth.size(), size);
+  EXPECT_EQ(registerFrame(memory.memory, worker, pyramid, pyramid, nullptr).use,
+            VELMORA_SR_BURST_USED);
+}
+
 }  // namespace
 }  // namespace velmora::test
