@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 
 #include "burst/alignment/local_translations.h"
 #include "burst/workers_for_tests.h"
+#include "support/digest.h"
 
 namespace velmora::test {
 namespace {
@@ -209,7 +211,7 @@ TEST(LocalTranslations, FollowParallaxAndNothingElse) {
   }
 }
 
-TEST(LocalTranslations, AndRegistrationDoNotDependOnWorkers) {
+TEST(LocalTranslations, AndRegistrationAreTheSameEverywhere) {
   TestMemory memory;
   OneWorker one;
   ShufflingWorkers four(4);
@@ -219,6 +221,16 @@ TEST(LocalTranslations, AndRegistrationDoNotDependOnWorkers) {
   EXPECT_EQ(actual.found.gain, expected.found.gain);
   EXPECT_EQ(actual.found.residualAfter, expected.found.residualAfter);
   EXPECT_TRUE(std::ranges::equal(actual.field.shifts.span(), expected.field.shifts.span()));
+
+  // And not on the processor.
+  Digest digest;
+  for (const double value : actual.found.homography.h)
+    digest.add(std::bit_cast<uint64_t>(value));
+  digest.add(std::bit_cast<uint64_t>(actual.found.gain));
+  digest.add(std::bit_cast<uint64_t>(actual.found.residualAfter));
+  digest.addAll(actual.field.shifts.span());
+  EXPECT_EQ(digest.value(), 0xB35BFB09u);
+
   const double work = 2 * pyramidWork(expected.size) + registrationWork(expected.size) +
                       translationsWork(expected.size);
   EXPECT_NEAR(four.work, work, 1e-6 * work);
@@ -280,6 +292,18 @@ TEST(Pyramid, HoldsSmoothedMeansAndMasks) {
       ASSERT_EQ(level.masked.plane().row(y)[x], (near ? 1 : 0) | (any ? 2 : 0)) << x << ", " << y;
     }
   }
+}
+
+TEST(Pyramid, OfAStripIsTheStrip) {
+  const std::vector<uint8_t> bytes(16 * 62600, 100);
+  TestMemory memory;
+  OneWorker worker;
+  const Size size = {62600, 16};
+  const Pyramid pyramid = buildPyramid(memory.memory, worker, {bytes.data(), size.width, 1, size});
+  EXPECT_EQ(pyramid.top, 0);
+  EXPECT_EQ(pyramid.levels[0].smooth.size(), size);
+  EXPECT_EQ(registerFrame(memory.memory, worker, pyramid, pyramid, nullptr).use,
+            VELMORA_SR_BURST_USED);
 }
 
 }  // namespace

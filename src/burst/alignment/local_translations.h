@@ -15,7 +15,7 @@ LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& ref
 
 /// What findTranslations() asks Workers for in all, in nanoseconds of one thread, about.
 inline double translationsWork(Size frame) {
-  return 10.0 * frame.width * frame.height;
+  return 15.0 * frame.width * frame.height;
 }
 
 }  // namespace velmora::burst

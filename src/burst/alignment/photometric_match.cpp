@@ -6,7 +6,7 @@ namespace velmora::burst {
 namespace {
 
 // Rows are left out so that some so many pixels remain.
-constexpr int64_t kEnough = 40000;
+constexpr int64_t kEnough = 20000;
 
 // What two pictures' samples have in common.
 struct Statistics {

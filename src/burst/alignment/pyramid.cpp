@@ -132,7 +132,7 @@ Pyramid buildPyramid(Memory& memory, Workers& workers, const SourcePlane& luma) 
 
   MeteredWorkers metered(workers, pyramidWork(size));
   double work = 0.75 * pyramidWork(size);
-  if (int64_t{size.width} * size.height < kSmallFrame) {
+  if (pyramid.top == 0 || int64_t{size.width} * size.height < kSmallFrame) {
     pyramid.levels[0] = frameLevel(memory, metered, luma, work);
     work /= 4;
   }

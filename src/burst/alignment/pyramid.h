@@ -25,7 +25,8 @@ struct Pyramid {
   static constexpr int32_t kMostLevels = 5;
   SourcePlane luma = {};
   int32_t top = 0;  ///< 4, lower while the smaller side of the level would be below 30 samples
-  std::array<PyramidLevel, kMostLevels> levels;  ///< [0] is made for frames below one megapixel
+  std::array<PyramidLevel, kMostLevels> levels;  ///< [0] is made for frames below one
+                                                 ///< megapixel and for strips
 
   [[nodiscard]] int32_t bottom() const { return levels[0].smooth.empty() ? 1 : 0; }
 };
@@ -39,7 +40,7 @@ PlaneBuffer<int16_t> smoothFrame(Memory& memory, Workers& workers, const SourceP
 
 /// What buildPyramid() asks Workers for in all, in nanoseconds of one thread, about.
 inline double pyramidWork(Size frame) {
-  return 1.0 * frame.width * frame.height;
+  return 0.5 * frame.width * frame.height;
 }
 
 }  // namespace velmora::burst

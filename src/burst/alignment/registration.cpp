@@ -41,6 +41,9 @@ struct Judgement {
   }
 };
 
+// Exposures differ by less than this factor; what differs by more is not the same scene.
+constexpr double kLargestGain = 5;
+
 // Whether the mapping keeps the picture's orientation: at its corners the denominator and the
 // determinant of the derivative are positive.
 bool upright(const Homography& homography, Size size) {
@@ -168,7 +171,9 @@ PairRegistration PairAligner::run(const Homography* hint) {
   // What a registration may add to the difference of a pair that did not need any.
   constexpr double kSlack = 0.05;
   const Judgement judgement = judge(alignment);
-  if (!upright(alignment.homography, frame_.luma.size)) {
+  const bool plausible = upright(alignment.homography, frame_.luma.size) &&
+                         alignment.gain > 1 / kLargestGain && alignment.gain < kLargestGain;
+  if (!plausible) {
     result.use = VELMORA_SR_BURST_NO_MOTION;
   } else if (judgement.overlap < 0.5 && judgement.fit.misfit < kGoodMisfit) {
     result.use = VELMORA_SR_BURST_LOW_OVERLAP;

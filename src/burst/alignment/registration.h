@@ -25,7 +25,7 @@ PairRegistration registerFrame(Memory& memory, Workers& workers, const Pyramid& 
 
 /// What registerFrame() asks Workers for in all, in nanoseconds of one thread, about.
 inline double registrationWork(Size frame) {
-  return 6.0 * frame.width * frame.height;
+  return 4.0 * frame.width * frame.height;
 }
 
 }  // namespace velmora::burst
