@@ -8,6 +8,7 @@
 #include <span>
 
 #include "burst/drawn_frame.h"
+#include "burst/reconstruction/noise_tables.h"
 #include "support/digest.h"
 #include "support/random.h"
 
@@ -278,6 +279,37 @@ TEST(Reconstruction, FailsBeforeAnythingIsWritten) {
         EXPECT_EQ(limited.held(), 0U);
       }
     }
+  }
+}
+
+// Where samples of the picture coincide with those of the frames, white noise stays white and goes
+// down with the root of their number.
+TEST(NoiseTables, TellWhatIsLeftOfWhiteNoise) {
+  OneWorker worker;
+  const SumTables tables = sumTables(memory());
+  const Buffer<uint16_t> steps = stepTable(memory(), tables, 1);
+  const BoxSums box(memory(), 1, 1);
+  PlaneJob job;
+  job.geometry = {gridAxis(0, 300, 300, 1, false), gridAxis(0, 280, 280, 1, false), false};
+  job.source = {300, 280};
+  job.tables = &tables;
+  job.box = &box;
+  job.steps = &steps;
+  job.iterations = {0, 1};
+  job.frames = 4;
+  const FrameGrids grids = frameGrids(memory(), worker, job.geometry, moved(0, 0), job.source);
+  for (JobFrame& frame : job.frame)
+    frame.grids = &grids;
+  NoiseTables found;
+  const NoiseTask task = {&job, &found};
+  measureNoise(memory(), worker, {&task, 1}, 0);
+  for (std::size_t n = 1; n <= 4; ++n) {
+    const CoefficientNoise noise = scaled(found[n - 1], 3 * std::sqrt(n));
+    for (const float value : noise.of8)
+      EXPECT_NEAR(value, 3, 0.3);
+    for (const float value : noise.of16)
+      EXPECT_NEAR(value, 3, 0.6);
+    EXPECT_NEAR(std::accumulate(noise.of16.begin(), noise.of16.end(), 0.0) / 256, 3, 0.03);
   }
 }
 
