@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <span>
 
+#include "burst/reconstruction/noise_tables.h"
 #include "burst/seen_scene.h"
 #include "support/digest.h"
 #include "support/random.h"
@@ -280,11 +282,46 @@ TEST(Reconstruction, FailsBeforeAnythingIsWritten) {
   }
 }
 
+// Where samples of the picture coincide with those of the frames, white noise stays white and goes
+// down with the root of their number.
+TEST(NoiseTables, TellWhatIsLeftOfWhiteNoise) {
+  OneWorker worker;
+  const SumTables tables = sumTables(memory());
+  const Buffer<uint16_t> steps = stepTable(memory(), tables, 1);
+  const BoxSums box(memory(), 1, 1);
+  PlaneJob job;
+  job.geometry = {gridAxis(0, 300, 300, 1, false), gridAxis(0, 280, 280, 1, false), false};
+  job.source = {300, 280};
+  job.tables = &tables;
+  job.box = &box;
+  job.steps = &steps;
+  job.iterations = {0, 1};
+  job.frames = 4;
+  const FrameGrids grids = frameGrids(memory(), worker, job.geometry, moved(0, 0), job.source);
+  for (JobFrame& frame : job.frame)
+    frame.grids = &grids;
+  NoiseTables found;
+  const NoiseTask task = {&job, &found};
+  measureNoise(memory(), worker, {&task, 1}, 0);
+  for (std::size_t n = 1; n <= 4; ++n) {
+    const CoefficientNoise noise = scaled(found[n - 1], 3 * std::sqrt(n));
+    for (const float value : noise.of8)
+      EXPECT_NEAR(value, 3, 0.3);
+    for (const float value : noise.of16)
+      EXPECT_NEAR(value, 3, 0.6);
+    EXPECT_NEAR(std::accumulate(noise.of16.begin(), noise.of16.end(), 0.0) / 256, 3, 0.03);
+  }
+}
+
+// Without restoration, which has tests of its own: one frame, and the chroma of several.
 TEST(Reconstruction, KeepsItsBytes) {
-  constexpr uint32_t kExpected[] = {0x9C82E93F, 0xCA0FF2B4, 0xB9907B8E};
+  constexpr uint32_t kExpected[] = {0xC88E4583, 0xA289E7E8, 0x95828B29};
   for (const int32_t frames : {1, 2, 4}) {
+    Burst burst = texturedBurst(frames, {61, 53}, {122, 106});
+    burst.settings.noise = {{0.5, 0.5, 0.5}};
+    const std::vector<uint8_t> picture = burst.render();
     Digest digest;
-    digest.addAll(texturedBurst(frames, {61, 53}, {122, 106}).render());
+    digest.addAll(std::span(picture).subspan(frames == 1 ? 0 : 122 * 106));
     EXPECT_EQ(digest.value(), kExpected[frames / 2]) << frames;
   }
 }

@@ -14,7 +14,7 @@ using Family = ReconstructionFunctions;
 // Cells cut at both ends; nodes with the steepest slopes and close to both ends of the range.
 void positions(decltype(Windows::positions) kernel, Trial& t) {
   const int32_t left = t.range(0, 40);
-  const int32_t nodes = (left + t.count) / 8 + 2;
+  const int32_t nodes = (left + t.count) / 8 + 2 + kSpareNodes;
   constexpr int32_t kSteepest = 1 << 23;
   int32_t* rows[2];
   for (auto& row : rows) {

@@ -63,27 +63,32 @@ CoefficientNoise noiseOf(const BlockSpectrum<8>& of8, const BlockSpectrum<16>& o
 }  // namespace
 
 PlaneBuffer<int16_t> pseudoNoise(Memory& memory, int32_t sharpened) {
-  PlaneBuffer<int16_t> noise(memory, {kPeriod, kPeriod});
   // Uniform: 2^16 levels have a standard deviation of 2^16 / sqrt(12), about 18918.6.
-  const auto raw = [](int32_t x, int32_t y) {
-    const auto index = static_cast<uint32_t>((y & (kPeriod - 1)) * kPeriod + (x & (kPeriod - 1)));
-    const auto level = static_cast<int32_t>(scrambled(index) >> 16) - (1 << 15);
-    constexpr int32_t kToScale = 3547;  // 2^16 * kNoiseScale / 18918.6
-    return (level * kToScale + (1 << 15)) >> 16;
-  };
+  constexpr int32_t kToScale = 3547;  // 2^16 * kNoiseScale / 18918.6
+  PlaneBuffer<int16_t> noise(memory, {kPeriod, kPeriod});
+  uint32_t index = 0;
   for (int32_t y = 0; y < kPeriod; ++y) {
     for (int32_t x = 0; x < kPeriod; ++x) {
-      const int32_t level = raw(x, y);
-      int32_t blurred = 0;
-      for (int32_t v = -1; v <= 1; ++v) {
-        for (int32_t h = -1; h <= 1; ++h)
-          blurred += (2 - v * v) * (2 - h * h) * raw(x + h, y + v);
-      }
-      const int32_t added = (sharpened * (16 * level - blurred) + (1 << 13)) >> 14;
-      noise.plane().row(y)[x] = static_cast<int16_t>(level + added);
+      const auto level = static_cast<int32_t>(scrambled(index++) >> 16) - (1 << 15);
+      noise.plane().row(y)[x] = static_cast<int16_t>((level * kToScale + (1 << 15)) >> 16);
     }
   }
-  return noise;
+  if (sharpened == 0) return noise;
+  PlaneBuffer<int16_t> result(memory, {kPeriod, kPeriod});
+  for (int32_t y = 0; y < kPeriod; ++y) {
+    const auto row = [&](int32_t v) { return noise.plane().row((y + v) & (kPeriod - 1)); };
+    for (int32_t x = 0; x < kPeriod; ++x) {
+      const auto column = [&](int32_t h) {
+        const int32_t i = (x + h) & (kPeriod - 1);
+        return row(-1)[i] + 2 * row(0)[i] + row(1)[i];
+      };
+      const int32_t level = row(0)[x];
+      const int32_t blurred = column(-1) + 2 * column(0) + column(1);
+      const int32_t added = (sharpened * (16 * level - blurred) + (1 << 13)) >> 14;
+      result.plane().row(y)[x] = static_cast<int16_t>(level + added);
+    }
+  }
+  return result;
 }
 
 void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> tasks,

@@ -53,8 +53,9 @@ Rules rulesOf(int32_t frames, const ReconstructionSettings& settings) {
   // The axis that is enlarged more needs the iterations, and the other one bears them.
   const double scale = std::max(scaleX, scaleY);
   Rules rules = {frames, 1, 1, {}};
-  // At its own size a frame with little noise is better than what several can be made into.
-  if (scale <= 1 && settings.noise.sigma[0] < 3) rules.frames = 1;
+  // At its own size a frame with little noise is better than what several can be made into. Three
+  // photos: two frames lose 0.5 dB at a noise of 1 and win 0.5 at 2.
+  if (scale <= 1 && settings.noise.sigma[0] < 1.5) rules.frames = 1;
   const bool one = rules.frames == 1;
   if (!one && scaleX < kTwice) rules.factorX = 2;
   if (!one && scaleY < kTwice) rules.factorY = 2;

@@ -22,6 +22,9 @@ struct WindowRow {
   int32_t shift;          ///< WindowTable::shift, 12 or 14
 };
 
+/// How many nodes behind the right neighbour of a row's last sample may be read; they mean nothing.
+inline constexpr int32_t kSpareNodes = 4;
+
 /// The nodes of a position grid around one of its rows, x and y of each in turn.
 struct NodeRow {
   const int32_t* upper;  ///< 14 fraction bits, at most 2^23 from one to the next

@@ -39,7 +39,9 @@ PositionGrid::PositionGrid(Memory& memory, Workers& workers, Size size, Size tar
     : size_(size), nodesPerRow_((size.width - 1) / kNodeSpacing + 2) {
   const int32_t rows = (size.height - 1) / kNodeSpacing + 2;
   const std::size_t perRow = 2 * static_cast<std::size_t>(nodesPerRow_);
-  nodes_ = Buffer<int32_t>(memory, perRow * static_cast<std::size_t>(rows));
+  constexpr std::size_t kSpare = 2 * kSpareNodes;
+  nodes_ = Buffer<int32_t>(memory, perRow * static_cast<std::size_t>(rows) + kSpare);
+  std::fill_n(nodes_.data() + nodes_.size() - kSpare, kSpare, 0);
   constexpr int32_t kRowsPerPart = 16;
   workers.run((rows + kRowsPerPart - 1) / kRowsPerPart, 0, [&](int32_t part, int32_t) {
     const int32_t end = std::min(rows, (part + 1) * kRowsPerPart);

@@ -18,41 +18,47 @@ void store(void* to, __m256i value) {
   _mm256_storeu_si256(static_cast<__m256i*>(to), value);
 }
 
-// What positions of some cells are made of: x and y of the left node in lanes 0 and 2 of each.
+// What positions of some cells are made of, four values a cell: those of x and y at places 0 and 2.
 constexpr int32_t kCells = 8;
 struct Cells {
-  alignas(32) int32_t whole[kCells][8];
-  alignas(32) int32_t fraction[kCells][8];  // 14 bits
-  alignas(32) int32_t slope[kCells][8];     // a sample, 20 bits
+  alignas(32) int32_t whole[4 * kCells];
+  alignas(32) int32_t fraction[4 * kCells];  // 14 bits
+  alignas(32) int32_t slope[4 * kCells];     // a sample, 20 bits
 };
 
+// Two cells at a time; one may be too many.
 void prepare(const NodeRow& row, int32_t first, int32_t count, Cells& cells) {
   const __m256i up = _mm256_set1_epi64x(kCell - row.down);
   const __m256i down = _mm256_set1_epi64x(row.down);
   const __m256i half = _mm256_set1_epi64x(1 << 13);
   const __m256i low = _mm256_set1_epi64x((1 << 14) - 1);
-  for (int32_t j = 0; j < count; ++j) {
-    // Both axes of two neighbouring nodes, moved down to the row: 17 fraction bits in 64-bit lanes.
-    const __m256i upper = _mm256_cvtepi32_epi64(load128(row.upper + 2 * (first + j)));
-    const __m256i lower = _mm256_cvtepi32_epi64(load128(row.lower + 2 * (first + j)));
-    const __m256i nodes =
-        _mm256_add_epi64(_mm256_mul_epi32(upper, up), _mm256_mul_epi32(lower, down));
-    const __m256i right = _mm256_permute4x64_epi64(nodes, 0x4E);
+  // Both axes of two neighbouring nodes, moved down to the row: 17 fraction bits in 64-bit lanes.
+  const auto nodesAt = [&](int32_t i) {
+    const __m256i upper = _mm256_cvtepi32_epi64(load128(row.upper + 2 * i));
+    const __m256i lower = _mm256_cvtepi32_epi64(load128(row.lower + 2 * i));
+    return _mm256_add_epi64(_mm256_mul_epi32(upper, up), _mm256_mul_epi32(lower, down));
+  };
+  __m256i nodes = nodesAt(first);
+  for (int32_t j = 0; j < count; j += 2) {
+    const __m256i next = nodesAt(first + j + 2);
+    const __m256i right = _mm256_permute2x128_si256(nodes, next, 0x21);
     const __m256i rounded = _mm256_add_epi64(_mm256_slli_epi64(nodes, 3), half);
-    store(cells.whole[j], _mm256_srli_epi64(rounded, 14));
-    store(cells.fraction[j], _mm256_and_si256(rounded, low));
-    store(cells.slope[j], _mm256_sub_epi64(right, nodes));
+    store(cells.whole + 4 * j, _mm256_srli_epi64(rounded, 14));
+    store(cells.fraction + 4 * j, _mm256_and_si256(rounded, low));
+    store(cells.slope + 4 * j, _mm256_sub_epi64(right, nodes));
+    nodes = next;
   }
 }
 
-void fill(const Cells& cells, int32_t lane, int32_t count, int32_t* out) {
+void fill(const Cells& cells, int32_t axis, int32_t count, int32_t* out) {
   const __m256i steps = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
   for (int32_t j = 0; j < count; ++j) {
+    const int32_t at = 4 * j + 2 * axis;
     const __m256i moved =
-        _mm256_add_epi32(_mm256_set1_epi32(cells.fraction[j][lane]),
-                         _mm256_mullo_epi32(_mm256_set1_epi32(cells.slope[j][lane]), steps));
+        _mm256_add_epi32(_mm256_set1_epi32(cells.fraction[at]),
+                         _mm256_mullo_epi32(_mm256_set1_epi32(cells.slope[at]), steps));
     store(out + kCell * j,
-          _mm256_add_epi32(_mm256_set1_epi32(cells.whole[j][lane]), _mm256_srai_epi32(moved, 14)));
+          _mm256_add_epi32(_mm256_set1_epi32(cells.whole[at]), _mm256_srai_epi32(moved, 14)));
   }
 }
 
@@ -70,7 +76,7 @@ void positions(const NodeRow& row, int32_t left, int32_t right, int32_t* x, int3
     const int32_t at = i * kCell - left;
     prepare(row, i, count, cells);
     fill(cells, 0, count, x + at);
-    fill(cells, 2, count, y + at);
+    fill(cells, 1, count, y + at);
   }
   const int32_t done = last * kCell - left;
   scalar::positions(row, last * kCell, right, x + done, y + done);
