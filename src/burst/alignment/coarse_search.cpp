@@ -9,10 +9,10 @@ namespace {
 constexpr int32_t kLargestSmallSide = 64;  // of the pictures that are compared
 constexpr int32_t kRotationsEachWay = 5;   // four degrees apart
 constexpr int32_t kRotations = 2 * kRotationsEachWay + 1;
-constexpr int16_t kOutside = -32768;
+constexpr int32_t kLargestArea = 16384;  // strips of more are not searched
 
 // A picture without its coarse brightness: each sample less the mean of the 9 x 9 around it, in
-// grey levels with five fraction bits.
+// grey levels with two fraction bits, -1020 .. 1020.
 struct SmallPicture {
   PlaneBuffer<int16_t> samples;
   int32_t level = 0;  // one sample is 2^level of the frame's
@@ -52,7 +52,7 @@ SmallPicture smallPicture(Memory& memory, const Pyramid& pyramid) {
         }
       }
       result.samples.plane().row(y)[x] =
-          static_cast<int16_t>(picture.plane().row(y)[x] - sum / count);
+          static_cast<int16_t>((picture.plane().row(y)[x] - sum / count) / 8);
     }
   }
   return result;
@@ -76,7 +76,7 @@ void rotate(const Plane<int16_t>& from, const Homography& by, const Plane<int16_
       const double left = std::floor(p.x);
       const double top = std::floor(p.y);
       int16_t& out = to.row(y)[x];
-      out = kOutside;
+      out = 0;
       if (!(left >= 0 && top >= 0 && left < from.size.width - 1 && top < from.size.height - 1)) {
         continue;
       }
@@ -89,25 +89,30 @@ void rotate(const Plane<int16_t>& from, const Homography& by, const Plane<int16_
   }
 }
 
-// The correlation of a with b, b's samples at (x + dx, y + dy) under a's at (x, y).
+// The correlation of a with b, b's samples at (x + dx, y + dy) under a's at (x, y). Sums of a row
+// stay below 2^31: a row has at most kLargestArea / 16 samples.
 double correlation(const Plane<int16_t>& a, const Plane<int16_t>& b, int32_t dx, int32_t dy) {
   const int32_t left = std::max(0, -dx);
-  const int32_t right = std::min(a.size.width, b.size.width - dx);
-  int64_t ab = 0;
-  int64_t aa = 0;
-  int64_t bb = 0;
+  const int32_t count = std::min(a.size.width, b.size.width - dx) - left;
+  double ab = 0;
+  double aa = 0;
+  double bb = 0;
   for (int32_t y = std::max(0, -dy); y < std::min(a.size.height, b.size.height - dy); ++y) {
-    const int16_t* const rowA = a.row(y);
-    const int16_t* const rowB = b.row(y + dy) + dx;
-    for (int32_t x = left; x < right; ++x) {
-      if (rowB[x] == kOutside) continue;
-      ab += rowA[x] * rowB[x];
-      aa += rowA[x] * rowA[x];
-      bb += rowB[x] * rowB[x];
+    const int16_t* const rowA = a.row(y) + left;
+    const int16_t* const rowB = b.row(y + dy) + left + dx;
+    int32_t rowAb = 0;
+    int32_t rowAa = 0;
+    int32_t rowBb = 0;
+    for (int32_t x = 0; x < count; ++x) {
+      rowAb += rowA[x] * rowB[x];
+      rowAa += rowA[x] * rowA[x];
+      rowBb += rowB[x] * rowB[x];
     }
+    ab += rowAb;
+    aa += rowAa;
+    bb += rowBb;
   }
-  if (aa == 0 || bb == 0) return 0;
-  return static_cast<double>(ab) / std::sqrt(static_cast<double>(aa) * static_cast<double>(bb));
+  return aa > 0 && bb > 0 ? ab / std::sqrt(aa * bb) : 0;
 }
 
 struct Best {
@@ -125,6 +130,7 @@ std::array<Homography, kCoarseMotions> searchCoarsely(Memory& memory, Workers& w
   const SmallPicture a = smallPicture(memory, reference);
   const SmallPicture b = smallPicture(memory, frame);
   const Size size = a.samples.size();
+  if (size.width * int64_t{size.height} > kLargestArea) return {};
   std::array<PlaneBuffer<int16_t>, kRotations> rotated;
   for (auto& plane : rotated)
     plane = PlaneBuffer<int16_t>(memory, size);

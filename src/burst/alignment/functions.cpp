@@ -22,7 +22,15 @@ constexpr AlignmentFunctions kScalar = {
     .addCells = scalar::addCells,
 };
 
-constexpr Table::Variants kVariants = {};
+constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
+#ifdef VELMORA_HAVE_AVX2
+    .avx2 = installAvx2,
+    .avx512 = installAvx512,
+#endif
+};
 
 const Table& table() {
   static const Table instance(kScalar, kVariants);

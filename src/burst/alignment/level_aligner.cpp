@@ -95,15 +95,24 @@ NormalEquations LevelAligner::equations(const Alignment& alignment, double limit
   return equations;
 }
 
+// Statistics take every so many rows: some 30,000 pixels tell enough.
+int32_t LevelAligner::rowStep() const {
+  constexpr int64_t kEnough = 30000;
+  return static_cast<int32_t>(std::max<int64_t>(1, pixels_.count() / kEnough));
+}
+
+template <typename Row>
+void LevelAligner::forSampledRows(const Row& row) {
+  const int32_t height = pixels_.size().height;
+  const int32_t step = rowStep();
+  forRows(workers_, (height + step - 1) / step, kPixelCost * pixels_.count() / height, 0,
+          [&](int32_t index, int32_t worker) { row(index * step, worker); });
+}
+
 double LevelAligner::robustScale(const Alignment& alignment) {
   bins_.clear();
   const Homography homography = atLevel(alignment.homography, level_);
-  constexpr int64_t kEnough = 30000;
-  const auto step = static_cast<int32_t>(std::max<int64_t>(1, pixels_.count() / kEnough));
-  const int32_t rows = (pixels_.size().height + step - 1) / step;
-  const int64_t cost = kPixelCost * pixels_.count() / pixels_.size().height;
-  forRows(workers_, rows, cost, 0, [&](int32_t index, int32_t worker) {
-    const int32_t y = index * step;
+  forSampledRows([&](int32_t y, int32_t worker) {
     const PixelRow row = pixels_.row(y);
     float* const residuals = residuals_.plane().row(worker);
     alignmentFunctions().residuals(row, warped(homography, alignment, y), residuals,
@@ -118,6 +127,7 @@ double LevelAligner::robustScale(const Alignment& alignment) {
 // H <- H N^-1 D^-1 N, with N from the level's columns and rows to X and Y, and D the small
 // homography that the step found. False when nothing has moved.
 bool LevelAligner::apply(const std::array<double, kParameters>& p, Alignment& alignment) const {
+  if (p == std::array<double, kParameters>{}) return false;  // the same frame stays where it is
   const Size size = pixels_.size();
   const double scale = 2.0 / size.width;
   const Homography small = {{1 + scale * p[0], scale * p[1], scale * p[2], scale * p[3],
@@ -148,13 +158,10 @@ void LevelAligner::align(Alignment& alignment, Model model, int32_t steps, bool 
                          double weight) {
   const double limit = 3 * robustScale(alignment);
   std::array<double, kParameters> parameters;
-  bool moves = true;
-  int32_t step = 0;
-  for (; step < steps && moves; ++step) {
+  for (int32_t step = 0; step < steps; ++step) {
     const NormalEquations sums = equations(alignment, limit, photometric, weight / steps);
-    moves = sums.solve(model, photometric, parameters) && apply(parameters, alignment);
+    if (!sums.solve(model, photometric, parameters) || !apply(parameters, alignment)) return;
   }
-  workers_.run(1, weight * (steps - step) / steps, [](int32_t, int32_t) {});
 }
 
 Fit LevelAligner::fit(const Alignment& alignment) {
@@ -168,28 +175,25 @@ Fit LevelAligner::fit(const Alignment& alignment) {
 
 double LevelAligner::residual(const Alignment& alignment) {
   const Homography homography = atLevel(alignment.homography, level_);
-  const Size size = pixels_.size();
   constexpr auto kLimit = static_cast<float>(kResidualLimit);
-  forRows(workers_, size.height, kPixelCost * pixels_.count() / size.height, 0,
-          [&](int32_t y, int32_t worker) {
-            const PixelRow row = pixels_.row(y);
-            float* const residuals = residuals_.plane().row(worker);
-            alignmentFunctions().residuals(row, warped(homography, alignment, y), residuals,
-                                           warped_.plane().row(worker));
-            float sum = 0;
-            float count = 0;
-            for (int32_t i = 0; i < row.count; ++i) {
-              if (residuals[i] == kNoResidual) continue;
-              const float r = std::min(std::fabs(residuals[i]), kLimit);
-              sum += r * r;
-              count += 1;
-            }
-            rowSums_[static_cast<std::size_t>(y)].score = sum;
-            rowSums_[static_cast<std::size_t>(y)].count = count;
-          });
+  forSampledRows([&](int32_t y, int32_t worker) {
+    const PixelRow row = pixels_.row(y);
+    float* const residuals = residuals_.plane().row(worker);
+    alignmentFunctions().residuals(row, warped(homography, alignment, y), residuals,
+                                   warped_.plane().row(worker));
+    RowSums& sums = rowSums_[static_cast<std::size_t>(y)];
+    sums.score = 0;
+    sums.count = 0;
+    for (int32_t i = 0; i < row.count; ++i) {
+      if (residuals[i] == kNoResidual) continue;
+      const float r = std::min(std::fabs(residuals[i]), kLimit);
+      sums.score += r * r;
+      sums.count += 1;
+    }
+  });
   double sum = 0;
   double count = 0;
-  for (int32_t y = 0; y < size.height; ++y) {
+  for (int32_t y = 0; y < pixels_.size().height; y += rowStep()) {
     sum += static_cast<double>(rowSums_[static_cast<std::size_t>(y)].score);
     count += static_cast<double>(rowSums_[static_cast<std::size_t>(y)].count);
   }

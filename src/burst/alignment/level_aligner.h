@@ -47,6 +47,9 @@ class LevelAligner {
   [[nodiscard]] double residual(const Alignment& alignment);
 
  private:
+  [[nodiscard]] int32_t rowStep() const;
+  template <typename Row>
+  void forSampledRows(const Row& row);
   double robustScale(const Alignment& alignment);
   NormalEquations equations(const Alignment& alignment, double limit, bool photometric,
                             double weight);

@@ -6,6 +6,7 @@
 
 #include "burst/alignment/functions.h"
 #include "burst/alignment/level_aligner.h"
+#include "burst/alignment/metered_workers.h"
 #include "burst/alignment/row_bands.h"
 
 namespace velmora::burst {
@@ -26,9 +27,12 @@ struct PairLevel {
   double bias;
   int32_t cell;  // samples between tiles: half of a tile's side
 
-  [[nodiscard]] WarpedRow row(int32_t y, Point shift) const {
-    const Homography moved = Homography{{1, 0, shift.x, 0, 1, shift.y, 0, 0, 1}} * homography;
-    WarpedRow warp = warpedRow(moved, reference.size, y, frame, {});
+  // The homography and a translation after it.
+  [[nodiscard]] Homography moved(Point by) const {
+    return Homography{{1, 0, by.x, 0, 1, by.y, 0, 0, 1}} * homography;
+  }
+  [[nodiscard]] WarpedRow row(int32_t y, const Homography& by) const {
+    WarpedRow warp = warpedRow(by, reference.size, y, frame, {});
     warp.gain = static_cast<float>(gain);
     warp.bias = static_cast<float>(bias);
     return warp;
@@ -174,6 +178,7 @@ class TileSearch {
   Size tiles_;
   Size cellGrid_;
   Buffer<CellSums> cells_;
+  Buffer<CellSums> halfCells_;
 };
 
 TileSearch::TileSearch(Memory& memory, Workers& workers, const PairLevel& fine,
@@ -187,7 +192,8 @@ TileSearch::TileSearch(Memory& memory, Workers& workers, const PairLevel& fine,
              fine.reference.size.height / LocalField::kSpacing - 1},
       cellGrid_{tiles_.width + 1, tiles_.height + 1},
       cells_(memory, static_cast<std::size_t>(cellGrid_.width) *
-                         static_cast<std::size_t>(cellGrid_.height)) {}
+                         static_cast<std::size_t>(cellGrid_.height)),
+      halfCells_(memory, cells_.size()) {}
 
 void TileSearch::sumCells(const PairLevel& level, const Buffer<CellSums>& cells, double weight) {
   const int32_t width = cellGrid_.width * level.cell;
@@ -197,8 +203,8 @@ void TileSearch::sumCells(const PairLevel& level, const Buffer<CellSums>& cells,
     const Stretch stretch = scratch.of(worker);
     for (int32_t y = j * level.cell; y < (j + 1) * level.cell; ++y) {
       stretch.take(level.reference, y, 0, width, 0);
-      stretch.addTo(cells.data() + int64_t{j} * cellGrid_.width, level, level.row(y, {0, 0}), 0,
-                    width, level.cell);
+      stretch.addTo(cells.data() + int64_t{j} * cellGrid_.width, level,
+                    level.row(y, level.homography), 0, width, level.cell);
     }
   });
 }
@@ -222,8 +228,9 @@ Moved TileSearch::descend(const PairLevel& level, int32_t i, int32_t j, Point st
   Moved moved = {start, 0, false};
   for (int32_t step = 0;; ++step) {
     CellSums cells[kCellsPerTile] = {};
+    const Homography homography = level.moved(moved.shift);
     for (int32_t y = 0; y < side; ++y) {
-      scratch.addTo(cells, level, level.row(j * level.cell + y, moved.shift), y * side, side,
+      scratch.addTo(cells, level, level.row(j * level.cell + y, homography), y * side, side,
                     kPixelGroup);
     }
     if (side > kPixelGroup) add(cells[0], cells[1]);
@@ -237,32 +244,47 @@ Moved TileSearch::descend(const PairLevel& level, int32_t i, int32_t j, Point st
   }
 }
 
+// Whether a tile's first step is so short that it can be trusted, and so little would be won that
+// the tile cannot be accepted.
+bool settled(const CellSums& sums) {
+  constexpr double kShort = 0.5;
+  constexpr double kLittle = 0.15;
+  const Point step = newtonStep(sums);
+  const double won =
+      -(step.x * static_cast<double>(sums.rgx) + step.y * static_cast<double>(sums.rgy));
+  return std::fabs(step.x) < kShort && std::fabs(step.y) < kShort &&
+         won < kLittle * static_cast<double>(sums.rr);
+}
+
 // The translation of a tile, 0 where none is much better than that.
 Point TileSearch::search(int32_t i, int32_t j, const Stretch& scratch) const {
   const CellSums before = tileSums(cells_, i, j);
   if (2 * before.count < static_cast<float>(kTileValues)) return {0, 0};
   const double energyBefore = energy(before);
   if (energyBefore < noise_ + 0.5) return {0, 0};
+  if (settled(before) && (half_ == nullptr || settled(tileSums(halfCells_, i, j)))) return {0, 0};
 
-  Moved best = descend(fine_, i, j, {0, 0}, 5, scratch);
+  const auto acceptable = [&](const Moved& moved) {
+    const Point t = moved.shift;
+    return moved.valid && t.x * t.x + t.y * t.y <= kLongest * kLongest &&
+           moved.energy <= 0.7 * energyBefore && energyBefore - moved.energy >= 0.28 * noise_ + 0.5;
+  };
+  // From half the size, which sees farther; from here where that leads nowhere.
   if (half_ != nullptr) {
     const Moved coarse = descend(*half_, i, j, {0, 0}, 6, scratch);
     if (coarse.valid) {
-      const Moved other =
-          descend(fine_, i, j, {2 * coarse.shift.x, 2 * coarse.shift.y}, 5, scratch);
-      if (other.valid && (!best.valid || other.energy < best.energy)) best = other;
+      const Moved fine = descend(fine_, i, j, {2 * coarse.shift.x, 2 * coarse.shift.y}, 5, scratch);
+      if (acceptable(fine)) return fine.shift;
     }
   }
-  const bool near =
-      best.shift.x * best.shift.x + best.shift.y * best.shift.y <= kLongest * kLongest;
-  const bool better =
-      best.energy <= 0.7 * energyBefore && energyBefore - best.energy >= 0.28 * noise_ + 0.5;
-  return best.valid && near && better ? best.shift : Point{0, 0};
+  const Moved fine = descend(fine_, i, j, {0, 0}, 5, scratch);
+  return acceptable(fine) ? fine.shift : Point{0, 0};
 }
 
 void TileSearch::run(LocalField& field) {
   const double work = translationsWork(fine_.reference.size);
-  sumCells(fine_, cells_, 0.5 * work);
+  sumCells(fine_, cells_, 0.3 * work);
+  if (half_ != nullptr) sumCells(*half_, halfCells_, 0.1 * work);
   const Stretches scratch(memory_, workers_, kTileValues);
   workers_.run(tiles_.height, 0.4 * work, [&](int32_t j, int32_t worker) {
     const Stretch stretch = scratch.of(worker);
@@ -309,16 +331,12 @@ void smoothField(Memory& memory, LocalField& field) {
   }
 }
 
-}  // namespace
-
-LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& reference,
-                            const Pyramid& frame, const PairRegistration& registration,
-                            double sigma) {
+LocalField translations(Memory& memory, Workers& workers, const Pyramid& reference,
+                        const Pyramid& frame, const PairRegistration& registration, double sigma) {
   const Size size = reference.luma.size;
   const double work = translationsWork(size);
   LocalField field;
   if (size.width < LocalField::kTile || size.height < LocalField::kTile) {
-    workers.run(1, work, [](int32_t, int32_t) {});
     return field;
   }
   PlaneBuffer<int16_t> made[2];
@@ -345,6 +363,17 @@ LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& ref
   TileSearch(memory, workers, fine, reference.top >= 1 ? &half : nullptr, noise).run(field);
   smoothField(memory, field);
   if (field.accepted == 0) return {};
+  return field;
+}
+
+}  // namespace
+
+LocalField findTranslations(Memory& memory, Workers& workers, const Pyramid& reference,
+                            const Pyramid& frame, const PairRegistration& registration,
+                            double sigma) {
+  MeteredWorkers metered(workers, translationsWork(reference.luma.size));
+  LocalField field = translations(memory, metered, reference, frame, registration, sigma);
+  metered.finish();
   return field;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "burst/alignment/functions.h"
+#include "burst/alignment/metered_workers.h"
 #include "burst/alignment/row_bands.h"
 
 namespace velmora::burst {
@@ -129,22 +130,19 @@ Pyramid buildPyramid(Memory& memory, Workers& workers, const SourcePlane& luma) 
   while (pyramid.top > 0 && std::min(size.width, size.height) >> pyramid.top < kSmallestSide)
     --pyramid.top;
 
-  const double work = pyramidWork(size);
-  const bool small = int64_t{size.width} * size.height < kSmallFrame;
-  // A level takes a quarter of the work of the one below; the last one takes what is left over.
-  double left = work;
-  if (small) {
-    if (pyramid.top > 0) left *= 0.25;
-    pyramid.levels[0] = frameLevel(memory, workers, luma, pyramid.top > 0 ? work - left : work);
+  MeteredWorkers metered(workers, pyramidWork(size));
+  double work = 0.75 * pyramidWork(size);
+  if (int64_t{size.width} * size.height < kSmallFrame) {
+    pyramid.levels[0] = frameLevel(memory, metered, luma, work);
+    work /= 4;
   }
   PlainLevel plain;
-  for (int32_t l = 1; l <= pyramid.top; ++l) {
-    const double weight = l == pyramid.top ? left : 0.75 * left;
-    left -= weight;
-    plain = l == 1 ? halvedFrame(memory, workers, luma, weight / 2)
-                   : halved(memory, workers, plain, weight / 2);
-    pyramid.levels[static_cast<std::size_t>(l)] = finished(memory, workers, plain, weight / 2);
+  for (int32_t l = 1; l <= pyramid.top; ++l, work /= 4) {
+    plain = l == 1 ? halvedFrame(memory, metered, luma, work / 2)
+                   : halved(memory, metered, plain, work / 2);
+    pyramid.levels[static_cast<std::size_t>(l)] = finished(memory, metered, plain, work / 2);
   }
+  metered.finish();
   return pyramid;
 }
 

@@ -7,6 +7,7 @@
 
 #include "burst/alignment/coarse_search.h"
 #include "burst/alignment/level_aligner.h"
+#include "burst/alignment/metered_workers.h"
 #include "burst/alignment/photometric_match.h"
 
 namespace velmora::burst {
@@ -103,7 +104,7 @@ void PairAligner::alignCoarsely(Alignment& alignment, double weight) {
 // The alignment to go on from at the middle level.
 Alignment PairAligner::bestStart(const Homography* hint, double weight) {
   Alignment best;
-  alignCoarsely(best, 0.5 * weight);
+  alignCoarsely(best, weight);
   Judgement judgement = judge(best);
   const auto offer = [&](const Alignment& candidate) {
     const Judgement other = judge(candidate);
@@ -121,9 +122,9 @@ Alignment PairAligner::bestStart(const Homography* hint, double weight) {
       Alignment found = {motion, 1, 0};
       alignCoarsely(found, 0);
       offer(found);
+      if (judgement.good()) break;
     }
   }
-  workers_.run(1, 0.5 * weight, [](int32_t, int32_t) {});
   return best;
 }
 
@@ -190,7 +191,10 @@ PairRegistration PairAligner::run(const Homography* hint) {
 
 PairRegistration registerFrame(Memory& memory, Workers& workers, const Pyramid& reference,
                                const Pyramid& frame, const Homography* hint) {
-  return PairAligner(memory, workers, reference, frame).run(hint);
+  MeteredWorkers metered(workers, registrationWork(frame.luma.size));
+  const PairRegistration result = PairAligner(memory, metered, reference, frame).run(hint);
+  metered.finish();
+  return result;
 }
 
 }  // namespace velmora::burst

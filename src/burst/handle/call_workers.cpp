@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 /// Address space only: what a worker does not touch takes no memory. Large scratch comes from the
 /// handle's memory, so that the need is some tens of kilobytes.
-constexpr std::size_t kStackSize = std::size_t{1} << 20;
+constexpr std::size_t kStackSize = 512 * 1024;
 /// Between two words to the host while a stage goes on.
 constexpr auto kTellingInterval = 5ms;
 /// How long an executor may keep the calling thread before the host is told again.

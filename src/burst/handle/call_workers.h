@@ -57,7 +57,7 @@ class CallWorkers final : public Workers {
   };
 
   void startThreads();
-  static void* threadMain(void* thread);
+  static void* threadMain(void* pointer);
   void workUntilEnd(int32_t worker);
   void runOnThreads();
   void runOnExecutor();

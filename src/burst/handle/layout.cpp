@@ -1,7 +1,9 @@
 #include "burst/handle/layout.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <numeric>
 
@@ -115,10 +117,9 @@ bool overlapsItself(const TargetFrame& picture) {
 }
 
 bool overlaps(const TargetPlane& target, const SourceFrame& frame) {
-  for (const SourcePlane& plane : frame.planes) {
-    if (shareSamples(footprint(target), footprint(plane))) return true;
-  }
-  return false;
+  return std::any_of(
+      std::begin(frame.planes), std::end(frame.planes),
+      [&](const SourcePlane& plane) { return shareSamples(footprint(target), footprint(plane)); });
 }
 
 }  // namespace velmora::burst

@@ -20,7 +20,14 @@ constexpr ReconstructionFunctions kScalar = {
     .roundRow = scalar::roundRow,
 };
 
-constexpr Table::Variants kVariants = {};
+constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
+#ifdef VELMORA_HAVE_AVX2
+    .avx2 = installAvx2,
+#endif
+};
 
 const Table& table() {
   static const Table instance(kScalar, kVariants);

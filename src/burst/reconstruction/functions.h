@@ -75,7 +75,8 @@ struct ReconstructionFunctions {
   void (*limitPositions)(const PositionLimits& limits, int32_t count, int32_t* x, int32_t* y,
                          int16_t* inside);
   /// out[i] = samples - m where inside, otherwise 0, saturated; m = the mean M, sharpened: M +
-  /// a * (M - M blurred by [1 2 1] / 4 both ways), rounded half up and saturated.
+  /// a * (M - M blurred by [1 2 1] / 4 both ways), what is added rounded half up and saturated,
+  /// then the sum.
   void (*residualRow)(const ResidualRow& row, int32_t count, int16_t* out);
   /// out[i] = samples[i] / 32, rounded half up and clamped to 0..255.
   void (*roundRow)(const int16_t* samples, int32_t count, uint8_t* out);

@@ -111,7 +111,8 @@ void residualRowFrom(const ResidualRow& row, int32_t begin, int32_t count, int16
         blurred += v == 1 ? 2 * sum : sum;
       }
       // The difference stays within 2^20, its product with the amount within 2^30.
-      mean = saturated(mean + roundedShift(row.sharpened * (16 * mean - blurred), 14));
+      const int32_t added = saturated(roundedShift(row.sharpened * (16 * mean - blurred), 14));
+      mean = saturated(mean + added);
     }
     out[i] = static_cast<int16_t>(saturated(row.samples[i] - mean) & row.inside[i]);
   }

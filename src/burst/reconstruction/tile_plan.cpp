@@ -41,7 +41,10 @@ Rect squaresOf(const PlaneJob& job, const JobFrame& frame, const Rect& part) {
 }  // namespace
 
 PositionLimits boxLimits(const PlaneJob& job) {
-  const auto last = [](int32_t size, int32_t taps) { return (size - taps + 2) << kPhaseBits; };
+  // Whole parts that are one behind the first sample of a square.
+  const auto last = [](int32_t size, int32_t taps) {
+    return ((size - taps + 2) << kPhaseBits) - 1;
+  };
   return {1 << kPhaseBits, 1 << kPhaseBits, last(job.geometry.x.size, job.box->countX()),
           last(job.geometry.y.size, job.box->countY())};
 }

@@ -14,6 +14,7 @@ void installAvx512(ResamplingFunctions& table);
 /// What the table's entries mean. Vector variants hand them what fills no vector.
 namespace scalar {
 
+void positions(const NodeRow& row, int32_t left, int32_t right, int32_t* x, int32_t* y);
 void windowSums(const WindowRow& row, int32_t count, int16_t* out);
 
 }  // namespace scalar

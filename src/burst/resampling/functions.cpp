@@ -10,10 +10,18 @@ namespace {
 using Table = CpuFunctions<ResamplingFunctions>;
 
 constexpr ResamplingFunctions kScalar = {
+    .positions = scalar::positions,
     .windowSums = scalar::windowSums,
 };
 
-constexpr Table::Variants kVariants = {};
+constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
+#ifdef VELMORA_HAVE_AVX2
+    .avx2 = installAvx2,
+#endif
+};
 
 const Table& table() {
   static const Table instance(kScalar, kVariants);

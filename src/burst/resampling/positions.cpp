@@ -4,50 +4,32 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "burst/resampling/functions.h"
+
 namespace velmora::burst {
 namespace {
 
-constexpr int32_t kSpacingBits = 3;
-static_assert(1 << kSpacingBits == kNodeSpacing);
-// Between nodes positions have the nodes' fraction bits and three more per axis.
-constexpr int32_t kExcessBits = kNodeBits + 2 * kSpacingBits - kPhaseBits;
 constexpr double kOutside = 64;
 
 // A position as it is kept; a result that is no number counts as far outside.
 int32_t nodeOf(double position, int32_t size) {
-  const double last = size - 1 + kOutside;
+  const double last = std::min(size - 1 + kOutside, 131071.0);
   double p = position;
   if (!(p > -kOutside)) p = -kOutside;
   if (p > last) p = last;
   return static_cast<int32_t>(std::floor(p * (1 << kNodeBits) + 0.5));
 }
 
+// `value`, or what lies `limit` from `from` in its direction. Nodes reach +-2^31.
+int32_t stepTowards(int32_t value, int32_t from, int32_t limit) {
+  const int64_t step = std::clamp<int64_t>(int64_t{value} - from, -limit, limit);
+  return static_cast<int32_t>(from + step);
+}
+
 // The position of a sample that lies on a node.
 int32_t positionOf(int32_t node) {
   constexpr int32_t kShift = kNodeBits - kPhaseBits;
   return (node >> kShift) + ((node >> (kShift - 1)) & 1);
-}
-
-// One axis of the positions of samples [from, to) between a node and its right neighbour, `offset`
-// samples to the right of the node for the first. Values of the nodes of the two rows around the
-// samples' row, which lies `down` eighths below the upper one.
-void interpolate(const int32_t* node, const int32_t* below, int32_t down, int32_t from, int32_t to,
-                 int32_t offset, int32_t* out) {
-  // 17 fraction bits, up to 2^34.
-  const auto between = [down](int32_t upper, int32_t lower) {
-    return int64_t{upper} * (kNodeSpacing - down) + int64_t{lower} * down;
-  };
-  const int64_t left = between(node[0], below[0]);
-  const int64_t right = between(node[2], below[2]);
-  // A homography of a real pair stays far below the limit of 2048 samples a node; the others keep
-  // inside 32 bits with it: 7 * 2^28 + 2^14 < 2^31.
-  constexpr int64_t kSteepest = 1 << 28;
-  const auto slope = static_cast<int32_t>(std::clamp(right - left, -kSteepest, kSteepest));
-  const int64_t rounded = (left << kSpacingBits) + (1 << (kExcessBits - 1));
-  const auto whole = static_cast<int32_t>(rounded >> kExcessBits);
-  const auto fraction = static_cast<int32_t>(rounded & ((1 << kExcessBits) - 1));
-  for (int32_t x = from; x < to; ++x)
-    out[x] = whole + ((fraction + (offset + x - from) * slope) >> kExcessBits);
 }
 
 }  // namespace
@@ -63,11 +45,16 @@ PositionGrid::PositionGrid(Memory& memory, Workers& workers, Size size, Size tar
     const int32_t end = std::min(rows, (part + 1) * kRowsPerPart);
     for (int32_t j = part * kRowsPerPart; j < end; ++j) {
       int32_t* node = nodes_.data() + perRow * static_cast<std::size_t>(j);
-      for (int32_t i = 0; i < nodesPerRow_; ++i) {
+      for (int32_t i = 0; i < nodesPerRow_; ++i, node += 2) {
         const Point p = position(
             {static_cast<double>(kNodeSpacing) * i, static_cast<double>(kNodeSpacing) * j});
-        *node++ = nodeOf(p.x, target.width);
-        *node++ = nodeOf(p.y, target.height);
+        node[0] = nodeOf(p.x, target.width);
+        node[1] = nodeOf(p.y, target.height);
+        if (i == 0) continue;
+        // 512 samples a node: far beyond what any pair of frames has.
+        constexpr int32_t kSteepest = 1 << 23;
+        for (int axis = 0; axis < 2; ++axis)
+          node[axis] = stepTowards(node[axis], node[axis - 2], kSteepest);
       }
     }
   });
@@ -88,16 +75,7 @@ PositionGrid::PositionGrid(Memory& memory, Workers& workers, Size size, Size tar
 void PositionGrid::row(int32_t y, int32_t left, int32_t right, int32_t* x, int32_t* yOut) const {
   const std::ptrdiff_t perRow = 2 * std::ptrdiff_t{nodesPerRow_};
   const int32_t* nodes = nodes_.data() + perRow * (y / kNodeSpacing);
-  for (int32_t from = left; from < right;) {
-    const int32_t i = from / kNodeSpacing;
-    const int32_t to = std::min(right, (i + 1) * kNodeSpacing);
-    const int32_t* node = nodes + 2 * std::ptrdiff_t{i};
-    const int32_t offset = from % kNodeSpacing;
-    const int32_t down = y % kNodeSpacing;
-    interpolate(node, node + perRow, down, from - left, to - left, offset, x);
-    interpolate(node + 1, node + perRow + 1, down, from - left, to - left, offset, yOut);
-    from = to;
-  }
+  resamplingFunctions().positions({nodes, nodes + perRow, y % kNodeSpacing}, left, right, x, yOut);
 }
 
 Rect PositionGrid::bounds(const Rect& part) const {

@@ -36,7 +36,7 @@ struct Basis {
 };
 
 /// cos(pi * steps / (2 * N)) by its series; the compiler's own arithmetic, no run-time library.
-consteval double cosineOfSteps(int32_t steps, int32_t n) {
+constexpr double cosineOfSteps(int32_t steps, int32_t n) {
   int32_t turn = steps % (4 * n);
   if (turn > 2 * n) turn = 4 * n - turn;
   const bool negative = turn > n;
@@ -52,7 +52,7 @@ consteval double cosineOfSteps(int32_t steps, int32_t n) {
 }
 
 template <int32_t N>
-consteval Basis<N> makeBasis() {
+constexpr Basis<N> makeBasis() {
   // Square roots of 1 / N and 2 / N.
   constexpr double kConstant = N == 8 ? 0.35355339059327376220 : 0.25;
   constexpr double kWave = N == 8 ? 0.5 : 0.35355339059327376220;

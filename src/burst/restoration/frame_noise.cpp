@@ -18,15 +18,15 @@ constexpr int32_t kLightest = 251;
 constexpr double kMedianOfNormal = 0.6745;
 constexpr double kGain = 6;
 
-/// A filter and which of the blocks, sorted by their noise, tells the plane's.
-struct Measure {
-  int32_t distance;  // of the filter's taps
-  double share;      // of the blocks that lie below that one
-  double bias;       // how far it lies below the mean in white noise
+/// Which of the blocks, sorted by their noise, tells the plane's.
+struct Quantile {
+  double share;  // of the blocks that lie below that one
+  double bias;   // how far it lies below the mean in white noise
 };
-constexpr Measure kFine = {1, 0.1, 0.88};
-constexpr Measure kCoarse = {2, 0.02, 0.82};
-// JPEG leaves less than this part of the noise to the fine measure.
+// The quietest blocks have the least texture; a wider share is steadier.
+constexpr Quantile kQuietest = {0.02, 0.83};
+constexpr Quantile kQuiet = {0.1, 0.88};
+// JPEG leaves less than this part of the noise to a filter of neighbours.
 constexpr double kTaken = 0.5;
 
 // The second difference in both directions: no slope and no curve along one axis passes.
@@ -81,27 +81,39 @@ void forBlocks(const SourcePlane& plane, int32_t distance, Block block) {
   }
 }
 
-double measure(Memory& memory, const SourcePlane& plane, const Measure& how) {
-  std::size_t count = 0;
-  forBlocks(plane, how.distance, [&](int32_t, int32_t) { ++count; });
-  if (count == 0) return 0;
-  const Buffer<double> noise(memory, count);
-  std::size_t next = 0;
-  forBlocks(plane, how.distance, [&](int32_t left, int32_t top) {
-    noise[next++] = blockNoise(plane, left, top, how.distance);
-  });
-  double* const at =
-      noise.data() + static_cast<std::ptrdiff_t>(how.share * static_cast<double>(count));
-  std::nth_element(noise.data(), at, noise.data() + count);
-  return *at / how.bias;
-}
+/// The sorted noise of all blocks that count.
+class Blocks {
+ public:
+  Blocks(Memory& memory, const SourcePlane& plane, int32_t distance) {
+    std::size_t count = 0;
+    forBlocks(plane, distance, [&](int32_t, int32_t) { ++count; });
+    noise_ = Buffer<double>(memory, count);
+    std::size_t next = 0;
+    forBlocks(plane, distance, [&](int32_t left, int32_t top) {
+      noise_[next++] = blockNoise(plane, left, top, distance);
+    });
+    std::sort(noise_.data(), noise_.data() + count);
+  }
+  /// 0 without any block.
+  [[nodiscard]] double at(const Quantile& quantile) const {
+    const auto count = noise_.size();
+    if (count == 0) return 0;
+    return noise_[static_cast<std::size_t>(quantile.share * static_cast<double>(count))] /
+           quantile.bias;
+  }
+
+ private:
+  Buffer<double> noise_;
+};
 
 }  // namespace
 
 double measureFrameNoise(Memory& memory, const SourcePlane& plane) {
-  const double fine = measure(memory, plane, kFine);
-  const double coarse = measure(memory, plane, kCoarse);
-  return fine < kTaken * coarse ? coarse : fine;
+  const Blocks fine(memory, plane, 1);
+  const Blocks coarse(memory, plane, 2);
+  const double atHalfFrequency = coarse.at(kQuietest);
+  if (fine.at(kQuiet) < kTaken * atHalfFrequency) return atHalfFrequency;
+  return fine.at(kQuietest);
 }
 
 }  // namespace velmora::burst

@@ -20,8 +20,12 @@ constexpr RestorationFunctions kScalar = {
 };
 
 constexpr Table::Variants kVariants = {
+#ifdef VELMORA_HAVE_NEON
+    .neon = installNeon,
+#endif
 #ifdef VELMORA_HAVE_AVX2
     .avx2 = installAvx2,
+    .avx512 = installAvx512,
 #endif
 };
 

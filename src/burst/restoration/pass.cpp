@@ -236,11 +236,11 @@ void PassRunner::finishRow(const PassJob& job, const Layout& layout, int32_t y) 
 }
 
 void PassRunner::run(const PassJob& job) {
-  const auto [size, stride] = job.geometry;
+  const int32_t size = job.geometry.size;
   const Rect& target = job.target;
-  const BlockPositions down(size, stride, job.plane.height, target.top, target.bottom);
-  const Layout layout(job.geometry,
-                      BlockPositions(size, stride, job.plane.width, target.left, target.right));
+  const BlockPositions down(size, job.geometry.stride, job.plane.height, target.top, target.bottom);
+  const Layout layout(job.geometry, BlockPositions(size, job.geometry.stride, job.plane.width,
+                                                   target.left, target.right));
   begin(job, layout);
   int32_t loaded = down.first;
   int32_t finished = down.first;
@@ -252,7 +252,7 @@ void PassRunner::run(const PassJob& job) {
     shrinkRow(job, layout, top);
   };
   for (int32_t i = 0; i < down.count; ++i)
-    rowOfBlocks(down.first + i * stride);
+    rowOfBlocks(down.first + i * job.geometry.stride);
   if (down.atEnd) rowOfBlocks(down.last);
   for (; finished < target.bottom; ++finished)
     finishRow(job, layout, finished);

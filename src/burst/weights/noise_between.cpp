@@ -22,26 +22,27 @@ constexpr std::size_t kQuietest = 10;  // one block in ten is as quiet or quiete
 constexpr double kQuietBias = 0.915;
 constexpr float kUnusable = -1;
 
-/// How much of the variance of white noise is left in the difference of a sample and one that was
-/// interpolated at a pair of phases, as the factor that makes its standard deviation that of one
-/// frame: 1 / sqrt(1 + gain^2 * noise of x * noise of y).
+/// How much of white noise is left in the difference of a sample and one that was interpolated at a
+/// pair of phases, as the factor that makes its standard deviation that of one frame:
+/// 1 / sqrt(1 + gain^2 * noise of x * noise of y).
 class Evenness {
  public:
-  explicit Evenness(double gain) {
-    for (int32_t phase = 0; phase < kPhases; ++phase)
-      left_[index(phase)] = catmullRomNoise(phase);
-    square_ = static_cast<float>(gain * gain);
+  Evenness(Memory& memory, double gain) : factors_(memory, std::size_t{kPhases} * kPhases) {
+    const auto square = static_cast<float>(gain * gain);
+    for (int32_t y = 0; y < kPhases; ++y) {
+      for (int32_t x = 0; x < kPhases; ++x) {
+        factors_[index(x, y)] = 1 / std::sqrt(1 + square * catmullRomNoise(x) * catmullRomNoise(y));
+      }
+    }
   }
-  [[nodiscard]] float factor(int32_t x, int32_t y) const {
-    return 1 / std::sqrt(1 + square_ * left_[index(x)] * left_[index(y)]);
-  }
+  /// For positions with six fraction bits.
+  [[nodiscard]] float factor(int32_t x, int32_t y) const { return factors_[index(x, y)]; }
 
  private:
-  static std::size_t index(int32_t position) {
-    return static_cast<std::size_t>(position & (kPhases - 1));
+  static std::size_t index(int32_t x, int32_t y) {
+    return static_cast<std::size_t>((y & (kPhases - 1)) << kPhaseBits | (x & (kPhases - 1)));
   }
-  std::array<float, kPhases> left_;
-  float square_;
+  Buffer<float> factors_;
 };
 
 bool clipped(const SourcePlane& plane, const Rect& block) {
@@ -113,7 +114,7 @@ double planeNoise(Memory& memory, Workers& workers, const MatchedPair& pair, int
   }
   const Buffer<float> noise(memory,
                             static_cast<std::size_t>(across) * static_cast<std::size_t>(down));
-  const Evenness evenness(pair.gain);
+  const Evenness evenness(memory, pair.gain);
   workers.run(down, 0, [&](int32_t j, int32_t worker) {
     float* out = noise.data() + static_cast<std::ptrdiff_t>(j) * across;
     for (int32_t i = 0; i < across; ++i) {

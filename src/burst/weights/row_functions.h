@@ -26,6 +26,9 @@ struct WeightBounds {
 };
 
 struct WeightFunctions {
+  /// inside[i] = 1 where a position lies in 0 .. lastX, 0 .. lastY, else 0, for i in [0, count).
+  void (*findInside)(const int32_t* x, const int32_t* y, int32_t lastX, int32_t lastY,
+                     int32_t count, uint8_t* inside);
   /// difference[i] = warped[i] - 32 * reference[i], limited to +-8191, for i in [0, count).
   void (*subtract)(const int16_t* warped, const uint8_t* reference, int32_t count,
                    int16_t* difference);

@@ -12,6 +12,16 @@ namespace {  // each including file gets copies of its own, compiled for its set
 // 25 * 8191^2 = 1.68e9.
 constexpr int32_t kLargestDifference = 8191;
 
+void findInside(const int32_t* __restrict x, const int32_t* __restrict y, int32_t lastX,
+                int32_t lastY, int32_t count, uint8_t* __restrict inside) {
+  for (int32_t i = 0; i < count; ++i) {
+    // Negative positions are large ones without their sign.
+    const bool inX = static_cast<uint32_t>(x[i]) <= static_cast<uint32_t>(lastX);
+    const bool inY = static_cast<uint32_t>(y[i]) <= static_cast<uint32_t>(lastY);
+    inside[i] = static_cast<uint8_t>(inX & inY);
+  }
+}
+
 void subtract(const int16_t* __restrict warped, const uint8_t* __restrict reference, int32_t count,
               int16_t* __restrict difference) {
   for (int32_t i = 0; i < count; ++i) {
@@ -107,6 +117,7 @@ void meanOf9(const uint8_t* const* rows, int32_t count, uint8_t* __restrict out)
 }
 
 constexpr WeightFunctions kLoops = {
+    .findInside = findInside,
     .subtract = subtract,
     .slide = slide,
     .weigh = weigh,

@@ -39,6 +39,9 @@ class WarpedPlane {
       row(y, static_cast<const int16_t*>(warped));
     }
   }
+  /// The position of the frame's last sample, six fraction bits.
+  [[nodiscard]] int32_t lastX() const { return lastX_; }
+  [[nodiscard]] int32_t lastY() const { return lastY_; }
   /// Whether a position lies between the first and the last sample of the frame on both axes.
   [[nodiscard]] bool inside(int32_t x, int32_t y) const {
     return x >= 0 && y >= 0 && x <= lastX_ && y <= lastY_;
@@ -54,7 +57,7 @@ class WarpedPlane {
   LevelMatch match_;
   const WindowTable* windows_;
   PositionGrid positions_;
-  int32_t lastX_;  ///< the last sample's position, six fraction bits
+  int32_t lastX_;
   int32_t lastY_;
 };
 

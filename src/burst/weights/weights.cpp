@@ -78,11 +78,15 @@ void weighTile(const WarpedPlane& warped, const WeightBounds& bounds, const Rect
     const int32_t r = y - around.top;
     uint8_t* const samples = rowOf(scratch.samples, r) + before;
     uint8_t* const inside = rowOf(scratch.inside, r) + before;
-    for (int32_t i = 0; i < count; ++i) {
-      samples[i] = warped.reference().at(part.left + i, y);
-      const auto at = static_cast<std::size_t>(i);
-      inside[i] = warped.inside(scratch.warp.x[at], scratch.warp.y[at]) ? 1 : 0;
+    const SourcePlane& reference = warped.reference();
+    if (reference.step == 1) {
+      std::copy_n(reference.row(y) + part.left, count, samples);
+    } else {
+      for (int32_t i = 0; i < count; ++i)
+        samples[i] = reference.at(part.left + i, y);
     }
+    functions.findInside(scratch.warp.x.data(), scratch.warp.y.data(), warped.lastX(),
+                         warped.lastY(), count, inside);
     int16_t* const differences = rowOf(scratch.differences, r) + before;
     functions.subtract(values, samples, count, differences);
     repeatEnds(samples, before, count, behind);

@@ -32,9 +32,12 @@ struct Vectors256 {
   static Words fillPairs(int32_t pair) { return _mm256_set1_epi32(pair); }
   static Words add(Words a, Words b) { return _mm256_add_epi16(a, b); }
   static Words subtract(Words a, Words b) { return _mm256_sub_epi16(a, b); }
-  static Words magnitude(Words a) { return _mm256_abs_epi16(a); }
-  static Words larger(Words a, Words b) { return _mm256_cmpgt_epi16(a, b); }
-  static Words both(Words a, Words mask) { return _mm256_and_si256(a, mask); }
+  /// Takes values away whose magnitude is not larger than the threshold, counts the others.
+  static void keepLarger(Words& a, Words threshold, Words& kept) {
+    const __m256i keep = _mm256_cmpgt_epi16(_mm256_abs_epi16(a), threshold);
+    a = _mm256_and_si256(a, keep);
+    kept = _mm256_sub_epi16(kept, keep);
+  }
   template <int Shift>
   static Words shiftRight(Words a) {
     return _mm256_srli_epi16(a, Shift);
