@@ -1,7 +1,9 @@
 // Other scales, and registration on frames of many sizes.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "burst/peers.h"
 #include "burst/sections.h"
@@ -58,7 +60,6 @@ void measureRegistration(const Plan& plan) {
     const char* name;
     double reduction;
   };
-  // 14.4, 13.4, 7.6, 6.3, 6.2, 4, 1.4 and 0.35 megapixels.
   constexpr std::array<Photo, 9> kPhotos = {{{"sunset_by_Aitzol_Berasategi", 1},
                                              {"Dragonfly_by_Bolly", 1},
                                              {"aitzgorri_by_Aitzol_Berasategi", 1},
@@ -68,22 +69,29 @@ void measureRegistration(const Plan& plan) {
                                              {"aloeL", 1},
                                              {"life_by_Aitzol_Berasategi", 4},
                                              {"picosdeeuropa_by_Aitzol_Berasategi", 4}}};
+  constexpr double kShown = 0.9;  // of the photo in a frame
+  constexpr double kFar = 0.035;  // a shift of so much of the width
   Table table("mean error over the frame in pixels");
   Table largest("largest error in pixels");
   for (const Photo& photo : kPhotos) {
     const auto master = readMaster(photoPath(photo.name), photo.reduction);
     if (!master) continue;
-    constexpr int kMargin = 64;
-    const Size frame = {(master->size().width - 2 * kMargin) / 2 * 2,
-                        (master->size().height - 2 * kMargin) / 2 * 2};
+    const Size frame = {static_cast<int>(master->size().width * kShown) / 2 * 2,
+                        static_cast<int>(master->size().height * kShown) / 2 * 2};
     const double megapixels = 1e-6 * frame.width * frame.height;
     const Camera camera(*master, frame, 1);
     const Samples first = camera.take({});
-    for (const int k : {1, 4}) {
+    tool::KnownMotion far;
+    far.angle = 0.012;
+    far.scale = 1.005;
+    far.shift = {kFar * frame.width, -0.6 * kFar * frame.width};
+    const std::array<std::pair<const char*, Matrix>, 3> motions = {
+        {{"near", handHeld(1, frame)}, {"tilted", handHeld(4, frame)}, {"far", far.matrix(frame)}}};
+    for (const auto& [name, motion] : motions) {
       View view;
-      view.motion = handHeld(k, frame);
+      view.motion = motion;
       const Samples second = camera.take(view);
-      const std::string row = master->name + tool::format(", %.1f MP, motion %d", megapixels, k);
+      const std::string row = master->name + tool::format(", %.1f MP, ", megapixels) + name;
       for (const double noise : plan.noise) {
         const std::vector<Picture> frames = {developed(first, {.noise = noise}, 1),
                                              developed(second, {.noise = noise}, 2)};
