@@ -22,6 +22,11 @@ constexpr double kGoodScore = 2;
 constexpr double kLeastOverlap = 0.4;
 constexpr double kFewestPixels = 0.05;
 
+// A residual in grey levels that noise alone hardly explains, and which share of the one before a
+// registration that moves the frame must fall below.
+constexpr double kSuspicious = 6;
+constexpr double kHardlyBetter = 0.85;
+
 // Shares of the work, see registrationWork().
 constexpr double kCoarseShare = 0.15;
 constexpr double kMiddleShare = 0.35;
@@ -60,6 +65,18 @@ bool upright(const Homography& homography, Size size) {
   return true;
 }
 
+// By how much the corners of a frame move, in pixels.
+double meanShift(const Homography& homography, Size size) {
+  double sum = 0;
+  for (int32_t corner = 0; corner < 4; ++corner) {
+    const Point at = {(corner & 1) != 0 ? size.width - 1.0 : 0,
+                      (corner & 2) != 0 ? size.height - 1.0 : 0};
+    const Point to = homography(at);
+    sum += std::sqrt((to.x - at.x) * (to.x - at.x) + (to.y - at.y) * (to.y - at.y));
+  }
+  return sum / 4;
+}
+
 class PairAligner {
  public:
   PairAligner(Memory& memory, Workers& workers, const Pyramid& reference, const Pyramid& frame)
@@ -83,6 +100,7 @@ class PairAligner {
   [[nodiscard]] int32_t coarse() const { return std::min(3, top_); }
 
   void alignCoarsely(Alignment& alignment, double weight);
+  void alignFinely(Alignment& alignment, double weight);
   Alignment bestStart(const Homography* hint, double weight);
   [[nodiscard]] double overlap(const Homography& homography) const;
   Judgement judge(const Alignment& alignment);
@@ -150,23 +168,41 @@ Judgement PairAligner::judge(const Alignment& alignment) {
   return {at(coarse()).fit(alignment), overlap(alignment.homography)};
 }
 
-PairRegistration PairAligner::run(const Homography* hint) {
-  const double work = registrationWork(frame_.luma.size);
-  Alignment alignment = bestStart(hint, kCoarseShare * work);
+// From the middle level down to the lowest.
+void PairAligner::alignFinely(Alignment& alignment, double weight) {
   const auto middle = static_cast<std::size_t>(middle_);
-  at(middle_).align(alignment, Model::homography, 12, true, kMiddleShare * work);
+  at(middle_).align(alignment, Model::homography, 12, true, kMiddleShare * weight);
   matchBrightness(memory_, reference_.levels[middle], frame_.levels[middle], middle_, alignment);
   const double share = (1 - kCoarseShare - kMiddleShare) / std::max(1, middle_ - bottom_);
   for (int32_t level = middle_ - 1; level >= bottom_; --level)
-    at(level).align(alignment, Model::homography, 5, false, share * work);
+    at(level).align(alignment, Model::homography, 5, false, share * weight);
+}
+
+PairRegistration PairAligner::run(const Homography* hint) {
+  const double work = registrationWork(frame_.luma.size);
+  LevelAligner& half = at(std::min(1, top_));
+  const double before = half.residual({});
+  Alignment alignment = bestStart(hint, kCoarseShare * work);
+  alignFinely(alignment, work);
+  double after = half.residual(alignment);
+  if (after > kSuspicious && after > kHardlyBetter * before) {
+    // A texture too fine for the coarse levels leads them anywhere. Hand-held frames are close.
+    Alignment near;
+    at(middle_).align(near, Model::shift, 12, true, 0);
+    alignFinely(near, 0);
+    const double other = half.residual(near);
+    if (other < after) {
+      alignment = near;
+      after = other;
+    }
+  }
 
   PairRegistration result;
   result.homography = alignment.homography;
   result.gain = alignment.gain;
   result.bias = alignment.bias;
-  LevelAligner& half = at(std::min(1, top_));
-  result.residualBefore = half.residual({});
-  result.residualAfter = half.residual(alignment);
+  result.residualBefore = before;
+  result.residualAfter = after;
 
   // What a registration may add to the difference of a pair that did not need any.
   constexpr double kSlack = 0.05;
@@ -179,7 +215,8 @@ PairRegistration PairAligner::run(const Homography* hint) {
     result.use = VELMORA_SR_BURST_LOW_OVERLAP;
   } else if (!judgement.good()) {
     result.use = VELMORA_SR_BURST_NO_MOTION;
-  } else if (result.residualAfter > result.residualBefore + kSlack) {
+  } else if (after > before + kSlack || (after > kSuspicious && after > kHardlyBetter * before &&
+                                         meanShift(alignment.homography, frame_.luma.size) > 1)) {
     result.use = VELMORA_SR_BURST_RESIDUAL;
   } else {
     result.use = VELMORA_SR_BURST_USED;
