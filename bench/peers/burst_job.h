@@ -11,7 +11,7 @@
 
 namespace velmora::bench {
 
-/// Hand-held frames of the drawn scene, noise 3.
+/// Hand-held frames of the drawn scene, noise 3; width and height are even.
 std::vector<Nv12Frame> burstFrames(int width, int height, int count);
 
 class BurstJob {

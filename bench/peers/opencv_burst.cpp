@@ -121,6 +121,9 @@ cv::Mat btvL1(std::span<const cv::Mat> luma) {
   job->nextFrame(colour);
   cv::Mat grey;
   cv::cvtColor(colour, grey, cv::COLOR_BGR2GRAY);
+  // The super-resolution leaves out the reach of its regularisation at the edges.
+  const int cut = job->getKernelSize();
+  cv::copyMakeBorder(grey, grey, cut, cut, cut, cut, cv::BORDER_REPLICATE);
   return grey;
 }
 

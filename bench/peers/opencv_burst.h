@@ -31,7 +31,7 @@ cv::Mat meanOf(std::span<const cv::Mat> planes, std::span<const cv::Matx33d> map
 cv::Mat denoised(const cv::Mat& plane, double noise);
 
 /// Luma of twice the size around the first frame by BTV-L1 super-resolution with Farneback's
-/// optical flow; its sample (2x, 2y) lies at pixel (x, y).
+/// optical flow; its sample (2x, 2y) lies at pixel (x, y). The outermost samples repeat the next.
 cv::Mat btvL1(std::span<const cv::Mat> luma);
 
 }  // namespace velmora::bench
