@@ -1,6 +1,7 @@
 #include "burst/reconstruction/noise_tables.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "burst/reconstruction/block_spectrum.h"
@@ -58,6 +59,16 @@ CoefficientNoise noiseOf(const BlockSpectrum<8>& of8, const BlockSpectrum<16>& o
     }
   }
   return noise;
+}
+
+// What sharpening does to the standard deviation of white noise. What is measured on frames has
+// been through it.
+double gainOfSharpening(int32_t sharpened) {
+  const double a = sharpened / 1024.0;
+  const double middle = 1 + a * 12 / 16;
+  const double beside = a * 2 / 16;
+  const double corner = a / 16;
+  return std::sqrt(middle * middle + 4 * beside * beside + 4 * corner * corner);
 }
 
 }  // namespace
@@ -126,7 +137,7 @@ void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> t
       of16.add(result.samples);
     }
     (*part.task->tables)[static_cast<std::size_t>(part.frames - 1)] =
-        noiseOf(of8, of16, kNoiseScale);
+        noiseOf(of8, of16, kNoiseScale * gainOfSharpening(part.task->job->sharpened));
   });
 }
 
