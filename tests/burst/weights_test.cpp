@@ -105,6 +105,24 @@ TEST_F(WeightsTest, WhatMovesOrChangesItsColourDoesNotCount) {
   }
 }
 
+TEST_F(WeightsTest, BetweenTilesThatMovedApartNothingCounts) {
+  LocalField field;
+  field.tiles = {18, 12};
+  field.accepted = 1;
+  field.shifts = Buffer<float>(memory_, 2 * 18 * 12);
+  std::fill(field.shifts.data(), field.shifts.data() + field.shifts.size(), 0.0f);
+  // The tiles from column 10 on: their centres lie at luma column 175.5 and beyond.
+  for (std::size_t i = 0; i < 12; ++i)
+    std::fill(&field.shifts[2 * (18 * i + 10)], &field.shifts[2 * (18 * i + 17)] + 2, 1.0f);
+  motion_.field = &field;
+  const Scene flat = [](int32_t, double, double) { return 100.0; };
+  const DrawnFrame reference(kSize, flat);
+  const Weights weights = weigh(reference, reference, {}, {{2, 1, 1}});
+  EXPECT_EQ(mean(weights, {4, 4, 78, 100}), 255);
+  EXPECT_EQ(mean(weights, {80, 4, 87, 100}), 0);
+  EXPECT_EQ(mean(weights, {89, 4, 140, 100}), 255);
+}
+
 TEST_F(WeightsTest, AreTheSameWithEverySetAndAnyThreads) {
   // Integer noise: the C library's sines may differ in their last bit.
   Random random(5);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "burst/weights/field_limits.h"
 #include "burst/weights/row_functions.h"
 #include "burst/weights/warped_plane.h"
 
@@ -206,6 +207,7 @@ Weights weighPair(Memory& memory, Workers& workers, const MatchedPair& pair,
     scratch[static_cast<std::size_t>(w)] = TileScratch(memory, window);
   }
 
+  const FieldLimits limits(memory, pair.motion->field);
   const WeightBounds luma = boundsFor(noise.sigma[0]);
   const WeightBounds u = boundsFor(noise.sigma[1]);
   const WeightBounds v = boundsFor(noise.sigma[2]);
@@ -223,6 +225,7 @@ Weights weighPair(Memory& memory, Workers& workers, const MatchedPair& pair,
                 keepSmaller(own, tile, half);
                 int64_t total = 0;
                 for (int32_t y = tile.top; y < tile.bottom; ++y) {
+                  if (limits.any()) limits.apply(y, tile.left, tile.right, half.row(y));
                   for (int32_t x = tile.left; x < tile.right; ++x)
                     total += half.row(y)[x];
                 }
