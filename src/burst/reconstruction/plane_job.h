@@ -8,7 +8,7 @@
 #include "burst/reconstruction/functions.h"
 #include "burst/reconstruction/geometry.h"
 #include "burst/reconstruction/rules.h"
-#include "burst/reconstruction/samples.h"
+#include "burst/resampling/samples.h"
 #include "velmora_sr/burst.h"
 
 namespace velmora::burst {

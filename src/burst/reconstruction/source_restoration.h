@@ -4,7 +4,7 @@
 
 #include <span>
 
-#include "burst/reconstruction/samples.h"
+#include "burst/resampling/samples.h"
 #include "burst/restoration/restoration.h"
 #include "burst/workers.h"
 

@@ -22,7 +22,7 @@ WarpedPlane::WarpedPlane(Memory& memory, Workers& workers, const MatchedPair& pa
                          const WindowTable& windows)
     : reference_(pair.reference->planes[plane]),
       frame_(pair.frame->planes[plane]),
-      match_(LevelMatch::of(plane, pair.gain, pair.bias)),
+      levels_(matchedLevels(pair.gain, pair.bias, plane != 0)),
       windows_(&windows),
       positions_(positionsOf(memory, workers, pair, plane)),
       lastX_((frame_.size.width - 1) << kPhaseBits),

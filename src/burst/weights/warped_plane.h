@@ -3,7 +3,7 @@
 #define VELMORA_SRC_BURST_WEIGHTS_WARPED_PLANE_H
 
 #include "burst/resampling/positions.h"
-#include "burst/resampling/source_window.h"
+#include "burst/resampling/samples.h"
 #include "burst/resampling/taps.h"
 #include "burst/weights/noise_between.h"
 
@@ -33,7 +33,8 @@ class WarpedPlane {
   template <typename Row>
   void rows(const Rect& part, const WarpScratch& scratch, int16_t* warped, const Row& row) const {
     const Rect window = windowOf(part);
-    loadWindow(frame_, window, match_, scratch.window.data(), window.width());
+    readSamples({.bytes = frame_, .levels = &levels_}, window, scratch.window.data(),
+                window.width());
     for (int32_t y = part.top; y < part.bottom; ++y) {
       readRow(y, part, window, scratch, warped);
       row(y, static_cast<const int16_t*>(warped));
@@ -54,7 +55,7 @@ class WarpedPlane {
 
   SourcePlane reference_;
   SourcePlane frame_;
-  LevelMatch match_;
+  Levels levels_;
   const WindowTable* windows_;
   PositionGrid positions_;
   int32_t lastX_;

@@ -1,6 +1,6 @@
-// The samples of a frame's plane as the reconstruction reads them.
-#ifndef VELMORA_SRC_BURST_RECONSTRUCTION_SAMPLES_H
-#define VELMORA_SRC_BURST_RECONSTRUCTION_SAMPLES_H
+// Parts of planes as samples of the library's own.
+#ifndef VELMORA_SRC_BURST_RESAMPLING_SAMPLES_H
+#define VELMORA_SRC_BURST_RESAMPLING_SAMPLES_H
 
 #include "burst/memory.h"
 
@@ -16,11 +16,11 @@ Levels matchedLevels(double gain, double bias, bool chroma);
 
 /// One of three kinds of planes.
 struct SampleSource {
-  SourcePlane bytes;               ///< a plane of the caller's,
-  const Levels* levels = nullptr;  ///< and what its levels mean: null for the other kinds
-  Plane<const int16_t> samples;    ///< samples that are ready
-  bool periodic = false;           ///< whose size is a power of two; they go on for ever,
-  int32_t shift = 0;               ///< moved by so many samples on both axes
+  SourcePlane bytes = {};             ///< a plane of the caller's,
+  const Levels* levels = nullptr;     ///< and what its levels mean: null for the other kinds
+  Plane<const int16_t> samples = {};  ///< samples that are ready
+  bool periodic = false;              ///< whose size is a power of two; they go on for ever,
+  int32_t shift = 0;                  ///< moved by so many samples on both axes
 };
 
 /// Copies a part of a plane, which may reach beyond it: planes are mirrored at their borders.
@@ -28,4 +28,4 @@ void readSamples(const SampleSource& source, const Rect& part, int16_t* out, std
 
 }  // namespace velmora::burst
 
-#endif  // VELMORA_SRC_BURST_RECONSTRUCTION_SAMPLES_H
+#endif  // VELMORA_SRC_BURST_RESAMPLING_SAMPLES_H

@@ -1,4 +1,4 @@
-#include "burst/reconstruction/samples.h"
+#include "burst/resampling/samples.h"
 
 #include <algorithm>
 #include <cmath>
