@@ -65,6 +65,13 @@ void BlockSpectrum<kSide>::add(Plane<const int16_t> samples) {
 }
 
 template <std::size_t kSide>
+void BlockSpectrum<kSide>::add(const BlockSpectrum& other) {
+  for (std::size_t i = 0; i < power_.size(); ++i)
+    power_[i] += other.power_[i];
+  blocks_ += other.blocks_;
+}
+
+template <std::size_t kSide>
 double BlockSpectrum<kSide>::rootMeanSquare(std::size_t u, std::size_t v) const {
   // The orthonormal transform has sqrt(1 / kSide) per axis for coefficient 0, sqrt(2 / kSide) for
   // the others.

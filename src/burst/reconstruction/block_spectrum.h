@@ -14,6 +14,8 @@ class BlockSpectrum {
  public:
   /// All blocks that fit into a plane, from its first sample on.
   void add(Plane<const int16_t> samples);
+  /// What another spectrum has added.
+  void add(const BlockSpectrum& other);
   [[nodiscard]] int64_t blocks() const { return blocks_; }
   /// Root mean square of coefficient (u, v) of the orthonormal transform, [v * kSide + u]; only
   /// after a block.

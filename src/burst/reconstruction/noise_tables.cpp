@@ -46,20 +46,77 @@ PlaneJob noiseJob(const PlaneJob& job, int32_t frames, Plane<const int16_t> nois
   return result;
 }
 
-// In units of `unit`. Where no block of 16 fits, coefficients of 8 stand in for those of 16.
-CoefficientNoise noiseOf(const BlockSpectrum<8>& of8, const BlockSpectrum<16>& of16, double unit) {
-  CoefficientNoise noise;
-  for (std::size_t v = 0; v < 16; ++v) {
-    for (std::size_t u = 0; u < 16; ++u) {
-      const double value =
-          of16.blocks() > 0 ? of16.rootMeanSquare(u, v) : of8.rootMeanSquare(u / 2, v / 2);
-      noise.of16[16 * v + u] = static_cast<float>(value / unit);
-      if (u < 8 && v < 8)
-        noise.of8[8 * v + u] = static_cast<float>(of8.rootMeanSquare(u, v) / unit);
+// The spectrum of a window, and those of its parts: turned frames lie apart by another fraction of
+// a sample in each.
+class WindowSpectrum {
+ public:
+  void add(Plane<const int16_t> samples) {
+    std::size_t i = 0;
+    for (int32_t top = 0; top < samples.size.height; top += kPart) {
+      for (int32_t left = 0; left < samples.size.width; left += kPart) {
+        if (i == parts_.size()) parts_.emplace_back();
+        parts_[i++].add({samples.row(top) + left,
+                         samples.pitch,
+                         {std::min(kPart, samples.size.width - left),
+                          std::min(kPart, samples.size.height - top)}});
+      }
     }
+    of16_.add(samples);
   }
-  return noise;
-}
+
+  // In units of `unit`. Where no block of 16 fits, coefficients of 8 stand in for those of 16.
+  [[nodiscard]] CoefficientNoise noise(double unit) const {
+    BlockSpectrum<8> of8;
+    for (const BlockSpectrum<8>& part : parts_)
+      of8.add(part);
+    CoefficientNoise noise;
+    for (std::size_t v = 0; v < 8; ++v) {
+      for (std::size_t u = 0; u < 8; ++u) {
+        const double factor = unevenness(of8, u, v) / unit;
+        noise.of8[8 * v + u] = static_cast<float>(of8.rootMeanSquare(u, v) * factor);
+        for (const std::size_t i : {16 * 2 * v + 2 * u, 16 * 2 * v + 2 * u + 1,
+                                    16 * (2 * v + 1) + 2 * u, 16 * (2 * v + 1) + 2 * u + 1}) {
+          const double value =
+              of16_.blocks() > 0 ? of16_.rootMeanSquare(i % 16, i / 16) : of8.rootMeanSquare(u, v);
+          noise.of16[i] = static_cast<float>(value * factor);
+        }
+      }
+    }
+    return noise;
+  }
+
+ private:
+  static constexpr int32_t kPart = 64;
+
+  // By how much a coefficient is stronger in the strongest quarter of the parts than in all: where
+  // frames happen to lie on the same samples, nothing damps stripes of two samples' width, and what
+  // the mean lets through there can be seen.
+  [[nodiscard]] double unevenness(const BlockSpectrum<8>& all, std::size_t u, std::size_t v) const {
+    constexpr std::size_t kFewest = 8;
+    if (parts_.size() < kFewest) return 1;
+    std::vector<double> powers;
+    double blocks = 0;
+    for (const BlockSpectrum<8>& part : parts_) {
+      if (part.blocks() == 0) continue;
+      const double value = part.rootMeanSquare(u, v);
+      powers.push_back(value * value);
+      blocks = static_cast<double>(part.blocks());
+    }
+    std::sort(powers.begin(), powers.end());
+    const std::size_t quarter = (powers.size() + 3) / 4;
+    double strongest = 0;
+    for (std::size_t i = powers.size() - quarter; i < powers.size(); ++i)
+      strongest += powers[i] / static_cast<double>(quarter);
+    // The strongest quarter of equally strong parts, of which each is the mean of so many squares,
+    // lies above their mean by 1.27 standard deviations.
+    const double byChance = 1 + 1.27 * std::sqrt(2 / blocks);
+    const double mean = all.rootMeanSquare(u, v);
+    return mean == 0 ? 1 : std::max(1.0, std::sqrt(strongest / byChance) / mean);
+  }
+
+  std::vector<BlockSpectrum<8>> parts_;
+  BlockSpectrum<16> of16_;
+};
 
 // What sharpening does to the standard deviation of white noise. What is measured on frames has
 // been through it.
@@ -128,16 +185,14 @@ void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> t
     const Part& part = parts[static_cast<std::size_t>(i)];
     const Rect window = windowOf(part.task->job->geometry.size());
     const int32_t rounds = kMeasured / (window.width() * window.height());
-    BlockSpectrum<8> of8;
-    BlockSpectrum<16> of16;
+    WindowSpectrum spectrum;
     for (int32_t round = 0; round < std::max(1, rounds); ++round) {
       const PlaneJob job = noiseJob(*part.task->job, part.frames, part.noise->plane(), round);
       const TileSums::Result result = scratch[static_cast<std::size_t>(worker)].run(job, window);
-      of8.add(result.samples);
-      of16.add(result.samples);
+      spectrum.add(result.samples);
     }
     (*part.task->tables)[static_cast<std::size_t>(part.frames - 1)] =
-        noiseOf(of8, of16, kNoiseScale * gainOfSharpening(part.task->job->sharpened));
+        spectrum.noise(kNoiseScale * gainOfSharpening(part.task->job->sharpened));
   });
 }
 
