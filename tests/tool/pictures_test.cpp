@@ -14,7 +14,9 @@
 #include "formats/exif.h"
 #include "formats/icc.h"
 #include "formats/jpeg.h"
+#include "formats/jpeg_metadata.h"
 #include "formats/png.h"
+#include "formats/upright.h"
 #include "frame_io.h"
 #include "support/random.h"
 #include "support/scratch_directory.h"
@@ -236,21 +238,21 @@ TEST_F(Pictures, JpegIsTurnedUpright) {
     EXPECT_EQ(picture.v.samples, picture.y.samples);
     for (const bool big : {false, true}) {
       const Bytes jpeg = withOrientation(grey, orientation, big);
-      EXPECT_EQ(exifOrientation(jpeg), orientation);
+      EXPECT_EQ(exifOrientation(jpegMetadata(jpeg).exif), orientation);
       EXPECT_EQ(read(jpeg).size(), orientation < 5 ? (Size{32, 16}) : (Size{16, 32}));
     }
   }
-  EXPECT_EQ(exifOrientation(withOrientation(grey, 9, true)), 1);
-  EXPECT_EQ(exifOrientation(withOrientation(grey, 0, false)), 1);
+  EXPECT_EQ(exifOrientation(jpegMetadata(withOrientation(grey, 9, true)).exif), 1);
+  EXPECT_EQ(exifOrientation(jpegMetadata(withOrientation(grey, 0, false)).exif), 1);
   // No prefix and no changed byte of the segment may be read beyond its end; the sanitizers watch.
   const Bytes good = withOrientation(grey, 6, true);
   velmora::test::Random random(11);
   for (std::size_t length = 0; length < 60; ++length)
-    exifOrientation(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)));
+    jpegMetadata(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)));
   for (int i = 0; i < 2000; ++i) {
     auto damaged = good;
     damaged[static_cast<std::size_t>(random.range(2, 59))] = static_cast<uint8_t>(random.next());
-    const int orientation = exifOrientation(damaged);
+    const int orientation = exifOrientation(jpegMetadata(damaged).exif);
     EXPECT_TRUE(orientation >= 1 && orientation <= 8);
   }
 }
@@ -262,11 +264,13 @@ TEST_F(Pictures, ProfilesGoAlong) {
   head.replace(0, 4, "\0\2\x49\xF0"s).replace(8, 1, "\2").replace(12, 12, "mntrRGB XYZ ");
   head.replace(36, 4, "acsp").replace(68, 12, "\0\0\xF6\xD6\0\1\0\0\0\0\xD3\x2D"s);
   std::copy(head.begin(), head.end(), profile.begin());
-  const auto kept = [&] { return openInput({file(), {}, {}})->info().iccProfile; };
+  const auto kept = [&] { return openInput({file(), {}, {}})->info().metadata.iccProfile; };
   const Picture picture = softPicture({40, 30});
-  EXPECT_GT(psnr(written(createJpeg(file(), 90, profile), picture).y, picture.y), 40);
+  Metadata metadata;
+  metadata.iccProfile = profile;
+  EXPECT_GT(psnr(written(createJpeg(file(), 90, metadata), picture).y, picture.y), 40);
   EXPECT_EQ(kept(), profile);
-  written(createPng(file(), profile), picture);
+  written(createPng(file(), metadata), picture);
   EXPECT_EQ(kept(), profile);
   written(createPng(file()), picture);
   EXPECT_TRUE(kept().empty());

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "metadata.h"
 #include "picture.h"
 #include "timings.h"
 
@@ -27,9 +28,9 @@ struct StreamInfo {
   FileFormat format = FileFormat::png;
   Range range = Range::full;
   bool grey = false;
-  std::optional<long> frames;       ///< where the file tells
-  std::vector<uint8_t> iccProfile;  ///< PNG, JPEG: colour profile, empty for none
-  std::string y4mParameters;        ///< Y4M: the header's fields besides size, separated by blanks
+  std::optional<long> frames;  ///< where the file tells
+  Metadata metadata;           ///< pictures: what goes along
+  std::string y4mParameters;   ///< Y4M: the header's fields besides size, separated by blanks
 };
 
 class FrameReader {
@@ -111,9 +112,16 @@ struct OutputRequest {
 /// for "-"; ".yuv" keeps the layout of a raw input. Throws UsageError when nothing tells.
 FileFormat outputFormat(const OutputRequest& request, FileFormat input);
 
-/// Opens an output; `info` describes the frames to come (size, range, Y4M parameters).
-std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat format,
-                                        const StreamInfo& info);
+/// What becomes of an input: frames of this size in a file of this format, with the metadata that
+/// such a file can hold, brought up to date.
+StreamInfo outputInfo(const StreamInfo& input, Size size, FileFormat format);
+
+/// Opens an output; `info` describes the frames to come.
+std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, const StreamInfo& info);
+
+/// What the status line says of an output that lacks parts of its input: "; not kept: Exif, XMP",
+/// or nothing.
+std::string lossesOf(const StreamInfo& output);
 
 }  // namespace velmora::tool
 

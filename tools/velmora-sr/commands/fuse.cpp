@@ -135,10 +135,8 @@ void run(const Options& options) {
   const FusionResult result = fusePair(first.picture, second.picture, fusion);
   interrupt::check();
 
-  StreamInfo out = in;
-  out.size = result.picture.size();
-  out.format = format;
-  const auto writer = openOutput(request, format, out);
+  const StreamInfo out = outputInfo(in, result.picture.size(), format);
+  const auto writer = openOutput(request, out);
   const auto mask = options.mask.empty() ? nullptr : createPng(options.mask);
   writer->write(result.picture);
   if (mask) mask->write(maskOf(result, in.size));
@@ -151,7 +149,7 @@ void run(const Options& options) {
     return first.reader->name() + ": " + outcome(result) + "; " + bounds(result.region) + " (" +
            text(result.region.size()) + ") to " + text(out.size) +
            (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
-           tool::format(", %.2f s", time.count());
+           tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
 }
 

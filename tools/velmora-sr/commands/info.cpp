@@ -13,6 +13,7 @@
 #include "errors.h"
 #include "formats/foreign.h"
 #include "frame_io.h"
+#include "status.h"
 #include "streams.h"
 #include "velmora_sr/kernel_tables.h"
 
@@ -129,8 +130,17 @@ std::string describePicture(const StreamInfo& info) {
   if (info.grey) text += line("colour", "none: grey");
   if (info.frames) text += line("frames", std::to_string(*info.frames));
   if (!info.y4mParameters.empty()) text += line("parameters", info.y4mParameters);
-  if (!info.iccProfile.empty()) {
-    text += line("profile", std::to_string(info.iccProfile.size()) + " bytes of ICC");
+  const Metadata& metadata = info.metadata;
+  if (!metadata.iccProfile.empty()) {
+    text += line("profile", std::to_string(metadata.iccProfile.size()) + " bytes of ICC");
+  }
+  if (!metadata.exif.empty()) {
+    text += line("Exif", std::to_string(metadata.exif.size()) + " bytes");
+  }
+  if (!metadata.xmp.empty()) text += line("XMP", std::to_string(metadata.xmp.size()) + " bytes");
+  if (const auto& resolution = metadata.resolution) {
+    text += line("resolution",
+                 format("%.5g x %.5g per inch", resolution->x * 0.0254, resolution->y * 0.0254));
   }
   return text;
 }

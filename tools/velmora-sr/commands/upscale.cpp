@@ -21,8 +21,9 @@ constexpr const char* kHelp =
     "first and last of the output. Nothing is cropped: odd and small pictures are continued "
     "mirrored for the library and cut to size afterwards.\n"
     "Pictures and raw frames are taken as full-range BT.601 (JPEG) YUV with 4:2:0 chroma; a Y4M "
-    "keeps its range and its header. Grey pictures stay grey, colour profiles go along. A PNG's "
-    "transparent parts are laid over white; a JPEG is turned upright as its camera noted. Of a "
+    "keeps its range and its header. Grey pictures stay grey. A PNG's transparent parts are laid "
+    "over white. A picture is turned upright as its camera noted; Exif (without its thumbnail), "
+    "XMP, colour profile and resolution go along, and the status line names what is not kept. Of a "
     "clip that goes into a PNG or JPEG the first frame is taken. A signal to stop (Ctrl-C), or "
     "input that breaks off, leaves a clip of the frames done so far.";
 
@@ -96,10 +97,8 @@ void run(const Options& options) {
                   ", which is smaller: fine detail will alias, since nothing is filtered away");
   }
 
-  StreamInfo out = in;
-  out.size = size;
-  out.format = format;
-  const auto writer = openOutput(request, format, out);
+  const StreamInfo out = outputInfo(in, size, format);
+  const auto writer = openOutput(request, out);
   Enlarger enlarger(in.size, region, size, tuning);
   long count = 0;
   std::exception_ptr cut;
@@ -113,7 +112,7 @@ void run(const Options& options) {
   status().done([&] {
     return reader->name() + ": " + text(region.size()) + " to " + text(size) +
            (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
-           tool::format(", %.2f s", time.count());
+           tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
   if (cut) std::rethrow_exception(cut);
 }

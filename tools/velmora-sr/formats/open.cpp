@@ -3,10 +3,13 @@
 
 #include "errors.h"
 #include "file_names.h"
+#include "formats/exif.h"
 #include "formats/foreign.h"
 #include "formats/jpeg.h"
+#include "formats/jpeg_metadata.h"
 #include "formats/png.h"
 #include "formats/raw.h"
+#include "formats/xmp.h"
 #include "formats/y4m.h"
 #include "frame_io.h"
 #include "size_limits.h"
@@ -84,14 +87,45 @@ FileFormat outputFormat(const OutputRequest& request, FileFormat input) {
                    "give --output-format");
 }
 
-std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat format,
-                                        const StreamInfo& info) {
+StreamInfo outputInfo(const StreamInfo& input, Size size, FileFormat format) {
+  StreamInfo output = input;
+  output.size = size;
+  output.format = format;
+  Metadata& metadata = output.metadata;
+  if (!isPictureFormat(format)) {
+    if (!metadata.exif.empty()) metadata.leaveOut("Exif");
+    if (!metadata.xmp.empty()) metadata.leaveOut("XMP");
+    if (!metadata.iccProfile.empty()) metadata.leaveOut("colour profile");
+    if (metadata.resolution) metadata.leaveOut("resolution");
+    return output;
+  }
+  if (exifOrientation(metadata.exif) >= 5 && metadata.resolution) {
+    std::swap(metadata.resolution->x, metadata.resolution->y);
+  }
+  const bool upright = !metadata.exif.empty();
+  if (upright && !updateExif(metadata.exif, size)) {
+    metadata.exif.clear();
+    metadata.leaveOut("damaged Exif");
+  }
+  updateXmp(metadata.xmp, size, upright);
+  if (format == FileFormat::jpeg) fitIntoJpeg(metadata);
+  return output;
+}
+
+std::string lossesOf(const StreamInfo& output) {
+  std::string losses;
+  for (const std::string& what : output.metadata.leftOut)
+    losses += (losses.empty() ? "; not kept: " : ", ") + what;
+  return losses;
+}
+
+std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, const StreamInfo& info) {
   requireAcceptable(info.size, request.path);
-  switch (format) {
+  switch (info.format) {
     case FileFormat::png:
-      return createPng(request.path, info.iccProfile);
+      return createPng(request.path, info.metadata);
     case FileFormat::jpeg:
-      return createJpeg(request.path, request.jpegQuality, info.iccProfile);
+      return createJpeg(request.path, request.jpegQuality, info.metadata);
     case FileFormat::y4m:
       return createY4m(request.path, info.size, info.range,
                        info.y4mParameters.empty() ? kY4mStillParameters : info.y4mParameters);
@@ -105,7 +139,7 @@ std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat
     throw UsageError("-o: the name " + quoted(request.path) + " says " + text(dump->size) +
                      ", but the output is " + text(info.size));
   }
-  return createRaw(request.path, {info.size, format, dump.has_value()});
+  return createRaw(request.path, {info.size, info.format, dump.has_value()});
 }
 
 }  // namespace velmora::tool
