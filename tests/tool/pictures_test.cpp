@@ -8,6 +8,7 @@
 
 #include <cmath>
 
+#include "alpha.h"
 #include "colour.h"
 #include "demo/reference.h"
 #include "errors.h"
@@ -142,6 +143,32 @@ TEST_F(Pictures, PngOfEveryKind) {
                                 "\0\x40\0\x12\x34\0\xFF"s));
   EXPECT_EQ(deep.y.samples, (Bytes{0, 128, 255, 64, 18, 1, 254, 1, 191}));
   EXPECT_TRUE(deep.grey);
+  EXPECT_EQ(lossesOf(openInput({file(), {}, {}})->info()), "; 8 of 16 bits used");
+}
+
+TEST_F(Pictures, TransparencyComesBack) {
+  // Clear, faint, half and opaque, grey and in colour; what is clear has no colour.
+  const std::string grey = "\0\x30\0\x30\2\x30\x80\x30\xFF"s;
+  Picture read = this->read(png(4, 1, "\10\4\0\0\0"s, "", grey));
+  EXPECT_EQ(read.y.samples, (Bytes{255, 253, 151, 48}));
+  EXPECT_EQ(read.alpha.samples, (Bytes{0, 2, 128, 255}));
+  read = written(createPng(file()), read);
+  EXPECT_EQ(read.y.samples, (Bytes{255, 253, 151, 48}));
+  EXPECT_EQ(read.alpha.samples, (Bytes{0, 2, 128, 255}));
+  Bytes pixels(12);
+  takeOffWhite(Bytes{255, 253, 151, 48, 0, 100}, Bytes{0, 128, 1}, pixels);
+  EXPECT_EQ(pixels, (Bytes{255, 255, 0, 48, 0, 128, 0, 0, 1, 0, 0, 0}));
+  EXPECT_TRUE(this->read(png(1, 1, "\10\6\0\0\0"s, "", "\0\1\2\3\xFF"s)).alpha.samples.empty());
+
+  Picture soft = softPicture({33, 20});
+  soft.alpha = soft.y;
+  const Picture back = written(createPng(file()), soft);
+  EXPECT_EQ(back.alpha.samples, soft.alpha.samples);
+  Picture turned = soft;
+  turnUpright(turned, 6);
+  EXPECT_EQ(turned.alpha.samples, turned.y.samples);
+  EXPECT_EQ(lossesOf(outputInfo(openInput({file(), {}, {}})->info(), {1, 1}, FileFormat::jpeg)),
+            "; laid over white");
 }
 
 TEST_F(Pictures, PngUnpacksNoMoreThanThePicture) {

@@ -63,6 +63,10 @@ const char* name(FileFormat format) {
   return "?";
 }
 
+bool holdsAlpha(FileFormat format) {
+  return format == FileFormat::png;
+}
+
 bool isPictureFormat(FileFormat format) {
   return format == FileFormat::png || format == FileFormat::jpeg;
 }

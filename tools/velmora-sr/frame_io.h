@@ -18,6 +18,8 @@ enum class FileFormat { png, jpeg, y4m, nv12, nv21, i420 };
 
 /// The name users know a format by: "PNG", "JPEG", "Y4M", "NV12", ...
 const char* name(FileFormat format);
+/// A format that can hold the alpha of a picture.
+bool holdsAlpha(FileFormat format);
 /// A format that holds one picture rather than a row of frames.
 bool isPictureFormat(FileFormat format);
 bool isRawFormat(FileFormat format);
@@ -28,6 +30,8 @@ struct StreamInfo {
   FileFormat format = FileFormat::png;
   Range range = Range::full;
   bool grey = false;
+  bool transparent = false;    ///< the format can tell; sure when the first frame is read
+  int depth = 8;               ///< bits of a sample as stored; pictures have 8
   std::optional<long> frames;  ///< where the file tells
   Metadata metadata;           ///< pictures: what goes along
   std::string y4mParameters;   ///< Y4M: the header's fields besides size, separated by blanks

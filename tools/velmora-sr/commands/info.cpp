@@ -128,6 +128,9 @@ std::string describePicture(const StreamInfo& info) {
       line("size", std::to_string(info.size.width) + "x" + std::to_string(info.size.height));
   text += line("range", info.range == Range::full ? "full (0..255)" : "limited (16..235)");
   if (info.grey) text += line("colour", "none: grey");
+  if (info.transparent) text += line("transparency", "yes");
+  if (info.depth > 8)
+    text += line("depth", std::to_string(info.depth) + " bits, of which 8 are used");
   if (info.frames) text += line("frames", std::to_string(*info.frames));
   if (!info.y4mParameters.empty()) text += line("parameters", info.y4mParameters);
   const Metadata& metadata = info.metadata;

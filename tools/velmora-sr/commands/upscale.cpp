@@ -21,8 +21,9 @@ constexpr const char* kHelp =
     "first and last of the output. Nothing is cropped: odd and small pictures are continued "
     "mirrored for the library and cut to size afterwards.\n"
     "Pictures and raw frames are taken as full-range BT.601 (JPEG) YUV with 4:2:0 chroma; a Y4M "
-    "keeps its range and its header. Grey pictures stay grey. A PNG's transparent parts are laid "
-    "over white. A picture is turned upright as its camera noted; Exif (without its thumbnail), "
+    "keeps its range and its header. Grey pictures stay grey. Transparency stays in a PNG; "
+    "elsewhere what is behind it becomes white. A picture is turned upright as its camera noted; "
+    "Exif (without its thumbnail), "
     "XMP, colour profile and resolution go along, and the status line names what is not kept. Of a "
     "clip that goes into a PNG or JPEG the first frame is taken. A signal to stop (Ctrl-C), or "
     "input that breaks off, leaves a clip of the frames done so far.";

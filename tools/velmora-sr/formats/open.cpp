@@ -116,6 +116,8 @@ std::string lossesOf(const StreamInfo& output) {
   std::string losses;
   for (const std::string& what : output.metadata.leftOut)
     losses += (losses.empty() ? "; not kept: " : ", ") + what;
+  if (output.transparent && !holdsAlpha(output.format)) losses += "; laid over white";
+  if (output.depth > 8) losses += "; 8 of " + std::to_string(output.depth) + " bits used";
   return losses;
 }
 

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "alpha.h"
 #include "colour.h"
 #include "errors.h"
 #include "formats/exif.h"
@@ -140,20 +141,13 @@ bool readHeader(png_structp png, png_infop info, ReadJob& job) {
   return true;
 }
 
-// To 8-bit sRGB, grey or colour, transparent parts over white.
+// To 8-bit sRGB, grey or colour, with alpha where the file has transparent parts.
 bool startRows(png_structp png, png_infop info, int& passes) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
-  const bool transparent = (png_get_color_type(png, info) & PNG_COLOR_MASK_ALPHA) != 0 ||
-                           png_get_valid(png, info, PNG_INFO_tRNS) != 0;
   png_set_expand(png);
   // 16-bit files that do not tell their gamma are as sRGB as 8-bit ones.
   png_set_alpha_mode_fixed(png, PNG_ALPHA_PNG, PNG_DEFAULT_sRGB);
   if (png_get_bit_depth(png, info) == 16) png_set_scale_16(png);
-  if (transparent) {
-    const png_color_16 white = {0, 255, 255, 255, 255};
-    png_set_background_fixed(png, &white, PNG_BACKGROUND_GAMMA_SCREEN, 0, 0);
-  }
-  png_set_alpha_mode_fixed(png, PNG_ALPHA_PNG, PNG_DEFAULT_sRGB);
   passes = png_set_interlace_handling(png);
   png_read_update_info(png, info);
   return true;
@@ -221,6 +215,9 @@ class PngReader final : public FrameReader {
     stored_ = {static_cast<int>(png_get_image_width(png_, pngInfo_)),
                static_cast<int>(png_get_image_height(png_, pngInfo_))};
     info_.size = uprightSize(stored_, exifOrientation(info_.metadata.exif));
+    info_.depth = std::max<int>(png_get_bit_depth(png_, pngInfo_), 8);
+    info_.transparent = (png_get_color_type(png_, pngInfo_) & PNG_COLOR_MASK_ALPHA) != 0 ||
+                        png_get_valid(png_, pngInfo_, PNG_INFO_tRNS) != 0;
     info_.grey = (png_get_color_type(png_, pngInfo_) & PNG_COLOR_MASK_COLOR) == 0;
     png_charp profileName = nullptr;
     int method = 0;
@@ -252,11 +249,15 @@ class PngReader final : public FrameReader {
     }
     int passes = 0;
     require(startRows(png_, pngInfo_, passes));
-    const std::size_t pitch = std::size_t(stored_.width) * (info_.grey ? 1 : 3);
+    const std::size_t pitch = png_get_rowbytes(png_, pngInfo_);
     std::vector<uint8_t> samples(pitch * rows);
     require(readRows(png_, passes, stored_.height, pitch, samples.data()));
     readEnd(png_, pngInfo_);
+    const int channels = png_get_channels(png_, pngInfo_);
     close();
+    Plane alpha;
+    if (info_.transparent) alpha = layOverWhite(stored_, channels, samples);
+    info_.transparent = !alpha.samples.empty();
     if (info_.grey) {
       picture.reset(stored_);
       picture.y.samples = std::move(samples);
@@ -265,6 +266,7 @@ class PngReader final : public FrameReader {
     }
     picture.range = Range::full;
     picture.grey = info_.grey;
+    picture.alpha = std::move(alpha);
     turnUpright(picture, exifOrientation(info_.metadata.exif));
     info_.size = picture.size();
     return true;
@@ -281,7 +283,8 @@ class PngReader final : public FrameReader {
 struct WriteJob {
   OutputFile* file = nullptr;
   Size size;
-  bool grey = false;
+  int type = PNG_COLOR_TYPE_RGB;
+  int channels = 3;
   const Metadata* metadata = nullptr;
   std::function<void(int firstRow, int rows, uint8_t* target)> rows;
   std::vector<uint8_t> strip;
@@ -339,8 +342,7 @@ bool encode(png_structp png, png_infop info, WriteJob& job) {
   png_set_compression_level(png, 3);
   png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_PAETH);
   png_set_IHDR(png, info, static_cast<png_uint_32>(job.size.width),
-               static_cast<png_uint_32>(job.size.height), 8,
-               job.grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+               static_cast<png_uint_32>(job.size.height), 8, job.type, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   const Metadata& metadata = *job.metadata;
   if (!metadata.iccProfile.empty()) {
@@ -354,7 +356,7 @@ bool encode(png_structp png, png_infop info, WriteJob& job) {
   }
   png_write_info(png, info);
   writeChunks(png, metadata);
-  const std::size_t pitch = std::size_t(job.size.width) * (job.grey ? 1 : 3);
+  const std::size_t pitch = std::size_t(job.size.width) * job.channels;
   for (int first = 0; first < job.size.height; first += kStripRows) {
     const int rows = std::min(kStripRows, job.size.height - first);
     if (!nextStrip(job, first, rows)) return false;
@@ -366,7 +368,7 @@ bool encode(png_structp png, png_infop info, WriteJob& job) {
 }
 
 void writePng(WriteJob& job) {
-  job.strip.resize(std::size_t(job.size.width) * kStripRows * (job.grey ? 1 : 3));
+  job.strip.resize(std::size_t(job.size.width) * kStripRows * job.channels);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &job, onError, onWarning);
   png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
   const bool done = info != nullptr && encode(png, info, job);
@@ -391,25 +393,38 @@ class PngWriter final : public FrameWriter {
     WriteJob job;
     job.file = &file_;
     job.size = picture.size();
-    job.grey = picture.grey;
+    if (picture.grey) job.type = PNG_COLOR_TYPE_GRAY;
+    job.channels = picture.grey ? 1 : 3;
     job.metadata = &metadata_;
-    if (picture.grey) {
-      Picture full;
-      const Picture* source = &picture;
-      if (picture.range != Range::full) {
-        full = picture;
-        convertRange(full, Range::full);
-        source = &full;
-      }
-      job.rows = [source](int first, int rows, uint8_t* target) {
-        std::copy_n(source->y.row(first), std::size_t(rows) * source->size().width, target);
-      };
-      writePng(job);
-      return;
+    Picture full;
+    const Picture* source = &picture;
+    if (picture.grey && picture.range != Range::full) {
+      full = picture;
+      convertRange(full, Range::full);
+      source = &full;
     }
-    job.rows = [&picture](int first, int rows, uint8_t* target) {
-      toRgb(picture, first, rows, {target, std::size_t(rows) * picture.size().width * 3});
+    const auto colours = [source](int first, int rows, uint8_t* target) {
+      const std::size_t pixels = std::size_t(rows) * source->size().width;
+      if (source->grey) {
+        std::copy_n(source->y.row(first), pixels, target);
+      } else {
+        toRgb(*source, first, rows, {target, pixels * 3});
+      }
     };
+    job.rows = colours;
+    const Plane& alpha = picture.alpha;
+    std::vector<uint8_t> strip;
+    if (!alpha.samples.empty()) {
+      strip.resize(std::size_t(job.size.width) * kStripRows * job.channels);
+      job.rows = [&, channels = std::size_t(job.channels)](int first, int rows, uint8_t* target) {
+        const std::size_t pixels = std::size_t(rows) * alpha.size.width;
+        colours(first, rows, strip.data());
+        takeOffWhite({strip.data(), pixels * channels}, {alpha.row(first), pixels},
+                     {target, pixels * (channels + 1)});
+      };
+      job.type |= PNG_COLOR_MASK_ALPHA;
+      ++job.channels;
+    }
     writePng(job);
   }
   void commit() override { file_.commit(); }

@@ -57,6 +57,7 @@ void turnUpright(Picture& picture, int orientation) {
   turn(picture.y, how.mirror, how.rotation);
   turn(picture.u, how.mirror, how.rotation);
   turn(picture.v, how.mirror, how.rotation);
+  if (!picture.alpha.samples.empty()) turn(picture.alpha, how.mirror, how.rotation);
 }
 
 }  // namespace velmora::tool
