@@ -8,6 +8,7 @@
 
 #include "errors.h"
 #include "file_names.h"
+#include "output_file.h"
 #include "size_limits.h"
 
 namespace velmora::tool {
@@ -163,6 +164,8 @@ void FrameOptions::requireSeparate(std::vector<NamedFile> outputs,
   inputs.push_back({"--config", tuning.configuration});
   inputs.push_back({"--kernel", tuning.kernels});
   requireSeparateFiles(outputs, inputs);
+  for (const NamedFile& file : outputs)
+    requireReplaceable(file.path);
 }
 
 void FrameOptions::check() const {

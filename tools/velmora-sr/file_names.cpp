@@ -109,6 +109,14 @@ std::optional<FileFormat> formatByName(std::string_view wanted) {
   return std::nullopt;
 }
 
+std::vector<std::string> formatNames() {
+  std::vector<std::string> names;
+  for (const auto& [text, format] : kExtensions) {
+    if (text != "jpg") names.emplace_back(text);
+  }
+  return names;
+}
+
 bool hasYuvExtension(std::string_view path) {
   return extension(path) == "yuv";
 }

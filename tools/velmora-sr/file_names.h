@@ -3,7 +3,9 @@
 #define VELMORA_TOOL_FILE_NAMES_H
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "frame_io.h"
 
@@ -23,6 +25,9 @@ std::optional<FileFormat> formatByExtension(std::string_view path);
 
 /// By the names that options take: the extensions, and "jpeg".
 std::optional<FileFormat> formatByName(std::string_view wanted);
+
+/// The names that options take, without second ones of a format.
+std::vector<std::string> formatNames();
 
 /// True for names that end in ".yuv" in any case.
 bool hasYuvExtension(std::string_view path);

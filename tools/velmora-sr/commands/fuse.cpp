@@ -118,7 +118,8 @@ Plane enlargedAlpha(const Picture& picture, Region region, Size size, const Tuni
 
 void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
-  options.frames.requireSeparate({{"--mask", options.mask}}, {});
+  options.frames.requireSeparate({{"--mask", options.mask}},
+                                 {{"FIRST", options.first}, {"SECOND", options.second}});
   options.check();
   FusionRequest fusion;
   fusion.tuning = readTuning(options.frames.tuning);
