@@ -21,6 +21,13 @@ UsageError bad(const std::string& option, const std::string& value, const std::s
   return UsageError(option + ": \"" + value + "\" is no " + wanted);
 }
 
+std::string listed(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words)
+    text += (text.empty() ? "" : ", ") + word;
+  return text;
+}
+
 // Reads whole numbers separated by single characters; true when all of `text` is used up.
 template <std::size_t N>
 bool readNumbers(std::string_view text, char separator, std::array<int, N>& numbers) {
@@ -105,7 +112,7 @@ FileFormat parseFormat(const std::string& option, const std::string& value, bool
   if (!format || (raw && !isRawFormat(*format))) {
     throw bad(option, value,
               raw ? "raw format; give nv12, nv21 or i420"
-                  : "output format; give png, jpeg, y4m, nv12, nv21 or i420");
+                  : "output format; give one of " + listed(formatNames()));
   }
   return *format;
 }

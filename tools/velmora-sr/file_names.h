@@ -20,7 +20,8 @@ struct DumpName {
 /// Nothing when the name has another form or its numbers are no size and format code (0, 4, 5).
 std::optional<DumpName> parseDumpName(std::string_view path);
 
-/// By extension, in any case: png, jpg, jpeg, y4m, nv12, nv21, i420. Nothing for others.
+/// By extension, in any case: png, jpg, jpeg, y4m, nv12, nv21, i420, and with
+/// their libraries tif, tiff, webp. Nothing for others.
 std::optional<FileFormat> formatByExtension(std::string_view path);
 
 /// By the names that options take: the extensions, and "jpeg".

@@ -14,7 +14,7 @@
 
 namespace velmora::tool {
 
-enum class FileFormat { png, jpeg, y4m, nv12, nv21, i420 };
+enum class FileFormat { png, jpeg, tiff, webp, y4m, nv12, nv21, i420 };
 
 /// The name users know a format by: "PNG", "JPEG", "Y4M", "NV12", ...
 const char* name(FileFormat format);

@@ -9,6 +9,8 @@
 #include "formats/jpeg_metadata.h"
 #include "formats/png.h"
 #include "formats/raw.h"
+#include "formats/tiff.h"
+#include "formats/webp.h"
 #include "formats/xmp.h"
 #include "formats/y4m.h"
 #include "frame_io.h"
@@ -55,10 +57,17 @@ std::unique_ptr<FrameReader> openHeader(const InputRequest& request,
   const auto layout = rawLayoutOf(request);
   auto opened = std::make_unique<ByteSource>(request.path);
   if (layout) return openRaw(std::move(opened), *layout);
-  const auto start = opened->peek(kY4mMagic.size());
+  const auto start = opened->peek(12);
   if (isPng(start)) return openPng(std::move(opened));
   if (isJpeg(start)) return openJpeg(std::move(opened));
-  if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size()) == kY4mMagic) {
+#ifdef VELMORA_HAVE_TIFF
+  if (isTiff(start)) return openTiff(std::move(opened));
+#endif
+#ifdef VELMORA_HAVE_WEBP
+  if (isWebp(start)) return openWebp(std::move(opened));
+#endif
+  if (std::string_view(reinterpret_cast<const char*>(start.data()), start.size())
+          .starts_with(kY4mMagic)) {
     return openY4m(std::move(opened));
   }
   source = std::move(opened);
@@ -109,6 +118,8 @@ StreamInfo outputInfo(const StreamInfo& input, Size size, FileFormat format) {
   }
   updateXmp(metadata.xmp, size, upright);
   if (format == FileFormat::jpeg) fitIntoJpeg(metadata);
+  if (format == FileFormat::tiff && !metadata.exif.empty()) metadata.leaveOut("Exif");
+  if (format == FileFormat::webp && metadata.resolution) metadata.leaveOut("resolution");
   return output;
 }
 
@@ -128,6 +139,18 @@ std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, const Stre
       return createPng(request.path, info.metadata);
     case FileFormat::jpeg:
       return createJpeg(request.path, request.jpegQuality, info.metadata);
+    case FileFormat::tiff:
+#ifdef VELMORA_HAVE_TIFF
+      return createTiff(request.path, info.metadata);
+#else
+      break;
+#endif
+    case FileFormat::webp:
+#ifdef VELMORA_HAVE_WEBP
+      return createWebp(request.path, request.jpegQuality, info.metadata);
+#else
+      break;
+#endif
     case FileFormat::y4m:
       return createY4m(request.path, info.size, info.range,
                        info.y4mParameters.empty() ? kY4mStillParameters : info.y4mParameters);
