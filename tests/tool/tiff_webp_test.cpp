@@ -50,7 +50,7 @@ class TiffAndWebp : public ::testing::TestWithParam<const char*> {
     writer->write(picture);
     writer->finish();
   }
-  [[nodiscard]] Picture read() {
+  Picture read() {
     const auto reader = openInput({file(), {}, {}});
     Picture picture;
     reader->next(picture);
@@ -91,7 +91,34 @@ TEST_P(TiffAndWebp, PicturesAndMetadataComeBack) {
   }
 }
 
+// What stands in the directory of a TIFF is a block in other formats, and the other way round.
+TEST_P(TiffAndWebp, ExifComesBackInItsOwnForm) {
+  using namespace std::string_literals;
+  // The maker, 1/250 s of exposure, and in the directory of those a maker's note.
+  const std::string little =
+      "II*\0\x08\0\0\0"
+      "\2\0\x0F\1\2\0\6\0\0\0\x26\0\0\0\x69\x87\4\0\1\0\0\0\x2C\0\0\0\0\0\0\0"
+      "Maker\0"
+      "\2\0\x9A\x82\5\0\1\0\0\0\x4A\0\0\0\x7C\x92\7\0\4\0\0\0note\0\0\0\0"
+      "\1\0\0\0\xFA\0\0\0"s;
+  const std::string big =
+      "MM\0*\0\0\0\x28Maker\0\0\0\0\1\0\0\0\xFA"
+      "\0\1\x82\x9A\0\5\0\0\0\1\0\0\0\x0E\0\0\0\0"
+      "\0\2\1\x0F\0\2\0\0\0\6\0\0\0\x08\x87\x69\0\4\0\0\0\1\0\0\0\x16\0\0\0\0"s;
+  StreamInfo in = info_;
+  in.metadata.exif.assign(little.begin(), little.end());
+  info_ = outputInfo(in, {20, 30}, info_.format);
+  const bool tiff = info_.format == FileFormat::tiff;
+  EXPECT_EQ(lossesOf(info_), tiff ? "; not kept: maker's note" : "");
+  write(softPicture({20, 30}, false, false));
+  read();
+  const Bytes& exif = read_.metadata.exif;
+  EXPECT_EQ(std::string(exif.begin(), exif.end()), tiff ? big : little);
+}
+
 TEST_P(TiffAndWebp, DamageAndLargePromisesAreRefused) {
+  const std::string exif("MM\0*\0\0\0\x08\0\1\1\x0F\0\2\0\0\0\6\0\0\0\x1A\0\0\0\0Maker\0", 32);
+  info_.metadata.exif.assign(exif.begin(), exif.end());
   write(softPicture({60, 40}, false, true));
   const std::string whole = test::readFile(file());
   const int64_t allowed = std::exchange(allowedPixels, 2399);

@@ -1,9 +1,10 @@
 #include "formats/exif.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
+
+#include "formats/tiff_block.h"
 
 namespace velmora::tool {
 namespace {
@@ -22,88 +23,28 @@ enum Tag : uint32_t {
   kPixelYDimension = 0xA003,
   kInteroperability = 0xA005,
 };
-enum Type : uint32_t { kShort = 3, kLong = 4 };
-
-struct Entry {
-  uint32_t tag;
-  uint32_t type;
-  uint32_t count;
-  std::size_t value;  // where the value stands, or its position when it has more than four bytes
-};
 
 struct Bytes {
   uint64_t begin;
   uint64_t end;
 };
 
-// Big- or little-endian numbers of a TIFF block; nothing past its end.
-class Tiff {
- public:
-  explicit Tiff(std::span<const uint8_t> bytes) : bytes_(bytes) {
-    valid_ = bytes.size() >= 8 && bytes[0] == bytes[1] && (bytes[0] == 'I' || bytes[0] == 'M');
-    big_ = valid_ && bytes[0] == 'M';
-  }
-  [[nodiscard]] std::optional<uint32_t> number(std::size_t at, std::size_t count) const {
-    if (!valid_ || at > bytes_.size() || bytes_.size() - at < count) return std::nullopt;
-    uint32_t value = 0;
-    for (std::size_t i = 0; i < count; ++i)
-      value |= uint32_t{bytes_[at + i]} << shift(i, count);
-    return value;
-  }
-  /// The single number of an entry.
-  [[nodiscard]] std::optional<uint32_t> number(const Entry& entry) const {
-    if (entry.count != 1 || (entry.type != kShort && entry.type != kLong)) return std::nullopt;
-    return number(entry.value, entry.type == kShort ? 2 : 4);
-  }
-  [[nodiscard]] std::optional<uint32_t> firstDirectory() const { return number(4, 4); }
-  /// The entries of a directory as far as the block holds them.
-  [[nodiscard]] std::vector<Entry> entries(std::size_t directory) const {
-    std::vector<Entry> found;
-    const uint32_t count = number(directory, 2).value_or(0);
-    for (uint32_t i = 0; i < count; ++i) {
-      const std::size_t at = directory + 2 + std::size_t{12} * i;
-      if (!number(at + 8, 4)) break;
-      found.push_back({*number(at, 2), *number(at + 2, 2), *number(at + 4, 4), at + 8});
-    }
-    return found;
-  }
-  /// Writes the single number of an entry into `block`, which is what the object reads.
-  void set(std::vector<uint8_t>& block, const Entry& entry, uint32_t value) const {
-    if (!number(entry)) return;
-    put(block, entry.value, entry.type == kShort ? 2 : 4, value);
-  }
-  void put(std::vector<uint8_t>& block, std::size_t at, std::size_t count, uint32_t value) const {
-    for (std::size_t i = 0; i < count; ++i)
-      block[at + i] = static_cast<uint8_t>(value >> shift(i, count));
-  }
-
- private:
-  [[nodiscard]] unsigned shift(std::size_t i, std::size_t count) const {
-    return static_cast<unsigned>(8 * (big_ ? count - 1 - i : i));
-  }
-
-  std::span<const uint8_t> bytes_;
-  bool valid_ = false;
-  bool big_ = false;
-};
-
 // The bytes that a directory, and the values of its entries, take.
-void addRanges(const Tiff& tiff, std::size_t directory, std::vector<Bytes>& ranges) {
-  constexpr std::array<uint64_t, 14> kTypeBytes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
-  const std::vector<Entry> entries = tiff.entries(directory);
+void addRanges(const TiffBlock& tiff, std::size_t directory, std::vector<Bytes>& ranges) {
+  const std::vector<TiffEntry> entries = tiff.entries(directory);
   ranges.push_back({directory, directory + 2 + 12 * entries.size() + 4});
-  for (const Entry& entry : entries) {
-    const uint64_t each = entry.type < kTypeBytes.size() ? kTypeBytes[entry.type] : 1;
+  for (const TiffEntry& entry : entries) {
+    const uint64_t bytes = valueBytes(entry);
     const auto at = tiff.number(entry.value, 4);
-    if (at && entry.count * each > 4) ranges.push_back({*at, *at + entry.count * each});
+    if (at && bytes > 4) ranges.push_back({*at, *at + bytes});
   }
 }
 
 // The bytes of the thumbnail that a directory describes.
-std::optional<Bytes> thumbnailOf(const Tiff& tiff, std::size_t directory) {
+std::optional<Bytes> thumbnailOf(const TiffBlock& tiff, std::size_t directory) {
   std::optional<uint32_t> at;
   std::optional<uint32_t> count;
-  for (const Entry& entry : tiff.entries(directory)) {
+  for (const TiffEntry& entry : tiff.entries(directory)) {
     if (entry.tag == kThumbnailOffset || entry.tag == kStripOffset) at = tiff.number(entry);
     if (entry.tag == kThumbnailBytes || entry.tag == kStripBytes) count = tiff.number(entry);
   }
@@ -130,8 +71,8 @@ void clear(std::vector<uint8_t>& block, const Bytes& thumbnail, const std::vecto
 }  // namespace
 
 int exifOrientation(std::span<const uint8_t> block) {
-  const Tiff tiff(block);
-  for (const Entry& entry : tiff.entries(tiff.firstDirectory().value_or(0))) {
+  const TiffBlock tiff(block);
+  for (const TiffEntry& entry : tiff.entries(tiff.firstDirectory().value_or(0))) {
     if (entry.tag != kOrientation) continue;
     const auto value = tiff.number(entry);
     return value && *value >= 1 && *value <= 8 ? static_cast<int>(*value) : 1;
@@ -141,7 +82,7 @@ int exifOrientation(std::span<const uint8_t> block) {
 
 bool updateExif(std::vector<uint8_t>& block, Size size) {
   const std::vector<uint8_t> original = block;
-  const Tiff tiff(original);
+  const TiffBlock tiff(original);
   const auto first = tiff.firstDirectory();
   if (!first || !tiff.number(*first, 2)) return false;
   const auto width = static_cast<uint32_t>(size.width);
@@ -151,7 +92,7 @@ bool updateExif(std::vector<uint8_t>& block, Size size) {
   std::vector<std::size_t> directories = {*first};
   for (std::size_t i = 0; i < directories.size(); ++i) {
     addRanges(tiff, directories[i], used);
-    for (const Entry& entry : tiff.entries(directories[i])) {
+    for (const TiffEntry& entry : tiff.entries(directories[i])) {
       switch (entry.tag) {
         case kOrientation:
           tiff.set(block, entry, 1);

@@ -10,6 +10,7 @@
 #include "formats/png.h"
 #include "formats/raw.h"
 #include "formats/tiff.h"
+#include "formats/tiff_exif.h"
 #include "formats/webp.h"
 #include "formats/xmp.h"
 #include "formats/y4m.h"
@@ -111,14 +112,14 @@ StreamInfo outputInfo(const StreamInfo& input, Size size, FileFormat format) {
   if (exifOrientation(metadata.exif) >= 5 && metadata.resolution) {
     std::swap(metadata.resolution->x, metadata.resolution->y);
   }
-  const bool upright = !metadata.exif.empty();
-  if (upright && !updateExif(metadata.exif, size)) {
+  const bool upright = !metadata.exif.empty() || input.format == FileFormat::tiff;
+  if (!metadata.exif.empty() && !updateExif(metadata.exif, size)) {
     metadata.exif.clear();
     metadata.leaveOut("damaged Exif");
   }
   updateXmp(metadata.xmp, size, upright);
   if (format == FileFormat::jpeg) fitIntoJpeg(metadata);
-  if (format == FileFormat::tiff && !metadata.exif.empty()) metadata.leaveOut("Exif");
+  if (format == FileFormat::tiff && hasMakersNote(metadata.exif)) metadata.leaveOut("maker's note");
   if (format == FileFormat::webp && metadata.resolution) metadata.leaveOut("resolution");
   return output;
 }

@@ -12,6 +12,7 @@
 #include "alpha.h"
 #include "colour.h"
 #include "errors.h"
+#include "formats/tiff_exif.h"
 #include "formats/upright.h"
 #include "output_file.h"
 #include "size_limits.h"
@@ -192,8 +193,12 @@ class TiffReader final : public FrameReader {
       metadata.resolution = {double(x) / length, double(y) / length};
       if (orientation_ >= 5) std::swap(metadata.resolution->x, metadata.resolution->y);
     }
+    metadata.exif = exifFromTiff(memory_.bytes);
     uint64_t directory = 0;
-    if (TIFFGetField(tiff, TIFFTAG_EXIFIFD, &directory) != 0) metadata.leaveOut("Exif");
+    if (metadata.exif.empty() && TIFFGetField(tiff, TIFFTAG_EXIFIFD, &directory) != 0) {
+      metadata.leaveOut("Exif");
+    }
+    if (hasMakersNote(memory_.bytes)) metadata.leaveOut("maker's note");
     if (info_.grey && info_.transparent && info_.depth > 8) metadata.leaveOut("transparency");
     multiplied_ = !info_.grey || (extraCount > 0 && extra[0] == EXTRASAMPLE_ASSOCALPHA);
     if (TIFFLastDirectory(tiff) == 0) metadata.leaveOut("further pages");
@@ -272,6 +277,7 @@ class TiffWriter final : public FrameWriter {
                       TIFFWriteDirectory(tiff.get()) != 0;
     tiff.reset();
     if (!done) throw Failure(file_.name() + ": cannot write the TIFF: " + memory.message.data());
+    if (!metadata_.exif.empty()) addExifToTiff(memory.bytes, metadata_.exif);
     file_.write(memory.bytes);
   }
 

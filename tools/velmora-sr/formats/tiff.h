@@ -17,7 +17,7 @@ bool isTiff(std::span<const uint8_t> start);
 /// become 8, and the orientation is carried out.
 std::unique_ptr<FrameReader> openTiff(std::unique_ptr<ByteSource> source);
 
-/// One picture of 8 bits, packed without loss. Exif has no place in it.
+/// One picture of 8 bits, packed without loss.
 std::unique_ptr<FrameWriter> createTiff(const std::string& path, Metadata metadata);
 
 }  // namespace velmora::tool
