@@ -47,6 +47,8 @@ for shell in bash zsh fish; do
   done
   if command -v $shell >found; then $shell -n script.$shell 2>messages || fail "$shell: $(cat messages)"; fi
 done
+grep -qx -- "complete -c velmora-sr -l quiet -d 'Say nothing but errors'" script.fish || fail "a flag in fish"
+grep -qF -- "'--scale[Output size as a multiple of the region'\\''s]:value:_files'" script.zsh || fail "an option in zsh"
 # offers WANTED WORD...: what bash offers for the last word.
 offers() {
   local wanted=$1

@@ -1,5 +1,6 @@
 // velmora-sr completion: scripts by which shells complete its command lines, from the same tables
 // as its help.
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,9 +24,12 @@ struct Word {
   std::vector<std::string> values;  // those it can have, where they are few
 };
 
-// Up to the first mark that ends a clause.
+// The first clause of a description.
 std::string brief(const std::string& description) {
-  return description.substr(0, description.find_first_of(".,:;("));
+  std::size_t end = description.size();
+  for (const char* mark : {". ", "; ", " ("})
+    end = std::min(end, description.find(mark));
+  return description.substr(0, end);
 }
 
 std::vector<std::string> valuesOf(const std::string& option) {
@@ -36,11 +40,15 @@ std::vector<std::string> valuesOf(const std::string& option) {
   return {};
 }
 
+bool takesValue(const CLI::Option& option) {
+  return option.get_type_size() != 0 && !option.get_type_name().empty();
+}
+
 std::vector<Word> optionsOf(const CLI::App& app) {
   std::vector<Word> words;
   for (const CLI::Option* option : app.get_options()) {
     for (const std::string& name : option->get_lnames()) {
-      words.push_back({"--" + name, brief(option->get_description()), option->get_type_size() != 0,
+      words.push_back({"--" + name, brief(option->get_description()), takesValue(*option),
                        valuesOf("--" + name)});
     }
   }
@@ -65,10 +73,12 @@ std::string namesOf(const std::vector<Word>& words) {
   return joined(names);
 }
 
-// In single quotes, for every shell alike: the texts hold none themselves but for apostrophes.
-std::string quoted(std::string text) {
-  std::erase(text, '\'');
-  return "'" + text + "'";
+// In single quotes, in a form that every one of the shells takes.
+std::string inQuotes(const std::string& text) {
+  std::string result = "'";
+  for (const char c : text)
+    result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
 }
 
 std::string bashScript(const CLI::App& app) {
@@ -117,14 +127,14 @@ std::string zshOptions(const std::vector<Word>& words) {
   for (const Word& word : words) {
     std::string help = word.help;
     for (char& c : help)
-      if (c == '[' || c == ']') c = ' ';
+      if (c == '[' || c == ']' || c == ':') c = ' ';
     std::string spec = word.name + "[" + help + "]";
     if (!word.values.empty()) {
       spec += ":value:(" + joined(word.values) + ")";
     } else if (word.takesValue) {
       spec += ":value:_files";
     }
-    text += " \\\n        " + quoted(spec);
+    text += " \\\n        " + inQuotes(spec);
   }
   return text;
 }
@@ -134,7 +144,7 @@ std::string zshScript(const CLI::App& app) {
   std::string cases;
   for (const CLI::App* command : commandsOf(app)) {
     commands +=
-        "    " + quoted(command->get_name() + ":" + brief(command->get_description())) + "\n";
+        "    " + inQuotes(command->get_name() + ":" + brief(command->get_description())) + "\n";
     cases += "      " + command->get_name() + ") _arguments" + zshOptions(optionsOf(*command)) +
              zshOptions(optionsOf(app)) + " \\\n        '*:file:_files' ;;\n";
   }
@@ -168,11 +178,11 @@ std::string fishOptions(const std::vector<Word>& words, const std::string& condi
   for (const Word& word : words) {
     text += "complete -c velmora-sr" + condition + " -l " + word.name.substr(2);
     if (!word.values.empty()) {
-      text += " -x -a " + quoted(joined(word.values));
+      text += " -x -a " + inQuotes(joined(word.values));
     } else if (word.takesValue) {
       text += " -r";
     }
-    text += " -d " + quoted(word.help) + "\n";
+    text += " -d " + inQuotes(word.help) + "\n";
   }
   return text;
 }
@@ -181,7 +191,7 @@ std::string fishScript(const CLI::App& app) {
   std::string text = "# fish completion of velmora-sr\n" + fishOptions(optionsOf(app), "");
   for (const CLI::App* command : commandsOf(app)) {
     text += "complete -c velmora-sr -n __fish_use_subcommand -f -a " + command->get_name() +
-            " -d " + quoted(brief(command->get_description())) + "\n";
+            " -d " + inQuotes(brief(command->get_description())) + "\n";
     text += fishOptions(optionsOf(*command),
                         " -n '__fish_seen_subcommand_from " + command->get_name() + "'");
   }

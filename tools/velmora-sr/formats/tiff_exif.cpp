@@ -109,6 +109,7 @@ class Appender {
     if (!big_) reverseUnits(values, unitOf(node.type));
     if (!node.directory.empty()) {
       std::vector<std::array<uint8_t, 12>> entries;
+      entries.reserve(node.directory.size());
       for (const Node& inner : node.directory)
         entries.push_back(entry(inner));
       put(bytes.data() + 8, directory(entries), 4);
@@ -165,6 +166,7 @@ std::vector<uint8_t> exifFromTiff(std::span<const uint8_t> file) {
   std::vector<uint8_t> block = {'M', 'M', 0, 42, 0, 0, 0, 0};
   Appender appender(block, true);
   std::vector<std::array<uint8_t, 12>> entries;
+  entries.reserve(nodes.size());
   for (const Node& node : nodes)
     entries.push_back(appender.entry(node));
   const uint32_t at = appender.directory(std::move(entries));
