@@ -222,7 +222,7 @@ TEST_F(Pictures, WhatCannotBeReadIsNamed) {
                {"RIFF....WEBPVP8 ", "a WebP"},
 #endif
                {"BM\1\2\3\4\0\0\0\0"s, "a BMP"},
-               {"BM is how this begins", "no PNG"},
+               {"BM is how this begins", "no picture"},
                {"....ftypavif", "an AVIF"},
                {"....ftypqt  ", "a QuickTime film"},
                {"\x1A\x45\xDF\xA3", "a Matroska or WebM film"}};

@@ -51,7 +51,7 @@ done <<'END'
 1|round.png: cannot create: Too many levels of symbolic links|upscale small.png -o round.png
 1|no/such/folder/a.png: cannot create|upscale small.png -o no/such/folder/a.png
 1|small.png: cannot make this folder|demo small.png
-1|text.png: is no PNG, JPEG or Y4M|upscale text.png -o a.png
+1|text.png: is no picture or clip that is known here|upscale text.png -o a.png
 1|cut.png: is damaged|upscale cut.png -o a.png
 1|--config: bad.xml is no XML configuration|upscale small.png -o a.png --config bad.xml
 1|--kernel: bad.kernel is no kernel file|upscale small.png -o a.png --kernel bad.kernel

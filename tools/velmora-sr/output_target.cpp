@@ -68,6 +68,8 @@ void requireSeparateFiles(const std::vector<NamedFile>& outputs,
                           const std::vector<NamedFile>& inputs) {
   std::vector<std::optional<Identity>> written;
   std::vector<std::optional<Identity>> read;
+  written.reserve(outputs.size());
+  read.reserve(inputs.size());
   for (const NamedFile& output : outputs)
     written.push_back(identityOf(output, dataOutput()));
   for (const NamedFile& input : inputs)

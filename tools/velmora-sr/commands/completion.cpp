@@ -33,7 +33,7 @@ std::string brief(const std::string& description) {
 }
 
 std::vector<std::string> valuesOf(const std::string& option) {
-  const std::vector<std::string> raw = {"nv12", "nv21", "i420"};
+  std::vector<std::string> raw = {"nv12", "nv21", "i420"};
   if (option == "--input-format") return raw;
   if (option == "--output-format") return formatNames();
   if (option == "--cpu") return {"scalar", "neon", "avx2", "avx512"};
@@ -68,6 +68,7 @@ std::string joined(const std::vector<std::string>& words, const char* between = 
 
 std::string namesOf(const std::vector<Word>& words) {
   std::vector<std::string> names;
+  names.reserve(words.size());
   for (const Word& word : words)
     names.push_back(word.name);
   return joined(names);

@@ -92,9 +92,11 @@ FileFormat outputFormat(const OutputRequest& request, FileFormat input) {
     if (const auto dump = parseDumpName(request.path)) return dump->format;
     if (isRawFormat(input)) return input;
   }
-  throw UsageError("-o: the name " + quoted(request.path) +
-                   " does not tell a format: end it in .png, .jpg, .y4m, .nv12, .nv21 or .i420, or "
-                   "give --output-format");
+  std::string endings;
+  for (const std::string& known : formatNames())
+    endings += "." + known + ", ";
+  throw UsageError("-o: the name " + quoted(request.path) + " does not tell a format: end it in " +
+                   endings + "or give --output-format");
 }
 
 StreamInfo outputInfo(const StreamInfo& input, Size size, FileFormat format) {
