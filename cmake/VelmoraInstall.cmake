@@ -52,6 +52,15 @@ if(TARGET velmora-sr)
   file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(velmora-sr PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
   install(TARGETS velmora-sr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(NOT CMAKE_CROSSCOMPILING)
+    set(completions $<TARGET_FILE_DIR:velmora-sr>/completion)
+    install(FILES ${completions}.bash RENAME velmora-sr
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES ${completions}.zsh RENAME _velmora-sr
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+    install(FILES ${completions}.fish RENAME velmora-sr.fish
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  endif()
   # The page names the prefix, which is known for sure when it is installed.
   install(CODE "
     set(PROJECT_VERSION ${PROJECT_VERSION})

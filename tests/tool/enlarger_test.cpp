@@ -88,10 +88,15 @@ TEST(Enlarger, FollowsTheDefinition) {
     Enlarger enlarger(size, r, output, {});
     Picture result;
     for (const uint64_t seed : {5, 6}) {
-      const Picture picture = randomPicture(size, seed);
+      Picture picture = randomPicture(size, seed);
+      if (seed == 6) picture.alpha = randomPicture(size, 7).y;
       enlarger.enlarge(picture, result);
       ASSERT_EQ(result.size(), output);
       ASSERT_EQ(result.y.samples, resampled(picture.y, Lanczos1D_4_2_Fix_sharp, r, output).samples);
+      if (seed == 6) {
+        ASSERT_EQ(result.alpha.samples,
+                  resampled(picture.alpha, Lanczos1D_4_2_Fix_sharp, r, output).samples);
+      }
       const Region half = {r.left / 2, r.top / 2, r.right / 2, r.bottom / 2};
       for (const auto& [from, to] : {std::pair{&picture.u, &result.u}, {&picture.v, &result.v}}) {
         const Plane chroma = resampled(*from, Lanczos1D_4_2_Fix, half, chromaSize(output));

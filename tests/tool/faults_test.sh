@@ -10,12 +10,12 @@ faults=$4
 sweep() {
   local last=$1 number status count refusals=0
   shift
-  ok "$tool" "$@" -o good.i420
-  VELMORA_ALLOCATIONS=count LD_PRELOAD=$faults "$tool" -q "$@" -o good.i420 || fail "counting: $*"
+  ok "$bare" -f "$@" -o good.i420
+  VELMORA_ALLOCATIONS=count LD_PRELOAD=$faults "$bare" -f -q "$@" -o good.i420 || fail "counting: $*"
   count=$(cat count)
   for number in $(seq 1 97 "$count") $(seq $((count - last)) "$count"); do
     rm -f out.i420
-    LD_PRELOAD=$faults VELMORA_FAIL_AT=$number "$tool" "$@" -o out.i420 >data 2>messages
+    LD_PRELOAD=$faults VELMORA_FAIL_AT=$number "$bare" -f "$@" -o out.i420 >data 2>messages
     status=$?
     if [ "$status" = 0 ]; then
       same good.i420 out.i420 "request $number of $1"
@@ -31,9 +31,9 @@ sweep() {
 }
 
 scene=$(dirname "$2")/truth.png
-ok "$tool" upscale "$scene" --region 600,400,1080,819 --scale 1 -o one.png
-ok "$tool" upscale "$scene" --region 606,404,1086,823 --scale 1 -o two.png
-ok "$tool" kernels --phases 2 -o kernels
+ok "$bare" -f upscale "$scene" --region 600,400,1080,819 --scale 1 -o one.png
+ok "$bare" -f upscale "$scene" --region 606,404,1086,823 --scale 1 -o two.png
+ok "$bare" -f kernels --phases 2 -o kernels
 cat >config.xml <<'END'
 <?xml version="1.0"?>
 <Config><GhostCorrection><LowThr>20</LowThr><HighThr>50</HighThr></GhostCorrection></Config>

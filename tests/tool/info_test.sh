@@ -24,6 +24,17 @@ same told piped "from a pipe"
 ok "$tool" upscale "$2" --region 0,0,199,149 --scale 1.5 -o clip.y4m
 says clip.y4m '^format +Y4M$' '^size +300x225$' '^frames +1$'
 
+printf '%s\n' 'import json, sys' 'facts = json.loads(sys.stdin.read())' \
+  'print(*[facts[key] for key in sys.argv[1:]])' >facts.py
+# json FILE WANTED KEY...: the values of the keys.
+json() {
+  local file=$1 wanted=$2 got
+  shift 2
+  got=$("$tool" info --json "$file" | python3 facts.py "$@")
+  [ "$got" = "$wanted" ] || fail "JSON of $file: $got"
+}
+json clip.y4m 'clip.y4m frames Y4M 300 225 full 1' file kind format width height range frames
+
 ok "$tool" kernels --phases 50 -o k50
 says k50 '^phases +50 \(as built in\)$' '^two frames +2500 rows, .*, as the built-in rule makes them$' \
   '^luma +50 rows, .*, as the built-in' '^chroma +50 rows, .*, as the built-in'
@@ -43,6 +54,8 @@ says c.xml '^LowThr +3 \(from "3"\)$' '^taken +3 and 9$'
 config '<LowThr>7</LowThr>'
 says c.xml '^HighThr +5 \(default: no /Config/GhostCorrection/HighThr\)$' '^taken +1 and 5$' \
   '^note +0 <= LowThr <= HighThr <= 255 does not hold$'
+json c.xml "[1, 5] ['0 <= LowThr <= HighThr <= 255 does not hold']" taken notes
+json k7 '7 kernel file' phases kind
 refused 1 'missing.png: cannot open' info missing.png
 
 # Headers that promise 576 megapixels: told without room for them, and refused by what follows. The

@@ -3,10 +3,15 @@
 # shellcheck shell=bash
 set -u
 
-tool=$1
-work=$(mktemp -d "${TMPDIR:-/tmp}/velmora-tool-XXXXXX")
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
+# $tool replaces what an earlier call has written; $bare is the tool itself.
+bare=$1
+base=$(mktemp -d "${TMPDIR:-/tmp}/velmora-tool-XXXXXX")
+trap 'rm -rf "$base"' EXIT
+tool=$base/tool
+printf '#!/bin/sh\nexec %q --force "$@"\n' "$bare" >"$tool"
+chmod +x "$tool"
+mkdir "$base/work"
+cd "$base/work" || exit 1
 failures=0
 
 fail() {

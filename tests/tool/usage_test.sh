@@ -37,7 +37,13 @@ done <<'END'
 2|--cpu: "fastest" is no instruction set of this machine; give scalar|--cpu fastest upscale small.png -o a.png
 2|--mask: "./a.png" is the same file as that of -o|fuse none.png none.png -o a.png --mask ./a.png
 2|--picture: "a.png" is the same file as that of --json|register none.png none.png --json a.png --picture a.png
-2|-o: "hard.y4m" is the same file as IN, which is read while the output is written|video cut.y4m -o hard.y4m
+2|-o: "hard.y4m" is the same file as IN; give another name|video cut.y4m -o hard.y4m
+2|-o: "small.png" is the same file as IN|upscale link.png -o small.png
+2|-o: "cut.png" is the same file as SECOND|fuse small.png cut.png -o cut.png
+2|--name: "x.png" is no name for many files|upscale small.png --output-dir d --name x.png
+2|--output-dir: "./small.png" is the same file as IN|upscale small.png --output-dir .
+2|--output-dir: two files would be "d/small.png"|upscale small.png x/small.png --output-dir d
+2|SHELL: "csh" is not known|completion csh
 2|-o: "a.kernel" is the same file as --kernel|upscale small.png -o a.kernel --kernel a.kernel --output-format png
 1|missing.png: cannot open: No such file|upscale missing.png -o a.png
 1|a\x1b[1m\xff.png: cannot open|upscale $'a\e[1m\xff.png' -o a.png
@@ -45,16 +51,23 @@ done <<'END'
 1|round.png: cannot create: Too many levels of symbolic links|upscale small.png -o round.png
 1|no/such/folder/a.png: cannot create|upscale small.png -o no/such/folder/a.png
 1|small.png: cannot make this folder|demo small.png
-1|text.png: is no PNG, JPEG or Y4M|upscale text.png -o a.png
+1|text.png: is no picture or clip that is known here|upscale text.png -o a.png
 1|cut.png: is damaged|upscale cut.png -o a.png
 1|--config: bad.xml is no XML configuration|upscale small.png -o a.png --config bad.xml
 1|--kernel: bad.kernel is no kernel file|upscale small.png -o a.png --kernel bad.kernel
 END
-# A picture is read as a whole before it is replaced.
-ok "$tool" upscale link.png -o small.png
+# What exists is kept without --force, and told before anything is read.
+echo old >kept.png
+for call in 'upscale none.png -o kept.png' 'fuse none.png none.png -o a.png --mask kept.png' \
+  'register none.png none.png --json kept.png' 'kernels --phases 2 -o kept.png'; do
+  # shellcheck disable=SC2086
+  tool=$bare refused 1 'kept.png: exists already; give another name, or --force' $call
+done
+[ "$(cat kept.png)" = old ] || fail "kept.png is $(cat kept.png)"
+ok "$bare" upscale small.png --output-format png -o /dev/null
 
 # Help goes to standard output and is no error.
-for command in "" upscale fuse video register info demo kernels; do
+for command in "" upscale fuse video register info demo kernels completion; do
   # shellcheck disable=SC2086
   "$tool" $command --help >help 2>messages || fail "help of '$command'"
   grep -q -- '--help' help || fail "help of '$command' is empty"

@@ -3,6 +3,7 @@
 # shellcheck source-path=SCRIPTDIR source=lib.sh
 . "$(dirname "$0")/lib.sh"
 
+tool=$bare
 export LD_PRELOAD=$4
 for call in "upscale $2 -o a.png" "demo d" "kernels --phases 2 -o k"; do
   # shellcheck disable=SC2086

@@ -8,6 +8,7 @@
 
 #include "errors.h"
 #include "file_names.h"
+#include "output_file.h"
 #include "size_limits.h"
 
 namespace velmora::tool {
@@ -18,6 +19,13 @@ constexpr double kMaxScale = 64;
 
 UsageError bad(const std::string& option, const std::string& value, const std::string& wanted) {
   return UsageError(option + ": \"" + value + "\" is no " + wanted);
+}
+
+std::string listed(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words)
+    text += (text.empty() ? "" : ", ") + word;
+  return text;
 }
 
 // Reads whole numbers separated by single characters; true when all of `text` is used up.
@@ -104,7 +112,7 @@ FileFormat parseFormat(const std::string& option, const std::string& value, bool
   if (!format || (raw && !isRawFormat(*format))) {
     throw bad(option, value,
               raw ? "raw format; give nv12, nv21 or i420"
-                  : "output format; give png, jpeg, y4m, nv12, nv21 or i420");
+                  : "output format; give one of " + listed(formatNames()));
   }
   return *format;
 }
@@ -163,6 +171,8 @@ void FrameOptions::requireSeparate(std::vector<NamedFile> outputs,
   inputs.push_back({"--config", tuning.configuration});
   inputs.push_back({"--kernel", tuning.kernels});
   requireSeparateFiles(outputs, inputs);
+  for (const NamedFile& file : outputs)
+    requireReplaceable(file.path);
 }
 
 void FrameOptions::check() const {

@@ -50,7 +50,7 @@ struct FrameOptions {
   [[nodiscard]] Region regionIn(Size picture) const;
   /// The size asked for, or the region's times the scale (2 unless given), rounded.
   [[nodiscard]] Size outputSize(Region chosen) const;
-  /// requireSeparateFiles() of these, -o and the tuning files.
+  /// requireSeparateFiles() of these, -o and the tuning files; the outputs must be replaceable.
   void requireSeparate(std::vector<NamedFile> outputs, std::vector<NamedFile> inputs) const;
   /// Checks all values that can be checked before any file is opened.
   void check() const;

@@ -11,15 +11,23 @@
 namespace velmora::tool {
 namespace {
 
-constexpr std::array<std::pair<std::string_view, FileFormat>, 7> kExtensions = {{
+// Of two names of a format the one that options show comes first.
+constexpr auto kExtensions = std::to_array<std::pair<std::string_view, FileFormat>>({
     {"png", FileFormat::png},
-    {"jpg", FileFormat::jpeg},
     {"jpeg", FileFormat::jpeg},
+    {"jpg", FileFormat::jpeg},
+#ifdef VELMORA_HAVE_TIFF
+    {"tiff", FileFormat::tiff},
+    {"tif", FileFormat::tiff},
+#endif
+#ifdef VELMORA_HAVE_WEBP
+    {"webp", FileFormat::webp},
+#endif
     {"y4m", FileFormat::y4m},
     {"nv12", FileFormat::nv12},
     {"nv21", FileFormat::nv21},
     {"i420", FileFormat::i420},
-}};
+});
 
 std::string extension(std::string_view path) {
   const auto slash = path.find_last_of('/');
@@ -51,6 +59,10 @@ const char* name(FileFormat format) {
       return "PNG";
     case FileFormat::jpeg:
       return "JPEG";
+    case FileFormat::tiff:
+      return "TIFF";
+    case FileFormat::webp:
+      return "WebP";
     case FileFormat::y4m:
       return "Y4M";
     case FileFormat::nv12:
@@ -63,8 +75,12 @@ const char* name(FileFormat format) {
   return "?";
 }
 
+bool holdsAlpha(FileFormat format) {
+  return format == FileFormat::png || format == FileFormat::tiff || format == FileFormat::webp;
+}
+
 bool isPictureFormat(FileFormat format) {
-  return format == FileFormat::png || format == FileFormat::jpeg;
+  return format == FileFormat::jpeg || holdsAlpha(format);
 }
 
 bool isRawFormat(FileFormat format) {
@@ -103,6 +119,14 @@ std::optional<FileFormat> formatByName(std::string_view wanted) {
     if (text == wanted) return format;
   }
   return std::nullopt;
+}
+
+std::vector<std::string> formatNames() {
+  std::vector<std::string> names;
+  for (const auto& [text, format] : kExtensions) {
+    if (text != "jpg" && text != "tif") names.emplace_back(text);
+  }
+  return names;
 }
 
 bool hasYuvExtension(std::string_view path) {

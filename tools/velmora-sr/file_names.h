@@ -3,7 +3,9 @@
 #define VELMORA_TOOL_FILE_NAMES_H
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "frame_io.h"
 
@@ -18,11 +20,15 @@ struct DumpName {
 /// Nothing when the name has another form or its numbers are no size and format code (0, 4, 5).
 std::optional<DumpName> parseDumpName(std::string_view path);
 
-/// By extension, in any case: png, jpg, jpeg, y4m, nv12, nv21, i420. Nothing for others.
+/// By extension, in any case: png, jpg, jpeg, y4m, nv12, nv21, i420, and with
+/// their libraries tif, tiff, webp. Nothing for others.
 std::optional<FileFormat> formatByExtension(std::string_view path);
 
 /// By the names that options take: the extensions, and "jpeg".
 std::optional<FileFormat> formatByName(std::string_view wanted);
+
+/// The names that options take, without second ones of a format.
+std::vector<std::string> formatNames();
 
 /// True for names that end in ".yuv" in any case.
 bool hasYuvExtension(std::string_view path);

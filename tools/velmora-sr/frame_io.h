@@ -8,15 +8,18 @@
 #include <utility>
 #include <vector>
 
+#include "metadata.h"
 #include "picture.h"
 #include "timings.h"
 
 namespace velmora::tool {
 
-enum class FileFormat { png, jpeg, y4m, nv12, nv21, i420 };
+enum class FileFormat { png, jpeg, tiff, webp, y4m, nv12, nv21, i420 };
 
 /// The name users know a format by: "PNG", "JPEG", "Y4M", "NV12", ...
 const char* name(FileFormat format);
+/// A format that can hold the alpha of a picture.
+bool holdsAlpha(FileFormat format);
 /// A format that holds one picture rather than a row of frames.
 bool isPictureFormat(FileFormat format);
 bool isRawFormat(FileFormat format);
@@ -27,9 +30,11 @@ struct StreamInfo {
   FileFormat format = FileFormat::png;
   Range range = Range::full;
   bool grey = false;
-  std::optional<long> frames;       ///< where the file tells
-  std::vector<uint8_t> iccProfile;  ///< PNG, JPEG: colour profile, empty for none
-  std::string y4mParameters;        ///< Y4M: the header's fields besides size, separated by blanks
+  bool transparent = false;    ///< the format can tell; sure when the first frame is read
+  int depth = 8;               ///< bits of a sample as stored; pictures have 8
+  std::optional<long> frames;  ///< where the file tells
+  Metadata metadata;           ///< pictures: what goes along
+  std::string y4mParameters;   ///< Y4M: the header's fields besides size, separated by blanks
 };
 
 class FrameReader {
@@ -111,9 +116,16 @@ struct OutputRequest {
 /// for "-"; ".yuv" keeps the layout of a raw input. Throws UsageError when nothing tells.
 FileFormat outputFormat(const OutputRequest& request, FileFormat input);
 
-/// Opens an output; `info` describes the frames to come (size, range, Y4M parameters).
-std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, FileFormat format,
-                                        const StreamInfo& info);
+/// What becomes of an input: frames of this size in a file of this format, with the metadata that
+/// such a file can hold, brought up to date.
+StreamInfo outputInfo(const StreamInfo& input, Size size, FileFormat format);
+
+/// Opens an output; `info` describes the frames to come.
+std::unique_ptr<FrameWriter> openOutput(const OutputRequest& request, const StreamInfo& info);
+
+/// What the status line says of an output that lacks parts of its input: "; not kept: Exif, XMP",
+/// or nothing.
+std::string lossesOf(const StreamInfo& output);
 
 }  // namespace velmora::tool
 

@@ -14,6 +14,7 @@
 #include "engine/session.h"
 #include "errors.h"
 #include "interrupt.h"
+#include "output_file.h"
 #include "size_limits.h"
 #include "spelling.h"
 #include "status.h"
@@ -30,6 +31,7 @@ struct GlobalOptions {
   bool verbose = false;
   bool version = false;
   bool timings = false;
+  bool force = false;
   std::string cpu;
   std::string maxPixels;
 };
@@ -39,6 +41,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("-v,--verbose", options.verbose,
                "Show what the library prints and logs, on standard error")
       ->excludes(quiet);
+  app.add_flag("-f,--force", options.force, "Replace output files that exist; else they are kept");
   app.add_flag("--timings", options.timings,
                "Show at the end where the time went and how much memory it took")
       ->excludes(quiet);
@@ -57,6 +60,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 
 void carryOut(const GlobalOptions& options) {
   if (options.quiet) status().setLevel(Status::Level::quiet);
+  keepsExisting = !options.force;
   chooseKernelSet(options.cpu);
   if (!options.maxPixels.empty()) allowedPixels = parsePixels("--max-pixels", options.maxPixels);
   if (!options.version) requireMatchingLibrary();
@@ -147,6 +151,7 @@ int run(int argc, char** argv) {
   addKernels(app);
   addRegister(app);
   addInfo(app);
+  addCompletion(app);
   const auto called = [&app]() -> const CLI::App* {
     const auto commands = app.get_subcommands();
     return commands.empty() ? nullptr : commands.front();
@@ -174,7 +179,8 @@ int run(int argc, char** argv) {
       printData(versionText());
       requireMatchingLibrary();
     } else if (idle) {
-      throw UsageError("say what to do: upscale, fuse, video, register, info, demo or kernels");
+      throw UsageError(
+          "say what to do: upscale, fuse, video, register, info, demo, kernels or completion");
     }
   } catch (const UsageError& error) {
     const std::string command = called() == nullptr ? "" : called()->get_name() + " ";

@@ -26,6 +26,10 @@ std::string entryOf(int descriptor) {
   return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+Failure existsAlready(const std::string& name) {
+  return Failure(name + ": exists already; give another name, or --force to replace it");
+}
+
 // The file passes on who may do what with it, to nobody more than before.
 void keepAccess(int descriptor, const struct stat& old) {
   mode_t mode = old.st_mode & 0777;
@@ -38,6 +42,12 @@ void keepAccess(int descriptor, const struct stat& old) {
 }
 
 }  // namespace
+
+void requireReplaceable(const std::string& path) {
+  struct stat info = {};
+  if (!keepsExisting || path.empty() || path == "-") return;
+  if (stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode)) throw existsAlready(path);
+}
 
 OutputFile::OutputFile(const std::string& path) : name_(path) {
   // Descriptor 1 itself is not for data, see claimStandardOutput().
@@ -61,6 +71,7 @@ OutputFile::OutputFile(const std::string& path) : name_(path) {
     owned_ = true;
     return;
   }
+  if (exists && keepsExisting) throw existsAlready(path);
   target_ = targetOf(path);
   folder_ = target_.substr(0, target_.find_last_of('/') + 1);
   if (folder_.empty()) folder_ = "./";
@@ -132,11 +143,13 @@ void OutputFile::flushToDisk() {
 void OutputFile::place() {
   if (named_) {
     const interrupt::Block signals;
+    if (keepsExisting && access(target_.c_str(), F_OK) == 0) throw existsAlready(name_);
     if (std::rename(named_->path().c_str(), target_.c_str()) != 0) throw failure(name_, "create");
     named_.reset();
     return;
   }
   int error = linkTo(target_);
+  if (error == EEXIST && keepsExisting) throw existsAlready(name_);
   // Only a rename replaces a file, and it needs a name: for as long as no signal arrives.
   for (int attempt = 0; error == EEXIST && attempt < kAttempts; ++attempt) {
     const std::string name = temporaryName(attempt);

@@ -13,6 +13,13 @@
 
 namespace velmora::tool {
 
+/// Whether a file that exists is kept: an output of its name is then refused. What --force turns
+/// off; set before any other thread runs.
+inline bool keepsExisting = false;
+
+/// Throws Failure when an output of this name would replace a file that is to be kept.
+void requireReplaceable(const std::string& path);
+
 /// Writes into a file without a name and gives it its name at commit; without a commit nothing is
 /// left, whatever ends the process. Where the system has no such files one of a name of its own
 /// stands beside the wanted one until then. A file that is replaced passes on its permissions and,

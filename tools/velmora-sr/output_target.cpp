@@ -66,18 +66,25 @@ std::string targetOf(const std::string& path) {
 
 void requireSeparateFiles(const std::vector<NamedFile>& outputs,
                           const std::vector<NamedFile>& inputs) {
+  std::vector<std::optional<Identity>> written;
+  std::vector<std::optional<Identity>> read;
+  written.reserve(outputs.size());
+  read.reserve(inputs.size());
+  for (const NamedFile& output : outputs)
+    written.push_back(identityOf(output, dataOutput()));
+  for (const NamedFile& input : inputs)
+    read.push_back(identityOf(input, STDIN_FILENO));
   for (std::size_t i = 0; i < outputs.size(); ++i) {
-    const auto identity = identityOf(outputs[i], dataOutput());
-    if (!identity) continue;
+    if (!written[i]) continue;
     for (std::size_t k = 0; k < i; ++k) {
-      if (identityOf(outputs[k], dataOutput()) != identity) continue;
+      if (written[k] != written[i]) continue;
       throw UsageError(quoted(outputs[i]) + " is the same file as that of " + outputs[k].option +
                        "; give each output a name of its own");
     }
-    for (const NamedFile& input : inputs) {
-      if (identityOf(input, STDIN_FILENO) != identity) continue;
-      throw UsageError(quoted(outputs[i]) + " is the same file as " + input.option +
-                       ", which is read while the output is written; give another name");
+    for (std::size_t k = 0; k < inputs.size(); ++k) {
+      if (read[k] != written[i]) continue;
+      throw UsageError(quoted(outputs[i]) + " is the same file as " + inputs[k].option +
+                       "; give another name");
     }
   }
 }

@@ -17,10 +17,10 @@ struct NamedFile {
   std::string path;
 };
 
-/// Throws UsageError when two outputs are one file, or an output is one of the inputs, which are
-/// still read when it is written: under whatever names, by links, or not there yet. Looks at names
-/// only, so that it can come before everything else. "-" is the standard stream. Pipes and devices
-/// may be named as often as one likes.
+/// Throws UsageError when two outputs are one file, or an output is one of the inputs: under
+/// whatever names, by links, or not there yet. Looks at names only, so that it can come before
+/// everything else. "-" is the standard stream. Pipes and devices may be named as often as one
+/// likes.
 void requireSeparateFiles(const std::vector<NamedFile>& outputs,
                           const std::vector<NamedFile>& inputs);
 

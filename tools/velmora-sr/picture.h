@@ -56,6 +56,7 @@ enum class Range { full, limited };
 
 struct Picture {
   Plane y, u, v;
+  Plane alpha;  ///< of y's size, 255 opaque: y, u and v show the picture over white; or empty
   Range range = Range::full;
   bool grey = false;  ///< no colour: u and v are 128 throughout
 
@@ -66,6 +67,7 @@ struct Picture {
     y.reset(size);
     u.reset(chromaSize(size), 128);
     v.reset(chromaSize(size), 128);
+    alpha = {};
   }
   [[nodiscard]] Size size() const { return y.size; }
 };

@@ -32,7 +32,7 @@ void Status::error(std::string_view text) noexcept {
   line("error: ", text);
 }
 
-void Status::progress(long done, std::optional<long> total) {
+void Status::progress(long done, std::optional<long> total, const char* unit) {
   if (quiet()) return;
   static const bool terminal = isatty(STDERR_FILENO) != 0;
   const auto now = Clock::now();
@@ -42,9 +42,9 @@ void Status::progress(long done, std::optional<long> total) {
 
   const double seconds = std::chrono::duration<double>(now - start_).count();
   const double rate = static_cast<double>(done) / seconds;
-  std::string text = "frame " + std::to_string(done);
+  std::string text = std::string(unit) + " " + std::to_string(done);
   if (total) text += " of " + std::to_string(*total);
-  text += format(", %.1f frames/s", rate);
+  text += format(", %.1f %ss/s", rate, unit);
   if (total && done > 0) {
     const long left = std::lround(static_cast<double>(*total - done) / rate);
     text += format(", %ld:%02ld left", left / 60, left % 60);
@@ -55,6 +55,11 @@ void Status::progress(long done, std::optional<long> total) {
   } else {
     line("", text);
   }
+}
+
+void Status::passOn(std::string_view lines) noexcept {
+  endProgress();
+  terminal::writeControl(lines);
 }
 
 void Status::endProgress() noexcept {

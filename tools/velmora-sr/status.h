@@ -36,9 +36,12 @@ class Status {
   /// One line about what went wrong, shown with --quiet too; begins with "error: ".
   void error(std::string_view text) noexcept;
 
-  /// Progress of a long job: `done` frames, of `total` where that is known. On a terminal one line
-  /// is rewritten, elsewhere a line appears every few seconds; short jobs show nothing.
-  void progress(long done, std::optional<long> total);
+  /// Progress of a long job: `done` frames or other units, of `total` where that is known. On a
+  /// terminal one line is rewritten, elsewhere a line appears every few seconds; short jobs show
+  /// nothing.
+  void progress(long done, std::optional<long> total, const char* unit = "frame");
+  /// Lines of another process of the tool, as they are.
+  void passOn(std::string_view lines) noexcept;
   /// Clears the progress line.
   void endProgress() noexcept;
 

@@ -24,6 +24,7 @@ void addDemo(CLI::App& app);
 void addKernels(CLI::App& app);
 void addRegister(CLI::App& app);
 void addInfo(CLI::App& app);
+void addCompletion(CLI::App& app);
 
 /// What --version prints.
 std::string versionText();

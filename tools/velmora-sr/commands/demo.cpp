@@ -207,6 +207,9 @@ Canvas comparisonOf(const Results& results, const Measured& measured) {
 void run(const std::string& folder) {
   requireFree(folder);
   const std::filesystem::path base(folder);
+  for (const char* name : {"truth.png", "frame.png", "second.png", "bicubic.png", "enlarged.png",
+                           "fused.png", "mask.png", "comparison.png", "index.html"})
+    requireReplaceable((base / name).string());
   requireAcceptable(kSceneSize, (base / "truth.png").string());
   const Frames frames = takeFrames();
   const Results results = enlarge(frames);

@@ -6,6 +6,7 @@
 
 #include "colour.h"
 #include "commands/commands.h"
+#include "engine/enlarger.h"
 #include "engine/pair_fuser.h"
 #include "errors.h"
 #include "file_names.h"
@@ -105,9 +106,20 @@ std::string scales(Region region, Size size) {
                 along(region.size().height, size.height));
 }
 
+// Fusion leaves out the alpha: that of the first frame stands.
+Plane enlargedAlpha(const Picture& picture, Region region, Size size, const Tuning& tuning) {
+  Picture alpha(picture.size());
+  alpha.y = picture.alpha;
+  alpha.grey = true;
+  Picture enlarged;
+  Enlarger(picture.size(), region, size, tuning).enlarge(alpha, enlarged);
+  return std::move(enlarged.y);
+}
+
 void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
-  options.frames.requireSeparate({{"--mask", options.mask}}, {});
+  options.frames.requireSeparate({{"--mask", options.mask}},
+                                 {{"FIRST", options.first}, {"SECOND", options.second}});
   options.check();
   FusionRequest fusion;
   fusion.tuning = readTuning(options.frames.tuning);
@@ -132,13 +144,15 @@ void run(const Options& options) {
   } else if (!options.ghost.empty()) {
     fusion.ghost = parseThresholds("--ghost", options.ghost);
   }
-  const FusionResult result = fusePair(first.picture, second.picture, fusion);
+  FusionResult result = fusePair(first.picture, second.picture, fusion);
   interrupt::check();
 
-  StreamInfo out = in;
-  out.size = result.picture.size();
-  out.format = format;
-  const auto writer = openOutput(request, format, out);
+  if (!first.picture.alpha.samples.empty() && result.picture.alpha.samples.empty()) {
+    result.picture.alpha =
+        enlargedAlpha(first.picture, result.region, result.picture.size(), fusion.tuning);
+  }
+  const StreamInfo out = outputInfo(in, result.picture.size(), format);
+  const auto writer = openOutput(request, out);
   const auto mask = options.mask.empty() ? nullptr : createPng(options.mask);
   writer->write(result.picture);
   if (mask) mask->write(maskOf(result, in.size));
@@ -151,7 +165,7 @@ void run(const Options& options) {
     return first.reader->name() + ": " + outcome(result) + "; " + bounds(result.region) + " (" +
            text(result.region.size()) + ") to " + text(out.size) +
            (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
-           tool::format(", %.2f s", time.count());
+           tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
 }
 

@@ -13,6 +13,9 @@
 #include "errors.h"
 #include "formats/foreign.h"
 #include "frame_io.h"
+#include "json.h"
+#include "size_limits.h"
+#include "status.h"
 #include "streams.h"
 #include "velmora_sr/kernel_tables.h"
 
@@ -27,8 +30,41 @@ constexpr const char* kHelp =
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 constexpr std::size_t kStartBytes = 4096;
 
-std::string line(const std::string& key, const std::string& value) {
-  return key + std::string(key.size() < 14 ? 14 - key.size() : 1, ' ') + value + "\n";
+struct Fact {
+  std::string key;
+  std::string value;
+  std::string members = {};  // of the JSON object, where the value is more than a text
+};
+using Facts = std::vector<Fact>;
+
+std::string textOf(const Facts& facts) {
+  std::string text;
+  for (const Fact& fact : facts) {
+    const std::size_t width = fact.key.size();
+    text += fact.key + std::string(width < 14 ? 14 - width : 1, ' ') + fact.value + "\n";
+  }
+  return text;
+}
+
+// One object on one line. Notes, of which there may be several, are an array.
+std::string jsonOf(const std::string& file, const Facts& facts) {
+  std::string json = "{\"file\":" + jsonString(file);
+  std::string notes;
+  for (const auto& [key, value, members] : facts) {
+    if (key == "note") {
+      notes += (notes.empty() ? "" : ",") + jsonString(value);
+      continue;
+    }
+    std::string name = key;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    json += "," + (members.empty() ? jsonString(name) + ":" + jsonString(value) : members);
+  }
+  if (!notes.empty()) json += ",\"notes\":[" + notes + "]";
+  return json + "}\n";
+}
+
+std::string member(const char* name, int64_t value) {
+  return jsonString(name) + ":" + std::to_string(value);
 }
 
 // --- Kernel files ---
@@ -82,19 +118,20 @@ std::string describeTable(const std::vector<uint8_t>& bytes, std::size_t offset,
   return text + (asRule ? ", as the built-in rule makes them" : ", not the built-in rule's");
 }
 
-std::string describeKernels(const std::vector<uint8_t>& bytes, int phases) {
+Facts describeKernels(const std::vector<uint8_t>& bytes, int phases) {
   G_QUANTIZATION = phases;  // no tables are installed, so nobody else reads it
   const int pairs = phases * phases;
   const std::size_t sharp = 4 + static_cast<std::size_t>(pairs) * 34;
   const std::size_t plain = sharp + static_cast<std::size_t>(phases) * 8;
-  return line("kind", "kernel file") +
-         line("phases", std::to_string(phases) + (phases == 50 ? " (as built in)" : "")) +
-         line("two frames", describeTable(bytes, 4, pairs, 17,
-                                          MadeTable(CreateLanczosLUT2D(4, 2, 0.2f), pairs))) +
-         line("luma", describeTable(bytes, sharp, phases, 4,
-                                    MadeTable(CreateLanczosLUT1D(4, 2, 0.2f), phases))) +
-         line("chroma", describeTable(bytes, plain, phases, 4,
-                                      MadeTable(CreateLanczosLUT1D(4, 2, 0), phases)));
+  const MadeTable pairRule(CreateLanczosLUT2D(4, 2, 0.2f), pairs);
+  const MadeTable lumaRule(CreateLanczosLUT1D(4, 2, 0.2f), phases);
+  const MadeTable chromaRule(CreateLanczosLUT1D(4, 2, 0), phases);
+  return {{"kind", "kernel file"},
+          {"phases", std::to_string(phases) + (phases == 50 ? " (as built in)" : ""),
+           member("phases", phases)},
+          {"two frames", describeTable(bytes, 4, pairs, 17, pairRule)},
+          {"luma", describeTable(bytes, sharp, phases, 4, lumaRule)},
+          {"chroma", describeTable(bytes, plain, phases, 4, chromaRule)}};
 }
 
 // --- Configuration files ---
@@ -105,46 +142,70 @@ std::string describeThreshold(const ConfigurationFile::Threshold& threshold) {
   return value + " (from \"" + *threshold.text + "\")";
 }
 
-std::string describeConfiguration(const std::vector<uint8_t>& bytes) {
+Facts describeConfiguration(const std::vector<uint8_t>& bytes) {
   const ConfigurationFile file = readConfiguration(bytes);
-  std::string text =
-      line("kind", "configuration file") + line("LowThr", describeThreshold(file.low)) +
-      line("HighThr", describeThreshold(file.high)) +
-      line("taken", std::to_string(file.taken.low) + " and " + std::to_string(file.taken.high));
+  Facts facts = {
+      {"kind", "configuration file"},
+      {"LowThr", describeThreshold(file.low)},
+      {"HighThr", describeThreshold(file.high)},
+      {"taken", std::to_string(file.taken.low) + " and " + std::to_string(file.taken.high),
+       "\"taken\":[" + std::to_string(file.taken.low) + "," + std::to_string(file.taken.high) +
+           "]"}};
   for (const std::string& fault : file.faults)
-    text += line("note", fault);
+    facts.push_back({"note", fault});
   for (const std::string& element : file.unknown)
-    text += line("note", element + " is unknown and means nothing");
-  return text;
+    facts.push_back({"note", element + " is unknown and means nothing"});
+  return facts;
 }
 
 // --- Pictures ---
 
-std::string describePicture(const StreamInfo& info) {
-  std::string text =
-      line("kind", isPictureFormat(info.format) ? "picture" : "frames") +
-      line("format", name(info.format)) +
-      line("size", std::to_string(info.size.width) + "x" + std::to_string(info.size.height));
-  text += line("range", info.range == Range::full ? "full (0..255)" : "limited (16..235)");
-  if (info.grey) text += line("colour", "none: grey");
-  if (info.frames) text += line("frames", std::to_string(*info.frames));
-  if (!info.y4mParameters.empty()) text += line("parameters", info.y4mParameters);
-  if (!info.iccProfile.empty()) {
-    text += line("profile", std::to_string(info.iccProfile.size()) + " bytes of ICC");
+Facts describePicture(const StreamInfo& info) {
+  const auto& [width, height] = info.size;
+  const bool full = info.range == Range::full;
+  Facts facts = {{"kind", isPictureFormat(info.format) ? "picture" : "frames"},
+                 {"format", name(info.format)},
+                 {"size", text(info.size), member("width", width) + "," + member("height", height)},
+                 {"range", full ? "full (0..255)" : "limited (16..235)",
+                  full ? "\"range\":\"full\"" : "\"range\":\"limited\""}};
+  if (info.grey) facts.push_back({"colour", "none: grey", "\"grey\":true"});
+  if (info.transparent) facts.push_back({"transparency", "yes", "\"transparent\":true"});
+  if (info.depth > 8) {
+    facts.push_back({"depth", std::to_string(info.depth) + " bits, of which 8 are used",
+                     member("depth", info.depth)});
   }
-  return text;
+  if (info.frames) {
+    facts.push_back({"frames", std::to_string(*info.frames), member("frames", *info.frames)});
+  }
+  if (!info.y4mParameters.empty()) facts.push_back({"parameters", info.y4mParameters});
+  const auto bytes = [&](const char* key, const std::vector<uint8_t>& part, const char* what) {
+    if (part.empty()) return;
+    const std::string count = std::to_string(part.size());
+    facts.push_back({key, count + what, jsonString(key) + ":" + count});
+  };
+  const Metadata& metadata = info.metadata;
+  bytes("profile", metadata.iccProfile, " bytes of ICC");
+  bytes("Exif", metadata.exif, " bytes");
+  bytes("XMP", metadata.xmp, " bytes");
+  if (const auto& resolution = metadata.resolution) {
+    const double x = resolution->x * 0.0254;
+    const double y = resolution->y * 0.0254;
+    facts.push_back({"resolution", format("%.5g x %.5g per inch", x, y),
+                     format("\"pixels_per_inch\":[%.5g,%.5g]", x, y)});
+  }
+  return facts;
 }
 
 struct Options {
   std::string path;
+  bool json = false;
   FrameOptions frames;
 };
 
-void run(const Options& options) {
+Facts factsOf(const Options& options) {
   std::unique_ptr<ByteSource> source;
   if (const auto reader = openHeader(options.frames.input(options.path), source)) {
-    printData(describePicture(reader->info()));
-    return;
+    return describePicture(reader->info());
   }
   // Neither a picture nor a clip; what else may be read is small.
   const auto ahead = source->peek(kStartBytes);
@@ -153,14 +214,19 @@ void run(const Options& options) {
     const std::vector<uint8_t> bytes = source->readAll(kLargestFile);
     const KernelFile kernels = readKernelFile(bytes);
     if (!kernels.fault.empty()) throw Failure(source->name() + ": " + kernels.fault);
-    printData(describeKernels(bytes, kernels.phases));
-    return;
+    return describeKernels(bytes, kernels.phases);
   }
   if (!looksLikeXml(start)) throw foreignContent(*source);
-  printData(describeConfiguration(source->readAll(kLargestFile)));
+  return describeConfiguration(source->readAll(kLargestFile));
+}
+
+void run(const Options& options) {
+  const Facts facts = factsOf(options);
+  printData(options.json ? jsonOf(options.path, facts) : textOf(facts));
 }
 
 }  // namespace
+
 void addInfo(CLI::App& app) {
   auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand(
@@ -168,6 +234,7 @@ void addInfo(CLI::App& app) {
   command->footer(kHelp);
   command->add_option("FILE", options->path, "The file, or - for a clip on standard input")
       ->required();
+  command->add_flag("--json", options->json, "One JSON object on one line instead of text");
   addInputOptions(*command, options->frames);
   command->callback([options] { run(*options); });
 }

@@ -17,16 +17,19 @@ void addInputOptions(CLI::App& command, FrameOptions& options) {
 
 void addOutputOptions(CLI::App& command, FrameOptions& options) {
   command
-      .add_option("-o,--output", options.output,
-                  "Output file, or - for standard output. The extension tells the format: .png, "
-                  ".jpg, .y4m, .nv12, .nv21, .i420, or .yuv for the raw format of the input")
+      .add_option(
+          "-o,--output", options.output,
+          "Output file, or - for standard output. The extension tells the format: .png, "
+          ".jpg, .tiff, .webp, .y4m, .nv12, .nv21, .i420, or .yuv for the raw format of the input")
       ->type_name("FILE")
       ->required();
   command
-      .add_option("--output-format", options.outputFormat,
-                  "png, jpeg, y4m, nv12, nv21 or i420, whatever the name says; y4m for -")
+      .add_option(
+          "--output-format", options.outputFormat,
+          "png, jpeg, tiff, webp, y4m, nv12, nv21 or i420, whatever the name says; y4m for -")
       ->type_name("FORMAT");
-  command.add_option("--quality", options.quality, "JPEG quality, 1 to 100 (95)")->type_name("N");
+  command.add_option("--quality", options.quality, "JPEG or WebP quality, 1 to 100 (95)")
+      ->type_name("N");
 }
 
 void addGeometryOptions(CLI::App& command, FrameOptions& options) {

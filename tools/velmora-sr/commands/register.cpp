@@ -55,7 +55,10 @@ void writeJson(const std::string& path, const std::string& json) {
 }
 
 void run(const Options& options) {
-  requireSeparateFiles({{"--json", options.json}, {"--picture", options.picture}}, {});
+  requireSeparateFiles({{"--json", options.json}, {"--picture", options.picture}},
+                       {{"FIRST", options.first}, {"SECOND", options.second}});
+  requireReplaceable(options.json);
+  requireReplaceable(options.picture);
   checkOptions(options);
   Picture first = readFirstFrame(options, options.first);
   Picture second = readFirstFrame(options, options.second);

@@ -1,14 +1,20 @@
 // velmora-sr upscale: every frame of the input enlarged by itself.
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <memory>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
 
+#include "batch.h"
 #include "clip_end.h"
 #include "commands/commands.h"
 #include "engine/enlarger.h"
 #include "errors.h"
-#include "file_names.h"
 #include "interrupt.h"
+#include "output_target.h"
 #include "size_limits.h"
 #include "status.h"
 
@@ -16,27 +22,64 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* kHelp =
-    "IN is a PNG, JPEG or Y4M (8 bits, 4:2:0), found by its content, or raw NV12, NV21 or I420 "
+    "IN is a PNG, JPEG, TIFF, WebP or Y4M (8 bits, 4:2:0), found by its content, or raw NV12, NV21 "
+    "or I420 "
     "frames; - reads standard input. The first and last columns and rows of the input land on the "
     "first and last of the output. Nothing is cropped: odd and small pictures are continued "
     "mirrored for the library and cut to size afterwards.\n"
     "Pictures and raw frames are taken as full-range BT.601 (JPEG) YUV with 4:2:0 chroma; a Y4M "
-    "keeps its range and its header. Grey pictures stay grey, colour profiles go along. A PNG's "
-    "transparent parts are laid over white; a JPEG is turned upright as its camera noted. Of a "
+    "keeps its range and its header. Grey pictures stay grey. Transparency stays in a PNG, TIFF or "
+    "WebP; "
+    "elsewhere what is behind it becomes white. A picture is turned upright as its camera noted; "
+    "Exif (without its thumbnail), "
+    "XMP, colour profile and resolution go along, and the status line names what is not kept. Of a "
     "clip that goes into a PNG or JPEG the first frame is taken. A signal to stop (Ctrl-C), or "
     "input that breaks off, leaves a clip of the frames done so far.";
 
+constexpr int kMostJobs = 64;
+
 struct Options {
-  std::string input;
+  std::vector<std::string> inputs;
+  std::string folder;
+  std::string pattern;
+  std::string jobs;
   FrameOptions frames;
+
+  [[nodiscard]] const std::string& input() const { return inputs.front(); }
+  void check() const {
+    if (folder.empty()) {
+      if (inputs.size() > 1) {
+        throw UsageError('"' + inputs[1] +
+                         "\" is one argument more than upscale takes; for many files "
+                         "give --output-dir");
+      }
+      if (frames.output.empty()) {
+        throw UsageError("--output is required, or --output-dir for many files");
+      }
+      return;
+    }
+    if (!pattern.empty() &&
+        (pattern.find("%s") == std::string::npos || pattern.find('/') != std::string::npos)) {
+      throw UsageError("--name: \"" + pattern +
+                       "\" is no name for many files; give one with %s for that of the input, "
+                       "for example %s_2x.png");
+    }
+    for (const std::string& file : inputs) {
+      if (file == "-") throw UsageError("--output-dir takes files, not standard input");
+    }
+  }
 };
 
-// Whether the output's name or format tells of a picture, for which a clip need not be read to its
-// end.
-bool asksForPicture(const FrameOptions& frames) {
-  const auto format = frames.outputFormat.empty() ? formatByExtension(frames.output)
-                                                  : formatByName(frames.outputFormat);
-  return format && isPictureFormat(*format);
+// The name of the output in the folder for many files.
+std::string outputName(const Options& options, const std::string& input) {
+  const std::filesystem::path path(input);
+  std::string name = options.pattern.empty() ? path.filename().string() : options.pattern;
+  const std::string stem = path.stem().string();
+  if (!options.pattern.empty()) {
+    for (std::size_t at = 0; (at = name.find("%s", at)) != std::string::npos; at += stem.size())
+      name.replace(at, 2, stem);
+  }
+  return (std::filesystem::path(options.folder) / name).string();
 }
 
 bool holdsMore(FrameReader& reader) {
@@ -79,14 +122,14 @@ void upscaleAll(FrameReader& reader, Enlarger& enlarger, FrameWriter& writer, lo
   }
 }
 
-void run(const Options& options) {
+void enlargeOne(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
   const FrameOptions& frames = options.frames;
-  frames.requireSeparate({}, {{"IN", asksForPicture(frames) ? "" : options.input}});
+  frames.requireSeparate({}, {{"IN", options.input()}});
   frames.check();
   const Tuning tuning = readTuning(frames.tuning);
   const OutputRequest request = frames.outputRequest();
-  const auto reader = openInput(frames.input(options.input));
+  const auto reader = openInput(frames.input(options.input()));
   const StreamInfo& in = reader->info();
   const FileFormat format = outputFormat(request, in.format);
   const Region region = frames.regionIn(in.size);
@@ -96,10 +139,8 @@ void run(const Options& options) {
                   ", which is smaller: fine detail will alias, since nothing is filtered away");
   }
 
-  StreamInfo out = in;
-  out.size = size;
-  out.format = format;
-  const auto writer = openOutput(request, format, out);
+  const StreamInfo out = outputInfo(in, size, format);
+  const auto writer = openOutput(request, out);
   Enlarger enlarger(in.size, region, size, tuning);
   long count = 0;
   std::exception_ptr cut;
@@ -113,9 +154,46 @@ void run(const Options& options) {
   status().done([&] {
     return reader->name() + ": " + text(region.size()) + " to " + text(size) +
            (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
-           tool::format(", %.2f s", time.count());
+           tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
   if (cut) std::rethrow_exception(cut);
+}
+
+// Every file in a process of its own, which comes back from here to enlarge that one.
+void enlargeMany(Options options) {
+  const int jobs = options.jobs.empty() ? 1 : parseNumber("--jobs", options.jobs, 1, kMostJobs);
+  options.frames.check();
+  std::vector<NamedFile> outputs;
+  std::vector<NamedFile> inputs;
+  std::set<std::string> names;
+  for (const std::string& file : options.inputs) {
+    outputs.push_back({"--output-dir", outputName(options, file)});
+    // The folder, by which files are told apart, may not be there yet.
+    if (!names.insert(outputs.back().path).second) {
+      throw UsageError("--output-dir: two files would be \"" + outputs.back().path +
+                       "\"; give each input a name of its own");
+    }
+    inputs.push_back({"IN", file});
+  }
+  requireSeparateFiles(outputs, inputs);
+  std::error_code error;
+  std::filesystem::create_directories(options.folder, error);
+  if (error) throw Failure(options.folder + ": cannot make this folder: " + error.message());
+
+  const auto job = splitIntoJobs(options.inputs, jobs);
+  if (!job) return;
+  options.frames.output = outputs[*job].path;
+  options.inputs = {options.inputs[*job]};
+  enlargeOne(options);
+}
+
+void run(const Options& options) {
+  options.check();
+  if (options.folder.empty()) {
+    enlargeOne(options);
+  } else {
+    enlargeMany(options);
+  }
 }
 
 }  // namespace
@@ -125,8 +203,28 @@ void addUpscale(CLI::App& app) {
   CLI::App* command =
       app.add_subcommand("upscale", "Enlarge a picture, or every frame of a clip by itself");
   command->footer(kHelp);
-  command->add_option("IN", options->input, "Picture or clip, - for standard input")->required();
+  command->add_option("IN", options->inputs, "Picture or clip, - for standard input")->required();
   addOutputOptions(*command, options->frames);
+  auto* output = command->get_option("--output")->required(false);
+  auto* folder =
+      command
+          ->add_option(
+              "--output-dir", options->folder,
+              "Folder for the outputs of many files IN, made if missing. A file that fails "
+              "does not stop the others")
+          ->type_name("DIR")
+          ->excludes(output);
+  command
+      ->add_option("--name", options->pattern,
+                   "Name of each output in that folder, with %s for the name of its input without "
+                   "extension: %s_2x.png (the name of the input)")
+      ->type_name("NAME")
+      ->needs(folder);
+  command
+      ->add_option("--jobs", options->jobs,
+                   "How many files are enlarged at a time, each by a process (1)")
+      ->type_name("N")
+      ->needs(folder);
   addGeometryOptions(*command, options->frames);
   addInputOptions(*command, options->frames);
   addTuningOptions(*command, options->frames);

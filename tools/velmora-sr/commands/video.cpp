@@ -230,12 +230,10 @@ void run(const Options& options) {
                      " holds no clip: write .y4m, or raw frames (.nv12, .nv21, .i420)");
   }
   const Region region = fixedRegion(options, in.size);
-  StreamInfo out = in;
-  out.size = options.frames.outputSize(region);
-  out.format = format;
+  const StreamInfo out = outputInfo(in, options.frames.outputSize(region), format);
 
   ClipFuser fuser(options, in.size, region, out.size);
-  const auto writer = openOutput(request, format, out);
+  const auto writer = openOutput(request, out);
   const auto start = std::chrono::steady_clock::now();
   long done = 0;
   const std::exception_ptr cut =
@@ -244,7 +242,8 @@ void run(const Options& options) {
   status().done([&] {
     return reader->name() + ": " + fuser.tally().summary() +
            tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
-           text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count());
+           text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()) +
+           lossesOf(out);
   });
   if (cut) std::rethrow_exception(cut);
 }

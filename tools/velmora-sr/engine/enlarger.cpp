@@ -103,8 +103,21 @@ void Enlarger::enlarge(const Picture& input, Picture& output) {
 
   session_->enlarge(frame_, luma_.region, luma_.output, result_);
   keep(result_.data(), luma_.output.width, luma_.x, luma_.y, output.y);
-  if (input.grey) return;
+  if (!input.grey) keepChroma(output);
+  if (!input.alpha.samples.empty()) enlargeAlpha(input, output);
+}
 
+void Enlarger::enlargeAlpha(const Picture& input, Picture& output) {
+  Picture alpha;
+  alpha.reset(input.size());
+  alpha.y = input.alpha;
+  fillFrame(alpha, session_->frameSize(), frame_);
+  session_->enlarge(frame_, luma_.region, luma_.output, result_);
+  output.alpha.reset(output_);
+  keep(result_.data(), luma_.output.width, luma_.x, luma_.y, output.alpha);
+}
+
+void Enlarger::keepChroma(Picture& output) {
   const Call& call = chroma_ ? *chroma_ : luma_;
   if (chroma_) session_->enlarge(frame_, call.region, call.output, result_);
   const Size half = {call.output.width / 2, call.output.height / 2};

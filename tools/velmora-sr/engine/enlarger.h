@@ -38,7 +38,7 @@ class Enlarger {
   /// Throws Failure when the sizes are beyond the library.
   Enlarger(Size input, Region region, Size output, const Tuning& tuning);
 
-  /// Enlarges one picture of the input size.
+  /// Enlarges one picture of the input size, its alpha by the rule of its luma.
   void enlarge(const Picture& input, Picture& output);
 
  private:
@@ -47,6 +47,8 @@ class Enlarger {
     Region region;  // in luma pixels
     Size output;    // luma size of the library's output
   };
+  void keepChroma(Picture& output);
+  void enlargeAlpha(const Picture& input, Picture& output);
   [[nodiscard]] static Call lumaCall(Region region, Size output);
   [[nodiscard]] static Call chromaCall(Region region, Size output);
   [[nodiscard]] bool oneCallIsEnough() const;

@@ -1,122 +1,132 @@
 #include "formats/exif.h"
 
-#include <libyuv.h>
-
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
-#include <utility>
 
-#include "formats/jpeg_segments.h"
+#include "formats/tiff_block.h"
 
 namespace velmora::tool {
 namespace {
 
-constexpr uint8_t kApp1 = 0xE1;
-constexpr uint32_t kOrientationTag = 0x0112;
-
-// Big- or little-endian numbers of a TIFF block; nothing past its end.
-class Tiff {
- public:
-  explicit Tiff(std::span<const uint8_t> bytes) : bytes_(bytes) {
-    valid_ = bytes.size() >= 8 && bytes[0] == bytes[1] && (bytes[0] == 'I' || bytes[0] == 'M');
-    big_ = valid_ && bytes[0] == 'M';
-  }
-  [[nodiscard]] std::optional<uint32_t> number(std::size_t at, int count) const {
-    if (!valid_ || at > bytes_.size() || bytes_.size() - at < static_cast<std::size_t>(count)) {
-      return std::nullopt;
-    }
-    uint32_t value = 0;
-    for (int i = 0; i < count; ++i) {
-      const int shift = 8 * (big_ ? count - 1 - i : i);
-      value |= uint32_t{bytes_[at + static_cast<std::size_t>(i)]} << shift;
-    }
-    return value;
-  }
-
- private:
-  std::span<const uint8_t> bytes_;
-  bool valid_ = false;
-  bool big_ = false;
+enum Tag : uint32_t {
+  kImageWidth = 0x0100,
+  kImageLength = 0x0101,
+  kStripOffset = 0x0111,
+  kOrientation = 0x0112,
+  kStripBytes = 0x0117,
+  kThumbnailOffset = 0x0201,
+  kThumbnailBytes = 0x0202,
+  kExifDirectory = 0x8769,
+  kGpsDirectory = 0x8825,
+  kPixelXDimension = 0xA002,
+  kPixelYDimension = 0xA003,
+  kInteroperability = 0xA005,
 };
 
-int orientationOf(const Tiff& tiff) {
-  const auto directory = tiff.number(4, 4);
-  if (!directory) return 1;
-  const auto count = tiff.number(*directory, 2);
-  for (uint32_t i = 0; i < count.value_or(0); ++i) {
-    const std::size_t entry = std::size_t{*directory} + 2 + std::size_t{12} * i;
-    const auto tag = tiff.number(entry, 2);
-    if (!tag) break;
-    if (*tag != kOrientationTag) continue;
-    const auto value = tiff.number(entry + 8, 2);
+struct Bytes {
+  uint64_t begin;
+  uint64_t end;
+};
+
+// The bytes that a directory, and the values of its entries, take.
+void addRanges(const TiffBlock& tiff, std::size_t directory, std::vector<Bytes>& ranges) {
+  const std::vector<TiffEntry> entries = tiff.entries(directory);
+  ranges.push_back({directory, directory + 2 + 12 * entries.size() + 4});
+  for (const TiffEntry& entry : entries) {
+    const uint64_t bytes = valueBytes(entry);
+    const auto at = tiff.number(entry.value, 4);
+    if (at && bytes > 4) ranges.push_back({*at, *at + bytes});
+  }
+}
+
+// The bytes of the thumbnail that a directory describes.
+std::optional<Bytes> thumbnailOf(const TiffBlock& tiff, std::size_t directory) {
+  std::optional<uint32_t> at;
+  std::optional<uint32_t> count;
+  for (const TiffEntry& entry : tiff.entries(directory)) {
+    if (entry.tag == kThumbnailOffset || entry.tag == kStripOffset) at = tiff.number(entry);
+    if (entry.tag == kThumbnailBytes || entry.tag == kStripBytes) count = tiff.number(entry);
+  }
+  if (!at || !count) return std::nullopt;
+  return Bytes{*at, uint64_t{*at} + *count};
+}
+
+// Clears the thumbnail unless its place is also that of something else, and cuts the block behind
+// the last byte that anything uses.
+void clear(std::vector<uint8_t>& block, const Bytes& thumbnail, const std::vector<Bytes>& used) {
+  const auto overlaps = [&](const Bytes& range) {
+    return range.begin < thumbnail.end && thumbnail.begin < range.end;
+  };
+  if (thumbnail.end > block.size() || std::any_of(used.begin(), used.end(), overlaps)) return;
+  std::fill(block.begin() + static_cast<std::ptrdiff_t>(thumbnail.begin),
+            block.begin() + static_cast<std::ptrdiff_t>(thumbnail.end), uint8_t{0});
+  uint64_t end = 0;
+  for (const Bytes& range : used)
+    end = std::max(end, range.end);
+  while (block.size() > end && block.back() == 0)
+    block.pop_back();
+}
+
+}  // namespace
+
+int exifOrientation(std::span<const uint8_t> block) {
+  const TiffBlock tiff(block);
+  for (const TiffEntry& entry : tiff.entries(tiff.firstDirectory().value_or(0))) {
+    if (entry.tag != kOrientation) continue;
+    const auto value = tiff.number(entry);
     return value && *value >= 1 && *value <= 8 ? static_cast<int>(*value) : 1;
   }
   return 1;
 }
 
-void turn(Plane& plane, bool mirror, libyuv::RotationMode rotation) {
-  const Size size = plane.size;
-  const bool swaps = rotation == libyuv::kRotate90 || rotation == libyuv::kRotate270;
-  if (mirror) {
-    Plane mirrored(size);
-    libyuv::MirrorPlane(plane.row(0), size.width, mirrored.row(0), size.width, size.width,
-                        size.height);
-    plane = std::move(mirrored);
-  }
-  if (rotation == libyuv::kRotate0) return;
-  Plane turned(swaps ? Size{size.height, size.width} : size);
-  if (rotation == libyuv::kRotate180) {
-    // Mirrored and upside down: RotatePlane() would take a row of its own without checking it.
-    libyuv::MirrorPlane(plane.row(0), size.width, turned.row(0), size.width, size.width,
-                        -size.height);
-    plane = std::move(turned);
-    return;
-  }
-  libyuv::RotatePlane(plane.row(0), size.width, turned.row(0), turned.size.width, size.width,
-                      size.height, rotation);
-  plane = std::move(turned);
-}
+bool updateExif(std::vector<uint8_t>& block, Size size) {
+  const std::vector<uint8_t> original = block;
+  const TiffBlock tiff(original);
+  const auto first = tiff.firstDirectory();
+  if (!first || !tiff.number(*first, 2)) return false;
+  const auto width = static_cast<uint32_t>(size.width);
+  const auto height = static_cast<uint32_t>(size.height);
 
-}  // namespace
-
-int exifOrientation(std::span<const uint8_t> jpeg) {
-  constexpr std::array<uint8_t, 6> kExif = {'E', 'x', 'i', 'f', 0, 0};
-  JpegSegments segments(jpeg);
-  while (const auto segment = segments.next()) {
-    const auto body = segment->body;
-    if (segment->marker == kApp1 && body.size() > kExif.size() &&
-        std::equal(kExif.begin(), kExif.end(), body.begin())) {
-      return orientationOf(Tiff(body.subspan(kExif.size())));
+  std::vector<Bytes> used = {{0, 8}};
+  std::vector<std::size_t> directories = {*first};
+  for (std::size_t i = 0; i < directories.size(); ++i) {
+    addRanges(tiff, directories[i], used);
+    for (const TiffEntry& entry : tiff.entries(directories[i])) {
+      switch (entry.tag) {
+        case kOrientation:
+          tiff.set(block, entry, 1);
+          break;
+        case kImageWidth:
+        case kPixelXDimension:
+          tiff.set(block, entry, width);
+          break;
+        case kImageLength:
+        case kPixelYDimension:
+          tiff.set(block, entry, height);
+          break;
+        case kExifDirectory:
+        case kGpsDirectory:
+        case kInteroperability: {
+          const auto next = tiff.number(entry);
+          const bool known =
+              next && std::find(directories.begin(), directories.end(), *next) != directories.end();
+          if (next && !known && directories.size() < 4) directories.push_back(*next);
+          break;
+        }
+        default:
+          break;
+      }
     }
   }
-  return 1;
-}
 
-Size uprightSize(Size stored, int orientation) {
-  return orientation >= 5 ? Size{stored.height, stored.width} : stored;
-}
-
-void turnUpright(Picture& picture, int orientation) {
-  // Each orientation is a mirror image or not, then a clockwise turn.
-  struct Turn {
-    bool mirror;
-    libyuv::RotationMode rotation;
-  };
-  constexpr std::array<Turn, 8> kTurns = {{{false, libyuv::kRotate0},
-                                           {true, libyuv::kRotate0},
-                                           {false, libyuv::kRotate180},
-                                           {true, libyuv::kRotate180},
-                                           {true, libyuv::kRotate270},
-                                           {false, libyuv::kRotate90},
-                                           {true, libyuv::kRotate90},
-                                           {false, libyuv::kRotate270}}};
-  if (orientation < 2 || orientation > 8) return;
-  const Turn& how = kTurns[static_cast<std::size_t>(orientation - 1)];
-  turn(picture.y, how.mirror, how.rotation);
-  turn(picture.u, how.mirror, how.rotation);
-  turn(picture.v, how.mirror, how.rotation);
+  const std::size_t link = *first + 2 + 12 * tiff.entries(*first).size();
+  const auto second = tiff.number(link, 4);
+  if (second && *second != 0) {
+    tiff.put(block, link, 4, 0);
+    if (const auto thumbnail = thumbnailOf(tiff, *second)) clear(block, *thumbnail, used);
+  }
+  return true;
 }
 
 }  // namespace velmora::tool

@@ -1,23 +1,23 @@
-// The orientation that a camera notes in a JPEG file.
+// Exif blocks: read for the orientation, changed where the tool makes them wrong.
 #ifndef VELMORA_TOOL_FORMATS_EXIF_H
 #define VELMORA_TOOL_FORMATS_EXIF_H
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "picture.h"
 
 namespace velmora::tool {
 
-/// The Exif orientation of a JPEG file, 1..8: how the stored rows and columns lie in the upright
-/// picture. 1, upright, when the file has none or it cannot be read.
-int exifOrientation(std::span<const uint8_t> jpeg);
+/// The orientation in an Exif block (a TIFF header and what follows), 1..8: how the stored rows and
+/// columns lie in the upright picture. 1, upright, when the block has none or it cannot be read.
+int exifOrientation(std::span<const uint8_t> block);
 
-/// The size of the upright picture.
-Size uprightSize(Size stored, int orientation);
-
-/// Turns a picture stored with an Exif orientation upright.
-void turnUpright(Picture& picture, int orientation);
+/// Makes the block that of an upright picture of this size: orientation and sizes are set where
+/// they stand, the thumbnail is taken out. Everything else stays at its place, since makers' notes
+/// hold positions. False for a block that cannot be read; it is then as it was.
+bool updateExif(std::vector<uint8_t>& block, Size size);
 
 }  // namespace velmora::tool
 

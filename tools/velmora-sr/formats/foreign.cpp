@@ -59,7 +59,8 @@ Failure foreignContent(ByteSource& source) {
     }
   }
   return Failure(source.name() +
-                 ": is no PNG, JPEG or Y4M; for raw frames give --input-size and --input-format");
+                 ": is no picture or clip that is known here; for raw frames give --input-size and "
+                 "--input-format");
 }
 
 }  // namespace velmora::tool

@@ -13,6 +13,8 @@
 #include "errors.h"
 #include "formats/exif.h"
 #include "formats/icc.h"
+#include "formats/jpeg_metadata.h"
+#include "formats/upright.h"
 #include "output_file.h"
 #include "size_limits.h"
 #include "status.h"
@@ -97,8 +99,8 @@ class JpegReader final : public FrameReader {
 
     inPlanes_ =
         header == 0 && subsampling_ >= 0 && (colourSpace == TJCS_YCbCr || colourSpace == TJCS_GRAY);
-    info_.iccProfile = jpegProfile(bytes_);
-    orientation_ = exifOrientation(bytes_);
+    info_.metadata = jpegMetadata(bytes_);
+    orientation_ = exifOrientation(info_.metadata.exif);
     info_.size = uprightSize(stored_, orientation_);
   }
 
@@ -202,8 +204,8 @@ class JpegReader final : public FrameReader {
 
 class JpegWriter final : public FrameWriter {
  public:
-  JpegWriter(const std::string& path, int quality, std::vector<uint8_t> iccProfile)
-      : file_(path), quality_(quality), iccProfile_(std::move(iccProfile)) {}
+  JpegWriter(const std::string& path, int quality, Metadata metadata)
+      : file_(path), quality_(quality), metadata_(std::move(metadata)) {}
 
  private:
   void writeFrame(const Picture& original) override {
@@ -243,17 +245,18 @@ class JpegWriter final : public FrameWriter {
     if (result != 0) {
       throw Failure(file_.name() + ": cannot write the JPEG: " + tjGetErrorStr2(handle.get()));
     }
-    const std::span<const uint8_t> jpeg(buffer, length);
+    const std::span<uint8_t> jpeg(buffer, length);
+    if (metadata_.resolution) setJpegResolution(jpeg, *metadata_.resolution);
     const std::size_t split = jpegProfilePosition(jpeg);
     file_.write(jpeg.first(split));
-    file_.write(jpegProfileSegments(iccProfile_));
+    file_.write(jpegSegments(metadata_));
     file_.write(jpeg.subspan(split));
   }
   void commit() override { file_.commit(); }
 
   OutputFile file_;
   int quality_;
-  std::vector<uint8_t> iccProfile_;
+  Metadata metadata_;
 };
 
 }  // namespace
@@ -266,9 +269,8 @@ std::unique_ptr<FrameReader> openJpeg(std::unique_ptr<ByteSource> source) {
   return std::make_unique<JpegReader>(std::move(source));
 }
 
-std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality,
-                                        std::vector<uint8_t> iccProfile) {
-  return std::make_unique<JpegWriter>(path, quality, std::move(iccProfile));
+std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality, Metadata metadata) {
+  return std::make_unique<JpegWriter>(path, quality, std::move(metadata));
 }
 
 }  // namespace velmora::tool

@@ -17,9 +17,9 @@ bool isJpeg(std::span<const uint8_t> start);
 /// camera's orientation note is carried out.
 std::unique_ptr<FrameReader> openJpeg(std::unique_ptr<ByteSource> source);
 
-/// One picture, 4:2:0 or grey. `quality` 1..100; `iccProfile` is written along, unless empty.
+/// One picture, 4:2:0 or grey. `quality` 1..100; the metadata has room in a JPEG.
 std::unique_ptr<FrameWriter> createJpeg(const std::string& path, int quality,
-                                        std::vector<uint8_t> iccProfile = {});
+                                        Metadata metadata = {});
 
 }  // namespace velmora::tool
 

@@ -4,17 +4,22 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <functional>
 #include <new>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "alpha.h"
 #include "colour.h"
 #include "errors.h"
+#include "formats/exif.h"
+#include "formats/upright.h"
 #include "output_file.h"
 #include "size_limits.h"
 
@@ -26,6 +31,8 @@ constexpr int kStripRows = 64;
 // Most that a colour profile, or another chunk that is taken, may unpack to.
 constexpr png_alloc_size_t kMaxProfileBytes = 8'000'000;
 
+constexpr std::string_view kXmpKey("XML:com.adobe.xmp\0", 18);
+
 // libpng's words for an error; kept without the heap, which may be what has run out.
 using Message = std::array<char, 200>;
 
@@ -36,6 +43,7 @@ struct ReadJob {
   std::span<const uint8_t> rest;  // what lies behind the header, once it is in memory
   bool inMemory = false;
   bool noMemory = false;
+  Metadata* metadata = nullptr;
   Message message = {};
   std::exception_ptr failure;
 };
@@ -78,16 +86,53 @@ void onRead(png_structp png, png_bytep data, std::size_t count) {
   if (got != count) png_error(png, "the file ends early");
 }
 
+// Texts are taken for what begins like XMP, and not unpacked: that says its keyword, then five
+// bytes of zero for "not packed", language and title, none of which XMP has.
+void takeText(std::string_view data, Metadata& metadata) {
+  constexpr std::string_view kPlain("\0\0\0\0", 4);
+  if (!data.starts_with(kXmpKey)) {
+    metadata.leaveOut("texts");
+  } else if (data.substr(kXmpKey.size()).starts_with(kPlain)) {
+    const std::string_view packet = data.substr(kXmpKey.size() + kPlain.size());
+    metadata.xmp.assign(packet.begin(), packet.end());
+  } else {
+    metadata.leaveOut("packed XMP");
+  }
+}
+
+// Sees the chunks that libpng does not take itself; returns that it is done with them.
+int onChunk(png_structp png, png_unknown_chunkp chunk) {
+  auto& job = *static_cast<ReadJob*>(png_get_user_chunk_ptr(png));
+  const std::string_view name(reinterpret_cast<const char*>(chunk->name), 4);
+  const std::string_view data(reinterpret_cast<const char*>(chunk->data), chunk->size);
+  try {
+    if (name == "eXIf") {
+      job.metadata->exif.assign(data.begin(), data.end());
+    } else if (name == "iTXt") {
+      takeText(data, *job.metadata);
+    } else if (name == "tEXt" || name == "zTXt") {
+      job.metadata->leaveOut("texts");
+    } else if (name == "acTL") {
+      job.metadata->leaveOut("animation");
+    }
+  } catch (...) {
+    job.failure = std::current_exception();
+  }
+  if (job.failure) png_longjmp(png, 1);
+  return 1;
+}
+
 // Everything before the picture data.
 bool readHeader(png_structp png, png_infop info, ReadJob& job) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
   png_set_read_fn(png, &job, onRead);
-  // Chunks that say nothing about colours are passed over: texts may unpack to any length. What the
-  // others may take is bounded.
-  constexpr char kTaken[] = "bKGD\0cHRM\0gAMA\0iCCP\0sBIT\0sRGB";
+  // Of chunks that say nothing about colours libpng unpacks nothing: texts may unpack to any
+  // length. What the others may take is bounded.
+  constexpr char kTaken[] = "bKGD\0cHRM\0gAMA\0iCCP\0pHYs\0sBIT\0sRGB";
   png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT,
                               reinterpret_cast<png_const_bytep>(kTaken), sizeof kTaken / 5);
+  png_set_read_user_chunk_fn(png, &job, onChunk);
   png_set_chunk_cache_max(png, 16);
   png_set_chunk_malloc_max(png, kMaxProfileBytes);
   png_set_user_limits(png, kMaxSide, kMaxSide);
@@ -96,20 +141,13 @@ bool readHeader(png_structp png, png_infop info, ReadJob& job) {
   return true;
 }
 
-// To 8-bit sRGB, grey or colour, transparent parts over white.
+// To 8-bit sRGB, grey or colour, with alpha where the file has transparent parts.
 bool startRows(png_structp png, png_infop info, int& passes) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
-  const bool transparent = (png_get_color_type(png, info) & PNG_COLOR_MASK_ALPHA) != 0 ||
-                           png_get_valid(png, info, PNG_INFO_tRNS) != 0;
   png_set_expand(png);
   // 16-bit files that do not tell their gamma are as sRGB as 8-bit ones.
   png_set_alpha_mode_fixed(png, PNG_ALPHA_PNG, PNG_DEFAULT_sRGB);
   if (png_get_bit_depth(png, info) == 16) png_set_scale_16(png);
-  if (transparent) {
-    const png_color_16 white = {0, 255, 255, 255, 255};
-    png_set_background_fixed(png, &white, PNG_BACKGROUND_GAMMA_SCREEN, 0, 0);
-  }
-  png_set_alpha_mode_fixed(png, PNG_ALPHA_PNG, PNG_DEFAULT_sRGB);
   passes = png_set_interlace_handling(png);
   png_read_update_info(png, info);
   return true;
@@ -124,6 +162,11 @@ bool readRows(png_structp png, int passes, int rows, std::size_t pitch, uint8_t*
   return true;
 }
 
+// What lies behind the picture data: a damaged end takes nothing from the picture.
+void readEnd(png_structp png, png_infop info) {
+  if (setjmp(png_jmpbuf(png)) == 0) png_read_end(png, info);
+}
+
 class PngReader final : public FrameReader {
  public:
   explicit PngReader(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
@@ -136,6 +179,7 @@ class PngReader final : public FrameReader {
     }
 
     job_.source = source_.get();
+    job_.metadata = &info_.metadata;
     png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &job_, onReadError, onWarning, &job_,
                                     onAllocate, onFree);
     if (png_ != nullptr) pngInfo_ = png_create_info_struct(png_);
@@ -168,15 +212,26 @@ class PngReader final : public FrameReader {
   }
 
   void takeInfo() {
-    info_.size = {static_cast<int>(png_get_image_width(png_, pngInfo_)),
-                  static_cast<int>(png_get_image_height(png_, pngInfo_))};
+    stored_ = {static_cast<int>(png_get_image_width(png_, pngInfo_)),
+               static_cast<int>(png_get_image_height(png_, pngInfo_))};
+    info_.size = uprightSize(stored_, exifOrientation(info_.metadata.exif));
+    info_.depth = std::max<int>(png_get_bit_depth(png_, pngInfo_), 8);
+    info_.transparent = (png_get_color_type(png_, pngInfo_) & PNG_COLOR_MASK_ALPHA) != 0 ||
+                        png_get_valid(png_, pngInfo_, PNG_INFO_tRNS) != 0;
     info_.grey = (png_get_color_type(png_, pngInfo_) & PNG_COLOR_MASK_COLOR) == 0;
     png_charp profileName = nullptr;
     int method = 0;
     png_bytep profile = nullptr;
     png_uint_32 length = 0;
     if (png_get_iCCP(png_, pngInfo_, &profileName, &method, &profile, &length) != 0) {
-      info_.iccProfile.assign(profile, profile + length);
+      info_.metadata.iccProfile.assign(profile, profile + length);
+    }
+    png_uint_32 x = 0;
+    png_uint_32 y = 0;
+    int unit = PNG_RESOLUTION_UNKNOWN;
+    if (png_get_pHYs(png_, pngInfo_, &x, &y, &unit) != 0 && unit == PNG_RESOLUTION_METER && x > 0 &&
+        y > 0) {
+      info_.metadata.resolution = {double(x), double(y)};
     }
   }
 
@@ -187,29 +242,38 @@ class PngReader final : public FrameReader {
     job_.inMemory = true;
     // No packed byte stands for more than this many.
     constexpr std::size_t kMostPacked = 1032;
-    const auto rows = static_cast<std::size_t>(info_.size.height);
+    const auto rows = static_cast<std::size_t>(stored_.height);
     if (rest.size() * kMostPacked < (png_get_rowbytes(png_, pngInfo_) + 1) * rows) {
       throw Failure(name() + ": is damaged: " + std::to_string(rest.size()) +
-                    " bytes cannot hold the " + text(info_.size) + " pixels of its header");
+                    " bytes cannot hold the " + text(stored_) + " pixels of its header");
     }
     int passes = 0;
     require(startRows(png_, pngInfo_, passes));
-    const std::size_t pitch = std::size_t(info_.size.width) * (info_.grey ? 1 : 3);
+    const std::size_t pitch = png_get_rowbytes(png_, pngInfo_);
     std::vector<uint8_t> samples(pitch * rows);
-    require(readRows(png_, passes, info_.size.height, pitch, samples.data()));
+    require(readRows(png_, passes, stored_.height, pitch, samples.data()));
+    readEnd(png_, pngInfo_);
+    const int channels = png_get_channels(png_, pngInfo_);
     close();
+    Plane alpha;
+    if (info_.transparent) alpha = layOverWhite(stored_, channels, samples);
+    info_.transparent = !alpha.samples.empty();
     if (info_.grey) {
-      picture.reset(info_.size);
+      picture.reset(stored_);
       picture.y.samples = std::move(samples);
     } else {
-      picture = fromRgb(info_.size, samples);
+      picture = fromRgb(stored_, samples);
     }
     picture.range = Range::full;
     picture.grey = info_.grey;
+    picture.alpha = std::move(alpha);
+    turnUpright(picture, exifOrientation(info_.metadata.exif));
+    info_.size = picture.size();
     return true;
   }
 
   std::unique_ptr<ByteSource> source_;
+  Size stored_;  // as the file lies, before it is turned upright
   ReadJob job_;
   png_structp png_ = nullptr;
   png_infop pngInfo_ = nullptr;
@@ -219,8 +283,9 @@ class PngReader final : public FrameReader {
 struct WriteJob {
   OutputFile* file = nullptr;
   Size size;
-  bool grey = false;
-  std::span<const uint8_t> iccProfile;
+  int type = PNG_COLOR_TYPE_RGB;
+  int channels = 3;
+  const Metadata* metadata = nullptr;
   std::function<void(int firstRow, int rows, uint8_t* target)> rows;
   std::vector<uint8_t> strip;
   Message message = {};
@@ -259,6 +324,16 @@ bool nextStrip(WriteJob& job, int firstRow, int rows) {
   }
 }
 
+// Metadata that has chunks of its own, which libpng takes ready made.
+void writeChunks(png_structp png, const Metadata& metadata) {
+  const auto chunk = [&](const char* name, const std::vector<uint8_t>& data) {
+    if (data.empty()) return;
+    png_write_chunk(png, reinterpret_cast<png_const_bytep>(name), data.data(), data.size());
+  };
+  chunk("eXIf", metadata.exif);
+  chunk("iTXt", metadata.xmp);
+}
+
 bool encode(png_structp png, png_infop info, WriteJob& job) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
   png_set_write_fn(png, &job, onWrite, onFlush);
@@ -267,15 +342,21 @@ bool encode(png_structp png, png_infop info, WriteJob& job) {
   png_set_compression_level(png, 3);
   png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_PAETH);
   png_set_IHDR(png, info, static_cast<png_uint_32>(job.size.width),
-               static_cast<png_uint_32>(job.size.height), 8,
-               job.grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+               static_cast<png_uint_32>(job.size.height), 8, job.type, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (!job.iccProfile.empty()) {
-    png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, job.iccProfile.data(),
-                 static_cast<png_uint_32>(job.iccProfile.size()));
+  const Metadata& metadata = *job.metadata;
+  if (!metadata.iccProfile.empty()) {
+    png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, metadata.iccProfile.data(),
+                 static_cast<png_uint_32>(metadata.iccProfile.size()));
+  }
+  if (metadata.resolution) {
+    png_set_pHYs(png, info, static_cast<png_uint_32>(std::lround(metadata.resolution->x)),
+                 static_cast<png_uint_32>(std::lround(metadata.resolution->y)),
+                 PNG_RESOLUTION_METER);
   }
   png_write_info(png, info);
-  const std::size_t pitch = std::size_t(job.size.width) * (job.grey ? 1 : 3);
+  writeChunks(png, metadata);
+  const std::size_t pitch = std::size_t(job.size.width) * job.channels;
   for (int first = 0; first < job.size.height; first += kStripRows) {
     const int rows = std::min(kStripRows, job.size.height - first);
     if (!nextStrip(job, first, rows)) return false;
@@ -287,7 +368,7 @@ bool encode(png_structp png, png_infop info, WriteJob& job) {
 }
 
 void writePng(WriteJob& job) {
-  job.strip.resize(std::size_t(job.size.width) * kStripRows * (job.grey ? 1 : 3));
+  job.strip.resize(std::size_t(job.size.width) * kStripRows * job.channels);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &job, onError, onWarning);
   png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
   const bool done = info != nullptr && encode(png, info, job);
@@ -298,39 +379,58 @@ void writePng(WriteJob& job) {
 
 class PngWriter final : public FrameWriter {
  public:
-  PngWriter(const std::string& path, std::vector<uint8_t> iccProfile)
-      : file_(path), iccProfile_(std::move(iccProfile)) {}
+  PngWriter(const std::string& path, Metadata metadata)
+      : file_(path), metadata_(std::move(metadata)) {
+    // As the chunk holds it: the keyword and what else stands before the text.
+    std::vector<uint8_t>& xmp = metadata_.xmp;
+    if (xmp.empty()) return;
+    xmp.insert(xmp.begin(), 4, 0);
+    xmp.insert(xmp.begin(), kXmpKey.begin(), kXmpKey.end());
+  }
 
  private:
   void writeFrame(const Picture& picture) override {
     WriteJob job;
     job.file = &file_;
     job.size = picture.size();
-    job.grey = picture.grey;
-    job.iccProfile = iccProfile_;
-    if (picture.grey) {
-      Picture full;
-      const Picture* source = &picture;
-      if (picture.range != Range::full) {
-        full = picture;
-        convertRange(full, Range::full);
-        source = &full;
-      }
-      job.rows = [source](int first, int rows, uint8_t* target) {
-        std::copy_n(source->y.row(first), std::size_t(rows) * source->size().width, target);
-      };
-      writePng(job);
-      return;
+    if (picture.grey) job.type = PNG_COLOR_TYPE_GRAY;
+    job.channels = picture.grey ? 1 : 3;
+    job.metadata = &metadata_;
+    Picture full;
+    const Picture* source = &picture;
+    if (picture.grey && picture.range != Range::full) {
+      full = picture;
+      convertRange(full, Range::full);
+      source = &full;
     }
-    job.rows = [&picture](int first, int rows, uint8_t* target) {
-      toRgb(picture, first, rows, {target, std::size_t(rows) * picture.size().width * 3});
+    const auto colours = [source](int first, int rows, uint8_t* target) {
+      const std::size_t pixels = std::size_t(rows) * source->size().width;
+      if (source->grey) {
+        std::copy_n(source->y.row(first), pixels, target);
+      } else {
+        toRgb(*source, first, rows, {target, pixels * 3});
+      }
     };
+    job.rows = colours;
+    const Plane& alpha = picture.alpha;
+    std::vector<uint8_t> strip;
+    if (!alpha.samples.empty()) {
+      strip.resize(std::size_t(job.size.width) * kStripRows * job.channels);
+      job.rows = [&, channels = std::size_t(job.channels)](int first, int rows, uint8_t* target) {
+        const std::size_t pixels = std::size_t(rows) * alpha.size.width;
+        colours(first, rows, strip.data());
+        takeOffWhite({strip.data(), pixels * channels}, {alpha.row(first), pixels},
+                     {target, pixels * (channels + 1)});
+      };
+      job.type |= PNG_COLOR_MASK_ALPHA;
+      ++job.channels;
+    }
     writePng(job);
   }
   void commit() override { file_.commit(); }
 
   OutputFile file_;
-  std::vector<uint8_t> iccProfile_;
+  Metadata metadata_;
 };
 
 }  // namespace
@@ -343,15 +443,17 @@ std::unique_ptr<FrameReader> openPng(std::unique_ptr<ByteSource> source) {
   return std::make_unique<PngReader>(std::move(source));
 }
 
-std::unique_ptr<FrameWriter> createPng(const std::string& path, std::vector<uint8_t> iccProfile) {
-  return std::make_unique<PngWriter>(path, std::move(iccProfile));
+std::unique_ptr<FrameWriter> createPng(const std::string& path, Metadata metadata) {
+  return std::make_unique<PngWriter>(path, std::move(metadata));
 }
 
 void writeRgbPng(const std::string& path, Size size, std::span<const uint8_t> rgb) {
   OutputFile file(path);
+  const Metadata none;
   WriteJob job;
   job.file = &file;
   job.size = size;
+  job.metadata = &none;
   job.rows = [&](int first, int rows, uint8_t* target) {
     const std::size_t pitch = std::size_t(size.width) * 3;
     std::copy_n(rgb.data() + pitch * std::size_t(first), pitch * std::size_t(rows), target);
