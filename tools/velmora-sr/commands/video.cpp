@@ -14,6 +14,7 @@
 #include "engine/pair_fuser.h"
 #include "engine/registration.h"
 #include "errors.h"
+#include "frame_pump.h"
 #include "interrupt.h"
 #include "size_limits.h"
 #include "status.h"
@@ -179,8 +180,8 @@ class ClipFuser {
   Tally tally_;
 };
 
-// Fuses frame by frame; three frames of the input are held at any time.
-void fuseAll(FrameReader& reader, FrameWriter& writer, ClipFuser& fuser, long& done) {
+// Fuses frame by frame; three frames of the input are in hand at any time.
+void fuseAll(FramePump& pump, std::optional<long> frames, ClipFuser& fuser) {
   Picture previous;
   Picture current;
   Picture next;
@@ -189,33 +190,44 @@ void fuseAll(FrameReader& reader, FrameWriter& writer, ClipFuser& fuser, long& d
   std::exception_ptr broken;
   const auto readNext = [&] {
     try {
-      return reader.next(next);
+      return pump.next(next);
     } catch (const InputBroken&) {
       broken = std::current_exception();
       return false;
     }
   };
-  reader.next(current);
+  pump.next(current);
   bool more = readNext();
-  for (;;) {
+  for (long done = 0;;) {
     if (more || done > 0) {
       fuser.fuse(done + 1, current, more ? next : previous, result);
     } else {
       fuser.enlargeSingle(current, result);
     }
-    {
-      // A frame that is made is also written.
-      const interrupt::Hold wholeFrame;
-      writer.write(result);
-    }
-    status().progress(++done, reader.info().frames);
+    pump.put(result);
+    status().progress(++done, frames);
     interrupt::check();
     if (!more) break;
-    previous = std::move(current);
-    current = std::move(next);
+    std::swap(previous, current);
+    std::swap(current, next);
     more = readNext();
   }
   if (broken) std::rethrow_exception(broken);
+}
+
+// Frames that are made when a signal or broken input ends the work are still written.
+void pumpAll(FrameReader& reader, FrameWriter& writer, ClipFuser& fuser, long& written) {
+  FramePump pump(reader, writer, written);
+  std::exception_ptr ended;
+  try {
+    fuseAll(pump, reader.info().frames, fuser);
+  } catch (const Interrupted&) {
+    ended = std::current_exception();
+  } catch (const InputBroken&) {
+    ended = std::current_exception();
+  }
+  pump.finish();
+  if (ended) std::rethrow_exception(ended);
 }
 
 void run(const Options& options) {
@@ -239,7 +251,7 @@ void run(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
   long done = 0;
   const std::exception_ptr cut =
-      writeClip(*writer, done, [&] { fuseAll(*reader, *writer, fuser, done); });
+      writeClip(*writer, done, [&] { pumpAll(*reader, *writer, fuser, done); });
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   status().done([&] {
     return reader->name() + ": " + fuser.tally().summary() +
