@@ -43,6 +43,9 @@ TEST(Y4m, RefusesWithTheReason) {
       {"YUV4MPEG2 W40000 H2\n", "too large: sides go"},
       {"YUV4MPEG2 W32000 H32000\n", "too large: --max-pixels allows 600000000"},
       {"YUV4MPEG2 W4 H2 C420p10\n", "\"420p10\""},
+      {"YUV4MPEG2 W4 H2 Cmono12\n", "\"mono12\""},
+      {"YUV4MPEG2 W4 H2 C444\n", "ffmpeg: -pix_fmt yuv420p"},
+      {"YUV4MPEG2 W4 H2 Cmono\nFRAME\nabcdefg", "frame 1 ends after 7 of 8 bytes"},
       {"YUV4MPEG2 W4 H2 It\n", "interlaced"},
       {kClip.substr(0, kClip.size() - 1), "frame 2 ends after 16 of 17 bytes"},
       {kClip.substr(0, kClip.size() - 20), "ends in the middle of a header line"},
@@ -79,6 +82,24 @@ TEST(Y4m, WritesWhatItRead) {
   // Full range is marked, once.
   createY4m(folder.path("c.y4m"), {1, 1}, Range::full, "F1:1 XCOLORRANGE=FULL")->finish();
   EXPECT_EQ(test::readFile(folder.path("c.y4m")), "YUV4MPEG2 W1 H1 F1:1 XCOLORRANGE=FULL\n");
+}
+
+TEST(Y4m, GreyHasNoChroma) {
+  const test::ScratchDirectory folder;
+  const std::string clip = "YUV4MPEG2 W3 H3 F25:1 Cmono\nFRAME\nabcdefghiFRAME\nABCDEFGHI";
+  test::writeFile(folder.path("a.y4m"), clip);
+  const auto reader = openY4m(std::make_unique<ByteSource>(folder.path("a.y4m")));
+  EXPECT_EQ(reader->info().frames, 2);
+  const auto writer = createY4m(folder.path("b.y4m"), {3, 3}, Range::limited, "F25:1 Cmono");
+  Picture picture;
+  while (reader->next(picture)) {
+    EXPECT_TRUE(picture.grey);
+    EXPECT_EQ(picture.u.samples, std::vector<uint8_t>(4, 128));
+    EXPECT_EQ(picture.v.samples, std::vector<uint8_t>(4, 128));
+    writer->write(picture);
+  }
+  writer->finish();
+  EXPECT_EQ(test::readFile(folder.path("b.y4m")), clip);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "interrupt.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,11 +11,15 @@
 namespace velmora::tool::interrupt {
 namespace {
 
-volatile sig_atomic_t arrived = 0;
+std::atomic<int> arrived = 0;
+static_assert(std::atomic<int>::is_always_lock_free, "for the handler");
 pthread_t mainThread;
 // A list that the handler walks: changed by the main thread only, while signals are blocked there.
 UnfinishedFile* unfinished = nullptr;
 int holds = 0;
+thread_local const std::atomic<bool>* background = nullptr;
+// Ignored by processes that do not handle it, so that nobody ends the tool by one too late.
+constexpr int kWakeSignal = SIGURG;
 
 sigset_t stopSignals() {
   sigset_t set;
@@ -40,6 +43,8 @@ extern "C" void onSignal(int signal) {
   errno = error;
 }
 
+extern "C" void onWake(int) {}
+
 }  // namespace
 
 void install() {
@@ -53,6 +58,9 @@ void install() {
     if (sigaction(signal, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue;
     sigaction(signal, &action, nullptr);
   }
+  struct sigaction waking = {};
+  waking.sa_handler = onWake;
+  sigaction(kWakeSignal, &waking, nullptr);
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGXFSZ, SIG_IGN);
 }
@@ -62,7 +70,23 @@ int pending() {
 }
 
 void check() {
-  if (arrived != 0 && holds == 0) throw Interrupted{arrived};
+  if (background != nullptr) {
+    if (*background) throw Interrupted{0};
+  } else if (arrived != 0 && holds == 0) {
+    throw Interrupted{arrived};
+  }
+}
+
+Background::Background(const std::atomic<bool>& calledOff) {
+  background = &calledOff;
+}
+
+Background::~Background() {
+  background = nullptr;
+}
+
+void wake(pthread_t thread) {
+  pthread_kill(thread, kWakeSignal);
 }
 
 Hold::Hold() {

@@ -1,10 +1,12 @@
 // Signals that ask the tool to stop: noticed between pieces of work, so that nothing half-written
-// stays behind. For the main thread.
+// stays behind. For the main thread, but where a line says something else.
 #ifndef VELMORA_TOOL_INTERRUPT_H
 #define VELMORA_TOOL_INTERRUPT_H
 
+#include <pthread.h>
 #include <signal.h>
 
+#include <atomic>
 #include <string>
 
 namespace velmora::tool::interrupt {
@@ -17,8 +19,23 @@ void install();
 /// The signal that arrived, or 0.
 int pending();
 
-/// Throws Interrupted when a signal has arrived and nothing holds it back.
+/// Throws Interrupted when a signal has arrived and nothing holds it back; in a thread that is
+/// Background, when it is called off.
 void check();
+
+/// Marks the thread it lives in as one that reads or writes for the main thread. Signals leave it
+/// alone: it goes on until `calledOff` is set, which the main thread does.
+class Background {
+ public:
+  explicit Background(const std::atomic<bool>& calledOff);
+  ~Background();
+  Background(const Background&) = delete;
+  Background& operator=(const Background&) = delete;
+};
+
+/// Lets a blocking read or write of a Background thread return early. A thread that is just about
+/// to block misses it: repeat it until the thread has ended.
+void wake(pthread_t thread);
 
 /// Holds signals back while it lives, around a step that must not be cut in half. A second signal
 /// still ends the process.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <mutex>
 
 #include "engine/block_pool.h"
 #include "status.h"
@@ -23,6 +24,7 @@ struct Entry {
 // More than there are steps; without allocations, since a step also ends when memory has run out.
 std::array<Entry, 32> entries;
 std::size_t entryCount = 0;
+std::mutex entriesMutex;
 
 const std::chrono::steady_clock::time_point programStart = std::chrono::steady_clock::now();
 
@@ -46,6 +48,7 @@ std::size_t largestResidentSet() {
 
 Step::~Step() {
   const Milliseconds time = Clock::now() - start_;
+  const std::lock_guard lock(entriesMutex);
   std::size_t i = 0;
   while (i < entryCount && std::strcmp(entries[i].name, name_) != 0)
     ++i;

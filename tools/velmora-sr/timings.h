@@ -9,7 +9,8 @@
 namespace velmora::tool::timings {
 
 /// Adds the time from here to the end of the scope to the step of that name. Scopes of different
-/// steps may lie within each other: each counts the whole of its own. For the main thread.
+/// steps may lie within each other, or run in threads of their own: each counts the whole of its
+/// own.
 class Step {
  public:
   /// The name is a literal, or lives as long.

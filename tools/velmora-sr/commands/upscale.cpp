@@ -22,9 +22,9 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* kHelp =
-    "IN is a PNG, JPEG, TIFF, WebP or Y4M (8 bits, 4:2:0), found by its content, or raw NV12, NV21 "
-    "or I420 "
-    "frames; - reads standard input. The first and last columns and rows of the input land on the "
+    "IN is a PNG, JPEG, TIFF, WebP or Y4M (8 bits, 4:2:0 or grey), found by its content, or raw "
+    "NV12, NV21 or I420 frames; - reads standard input. The first and last columns and rows of the "
+    "input land on the "
     "first and last of the output. Nothing is cropped: odd and small pictures are continued "
     "mirrored for the library and cut to size afterwards.\n"
     "Pictures and raw frames are taken as full-range BT.601 (JPEG) YUV with 4:2:0 chroma; a Y4M "

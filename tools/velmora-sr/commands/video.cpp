@@ -1,4 +1,4 @@
-// velmora-sr video: every frame of a clip fused with its neighbour.
+// velmora-sr video: every frame of a clip made from those around it.
 #include <algorithm>
 #include <chrono>
 #include <exception>
@@ -9,11 +9,13 @@
 
 #include "clip_end.h"
 #include "commands/commands.h"
+#include "engine/burst_window.h"
 #include "engine/enlarger.h"
 #include "engine/noise.h"
 #include "engine/pair_fuser.h"
 #include "engine/registration.h"
 #include "errors.h"
+#include "frame_pump.h"
 #include "interrupt.h"
 #include "size_limits.h"
 #include "status.h"
@@ -22,29 +24,72 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* kHelp =
-    "IN is a Y4M (8 bits, 4:2:0) or raw NV12, NV21 or I420 frames; - reads standard input, and "
-    "writes standard output. Every frame is fused with the one that follows, the last with the one "
+    "IN is a Y4M (8 bits, 4:2:0 or grey) or raw NV12, NV21 or I420 frames; - reads standard input, "
+    "and writes standard output. Every frame is made from a window of the frames around it "
+    "(--window): each is registered to it and weighed where it shows the same. Frames that show "
+    "something else, as behind a cut, are left out. The output shows the whole of every frame. The "
+    "last status line tells how many frames were used on average, and how many cuts were seen.\n"
+    "With --method camera every frame is fused with the one that follows, the last with the one "
     "before. All frames of the output show the same part of the input: an inset keeps it inside "
     "what neighbours share, and a frame whose neighbour does not show all of it, or cannot be "
     "registered, is enlarged alone. So are single frames and frames smaller than 400x400. The last "
-    "status line tells how many frames were fused. A Y4M keeps its range and its header. A signal "
-    "to stop (Ctrl-C), or input that breaks off, leaves a clip of the frames done so far.";
+    "status line tells how many frames were fused.\n"
+    "A Y4M keeps its range and its header. A signal to stop (Ctrl-C), or input that breaks off, "
+    "leaves a clip of the frames done so far.";
 
 constexpr int kDefaultInset = 16;
+constexpr int kDefaultWindow = 3;
 
 struct Options {
   std::string input;
+  std::string method;
+  std::string window;
+  std::string effort;
   std::string inset;
   std::string ghost;
   FrameOptions frames;
 
+  [[nodiscard]] bool camera() const { return method == "camera"; }
+  [[nodiscard]] int windowFrames() const {
+    return window.empty() ? kDefaultWindow
+                          : parseNumber("--window", window, 1, BurstWindow::kMostFrames);
+  }
   [[nodiscard]] bool measureNoise() const {
     return ghost == "auto" || (ghost.empty() && frames.tuning.configuration.empty());
   }
   void check() const {
     frames.check();
+    if (!method.empty() && method != "burst" && method != "camera") {
+      throw UsageError("--method: \"" + method + "\" is no method; give burst or camera");
+    }
+    refuseOptionsOfOtherMethod();
+    static_cast<void>(windowFrames());
+    if (!effort.empty() && effort != "normal" && effort != "fast") {
+      throw UsageError("--effort: \"" + effort + "\" is no effort; give normal or fast");
+    }
     if (!inset.empty()) parseNumber("--inset", inset, 0, kMaxSide);
     if (!ghost.empty() && ghost != "auto") parseThresholds("--ghost", ghost);
+  }
+
+ private:
+  // They would be passed over in silence.
+  void refuseOptionsOfOtherMethod() const {
+    const struct {
+      const char* name;
+      const std::string& value;
+      bool ofCamera;
+    } all[] = {{"--window", window, false},
+               {"--effort", effort, false},
+               {"--inset", inset, true},
+               {"--ghost", ghost, true},
+               {"--config", frames.tuning.configuration, true},
+               {"--kernel", frames.tuning.kernels, true}};
+    for (const auto& option : all) {
+      if (option.value.empty() || option.ofCamera == camera()) continue;
+      throw UsageError(std::string(option.name) + " goes with --method " +
+                       (camera() ? "burst" : "camera") + ", not with " +
+                       (camera() ? "camera" : "burst"));
+    }
   }
 };
 
@@ -179,43 +224,112 @@ class ClipFuser {
   Tally tally_;
 };
 
-// Fuses frame by frame; three frames of the input are held at any time.
-void fuseAll(FrameReader& reader, FrameWriter& writer, ClipFuser& fuser, long& done) {
+// The frames of a clip, up to where it ends or breaks off: that is told when the frames before are
+// written.
+class ClipFrames {
+ public:
+  explicit ClipFrames(FramePump& pump) : pump_(pump) {}
+  bool next(Picture& picture) {
+    try {
+      return pump_.next(picture);
+    } catch (const InputBroken&) {
+      broken_ = std::current_exception();
+      return false;
+    }
+  }
+  void requireWhole() const {
+    if (broken_) std::rethrow_exception(broken_);
+  }
+
+ private:
+  FramePump& pump_;
+  std::exception_ptr broken_;
+};
+
+// Takes the frames that are made to where they go.
+class Made {
+ public:
+  Made(FramePump& pump, std::optional<long> total) : pump_(pump), total_(total) {}
+  void put(Picture& result) {
+    pump_.put(result);
+    status().progress(++count_, total_);
+    interrupt::check();
+  }
+  [[nodiscard]] long count() const { return count_; }
+
+ private:
+  FramePump& pump_;
+  std::optional<long> total_;
+  long count_ = 0;
+};
+
+void makeAll(ClipFrames& frames, Made& made, BurstWindow& window) {
+  Picture frame;
+  Picture result;
+  for (bool more = true;;) {
+    while (more && window.wantsFrame()) {
+      more = frames.next(frame);
+      if (more) window.add(frame);
+    }
+    if (!window.render(result)) return;
+    made.put(result);
+  }
+}
+
+// Fuses frame by frame; three frames of the input are in hand at any time.
+void makeAll(ClipFrames& frames, Made& made, ClipFuser& fuser) {
   Picture previous;
   Picture current;
   Picture next;
   Picture result;
-  // Input that breaks off ends the clip; that is told when the frames before are written.
-  std::exception_ptr broken;
-  const auto readNext = [&] {
-    try {
-      return reader.next(next);
-    } catch (const InputBroken&) {
-      broken = std::current_exception();
-      return false;
-    }
-  };
-  reader.next(current);
-  bool more = readNext();
-  for (;;) {
-    if (more || done > 0) {
-      fuser.fuse(done + 1, current, more ? next : previous, result);
+  frames.next(current);
+  for (bool more = true; more;) {
+    more = frames.next(next);
+    if (more || made.count() > 0) {
+      fuser.fuse(made.count() + 1, current, more ? next : previous, result);
     } else {
       fuser.enlargeSingle(current, result);
     }
-    {
-      // A frame that is made is also written.
-      const interrupt::Hold wholeFrame;
-      writer.write(result);
-    }
-    status().progress(++done, reader.info().frames);
-    interrupt::check();
-    if (!more) break;
-    previous = std::move(current);
-    current = std::move(next);
-    more = readNext();
+    made.put(result);
+    std::swap(previous, current);
+    std::swap(current, next);
   }
-  if (broken) std::rethrow_exception(broken);
+}
+
+// Frames that are made when a signal or broken input ends the work are still written.
+template <typename Maker>
+void pumpAll(FrameReader& reader, FrameWriter& writer, Maker& maker, long& written) {
+  FramePump pump(reader, writer, written);
+  std::exception_ptr ended;
+  try {
+    ClipFrames frames(pump);
+    Made made(pump, reader.info().frames);
+    makeAll(frames, made, maker);
+    frames.requireWhole();
+  } catch (const Interrupted&) {
+    ended = std::current_exception();
+  } catch (const InputBroken&) {
+    ended = std::current_exception();
+  }
+  pump.finish();
+  if (ended) std::rethrow_exception(ended);
+}
+
+// `summary` tells what the maker made; `shown` how large, and of which part.
+template <typename Maker, typename Summary>
+void makeClip(FrameReader& reader, const OutputRequest& request, const StreamInfo& out,
+              Maker& maker, const Summary& summary, const std::string& shown) {
+  const auto writer = openOutput(request, out);
+  const auto start = std::chrono::steady_clock::now();
+  long done = 0;
+  const std::exception_ptr cut =
+      writeClip(*writer, done, [&] { pumpAll(reader, *writer, maker, done); });
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  status().done([&] {
+    return reader.name() + ": " + summary() + "; " + shown +
+           tool::format(", %.2f s", time.count()) + lossesOf(out);
+  });
+  if (cut) std::rethrow_exception(cut);
 }
 
 void run(const Options& options) {
@@ -229,23 +343,30 @@ void run(const Options& options) {
     throw UsageError(std::string("a ") + name(format) +
                      " holds no clip: write .y4m, or raw frames (.nv12, .nv21, .i420)");
   }
-  const Region region = fixedRegion(options, in.size);
+  const Region region =
+      options.camera() ? fixedRegion(options, in.size) : options.frames.regionIn(in.size);
   const StreamInfo out = outputInfo(in, options.frames.outputSize(region), format);
-
-  ClipFuser fuser(options, in.size, region, out.size);
-  const auto writer = openOutput(request, out);
-  const auto start = std::chrono::steady_clock::now();
-  long done = 0;
-  const std::exception_ptr cut =
-      writeClip(*writer, done, [&] { fuseAll(*reader, *writer, fuser, done); });
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().done([&] {
-    return reader->name() + ": " + fuser.tally().summary() +
-           tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
-           text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()) +
-           lossesOf(out);
-  });
-  if (cut) std::rethrow_exception(cut);
+  const std::string sizes = text(region.size()) + ") to " + text(out.size);
+  const std::string shown =
+      tool::format("%d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) + sizes;
+  if (options.camera()) {
+    ClipFuser fuser(options, in.size, region, out.size);
+    makeClip(
+        *reader, request, out, fuser, [&] { return fuser.tally().summary(); }, shown);
+    return;
+  }
+  BurstSettings settings;
+  settings.frame = in.size;
+  settings.region = region;
+  settings.output = out.size;
+  settings.fast = options.effort != "normal";
+  if (const std::string fault = BurstEngine::fault(settings); !fault.empty()) {
+    throw UsageError("the burst stage cannot do this: " + fault +
+                     "; --method camera takes other sizes, too");
+  }
+  BurstWindow window(settings, options.windowFrames());
+  makeClip(
+      *reader, request, out, window, [&] { return window.summary(); }, shown);
 }
 
 }  // namespace
@@ -253,22 +374,37 @@ void run(const Options& options) {
 void addVideo(CLI::App& app) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
-      app.add_subcommand("video", "Enlarge a clip, every frame fused with its neighbour");
+      app.add_subcommand("video", "Enlarge a clip, every frame made from those around it");
   command->footer(kHelp);
   command->add_option("IN", options->input, "Clip, - for standard input")->required();
   addOutputOptions(*command, options->frames);
   addGeometryOptions(*command, options->frames);
+  command
+      ->add_option("--method", options->method,
+                   "burst, or camera: what the library's calls for two camera frames do (burst)")
+      ->type_name("METHOD");
+  command
+      ->add_option("--window", options->window,
+                   "Frames that each is made from, 1 to 7: as many before it as behind, one more "
+                   "behind where N is even (3)")
+      ->type_name("N");
+  command
+      ->add_option("--effort", options->effort,
+                   "fast, or normal: twice the time, a little more quality (fast)")
+      ->type_name("EFFORT");
   auto* inset =
       command
           ->add_option("--inset", options->inset,
-                       "Pixels left out at each edge, so that neighbours of a moving camera show "
+                       "--method camera: pixels left out at each edge, so that neighbours of a "
+                       "moving camera show "
                        "the rest, too; bounds are made even (16; 0 for frames under 400x400)")
           ->type_name("N");
   command->get_option("--region")->excludes(inset);
   auto* ghost =
       command
           ->add_option("--ghost", options->ghost,
-                       "De-ghosting: frames that differ by less than LOW are fused as they are, "
+                       "--method camera, de-ghosting: frames that differ by less than LOW are "
+                       "fused as they are, "
                        "from HIGH on the neighbour takes over; auto sets both above the noise of "
                        "each pair of frames (auto)")
           ->type_name("auto|LOW,HIGH");

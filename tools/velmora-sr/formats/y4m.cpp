@@ -22,6 +22,8 @@ constexpr std::string_view kRangePrefix = "XCOLORRANGE=";
 constexpr std::array<std::string_view, 4> kColourSpaces = {"420", "420jpeg", "420mpeg2",
                                                            "420paldv"};
 
+constexpr std::string_view kGrey = "mono";
+
 std::string quoted(std::string_view text) {
   return '"' + std::string(text) + '"';
 }
@@ -34,6 +36,11 @@ int parseSide(std::string_view field) {
     throw Failure("the Y4M header holds " + quoted(field) + " where a size in pixels should be");
   }
   return value;
+}
+
+std::size_t frameBytes(const RawLayout& layout, bool grey) {
+  return grey ? std::size_t(layout.size.width) * std::size_t(layout.size.height)
+              : layout.frameBytes();
 }
 
 class Y4mReader final : public FrameReader {
@@ -49,12 +56,13 @@ class Y4mReader final : public FrameReader {
     info_.size = header.size;
     info_.format = FileFormat::y4m;
     info_.range = header.range;
+    info_.grey = header.grey;
     info_.y4mParameters = std::move(header.parameters);
     layout_ = {header.size, FileFormat::i420, false};
     if (const auto length = source_->length()) {
       // Frame headers are "FRAME\n" unless they carry parameters, which nobody writes.
       const uint64_t body = *length - std::min<uint64_t>(*length, line->size() + 1);
-      info_.frames = static_cast<long>(body / (layout_.frameBytes() + 6));
+      info_.frames = static_cast<long>(body / (frameBytes(layout_, info_.grey) + 6));
     }
   }
 
@@ -71,14 +79,18 @@ class Y4mReader final : public FrameReader {
       throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) +
                         " does not begin with \"FRAME\"");
     }
-    const std::size_t wanted = layout_.frameBytes();
+    const std::size_t wanted = frameBytes(layout_, info_.grey);
     const std::size_t got = readFrameBytes(*source_, wanted, frame_);
     if (got != wanted) {
       throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
                         std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
     }
+    // Chroma without colour stands behind luma.
+    if (info_.grey) frame_.resize(layout_.frameBytes(), 128);
     unpackRaw(layout_, frame_.data(), picture);
+    frame_.resize(wanted);
     picture.range = info_.range;
+    picture.grey = info_.grey;
     ++count_;
     return true;
   }
@@ -89,10 +101,19 @@ class Y4mReader final : public FrameReader {
   long count_ = 0;
 };
 
+bool saysGrey(const std::string& parameters) {
+  std::istringstream fields(parameters);
+  bool grey = false;
+  for (std::string field; fields >> field;) {
+    if (field[0] == 'C') grey = std::string_view(field).substr(1) == kGrey;
+  }
+  return grey;
+}
+
 class Y4mWriter final : public FrameWriter {
  public:
   Y4mWriter(const std::string& path, Size size, Range range, const std::string& parameters)
-      : file_(path), layout_{size, FileFormat::i420, false} {
+      : file_(path), layout_{size, FileFormat::i420, false}, grey_(saysGrey(parameters)) {
     std::string header(kY4mMagic);
     header += " W" + std::to_string(size.width) + " H" + std::to_string(size.height);
     if (!parameters.empty()) header.append(" ").append(parameters);
@@ -107,12 +128,13 @@ class Y4mWriter final : public FrameWriter {
     file_.write("FRAME\n");
     frame_.resize(layout_.frameBytes());
     packRaw(layout_, picture, frame_.data());
-    file_.write(frame_);
+    file_.write(std::span(frame_).first(frameBytes(layout_, grey_)));
   }
   void commit() override { file_.commit(); }
 
   OutputFile file_;
   RawLayout layout_;
+  bool grey_;
   std::vector<uint8_t> frame_;
 };
 
@@ -134,13 +156,15 @@ Y4mHeader parseY4mHeader(const std::string& line) {
         continue;
       case 'C': {
         const std::string_view space = std::string_view(field).substr(1);
-        bool known = false;
+        header.grey = space == kGrey;
+        bool known = header.grey;
         for (const auto& candidate : kColourSpaces)
           known = known || candidate == space;
         if (!known) {
-          throw Failure("colour space " + quoted(space) +
-                        " is not handled: convert to 8-bit 4:2:0 (420, 420jpeg, 420mpeg2 or "
-                        "420paldv; with ffmpeg: -pix_fmt yuv420p)");
+          throw Failure(
+              "colour space " + quoted(space) +
+              " is not handled: convert to 8-bit 4:2:0 (420, 420jpeg, 420mpeg2 or "
+              "420paldv; with ffmpeg: -pix_fmt yuv420p) or to grey (mono; -pix_fmt gray)");
         }
         break;
       }
