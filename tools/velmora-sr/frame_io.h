@@ -27,9 +27,10 @@ struct StreamInfo {
   FileFormat format = FileFormat::png;
   Range range = Range::full;
   bool grey = false;
-  std::optional<long> frames;       ///< where the file tells
-  std::vector<uint8_t> iccProfile;  ///< PNG, JPEG: colour profile, empty for none
-  std::string y4mParameters;        ///< Y4M: the header's fields besides size, separated by blanks
+  std::optional<long> frames;        ///< where the file tells
+  std::optional<int> exifSharpness;  ///< JPEG: 0 as usual, 1 less, 2 more
+  std::vector<uint8_t> iccProfile;   ///< PNG, JPEG: colour profile, empty for none
+  std::string y4mParameters;         ///< Y4M: the header's fields besides size, separated by blanks
 };
 
 class FrameReader {

@@ -14,7 +14,8 @@ namespace velmora::tool {
 namespace {
 
 constexpr uint8_t kApp1 = 0xE1;
-constexpr uint32_t kOrientationTag = 0x0112;
+enum Tag : uint32_t { kOrientation = 0x0112, kExifDirectory = 0x8769, kSharpness = 0xA40A };
+enum Type : uint32_t { kShort = 3, kLong = 4 };
 
 // Big- or little-endian numbers of a TIFF block; nothing past its end.
 class Tiff {
@@ -41,19 +42,34 @@ class Tiff {
   bool big_ = false;
 };
 
-int orientationOf(const Tiff& tiff) {
-  const auto directory = tiff.number(4, 4);
-  if (!directory) return 1;
+// The single number that a directory has under a tag.
+std::optional<uint32_t> find(const Tiff& tiff, std::optional<uint32_t> directory, Tag wanted) {
+  if (!directory) return std::nullopt;
   const auto count = tiff.number(*directory, 2);
   for (uint32_t i = 0; i < count.value_or(0); ++i) {
     const std::size_t entry = std::size_t{*directory} + 2 + std::size_t{12} * i;
     const auto tag = tiff.number(entry, 2);
     if (!tag) break;
-    if (*tag != kOrientationTag) continue;
-    const auto value = tiff.number(entry + 8, 2);
-    return value && *value >= 1 && *value <= 8 ? static_cast<int>(*value) : 1;
+    if (*tag != wanted) continue;
+    const auto type = tiff.number(entry + 2, 2);
+    if (type == kShort) return tiff.number(entry + 8, 2);
+    if (type == kLong) return tiff.number(entry + 8, 4);
+    break;
   }
-  return 1;
+  return std::nullopt;
+}
+
+std::span<const uint8_t> exifBlock(std::span<const uint8_t> jpeg) {
+  constexpr std::array<uint8_t, 6> kExif = {'E', 'x', 'i', 'f', 0, 0};
+  JpegSegments segments(jpeg);
+  while (const auto segment = segments.next()) {
+    const auto body = segment->body;
+    if (segment->marker == kApp1 && body.size() > kExif.size() &&
+        std::equal(kExif.begin(), kExif.end(), body.begin())) {
+      return body.subspan(kExif.size());
+    }
+  }
+  return {};
 }
 
 void turn(Plane& plane, bool mirror, libyuv::RotationMode rotation) {
@@ -82,16 +98,16 @@ void turn(Plane& plane, bool mirror, libyuv::RotationMode rotation) {
 }  // namespace
 
 int exifOrientation(std::span<const uint8_t> jpeg) {
-  constexpr std::array<uint8_t, 6> kExif = {'E', 'x', 'i', 'f', 0, 0};
-  JpegSegments segments(jpeg);
-  while (const auto segment = segments.next()) {
-    const auto body = segment->body;
-    if (segment->marker == kApp1 && body.size() > kExif.size() &&
-        std::equal(kExif.begin(), kExif.end(), body.begin())) {
-      return orientationOf(Tiff(body.subspan(kExif.size())));
-    }
-  }
-  return 1;
+  const Tiff tiff(exifBlock(jpeg));
+  const auto value = find(tiff, tiff.number(4, 4), kOrientation);
+  return value && *value >= 1 && *value <= 8 ? static_cast<int>(*value) : 1;
+}
+
+std::optional<int> exifSharpness(std::span<const uint8_t> jpeg) {
+  const Tiff tiff(exifBlock(jpeg));
+  const auto value = find(tiff, find(tiff, tiff.number(4, 4), kExifDirectory), kSharpness);
+  if (!value || *value > 2) return std::nullopt;
+  return static_cast<int>(*value);
 }
 
 Size uprightSize(Size stored, int orientation) {

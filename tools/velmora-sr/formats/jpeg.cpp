@@ -99,6 +99,7 @@ class JpegReader final : public FrameReader {
         header == 0 && subsampling_ >= 0 && (colourSpace == TJCS_YCbCr || colourSpace == TJCS_GRAY);
     info_.iccProfile = jpegProfile(bytes_);
     orientation_ = exifOrientation(bytes_);
+    info_.exifSharpness = exifSharpness(bytes_);
     info_.size = uprightSize(stored_, orientation_);
   }
 

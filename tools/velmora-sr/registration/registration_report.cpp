@@ -2,8 +2,8 @@
 
 #include <cmath>
 #include <numeric>
-#include <string_view>
 
+#include "json.h"
 #include "size_limits.h"
 #include "status.h"
 
@@ -20,40 +20,6 @@ constexpr std::array<const char*, kStages> kStageKeys = {
 
 double total(const RegistrationReport& report) {
   return std::accumulate(report.milliseconds.begin(), report.milliseconds.end(), 0.0);
-}
-
-/// Length of the UTF-8 sequence that begins the text; 0 when it is none.
-std::size_t sequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  std::size_t length = 0;
-  if (byte(0) < 0x80) length = 1;
-  if (byte(0) >= 0xC2 && byte(0) < 0xE0) length = 2;
-  if (byte(0) >= 0xE0 && byte(0) < 0xF0) length = 3;
-  if (byte(0) >= 0xF0 && byte(0) < 0xF5) length = 4;
-  if (length > text.size()) return 0;
-  for (std::size_t i = 1; i < length; ++i)
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  return length;
-}
-
-/// A JSON string; bytes that are no UTF-8 become the replacement character.
-std::string quoted(std::string_view text) {
-  std::string result = "\"";
-  while (!text.empty()) {
-    const std::size_t length = sequenceLength(text);
-    const char c = text.front();
-    if (length == 0) {
-      result += "\\ufffd";
-    } else if (c == '"' || c == '\\') {
-      result += {'\\', c};
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      result += format("\\u%04x", static_cast<unsigned>(c));
-    } else {
-      result += text.substr(0, length);
-    }
-    text.remove_prefix(std::max<std::size_t>(length, 1));
-  }
-  return result + '"';
 }
 
 /// JSON has no infinities.
@@ -92,7 +58,7 @@ std::string failureJson(const RegistrationReport& report) {
   if (!report.failure) return "null";
   return format("{\"stage\":\"%s\",\"reason\":%s}",
                 kStageKeys[static_cast<std::size_t>(report.failure->stage)],
-                quoted(report.failure->reason).c_str());
+                jsonString(report.failure->reason).c_str());
 }
 
 std::string timesJson(const RegistrationReport& report) {
@@ -167,7 +133,7 @@ std::string reportText(const RegistrationReport& report, const std::string& firs
 
 std::string reportJson(const RegistrationReport& report, const std::string& first,
                        const std::string& second) {
-  std::string result = "{\"first\":" + quoted(first) + ",\"second\":" + quoted(second);
+  std::string result = "{\"first\":" + jsonString(first) + ",\"second\":" + jsonString(second);
   result += format(",\"width\":%d,\"height\":%d", report.size.width, report.size.height);
   result += std::string(",\"registered\":") + (report.registered() ? "true" : "false");
   result += ",\"failure\":" + failureJson(report);
