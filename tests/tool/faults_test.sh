@@ -40,5 +40,6 @@ cat >config.xml <<'END'
 END
 # Odd sizes take every path; the thresholds once from a file, once from the noise.
 sweep 60 upscale one.png --kernel kernels --config config.xml --region 0,0,200,200 --scale 1.1
-sweep 150 fuse one.png two.png --kernel kernels --region 100,100,300,300 --scale 1.1
+sweep 150 fuse one.png two.png --method camera --kernel kernels --region 100,100,300,300 --scale 1.1
+sweep 60 fuse one.png two.png --region 100,100,220,220 --scale 1.1
 finish
