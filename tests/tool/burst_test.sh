@@ -47,6 +47,9 @@ one.png: 241x201 to 482x402, noise |482x402|upscale one.png --denoise auto
 noise 5.00|482x402|upscale one.png --denoise 5 --effort fast
 END
 
+ok "$tool" --timings upscale one.png --denoise auto -o out.png
+grep -Eq 'most memory: [1-9][0-9.]* MiB handed to the library' messages || fail "no memory: $(cat messages)"
+
 # Faults are no reason to lose the picture, unless the call is wrong.
 "$tool" fuse one.png two.png other.png --strict -o strict.png 2>messages
 [ $? = 1 ] || fail "--strict with a frame of something else"
@@ -74,7 +77,7 @@ same nine.i420 first.i420 'the first frame of a clip'
 ok "$tool" upscale one.png --scale 1 -o none.jpg
 for value in 0 1 2; do
   { head -c 2 none.jpg
-    printf '\xff\xe1\0\x34Exif\0\0MM\0\x2a\0\0\0\x08\0\1\x87\x69\0\4\0\0\0\1\0\0\0\x1a\0\0\0\0\0\1\xa4\x0a\0\3\0\0\0\1\0\x0'$value'\0\0\0\0\0\0'
+    printf '%b' '\xff\xe1\0\x34Exif\0\0MM\0\x2a\0\0\0\x08\0\1\x87\x69\0\4\0\0\0\1\0\0\0\x1a\0\0\0\0\0\1\xa4\x0a\0\3\0\0\0\1\0\x0'"$value"'\0\0\0\0\0\0'
     tail -c +3 none.jpg; } >exif$value.jpg
 done
 for pair in none.jpg:0.3 exif0.jpg:0.3 exif1.jpg:0 exif2.jpg:0.45 one.png:0.15; do

@@ -33,7 +33,7 @@ struct FrameVerdict {
 double largestMotion(const std::array<double, 9>& homography, Size frame);
 
 /// One line: "used, 24 % of the picture; ..." or "left out: ...".
-std::string verdictText(const FrameVerdict& verdict);
+std::string verdictText(const FrameVerdict& frame);
 
 /// A picture that was made of frames.
 struct Fusion {

@@ -42,6 +42,7 @@ void leaveLeastSharpOut(std::vector<BurstFrame>& frames, std::optional<std::size
       if (i == reference || !goesIn(frames[i])) continue;
       if (least == nullptr || frames[i].sharpness < least->sharpness) least = &frames[i];
     }
+    if (least == nullptr) return;
     least->leftOut = "eight frames are sharper";
     least->picture = {};
   }
