@@ -44,5 +44,6 @@ ok "$tool" upscale one.png --region 0,0,70,50 --scale 1 -o clip.y4m
 frame clip.y4m 1 >frame
 { printf 'FRAME\n'; cat frame; } >>clip.y4m
 sweep 200 video clip.y4m
-sweep 150 fuse one.png two.png --kernel kernels --region 100,100,300,300 --scale 1.1
+sweep 150 fuse one.png two.png --method camera --kernel kernels --region 100,100,300,300 --scale 1.1
+sweep 60 fuse one.png two.png --region 100,100,220,220 --scale 1.1
 finish

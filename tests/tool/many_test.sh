@@ -60,7 +60,7 @@ offers() {
 # shellcheck source=/dev/null
 . ./script.bash
 offers 'upscale' up
-offers '--scale --size' upscale in.png --s
+offers '--scale --size --sharpened' upscale in.png --s
 offers 'nv12 nv21' upscale --input-format nv
 offers '' upscale i
 finish

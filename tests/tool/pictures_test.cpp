@@ -292,6 +292,30 @@ TEST_F(Pictures, JpegIsTurnedUpright) {
   }
 }
 
+TEST_F(Pictures, ExifTellsTheSharpening) {
+  const auto withSharpness = [](char value) {
+    const std::string exif =
+        "MM\0*\0\0\0\10\0\1\x87\x69\0\4\0\0\0\1\0\0\0\x1A\0\0\0\0\0\1\xA4\x0A\0\3\0\0\0\1\0"s +
+        value + "\0\0\0\0\0\0"s;
+    return Bytes(exif.begin(), exif.end());
+  };
+  for (const char value : {'\0', '\1', '\2'})
+    EXPECT_EQ(exifSharpness(withSharpness(value)), value);
+  EXPECT_EQ(exifSharpness(withSharpness('\3')), std::nullopt);
+  const Bytes good = withSharpness(2);
+  for (std::size_t length = 0; length < good.size() - 4; ++length) {
+    EXPECT_EQ(
+        exifSharpness(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length))),
+        std::nullopt);
+  }
+  // The directory lies beyond the end, and on itself.
+  for (const auto& [at, byte] : {std::pair<std::size_t, uint8_t>{18, 0x7F}, {21, 8}}) {
+    auto damaged = good;
+    damaged[at] = byte;
+    EXPECT_EQ(exifSharpness(damaged), std::nullopt) << at;
+  }
+}
+
 TEST_F(Pictures, ProfilesGoAlong) {
   // Longer than one JPEG segment, with the signature and sizes that libpng looks for.
   Bytes profile = velmora::test::Random(17).bytes(150'000);

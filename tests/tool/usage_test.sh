@@ -35,11 +35,21 @@ done <<'END'
 2|also give --input-format nv12, nv21 or i420|upscale a.bin -o a.png --input-size 10x10
 2|size must be given: --input-size|upscale a.nv12 -o a.png
 2|--cpu: "fastest" is no instruction set of this machine; give scalar|--cpu fastest upscale small.png -o a.png
-2|--mask: "./a.png" is the same file as that of -o|fuse none.png none.png -o a.png --mask ./a.png
+2|--mask: "./a.png" is the same file as that of -o|fuse none.png none.png --method camera -o a.png --mask ./a.png
+2|-2.png" is the same file as that of -o|fuse none.png none.png -o a-2.png --mask ./a.png
+2|standard output holds one kind of data|fuse none.png none.png -o - --json -
+2|--reference: "3" is no whole number from 1 to 2|fuse none.png none.png -o a.png --reference 3
+2|--noise: "65" is no amount; give auto, or a number from 0 to 64|fuse none.png none.png -o a.png --noise 65
+2|--effort: "high" is no effort; give normal or fast|upscale small.png --denoise auto --effort high -o a.png
+2|--denoise: "no" is no amount; give auto, or a number from 0 to 64|upscale small.png --denoise no -o a.png
+2|--sharpened and --effort go with --denoise|upscale small.png --sharpened 0.3 -o a.png
+2|--config and --kernel go with --denoise off|upscale small.png --denoise 3 --kernel k -o a.png
+2|it enlarges 1 to 4 times, not 120x100 to 600x500|upscale small.png --denoise 3 --scale 5 -o a.png
+2|it enlarges 1 to 4 times, not 120x100 to 60x50|fuse small.png small.png --scale 0.5 -o a.png
 2|--picture: "a.png" is the same file as that of --json|register none.png none.png --json a.png --picture a.png
 2|-o: "hard.y4m" is the same file as IN; give another name|video cut.y4m -o hard.y4m
 2|-o: "small.png" is the same file as IN|upscale link.png -o small.png
-2|-o: "cut.png" is the same file as SECOND|fuse small.png cut.png -o cut.png
+2|-o: "cut.png" is the same file as MORE|fuse small.png cut.png -o cut.png
 2|--name: "x.png" is no name for many files|upscale small.png --output-dir d --name x.png
 2|--output-dir: "./small.png" is the same file as IN|upscale small.png --output-dir .
 2|--output-dir: two files would be "d/small.png"|upscale small.png x/small.png --output-dir d
@@ -58,7 +68,7 @@ done <<'END'
 END
 # What exists is kept without --force, and told before anything is read.
 echo old >kept.png
-for call in 'upscale none.png -o kept.png' 'fuse none.png none.png -o a.png --mask kept.png' \
+for call in 'upscale none.png -o kept.png' 'fuse none.png none.png -o a.png --json kept.png' \
   'register none.png none.png --json kept.png' 'kernels --phases 2 -o kept.png'; do
   # shellcheck disable=SC2086
   tool=$bare refused 1 'kept.png: exists already; give another name, or --force' $call

@@ -30,11 +30,12 @@ struct StreamInfo {
   FileFormat format = FileFormat::png;
   Range range = Range::full;
   bool grey = false;
-  bool transparent = false;    ///< the format can tell; sure when the first frame is read
-  int depth = 8;               ///< bits of a sample as stored; pictures have 8
-  std::optional<long> frames;  ///< where the file tells
-  Metadata metadata;           ///< pictures: what goes along
-  std::string y4mParameters;   ///< Y4M: the header's fields besides size, separated by blanks
+  bool transparent = false;          ///< the format can tell; sure when the first frame is read
+  int depth = 8;                     ///< bits of a sample as stored; pictures have 8
+  std::optional<long> frames;        ///< where the file tells
+  std::optional<int> exifSharpness;  ///< JPEG: 0 as usual, 1 less, 2 more
+  Metadata metadata;                 ///< pictures: what goes along
+  std::string y4mParameters;         ///< Y4M: the header's fields besides size, separated by blanks
 };
 
 class FrameReader {

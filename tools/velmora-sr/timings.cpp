@@ -25,6 +25,7 @@ struct Entry {
 std::array<Entry, 32> entries;
 std::size_t entryCount = 0;
 std::mutex entriesMutex;
+std::size_t libraryBytes = 0;
 
 const std::chrono::steady_clock::time_point programStart = std::chrono::steady_clock::now();
 
@@ -58,6 +59,10 @@ Step::~Step() {
   entries[i].time += time;
 }
 
+void noteLibraryMemory(std::size_t bytes) {
+  libraryBytes = std::max(libraryBytes, bytes);
+}
+
 std::vector<std::string> report() {
   std::vector<std::string> lines = {
       format("%-22s %6s %11s %11s", "step", "calls", "ms", "ms per call")};
@@ -65,7 +70,7 @@ std::vector<std::string> report() {
     lines.push_back(line(entries[i]));
   lines.push_back(line({"whole run", 1, std::chrono::steady_clock::now() - programStart}));
   // What the library asked for counts whether it was touched or not: the whole has it, too.
-  const std::size_t library = block_pool::peakBytes();
+  const std::size_t library = std::max(block_pool::peakBytes(), libraryBytes);
   lines.push_back(format("most memory: %.1f MiB handed to the library, %.1f MiB of the whole tool",
                          mebibytes(library), mebibytes(std::max(library, largestResidentSet()))));
   return lines;

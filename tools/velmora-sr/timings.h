@@ -3,6 +3,7 @@
 #define VELMORA_TOOL_TIMINGS_H
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ class Step {
   const char* name_;
   Clock::time_point start_ = Clock::now();
 };
+
+/// Counts memory that the library took by itself: the most is reported.
+void noteLibraryMemory(std::size_t bytes);
 
 /// A line per step in the order of their first end (calls, milliseconds, milliseconds per call),
 /// one for the time since the program started, one for the most memory held.

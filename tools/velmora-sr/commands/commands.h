@@ -6,6 +6,7 @@
 #include <string>
 
 #include "arguments.h"
+#include "burst_options.h"
 
 namespace velmora::tool {
 
@@ -14,6 +15,8 @@ void addInputOptions(CLI::App& command, FrameOptions& options);
 void addOutputOptions(CLI::App& command, FrameOptions& options);
 void addGeometryOptions(CLI::App& command, FrameOptions& options);
 void addTuningOptions(CLI::App& command, FrameOptions& options);
+/// Those of the burst stage, but for the noise, which goes by several names.
+void addBurstOptions(CLI::App& command, BurstOptions& options);
 
 // Each registers one subcommand. Its work runs as the subcommand's callback, by exceptions of
 // errors.h when it cannot be done.

@@ -1,4 +1,4 @@
-// velmora-sr demo: two noisy frames of a drawn scene, fused and compared with the truth.
+// velmora-sr demo: noisy frames of a drawn scene, fused and compared with the truth.
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -16,6 +16,7 @@
 #include "demo/quality.h"
 #include "demo/reference.h"
 #include "demo/scene.h"
+#include "engine/burst_fuser.h"
 #include "engine/enlarger.h"
 #include "engine/pair_fuser.h"
 #include "errors.h"
@@ -30,22 +31,26 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* kHelp =
-    "Draws a scene with a ball that moves, takes two noisy frames of half the size with a camera "
-    "that shakes, and makes one picture of both as 'velmora-sr fuse' does. Writes into DIR (made "
-    "if missing): truth.png, the scene; frame.png and second.png, the frames; of the part that "
-    "both show bicubic.png and enlarged.png, the first frame enlarged by plain bicubic "
-    "interpolation and by the library, fused.png, both frames together, and mask.png, the weight "
-    "of the first frame in de-ghosting; comparison.png, details side by side; index.html, a page "
-    "with the comparison that needs no other file. Tells PSNR and SSIM against the truth.";
+    "Draws a scene with a ball that moves, takes four noisy frames of half the size with a camera "
+    "that shakes, and makes pictures of one, two and four of them as 'velmora-sr upscale --denoise "
+    "auto' and 'velmora-sr fuse' do. Writes into DIR (made if missing): truth.png, the scene; "
+    "frame.png, second.png, third.png and fourth.png, the frames; one.png, two.png and four.png, "
+    "the pictures; weights-2.png to weights-4.png, how much the frames counted in four.png. Of the "
+    "part that both frames of 'fuse --method camera' show: bicubic.png and enlarged.png, the first "
+    "frame enlarged by plain bicubic interpolation and by upscale, fused.png, two frames together, "
+    "and mask.png, the weight of the first frame in de-ghosting. comparison.png has details side "
+    "by side; index.html is a page with the comparison that needs no other file. Tells PSNR and "
+    "SSIM against the truth.";
 
 constexpr Size kFrame = {640, 480};
 constexpr double kNoise = 8;
 // Half a pixel and 0.06 degrees: frames of this size are registered at a quarter of it, which finds
 // small motions to a fraction of a pixel and larger ones less well.
-constexpr Motion kShake = {0.5, -0.5, 0.001};
+constexpr std::array<Motion, 4> kShakes = {
+    {{}, {0.5, -0.5, 0.001}, {-2.4, 1.3, -0.002, 1.001}, {3.2, 2.1, 0.003, 0.999}}};
+constexpr std::array kNames = {"frame.png", "second.png", "third.png", "fourth.png"};
 // Where the ball is in the frames, in pixels of the truth.
-constexpr Point kBallFirst = {690, 330};
-constexpr Point kBallSecond = {762, 362};
+constexpr std::array<Point, 4> kBalls = {{{690, 330}, {762, 362}, {834, 394}, {906, 426}}};
 constexpr std::size_t kLargestPng = std::size_t{64} << 20;
 
 Size outputSize(Region region) {
@@ -103,19 +108,23 @@ void makeFolder(const std::string& folder) {
 struct Frames {
   Picture truth;        // when the first frame was taken
   Picture secondTruth;  // when the second was
-  Picture first;
-  Picture second;
+  std::vector<BurstFrame> taken;
 };
 
 Frames takeFrames() {
   const Canvas scene = sceneTruth();
   interrupt::check();
   Frames frames;
-  frames.truth = withBall(scene, kBallFirst);
-  frames.secondTruth = withBall(scene, kBallSecond);
-  frames.first = photographed(frames.truth, kFrame, {}, kNoise, 1);
-  frames.second = photographed(frames.secondTruth, kFrame, kShake, kNoise, 2);
-  interrupt::check();
+  for (std::size_t i = 0; i < kShakes.size(); ++i) {
+    const Picture truth = withBall(scene, kBalls[i]);
+    BurstFrame frame;
+    frame.file = kNames[i];
+    frame.picture = photographed(truth, kFrame, kShakes[i], kNoise, static_cast<uint32_t>(i + 1));
+    frames.taken.push_back(std::move(frame));
+    if (i == 0) frames.truth = truth;
+    if (i == 1) frames.secondTruth = truth;
+    interrupt::check();
+  }
   return frames;
 }
 
@@ -124,37 +133,54 @@ struct Results {
   Picture truth, secondTruth;
   Picture first, bicubic, enlarged, mask;
   FusionResult fusion;
+  // All of the frame.
+  BurstResult one, two, four;
 };
 
+// What 'fuse' makes of the first frames, and 'upscale --denoise auto' of one.
+BurstResult fuseFirst(const Frames& frames, std::size_t count) {
+  BurstSettings settings;
+  settings.frame = kFrame;
+  settings.region = wholeOf(kFrame);
+  settings.output = outputSize(settings.region);
+  const auto end = frames.taken.begin() + static_cast<std::ptrdiff_t>(count);
+  return fuseBurst({frames.taken.begin(), end}, 0, settings, true);
+}
+
 Results enlarge(const Frames& frames) {
+  const Picture& first = frames.taken[0].picture;
+  const Picture& second = frames.taken[1].picture;
   FusionRequest request;
   request.region = wholeOf(kFrame);
   request.outputSize = outputSize;
-  request.ghost = thresholdsFor(frames.first, frames.second);
+  request.ghost = thresholdsFor(first, second);
   request.wantWeights = true;
   Results results;
-  results.fusion = fusePair(frames.first, frames.second, request);
+  results.fusion = fusePair(first, second, request);
   if (!results.fusion.failure.empty()) {
     throw Failure("the frames of the demo were not fused: " + results.fusion.failure);
   }
   interrupt::check();
   const Region region = results.fusion.region;
   const Size size = outputSize(region);
-  Enlarger(kFrame, region, size, {}).enlarge(frames.first, results.enlarged);
-  results.first = cut(frames.first, region.left, region.top, region.size());
+  Enlarger(kFrame, region, size, {}).enlarge(first, results.enlarged);
+  results.first = cut(first, region.left, region.top, region.size());
   results.bicubic = bicubicEnlarged(results.first, size);
   results.truth = cut(frames.truth, 2 * region.left, 2 * region.top, size);
   results.secondTruth = cut(frames.secondTruth, 2 * region.left, 2 * region.top, size);
   results.mask.reset(region.size());
   results.mask.grey = true;
   results.mask.y = cut(results.fusion.weights, region.left, region.top, region.size());
+  results.one = fuseFirst(frames, 1);
+  results.two = fuseFirst(frames, 2);
+  results.four = fuseFirst(frames, 4);
   interrupt::check();
   return results;
 }
 
 struct Measured {
-  Quality bicubic, enlarged, fused;  // where nothing moves
-  Quality ballEnlarged, ballFused;   // where the ball is in either frame
+  Quality bicubic, enlarged, fused, one, two, four;  // where nothing moves
+  Quality ballBicubic, ballFused, ballFour;          // where the ball is in any frame
 };
 
 Measured measure(const Results& results) {
@@ -166,15 +192,25 @@ Measured measure(const Results& results) {
       constexpr float kNear = kBallRadius + 16;  // the windows and the filters reach beyond it
       return dx * dx + dy * dy <= kNear * kNear;
     };
-    return near(kBallFirst) || near(kBallSecond);
+    return std::any_of(kBalls.begin(), kBalls.end(), near);
   };
   const auto still = [&](int x, int y) { return !moving(x, y); };
   const Plane& truth = results.truth.y;
   const Plane& fused = results.fusion.picture.y;
-  // De-ghosting takes what moved from the second frame.
-  return {qualityOf(results.bicubic.y, truth, still), qualityOf(results.enlarged.y, truth, still),
-          qualityOf(fused, truth, still), qualityOf(results.enlarged.y, truth, moving),
-          qualityOf(fused, results.secondTruth.y, moving)};
+  const auto shown = [&](const BurstResult& result) {
+    return cut(result.picture.y, 2 * region.left, 2 * region.top, truth.size);
+  };
+  const Plane four = shown(results.four);
+  // De-ghosting takes what moved from the second frame, the burst stage from the first.
+  return {qualityOf(results.bicubic.y, truth, still),
+          qualityOf(results.enlarged.y, truth, still),
+          qualityOf(fused, truth, still),
+          qualityOf(shown(results.one), truth, still),
+          qualityOf(shown(results.two), truth, still),
+          qualityOf(four, truth, still),
+          qualityOf(results.bicubic.y, truth, moving),
+          qualityOf(fused, results.secondTruth.y, moving),
+          qualityOf(four, truth, moving)};
 }
 
 std::string brief(const Quality& quality) {
@@ -187,12 +223,18 @@ PageRow row(const char* name, const Quality& quality) {
 
 Canvas comparisonOf(const Results& results, const Measured& measured) {
   const FusionResult& fusion = results.fusion;
+  const auto shown = [&](const BurstResult& result) {
+    return cut(result.picture, 2 * fusion.region.left, 2 * fusion.region.top,
+               fusion.picture.size());
+  };
+  const Picture one = shown(results.one);
+  const Picture four = shown(results.four);
   const std::array panels = {
       Panel{"First frame", text(kFrame) + format(", noise %g", kNoise), &results.first},
       Panel{"Bicubic", brief(measured.bicubic), &results.bicubic},
-      Panel{"One frame", brief(measured.enlarged), &results.enlarged},
-      Panel{"Fused", brief(measured.fused), &fusion.picture},
-      Panel{"De-ghost mask", format("%.1f %% replaced", 100 * fusion.replacedShare), &results.mask},
+      Panel{"Burst of one", brief(measured.one), &one},
+      Panel{"Camera, two", brief(measured.fused), &fusion.picture},
+      Panel{"Burst of four", brief(measured.four), &four},
       Panel{"Truth", "of the first frame", &results.truth},
   };
   // In pixels of the truth: the ball in both frames, edges, leaves, the map.
@@ -217,42 +259,58 @@ void run(const std::string& folder) {
   makeFolder(folder);
 
   savePicture(base / "truth.png", frames.truth);
-  savePicture(base / "frame.png", frames.first);
-  savePicture(base / "second.png", frames.second);
   savePicture(base / "bicubic.png", results.bicubic);
   savePicture(base / "enlarged.png", results.enlarged);
   savePicture(base / "fused.png", results.fusion.picture);
   savePicture(base / "mask.png", results.mask);
+  savePicture(base / "one.png", results.one.picture);
+  savePicture(base / "two.png", results.two.picture);
+  savePicture(base / "four.png", results.four.picture);
+  for (std::size_t i = 0; i < frames.taken.size(); ++i) {
+    savePicture(base / frames.taken[i].file, frames.taken[i].picture);
+    if (i == 0) continue;
+    Picture weights(kFrame);
+    weights.grey = true;
+    weights.y = results.four.weights[i];
+    savePicture(base / ("weights-" + std::to_string(i + 1) + ".png"), weights);
+  }
   const std::string comparison = (base / "comparison.png").string();
   const Canvas canvas = comparisonOf(results, measured);
   writeRgbPng(comparison, canvas.size(), canvas.rgb());
 
   const std::array rows = {
-      row("bicubic, first frame", measured.bicubic),
-      row("velmora-sr, one frame", measured.enlarged),
-      row("velmora-sr, fused", measured.fused),
-      row("moving ball, one frame", measured.ballEnlarged),
-      row("moving ball, fused", measured.ballFused),
+      row("bicubic, one frame", measured.bicubic),
+      row("upscale, one frame", measured.enlarged),
+      row("fuse --method camera, two", measured.fused),
+      row("upscale --denoise auto, one", measured.one),
+      row("fuse, two frames", measured.two),
+      row("fuse, four frames", measured.four),
+      row("moving ball, bicubic", measured.ballBicubic),
+      row("moving ball, camera, two", measured.ballFused),
+      row("moving ball, fuse, four", measured.ballFour),
   };
-  const GhostThresholds ghost = results.fusion.ghost;
   const std::string introduction =
-      "Two frames of " + text(kFrame) + format(" with noise of sigma %g, ", kNoise) +
-      text(results.fusion.region.size()) + " of them enlarged to " +
-      text(results.fusion.picture.size()) +
-      format("; de-ghosting %d,%d replaced %.1f %%. Luma against the truth:", ghost.low, ghost.high,
-             100 * results.fusion.replacedShare);
+      "Four frames of " + text(kFrame) + format(" with noise of sigma %g become one of ", kNoise) +
+      text(results.four.picture.size()) +
+      format(
+          ", %.1f dB closer to the scene than bicubic enlargement of one, and %.1f dB where the "
+          "ball moves. Luma against the truth:",
+          measured.four.psnr - measured.bicubic.psnr,
+          measured.ballFour.psnr - measured.ballBicubic.psnr);
   const std::string remark =
-      "The first three rows leave out where the ball is in either frame. There one frame is "
-      "compared with the scene of the first frame, the fused picture with that of the second, from "
-      "which de-ghosting takes what moved.";
+      "The rows of the moving ball are measured where the ball is in any frame, the others "
+      "elsewhere. The picture shows the ball as the first frame does; --method camera takes what "
+      "moved from the second frame, and is compared with the scene of that one. All are compared "
+      "over the part that both frames of --method camera show, " +
+      text(results.fusion.region.size()) + " pixels of the frame.";
   OutputFile file((base / "index.html").string());
   file.write(page(introduction, rows, remark, readFile(comparison, kLargestPng)));
   file.commit();
 
   status().note(introduction);
-  status().note(format("%-24s %8s %8s", "", "PSNR, dB", "SSIM"));
+  status().note(format("%-28s %8s %8s", "", "PSNR, dB", "SSIM"));
   for (const PageRow& line : rows) {
-    status().note(format("%-24s %8s %8s", line.name.c_str(), line.psnr.c_str(), line.ssim.c_str()));
+    status().note(format("%-28s %8s %8s", line.name.c_str(), line.psnr.c_str(), line.ssim.c_str()));
   }
   status().note("side by side: " + comparison + ", " + (base / "index.html").string());
 }

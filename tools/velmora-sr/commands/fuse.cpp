@@ -1,7 +1,11 @@
-// velmora-sr fuse: two frames of one scene into one larger picture.
+// velmora-sr fuse: frames of one scene into one larger picture; here its options, and two frames by
+// the library's calls for cameras.
+#include "commands/fuse.h"
+
+#include <algorithm>
+#include <array>
 #include <chrono>
-#include <memory>
-#include <optional>
+#include <initializer_list>
 #include <utility>
 
 #include "colour.h"
@@ -12,6 +16,7 @@
 #include "file_names.h"
 #include "formats/png.h"
 #include "interrupt.h"
+#include "output_file.h"
 #include "size_limits.h"
 #include "status.h"
 
@@ -19,50 +24,78 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* kHelp =
-    "FIRST and SECOND are frames of one scene and one size, in the formats of 'velmora-sr "
-    "upscale'; "
-    "of a clip the first frame is taken. The picture shows the part of FIRST that SECOND shows, "
-    "too, at the scale asked for; with --size the size stands and the scale follows. Where "
-    "something moved between the frames, de-ghosting takes it from SECOND. Frames that cannot be "
-    "registered, or are smaller than 400x400, are no error: FIRST is enlarged alone, and the "
-    "status line says why. Otherwise it says how sure the registration is: matches that agree, "
-    "motion of the farthest corner, and the residual, the mean difference of the frames, before "
-    "and after.";
+    "FIRST and MORE are frames of one scene and one size, 2 or more, in the formats of 'velmora-sr "
+    "upscale'; of a clip the first frame is taken, and of more than eight frames the eight "
+    "sharpest. The picture shows all of the reference frame, exactly at the scale asked for, 1 to "
+    "4. What has moved is as the reference shows it. A frame that does not fit is left out; a "
+    "status line for each tells what became of it: its share of the picture, the motion of the "
+    "farthest corner, the residual (the difference from the reference, before and after), the gain "
+    "that matches its exposure.\n"
+    "--method camera does what the library's calls for two camera frames do: the picture shows the "
+    "part of FIRST that the second frame shows, too; with --size the size stands and the scale "
+    "follows. Where something moved, de-ghosting takes it from the second frame. Frames that "
+    "cannot "
+    "be registered, or are smaller than 400x400, are no error: FIRST is enlarged alone, and the "
+    "status line says why. Otherwise it says how sure the registration is.";
 
-struct Options {
-  std::string first;
-  std::string second;
-  std::string ghost;
-  std::string mask;
-  bool stereo = false;
-  FrameOptions frames;
+bool measureNoise(const FuseOptions& options) {
+  return options.ghost == "auto" ||
+         (options.ghost.empty() && options.frames.tuning.configuration.empty());
+}
 
-  [[nodiscard]] bool measureNoise() const {
-    return ghost == "auto" || (ghost.empty() && frames.tuning.configuration.empty());
+// Options of the other method would be passed over in silence.
+void refuseOptionsOf(const char* other, const char* method,
+                     std::initializer_list<std::pair<const char*, bool>> options) {
+  for (const auto& [option, given] : options) {
+    if (!given) continue;
+    throw UsageError(std::string(option) + " goes with --method " + other + ", not with " + method);
   }
-  void check() const {
-    frames.check();
-    if (!ghost.empty() && ghost != "auto") parseThresholds("--ghost", ghost);
-    if (first == "-" && second == "-") {
-      throw UsageError("only one of the two frames can come from standard input");
-    }
-    if (!mask.empty() && formatByExtension(mask) != FileFormat::png) {
-      throw UsageError("--mask: \"" + mask + "\" should end in .png");
-    }
-  }
-};
+}
 
-struct Frame {
-  std::unique_ptr<FrameReader> reader;
-  Picture picture;
-};
-
-Frame readFrame(const Options& options, const std::string& path) {
-  Frame frame{openInput(options.frames.input(path)), {}};
-  if (!frame.reader->next(frame.picture)) {
-    throw Failure(frame.reader->name() + ": holds no frame");
+void checkMethod(const FuseOptions& options) {
+  const std::string& method = options.method;
+  if (!method.empty() && method != "burst" && method != "camera") {
+    throw UsageError("--method: \"" + method + "\" is no method; give burst or camera");
   }
-  return frame;
+  if (options.inputs.size() < 2) {
+    throw UsageError("give two frames or more; upscale, also with --denoise, enlarges one");
+  }
+  if (!options.camera()) {
+    refuseOptionsOf("camera", "burst",
+                    {{"--ghost", !options.ghost.empty()},
+                     {"--stereo", options.stereo},
+                     {"--config", !options.frames.tuning.configuration.empty()},
+                     {"--kernel", !options.frames.tuning.kernels.empty()}});
+    return;
+  }
+  if (options.inputs.size() > 2) {
+    throw UsageError("--method camera takes two frames, not " +
+                     std::to_string(options.inputs.size()));
+  }
+  refuseOptionsOf("burst", "camera",
+                  {{"--reference", !options.reference.empty()},
+                   {"--noise", !options.burst.noise.empty()},
+                   {"--sharpened", !options.burst.sharpened.empty()},
+                   {"--effort", !options.burst.effort.empty()}});
+}
+
+void check(const FuseOptions& options) {
+  checkMethod(options);
+  options.frames.check();
+  options.burst.check("--noise");
+  if (!options.reference.empty() && options.reference != "best") {
+    parseNumber("--reference", options.reference, 1, static_cast<int>(options.inputs.size()));
+  }
+  if (!options.ghost.empty() && options.ghost != "auto") parseThresholds("--ghost", options.ghost);
+  if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1) {
+    throw UsageError("only one of the frames can come from standard input");
+  }
+  if (!options.mask.empty() && formatByExtension(options.mask) != FileFormat::png) {
+    throw UsageError("--mask: \"" + options.mask + "\" should end in .png");
+  }
+  if (options.json == "-" && options.frames.output == "-") {
+    throw UsageError("standard output holds one kind of data: give -o or --json a file");
+  }
 }
 
 Picture maskOf(const FusionResult& result, Size size) {
@@ -106,31 +139,33 @@ std::string scales(Region region, Size size) {
                 along(region.size().height, size.height));
 }
 
-// Fusion leaves out the alpha: that of the first frame stands.
-Plane enlargedAlpha(const Picture& picture, Region region, Size size, const Tuning& tuning) {
-  Picture alpha(picture.size());
-  alpha.y = picture.alpha;
-  alpha.grey = true;
-  Picture enlarged;
-  Enlarger(picture.size(), region, size, tuning).enlarge(alpha, enlarged);
-  return std::move(enlarged.y);
+// What the two frames of the camera's calls came to.
+std::array<FrameVerdict, 2> verdictsOf(const FusionResult& result, const std::string& first,
+                                       const std::string& second) {
+  std::array<FrameVerdict, 2> frames;
+  frames[0].file = first;
+  frames[0].use = FrameVerdict::Use::reference;
+  frames[1].file = second;
+  frames[1].reason = result.failure;
+  if (!result.failure.empty()) return frames;
+  frames[1].use = FrameVerdict::Use::used;
+  frames[1].motion = result.largestMotion;
+  frames[1].residualBefore = result.residual.before;
+  frames[1].residualAfter = result.residual.after;
+  return frames;
 }
 
-void run(const Options& options) {
+// --method camera.
+void fusePairOfCamera(const FuseOptions& options) {
   const auto start = std::chrono::steady_clock::now();
-  options.frames.requireSeparate({{"--mask", options.mask}},
-                                 {{"FIRST", options.first}, {"SECOND", options.second}});
-  options.check();
+  options.frames.requireSeparate({{"--mask", options.mask}, {"--json", options.json}},
+                                 options.inputFiles());
   FusionRequest fusion;
   fusion.tuning = readTuning(options.frames.tuning);
   const OutputRequest request = options.frames.outputRequest();
-  Frame first = readFrame(options, options.first);
-  Frame second = readFrame(options, options.second);
+  FuseFrame first = readFuseFrame(options, options.inputs[0], nullptr);
+  FuseFrame second = readFuseFrame(options, options.inputs[1], &first);
   const StreamInfo& in = first.reader->info();
-  if (second.picture.size() != in.size) {
-    throw Failure("the frames differ in size: " + first.reader->name() + " is " + text(in.size) +
-                  ", " + second.reader->name() + " is " + text(second.picture.size()));
-  }
   const FileFormat format = outputFormat(request, in.format);
   convertRange(second.picture, first.picture.range);
 
@@ -139,7 +174,7 @@ void run(const Options& options) {
   fusion.outputSize = [&](Region region) { return options.frames.outputSize(region); };
   fusion.wantWeights = !options.mask.empty();
   static_cast<void>(fusion.outputSize(fusion.region));
-  if (options.measureNoise()) {
+  if (measureNoise(options)) {
     fusion.ghost = thresholdsFor(first.picture, second.picture);
   } else if (!options.ghost.empty()) {
     fusion.ghost = parseThresholds("--ghost", options.ghost);
@@ -147,7 +182,7 @@ void run(const Options& options) {
   FusionResult result = fusePair(first.picture, second.picture, fusion);
   interrupt::check();
 
-  if (!first.picture.alpha.samples.empty() && result.picture.alpha.samples.empty()) {
+  if (result.picture.alpha.samples.empty()) {
     result.picture.alpha =
         enlargedAlpha(first.picture, result.region, result.picture.size(), fusion.tuning);
   }
@@ -167,34 +202,91 @@ void run(const Options& options) {
            (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
            tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
+  const auto frames = verdictsOf(result, first.reader->name(), second.reader->name());
+  writeFusionJson(options, {"camera", options.frames.output, result.region, out.size, {}, frames});
+  if (options.strict) requireAllUsed(frames);
+}
+
+void run(const FuseOptions& options) {
+  check(options);
+  if (options.camera()) {
+    fusePairOfCamera(options);
+  } else {
+    fuseWithBurst(options);
+  }
 }
 
 }  // namespace
 
+FuseFrame readFuseFrame(const FuseOptions& options, const std::string& path,
+                        const FuseFrame* first) {
+  FuseFrame frame{openInput(options.frames.input(path)), {}};
+  if (!frame.reader->next(frame.picture)) {
+    throw Failure(frame.reader->name() + ": holds no frame");
+  }
+  if (first != nullptr && frame.picture.size() != first->reader->info().size) {
+    throw Failure("the frames differ in size: " + first->reader->name() + " is " +
+                  text(first->reader->info().size) + ", " + frame.reader->name() + " is " +
+                  text(frame.picture.size()));
+  }
+  return frame;
+}
+
+void writeFusionJson(const FuseOptions& options, const Fusion& fusion) {
+  if (options.json.empty()) return;
+  OutputFile file(options.json);
+  file.write(fusionJson(fusion));
+  file.commit();
+}
+
 void addFuse(CLI::App& app) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<FuseOptions>();
   CLI::App* command =
-      app.add_subcommand("fuse", "Make one larger picture of two frames of a scene");
+      app.add_subcommand("fuse", "Make one larger picture of several frames of a scene");
   command->footer(kHelp);
-  command->add_option("FIRST", options->first, "The frame to enlarge, - for standard input")
+  command
+      ->add_option("FRAMES", options->inputs,
+                   "FIRST [MORE...]: frames of one scene, - for standard input")
       ->required();
-  command->add_option("SECOND", options->second, "Another frame of the same scene")->required();
   addOutputOptions(*command, options->frames);
   addGeometryOptions(*command, options->frames);
+  command
+      ->add_option("--method", options->method,
+                   "burst, or camera: two frames as the library's calls for cameras fuse them "
+                   "(burst)")
+      ->type_name("METHOD");
+  command
+      ->add_option("--reference", options->reference,
+                   "The frame that the picture shows, counted from 1, or the sharpest (1)")
+      ->type_name("N|best");
+  command
+      ->add_option("--noise", options->burst.noise,
+                   "Standard deviation of the luma's noise in grey levels, measured if auto (auto)")
+      ->type_name("auto|SIGMA");
+  addBurstOptions(*command, options->burst);
+  command
+      ->add_option(
+          "--mask", options->mask,
+          "Draw how much each frame counted, white most, as a picture per frame with its "
+          "number in the name: m.png makes m-1.png, m-2.png, ...; with --method camera one "
+          "picture: white kept of the first frame, black replaced by the second")
+      ->type_name("FILE");
+  command
+      ->add_option("--json", options->json,
+                   "Also write what became of the frames as JSON; - for standard output")
+      ->type_name("FILE");
+  command->add_flag("--strict", options->strict,
+                    "Exit status 1 when a frame was not used; the picture is written all the same");
   command->add_flag("--stereo", options->stereo,
-                    "The frames are those of two cameras, left and right, not two of one camera");
+                    "--method camera: the frames are those of two cameras, left and right, not two "
+                    "of one camera");
   auto* ghost =
       command
           ->add_option("--ghost", options->ghost,
-                       "De-ghosting: frames that differ by less than LOW are fused as they are, "
-                       "from HIGH on the second frame takes over; auto sets both above the "
+                       "--method camera: frames that differ by less than LOW are fused as they "
+                       "are, from HIGH on the second frame takes over; auto sets both above the "
                        "noise of the frames (auto)")
           ->type_name("auto|LOW,HIGH");
-  command
-      ->add_option("--mask", options->mask,
-                   "Write the weight of the first frame in de-ghosting as a picture (PNG): white "
-                   "kept, black replaced by the second")
-      ->type_name("FILE");
   addInputOptions(*command, options->frames);
   addTuningOptions(*command, options->frames);
   command->get_option("--config")->excludes(ghost);

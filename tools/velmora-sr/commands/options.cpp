@@ -46,6 +46,19 @@ void addGeometryOptions(CLI::App& command, FrameOptions& options) {
       ->type_name("X0,Y0,X1,Y1");
 }
 
+void addBurstOptions(CLI::App& command, BurstOptions& options) {
+  command
+      .add_option("--sharpened", options.sharpened,
+                  "By how much the camera sharpened the frames, -0.6 (blurred) to 1; auto goes by "
+                  "the file: 0.3 for a JPEG, 0.45 or 0 where its Exif says so, 0.15 for others "
+                  "(auto)")
+      ->type_name("auto|AMOUNT");
+  command
+      .add_option("--effort", options.effort,
+                  "normal, or fast: about half the time, a little less quality (normal)")
+      ->type_name("EFFORT");
+}
+
 void addTuningOptions(CLI::App& command, FrameOptions& options) {
   command.add_option("--config", options.tuning.configuration, "XML configuration of the library")
       ->type_name("FILE");

@@ -3,6 +3,7 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <system_error>
@@ -11,6 +12,7 @@
 #include "batch.h"
 #include "clip_end.h"
 #include "commands/commands.h"
+#include "engine/burst_engine.h"
 #include "engine/enlarger.h"
 #include "errors.h"
 #include "interrupt.h"
@@ -34,7 +36,10 @@ constexpr const char* kHelp =
     "Exif (without its thumbnail), "
     "XMP, colour profile and resolution go along, and the status line names what is not kept. Of a "
     "clip that goes into a PNG or JPEG the first frame is taken. A signal to stop (Ctrl-C), or "
-    "input that breaks off, leaves a clip of the frames done so far.";
+    "input that breaks off, leaves a clip of the frames done so far.\n"
+    "--denoise enlarges with the burst stage, 1 to 4 times: noise is taken out, and detail that "
+    "the "
+    "camera's pixels blurred is restored.";
 
 constexpr int kMostJobs = 64;
 
@@ -43,10 +48,20 @@ struct Options {
   std::string folder;
   std::string pattern;
   std::string jobs;
+  BurstOptions burst;  // its noise is what --denoise says
   FrameOptions frames;
 
   [[nodiscard]] const std::string& input() const { return inputs.front(); }
+  [[nodiscard]] bool denoise() const { return !burst.noise.empty() && burst.noise != "off"; }
   void check() const {
+    if (denoise()) {
+      burst.check("--denoise");
+      if (!frames.tuning.configuration.empty() || !frames.tuning.kernels.empty()) {
+        throw UsageError("--config and --kernel go with --denoise off");
+      }
+    } else if (!burst.sharpened.empty() || !burst.effort.empty()) {
+      throw UsageError("--sharpened and --effort go with --denoise auto or SIGMA");
+    }
     if (folder.empty()) {
       if (inputs.size() > 1) {
         throw UsageError('"' + inputs[1] +
@@ -68,6 +83,42 @@ struct Options {
       if (file == "-") throw UsageError("--output-dir takes files, not standard input");
     }
   }
+};
+
+// Makes picture after picture, each by itself.
+class Upscaler {
+ public:
+  Upscaler(Size input, Region region, Size output, const Tuning& tuning,
+           const std::optional<BurstSettings>& burst)
+      : region_(region), output_(output) {
+    if (burst) {
+      burst_.emplace(*burst);
+    } else {
+      enlarger_.emplace(input, region, output, tuning);
+    }
+  }
+
+  void enlarge(const Picture& input, Picture& output) {
+    if (enlarger_) {
+      enlarger_->enlarge(input, output);
+      return;
+    }
+    const int32_t frame = burst_->add(input);
+    burst_->render(frame, output);
+    noise_ = burst_->report().noise;
+    burst_->drop(frame);
+    output.alpha = enlargedAlpha(input, region_, output_, Tuning());
+  }
+
+  // What was done about the noise of the last picture.
+  [[nodiscard]] std::string remark() const { return noise_ ? format(", noise %.2f", *noise_) : ""; }
+
+ private:
+  Region region_;
+  Size output_;
+  std::optional<Enlarger> enlarger_;
+  std::optional<BurstEngine> burst_;
+  std::optional<double> noise_;
 };
 
 // The name of the output in the folder for many files.
@@ -92,12 +143,12 @@ bool holdsMore(FrameReader& reader) {
 }
 
 // The first frame alone.
-void upscalePicture(FrameReader& reader, Enlarger& enlarger, FrameWriter& writer,
+void upscalePicture(FrameReader& reader, Upscaler& upscaler, FrameWriter& writer,
                     FileFormat format) {
   Picture picture;
   Picture enlarged;
   reader.next(picture);
-  enlarger.enlarge(picture, enlarged);
+  upscaler.enlarge(picture, enlarged);
   interrupt::check();
   writer.write(enlarged);
   if (holdsMore(reader)) {
@@ -108,11 +159,11 @@ void upscalePicture(FrameReader& reader, Enlarger& enlarger, FrameWriter& writer
   writer.finish();
 }
 
-void upscaleAll(FrameReader& reader, Enlarger& enlarger, FrameWriter& writer, long& done) {
+void upscaleAll(FrameReader& reader, Upscaler& upscaler, FrameWriter& writer, long& done) {
   Picture picture;
   Picture enlarged;
   while (reader.next(picture)) {
-    enlarger.enlarge(picture, enlarged);
+    upscaler.enlarge(picture, enlarged);
     {
       const interrupt::Hold wholeFrame;
       writer.write(enlarged);
@@ -134,6 +185,8 @@ void enlargeOne(const Options& options) {
   const FileFormat format = outputFormat(request, in.format);
   const Region region = frames.regionIn(in.size);
   const Size size = frames.outputSize(region);
+  std::optional<BurstSettings> burst;
+  if (options.denoise()) burst = options.burst.settings(in, region, size);
   if (size.width < region.size().width || size.height < region.size().height) {
     status().warn(text(region.size()) + " becomes " + text(size) +
                   ", which is smaller: fine detail will alias, since nothing is filtered away");
@@ -141,19 +194,19 @@ void enlargeOne(const Options& options) {
 
   const StreamInfo out = outputInfo(in, size, format);
   const auto writer = openOutput(request, out);
-  Enlarger enlarger(in.size, region, size, tuning);
+  Upscaler upscaler(in.size, region, size, tuning, burst);
   long count = 0;
   std::exception_ptr cut;
   if (isPictureFormat(format)) {
-    upscalePicture(*reader, enlarger, *writer, format);
+    upscalePicture(*reader, upscaler, *writer, format);
   } else {
-    cut = writeClip(*writer, count, [&] { upscaleAll(*reader, enlarger, *writer, count); });
+    cut = writeClip(*writer, count, [&] { upscaleAll(*reader, upscaler, *writer, count); });
   }
 
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   status().done([&] {
     return reader->name() + ": " + text(region.size()) + " to " + text(size) +
-           (count > 1 ? ", " + std::to_string(count) + " frames" : "") +
+           (count > 1 ? ", " + std::to_string(count) + " frames" : upscaler.remark()) +
            tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
   if (cut) std::rethrow_exception(cut);
@@ -226,6 +279,12 @@ void addUpscale(CLI::App& app) {
       ->type_name("N")
       ->needs(folder);
   addGeometryOptions(*command, options->frames);
+  command
+      ->add_option("--denoise", options->burst.noise,
+                   "Take out the noise, and restore detail: auto measures the noise, SIGMA is its "
+                   "standard deviation in grey levels (off)")
+      ->type_name("off|auto|SIGMA");
+  addBurstOptions(*command, options->burst);
   addInputOptions(*command, options->frames);
   addTuningOptions(*command, options->frames);
   command->callback([options] { run(*options); });

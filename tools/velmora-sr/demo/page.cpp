@@ -30,7 +30,8 @@ std::string page(const std::string& introduction, std::span<const PageRow> rows,
       "th, td { padding: 0.2rem 1.2rem 0.2rem 0; text-align: right; }\n"
       "th:first-child, td:first-child { text-align: left; }\n"
       "img { max-width: 100%; image-rendering: pixelated; }\n"
-      "</style>\n</head>\n<body>\n<h1>Two frames in, one larger frame out</h1>\n<p>" +
+      "</style>\n</head>\n<body>\n<h1>Noisy frames in, one larger and cleaner picture "
+      "out</h1>\n<p>" +
       introduction + "</p>\n<table>\n<tr><th></th><th>PSNR, dB</th><th>SSIM</th></tr>\n";
   for (const PageRow& row : rows)
     html +=

@@ -104,6 +104,7 @@ void BurstEngine::render(int32_t reference, Picture& picture) {
   planes.uStride = picture.u.size.width;
   planes.vStride = picture.v.size.width;
   require(VELMORA_SR_BurstRender(handle_, reference, &planes), "make the picture");
+  timings::noteLibraryMemory(report().peakMemory);
   if (!picture.grey) return;
   // Frames with colour may have gone into it.
   std::fill(picture.u.samples.begin(), picture.u.samples.end(), uint8_t{128});

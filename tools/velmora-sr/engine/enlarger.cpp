@@ -135,4 +135,14 @@ void Enlarger::keepChroma(Picture& output) {
   keep(v.row(0), half.width, call.x, call.y, output.v);
 }
 
+Plane enlargedAlpha(const Picture& picture, Region region, Size size, const Tuning& tuning) {
+  if (picture.alpha.samples.empty()) return {};
+  Picture alpha(picture.size());
+  alpha.y = picture.alpha;
+  alpha.grey = true;
+  Picture enlarged;
+  Enlarger(picture.size(), region, size, tuning).enlarge(alpha, enlarged);
+  return std::move(enlarged.y);
+}
+
 }  // namespace velmora::tool

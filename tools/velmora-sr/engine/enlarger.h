@@ -63,6 +63,10 @@ class Enlarger {
   std::vector<uint8_t> result_;
 };
 
+/// The alpha of a picture by itself, empty for an opaque one: for what else makes a picture of the
+/// same region and size.
+Plane enlargedAlpha(const Picture& picture, Region region, Size size, const Tuning& tuning);
+
 }  // namespace velmora::tool
 
 #endif  // VELMORA_TOOL_ENGINE_ENLARGER_H

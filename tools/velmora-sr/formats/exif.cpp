@@ -22,6 +22,7 @@ enum Tag : uint32_t {
   kPixelXDimension = 0xA002,
   kPixelYDimension = 0xA003,
   kInteroperability = 0xA005,
+  kSharpness = 0xA40A,
 };
 
 struct Bytes {
@@ -78,6 +79,18 @@ int exifOrientation(std::span<const uint8_t> block) {
     return value && *value >= 1 && *value <= 8 ? static_cast<int>(*value) : 1;
   }
   return 1;
+}
+
+std::optional<int> exifSharpness(std::span<const uint8_t> block) {
+  const TiffBlock tiff(block);
+  for (const TiffEntry& entry : tiff.entries(tiff.firstDirectory().value_or(0))) {
+    if (entry.tag != kExifDirectory) continue;
+    for (const TiffEntry& own : tiff.entries(tiff.number(entry).value_or(0))) {
+      const auto value = own.tag == kSharpness ? tiff.number(own) : std::nullopt;
+      if (value && *value <= 2) return static_cast<int>(*value);
+    }
+  }
+  return std::nullopt;
 }
 
 bool updateExif(std::vector<uint8_t>& block, Size size) {

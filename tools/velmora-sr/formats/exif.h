@@ -3,6 +3,7 @@
 #define VELMORA_TOOL_FORMATS_EXIF_H
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -13,6 +14,9 @@ namespace velmora::tool {
 /// The orientation in an Exif block (a TIFF header and what follows), 1..8: how the stored rows and
 /// columns lie in the upright picture. 1, upright, when the block has none or it cannot be read.
 int exifOrientation(std::span<const uint8_t> block);
+
+/// How the camera says that it sharpened: 0 as usual, 1 less, 2 more. Nothing when it does not say.
+std::optional<int> exifSharpness(std::span<const uint8_t> block);
 
 /// Makes the block that of an upright picture of this size: orientation and sizes are set where
 /// they stand, the thumbnail is taken out. Everything else stays at its place, since makers' notes

@@ -101,6 +101,7 @@ class JpegReader final : public FrameReader {
         header == 0 && subsampling_ >= 0 && (colourSpace == TJCS_YCbCr || colourSpace == TJCS_GRAY);
     info_.metadata = jpegMetadata(bytes_);
     orientation_ = exifOrientation(info_.metadata.exif);
+    info_.exifSharpness = exifSharpness(info_.metadata.exif);
     info_.size = uprightSize(stored_, orientation_);
   }
 

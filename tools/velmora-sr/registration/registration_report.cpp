@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <numeric>
-#include <string_view>
 
 #include "json.h"
 #include "size_limits.h"
