@@ -5,9 +5,9 @@
 #include <iterator>
 #include <vector>
 
-#include "burst/seen_scene.h"
 #include "burst/reconstruction/box_sums.h"
 #include "burst/resampling/taps.h"
+#include "burst/seen_scene.h"
 
 namespace velmora::test {
 namespace {

@@ -1,6 +1,6 @@
 // AVX-512 functions of resampling (F, BW, VL, DQ). Intrinsics and static functions only: see
-// cmake/VelmoraCpu.cmake. Window sums stay with AVX2: taking several windows out of shared lines with
-// permutations was slower than loading each.
+// cmake/VelmoraCpu.cmake. Window sums stay with AVX2: taking several windows out of shared lines
+// with permutations was slower than loading each.
 #include <immintrin.h>
 
 #include "burst/resampling/function_sets.h"
