@@ -40,9 +40,9 @@ cat >config.xml <<'END'
 END
 # Odd sizes take every path; the thresholds once from a file, once from the noise.
 sweep 60 upscale one.png --kernel kernels --config config.xml --region 0,0,200,200 --scale 1.1
-ok "$tool" upscale one.png --region 0,0,70,50 --scale 1 -o clip.y4m
-frame clip.y4m 1 >frame
-{ printf 'FRAME\n'; cat frame; } >>clip.y4m
+ok "$tool" upscale one.png --region 0,0,70,50 --scale 1 -o still.y4m
+frame still.y4m 1 >samples
+{ cat still.y4m; printf 'FRAME\n'; cat samples; } >clip.y4m
 sweep 200 video clip.y4m
 sweep 150 fuse one.png two.png --method camera --kernel kernels --region 100,100,300,300 --scale 1.1
 sweep 60 fuse one.png two.png --region 100,100,220,220 --scale 1.1
