@@ -1,4 +1,4 @@
-// Frames that are drawn from a picture known everywhere, and workers that shuffle their parts.
+// Frames that are drawn from a picture known everywhere.
 #ifndef VELMORA_TESTS_BURST_DRAWN_FRAME_H
 #define VELMORA_TESTS_BURST_DRAWN_FRAME_H
 
@@ -6,11 +6,9 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <thread>
 #include <vector>
 
 #include "burst/motion.h"
-#include "burst/workers.h"
 #include "support/random.h"
 
 namespace velmora::test {
@@ -56,40 +54,6 @@ struct DrawnFrame {
   std::array<std::vector<uint8_t>, burst::kPlanes> values;
   burst::SourceFrame frame;
 };
-
-/// Runs parts in a random order on several threads.
-class ShufflingWorkers final : public burst::Workers {
- public:
-  explicit ShufflingWorkers(int32_t threads) : threads_(threads) {}
-  [[nodiscard]] int32_t count() const override { return threads_; }
-  void expect(double) override {}
-  void run(int32_t parts, double,
-           const std::function<void(int32_t i, int32_t worker)>& part) override {
-    std::vector<int32_t> order;
-    for (int32_t i = 0; i < parts; ++i)
-      order.insert(order.begin() + static_cast<std::ptrdiff_t>(random_.index(order.size() + 1)), i);
-    std::vector<std::thread> threads;
-    for (int32_t w = 0; w < threads_; ++w) {
-      threads.emplace_back([&, w] {
-        for (auto i = static_cast<std::size_t>(w); i < order.size();
-             i += static_cast<std::size_t>(threads_))
-          part(order[i], w);
-      });
-    }
-    for (auto& thread : threads)
-      thread.join();
-  }
-
- private:
-  int32_t threads_;
-  Random random_{99};
-};
-
-/// The C heap, as an allocator of a handle.
-inline Velmora_SR_BurstAllocator heapAllocator() {
-  return {[](void*, std::size_t size) { return std::malloc(size); },
-          [](void*, void* block) { std::free(block); }, nullptr};
-}
 
 }  // namespace velmora::test
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "burst/drawn_frame.h"
+#include "burst/workers_for_tests.h"
 #include "support/digest.h"
 
 namespace velmora::test {
@@ -39,8 +40,8 @@ class WeightsTest : public testing::Test {
     return sum / part.width() / part.height();
   }
 
-  Velmora_SR_BurstAllocator heap_ = heapAllocator();
-  Memory memory_{heap_};
+  TestMemory heap_;
+  Memory& memory_ = heap_.memory;
   ShufflingWorkers workers_{3};
   Motion motion_;
 };
