@@ -2,6 +2,7 @@
 // as time per sample, and its stages as the library reports them.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 
@@ -58,7 +59,8 @@ void BurstRender(benchmark::State& state) {
   state.counters["time/sample"] = benchmark::Counter(
       samples, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   const auto perMegapixel = [&](int stage) {
-    return count > 1 ? stages[stage] / rounds / (pixels / 1e6) / (count - 1) : 0;
+    // One frame alone has its noise measured, which counts as weighing.
+    return stages[stage] / rounds / (pixels / 1e6) / std::max(count - 1, 1);
   };
   state.counters["register ms/MP"] = perMegapixel(VELMORA_SR_BURST_STAGE_REGISTRATION);
   state.counters["translate ms/MP"] = perMegapixel(VELMORA_SR_BURST_STAGE_TRANSLATIONS);

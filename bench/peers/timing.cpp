@@ -66,7 +66,7 @@ void compare(const std::string& job, int processors, int rounds,
   }
   for (std::size_t i = 0; i < contestants.size(); ++i) {
     const auto& [wall, cpu] = times[i];
-    std::fprintf(table, "| %-34s | %9.2f | %9.2f | %13.2f | %11.2f | %17.2f |\n",
+    std::fprintf(table, "| %-34s | %9.2f | %9.2f | %13.3g | %11.2f | %17.3g |\n",
                  contestants[i].name.c_str(), wall.front(), wall[wall.size() / 2],
                  times[0].wall.front() / wall.front(), cpu.front(),
                  times[0].cpu.front() / cpu.front());

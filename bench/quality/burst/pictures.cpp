@@ -10,7 +10,7 @@
 namespace velmora::quality {
 namespace {
 
-constexpr Size kPart = {150, 120};
+constexpr Size kPart = {88, 72};
 constexpr int kZoom = 2;
 
 struct Place {
@@ -27,14 +27,16 @@ tool::Region partAt(const Place& place, Size size) {
   return {left, top, left + kPart.width - 1, top + kPart.height - 1};
 }
 
-// Truth, best one-frame peer, mean with non-local means, burst stage of one, two and four frames.
+// Best one-frame peer, mean of four frames with non-local means, burst stage of one and four
+// frames, truth.
 std::vector<Picture> resultsOf(const Take& take, const std::vector<Picture>& frames, double noise) {
   const PeerMotions motions = siftMotions(frames);
   const Picture mean = averaged(frames, motions, take.output, cv::INTER_LANCZOS4);
-  std::vector<Picture> results = {take.truth, bestOneFramePeer(frames[0], take.truth, noise),
+  std::vector<Picture> results = {bestOneFramePeer(frames[0], take.truth, noise),
                                   noise > 0 ? denoised(mean, noise / 2) : mean};
-  for (const std::size_t count : {1U, 2U, 4U})
+  for (const std::size_t count : {1U, 4U})
     results.push_back(burstOf({frames.data(), count}, take.output).picture);
+  results.push_back(take.truth);
   return results;
 }
 
@@ -60,9 +62,9 @@ void savePictures(const Plan& plan) {
     saveTake(takeOf(master, plan.frame, 2, 4), folder + master.name, {}, everywhere);
 
   const Master drawn = drawnMaster();
-  const std::vector<Place> parts = {{"a", 0.15, 0.2}, {"b", 0.4, 0.2},  {"c", 0.65, 0.2},
-                                    {"d", 0.9, 0.2},  {"e", 0.15, 0.6}, {"f", 0.4, 0.6},
-                                    {"g", 0.65, 0.6}, {"h", 0.9, 0.6}};
+  const std::vector<Place> parts = {{"text", 0.14, 0.2}, {"rings", 0.4, 0.2}, {"lines", 0.7, 0.2},
+                                    {"d", 0.9, 0.2},     {"e", 0.15, 0.6},    {"f", 0.4, 0.6},
+                                    {"g", 0.65, 0.6},    {"h", 0.9, 0.6}};
   saveTake(takeOf(drawn, {560, 420}, 2, 4), folder + "drawn", {}, parts);
 
   const auto moving = [](View& view, int k, Size frame) {
@@ -70,7 +72,7 @@ void savePictures(const Plan& plan) {
     view.disc = Disc{centre, 34, {frame.width * 0.25, frame.height * 0.28}};
   };
   saveTake(takeOf(plan.masters[0], plan.frame, 2, 4, moving), folder + "moving", {1, 1.15, 0.9, 1},
-           {{"disc", 0.53, 0.55}});
+           {{"disc", 0.55, 0.46}});
   const auto parallax = [](View& view, int k, Size frame) {
     view.near = NearHalf{frame.width / 2.0, {1.5 * k, 0.6 * k}};
   };
