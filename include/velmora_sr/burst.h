@@ -17,8 +17,8 @@
  * homography describes, by some pixels of parallax on top, and in exposure.
  *
  * Geometry: the first and last luma samples of the picture lie on the first and last of the region,
- * so neighbours of W output columns lie (w - 1) / (W - 1) columns of w apart. A chroma sample lies in
- * the middle of its four luma samples, in frames and picture alike.
+ * so neighbours of W output columns lie (w - 1) / (W - 1) columns of w apart. A chroma sample lies
+ * in the middle of its four luma samples, in frames and picture alike.
  *
  * Nothing is shared between handles, with the camera path (velmora_sr.h) or with the rest of the
  * process: any number of handles work at the same time. Calls on one handle have to be serialised;
