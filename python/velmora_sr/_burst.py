@@ -10,9 +10,10 @@ from dataclasses import dataclass
 from typing import Any, Dict, Optional, Tuple
 
 import numpy as np
+import numpy.typing as npt
 
 from . import _library, _pictures
-from ._pictures import Form, Frame, Picture, Size, Yuv
+from ._pictures import Form, Frame, Picture, Samples, Size, Yuv
 
 _EFFORTS = {"normal": 0, "fast": 1}
 
@@ -36,7 +37,7 @@ class FrameReport:
     frame: int  #: the frame's number
     use: Use
     reason: str  #: why it was left out, else ""
-    homography: np.ndarray  #: (3, 3) of float64: luma samples (x, y, 1) of the reference to this frame's
+    homography: npt.NDArray[np.float64]  #: (3, 3): luma samples (x, y, 1) of the reference to this frame's
     gain: float  #: gain * sample + bias is as bright as the reference,
     bias: float  #: in grey levels
     residual_before: float  #: root mean square difference from the reference at half size, in grey levels,
@@ -187,7 +188,7 @@ class Burst:
             form = self._frames[reference][0]
         return _pictures.from_yuv(yuv, form)
 
-    def weights(self, frame: int) -> np.ndarray:
+    def weights(self, frame: int) -> Samples:
         """How much a frame counted in the last picture: (height, width) of uint8, 255: as the reference."""
         weights = np.empty((self._size[1], self._size[0]), np.uint8)
         with self._lock:

@@ -5,6 +5,7 @@ from dataclasses import dataclass
 from typing import Optional, Sequence, Tuple
 
 import numpy as np
+import numpy.typing as npt
 
 from . import _library, _pictures
 from ._burst import Burst, FrameReport, Report, Use
@@ -52,7 +53,7 @@ class Registration:
 
     registered: bool
     reason: str  #: why not, else ""
-    homography: np.ndarray  #: (3, 3) of float64: luma samples (x, y, 1) of a to those of b; else the identity
+    homography: npt.NDArray[np.float64]  #: (3, 3): luma samples (x, y, 1) of a to those of b; else the identity
     gain: float  #: gain * sample of b + bias is as bright as a,
     bias: float  #: in grey levels
     residual_before: float  #: root mean square difference at half size, in grey levels,

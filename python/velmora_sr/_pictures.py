@@ -5,12 +5,14 @@ import enum
 from typing import Any, Tuple, Union
 
 import numpy as np
+import numpy.typing as npt
 
 from ._library import Planes
 
-Yuv = Tuple[np.ndarray, np.ndarray, np.ndarray]
-Frame = Union[np.ndarray, Yuv]
-Picture = Union[np.ndarray, Yuv]
+Samples = npt.NDArray[np.uint8]
+Yuv = Tuple[Samples, Samples, Samples]
+Frame = Union[Samples, Yuv]
+Picture = Union[Samples, Yuv]
 Size = Tuple[int, int]  # width, height
 
 
@@ -81,7 +83,7 @@ def form_of(frame: Frame) -> Tuple[Form, Size]:
     raise ValueError(f"a frame has the shape (H, W) or (H, W, 3), not {frame.shape}")
 
 
-def _readable(plane: np.ndarray) -> np.ndarray:
+def _readable(plane: Samples) -> Samples:
     """The plane itself, or a copy where its strides are none that the library takes."""
     row, step = plane.strides
     if 1 <= step < 2 ** 31 and abs(row) > step * (plane.shape[1] - 1):
@@ -121,7 +123,7 @@ def record_of(yuv: Yuv) -> Planes:
 _STRIP = 128
 
 
-def _from_rgb(rgb: np.ndarray) -> Yuv:
+def _from_rgb(rgb: Samples) -> Yuv:
     """Full-range BT.601 with 16 fraction bits; chroma from sums of 2 x 2 pixels, the last ones repeated."""
     height, width = rgb.shape[:2]
     y, u, v = empty_yuv((width, height))
@@ -140,22 +142,23 @@ def _from_rgb(rgb: np.ndarray) -> Yuv:
     return y, u, v
 
 
-def _neighbours(first: int, count: int, available: int) -> Tuple[np.ndarray, np.ndarray]:
+def _neighbours(first: int, count: int, available: int) -> Tuple[npt.NDArray[np.intp], npt.NDArray[np.intp]]:
     """For `count` pixels from the one numbered `first`: the nearest chroma sample and the next nearest."""
     pixels = np.arange(first, first + count)
     near = pixels // 2
     return near, np.clip(near + np.where(pixels % 2, 1, -1), 0, available - 1)
 
 
-def _doubled(plane: np.ndarray, top: int, rows: int, columns: int) -> np.ndarray:
+def _doubled(plane: Samples, top: int, rows: int, columns: int) -> npt.NDArray[np.int32]:
     """Rows of a chroma plane at the luma samples, times 16, less 128: -2048 .. 2032."""
     near, far = _neighbours(top, rows, plane.shape[0])
     tall = 3 * plane[near].astype(np.int32) + plane[far]
     near, far = _neighbours(0, columns, plane.shape[1])
-    return 3 * tall[:, near] + tall[:, far] - (128 << 4)
+    doubled: npt.NDArray[np.int32] = 3 * tall[:, near] + tall[:, far] - (128 << 4)
+    return doubled
 
 
-def _to_rgb(yuv: Yuv) -> np.ndarray:
+def _to_rgb(yuv: Yuv) -> Samples:
     y, u, v = yuv
     height, width = y.shape
     rgb = np.empty((height, width, 3), np.uint8)
