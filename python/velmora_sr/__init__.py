@@ -1,0 +1,31 @@
+"""One larger, cleaner picture of one to eight frames of a scene, by the burst stage of libvelmora_sr.
+
+    big = velmora_sr.upscale(photo, 2)
+    big, report = velmora_sr.fuse([first, second, third], 2)
+
+Frames and pictures are arrays of uint8, H rows of W samples, 16 to 65535 each:
+
+    grey  (H, W): full-range luma
+    RGB   (H, W, 3): R, G, B
+    YUV   a tuple (y, u, v) of (H, W) and twice ((H + 1) // 2, (W + 1) // 2)
+
+A picture has the form of its reference frame. YUV and grey frames go to the library where they lie,
+whatever their strides, unless they are transposed, mirrored left to right or repeat samples; `planes`
+makes views of a raw NV12, NV21 or I420 block. YUV and grey results equal the tool's byte for byte. RGB
+passes through full-range BT.601 (JFIF) 4:2:0: chroma is the mean of 2 x 2 pixels, and is interpolated
+linearly between their centres on the way back. The tool rounds that conversion differently, so its RGB
+pictures are alike but not equal.
+
+Calls release the interpreter's lock while the library works. They may be made from any number of
+threads; those on one `Burst` wait for each other.
+"""
+from ._burst import Burst, FrameReport, Report, Use
+from ._calls import Registration, fuse, register, upscale
+from ._library import Error
+from ._pictures import Frame, Picture, planes
+
+__version__ = "1.2.6"
+__all__ = [
+    "Burst", "Error", "Frame", "FrameReport", "Picture", "Registration", "Report", "Use", "fuse",
+    "planes", "register", "upscale",
+]
