@@ -164,6 +164,7 @@ void enlargeOne(const Options& options) {
   const Size size = frames.outputSize(region);
   std::optional<BurstSettings> burst;
   if (options.denoise()) burst = options.burst.settings(in, region, size);
+  if (burst) burst->showProgress = isPictureFormat(format);
   if (size.width < region.size().width || size.height < region.size().height) {
     status().warn(text(region.size()) + " becomes " + text(size) +
                   ", which is smaller: fine detail will alias, since nothing is filtered away");
