@@ -17,9 +17,40 @@ for file in bicubic enlarged fused; do
 done
 [ "$(find a -type f | wc -l)" = 17 ] || fail "files: $(find a -type f)"
 
-# The page holds the comparison itself.
-sed -n 's/.*src="data:image\/png;base64,\([^"]*\)".*/\1/p' a/b/index.html | base64 -d >embedded.png
-same embedded.png a/b/comparison.png
+# The page holds the pictures themselves, and asks nothing of the network.
+pictures='four bicubic comparison weights-2 weights-3 weights-4'
+sed -n 's/.*src="data:image\/png;base64,\([^"]*\)".*/\1/p' a/b/index.html >sources
+[ "$(wc -l <sources)" = 6 ] || fail "the page shows $(wc -l <sources) pictures"
+for picture in $pictures; do
+  base64 -d <<<"$(head -n 1 sources)" >embedded.png
+  same embedded.png "a/b/$picture.png"
+  sed -i 1d sources
+done
+grep -Eq 'https?:|src="[^d]|<link|<script|url\(' a/b/index.html && fail "the page asks for other files"
+
+# A browser shows them, and the slider moves the line between the first two.
+browser=/usr/bin/chromium
+browse() {
+  timeout 120 $browser --headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking \
+    --user-data-dir="$PWD/browser" --window-size=1400,1200 "$@" 2>browser.log
+}
+if [ -x $browser ]; then
+  sed 's|</body>|<script>onload = () => {\
+    const slider = document.querySelector("input"), images = [...document.images];\
+    slider.value = 20; slider.dispatchEvent(new Event("input"));\
+    document.title = images.filter(image => image.naturalWidth > 0).length + " shown, cut " +\
+      getComputedStyle(images[1]).clipPath; }</script></body>|' a/b/index.html >moved.html
+  browse --dump-dom "file://$PWD/moved.html" >dom
+  grep -qF '<title>6 shown, cut inset(0px 80% 0px 0px)</title>' dom || fail "browser: $(grep '<title>' dom; tail -n 3 browser.log)"
+  for at in 0 100; do
+    sed "s/--at: 50%/--at: $at%/" a/b/index.html >at.html
+    browse --screenshot="$PWD/at-$at.png" "file://$PWD/at.html" >browser.out
+    [ "$(png_size at-$at.png)" = 1400x1200 ] || fail "no picture of the page: $(tail -n 3 browser.log)"
+    [ "$(bytes at-$at.png)" -gt 500000 ] || fail "the page at $at % is nearly empty"
+  done
+  # The noise of one frame, on the left, costs more bytes.
+  [ "$(bytes at-100.png)" -gt $(($(bytes at-0.png) * 11 / 10)) ] || fail "the slider shows the same at both ends"
+fi
 
 # More frames are better than fewer, and the burst stage better than both other ways: PSNR and SSIM.
 quality() { awk -v name="$1" -v column="$2" 'index($0, name) { print $(NF - 2 + column) }' told; }

@@ -115,7 +115,7 @@ grep -q '"use":"left out","reason":"' why.json || fail "why.json: $(cat why.json
 ok "$tool" fuse one.png two.png --method camera --strict -o again.png
 
 # Wrong calls.
-refused 2 'FRAMES is required' fuse -o a.png
+refused 2 'give two frames or more' fuse -o a.png
 refused 2 'give two frames or more; upscale' fuse one.png -o a.png
 refused 2 'only one of the frames can come from standard input' fuse - - -o a.png
 refused 2 '--method camera takes two frames, not 3' fuse one.png two.png one.png --method camera -o a.png

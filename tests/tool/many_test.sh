@@ -27,6 +27,29 @@ rm names/c.jpg
 said 'names/a.png: exists already'
 [ -e names/c.jpg ] || fail "the second file is missing"
 
+# Every subfolder with two pictures is a burst, in the order of their names; not that of the outputs.
+mkdir -p bursts/{first,second.day,single,bad,out}
+cp in/a.png bursts/first/2.png
+ok "$tool" upscale in/a.png --region 1,1,119,99 --size 120x100 -o bursts/first/10.png
+cp in/a.png in/c.jpg bursts/out
+cp in/a.png bursts/second.day/b.png
+cp in/c.jpg bursts/second.day/a.JPG
+touch bursts/second.day/{notes.txt,.hidden.png}
+cp in/a.png bursts/single
+cp in/a.png in/b.png bursts/bad
+for jobs in 1 3; do
+  "$tool" fuse --bursts bursts --output-dir bursts/out --name '%s-x2.png' --jobs $jobs >data 2>messages
+  [ "$?,$(cat data)" = 1, ] || fail "exit status or data of --bursts"
+  said 'bursts/single: passed over, holds one picture only'
+  said 'b.png: is damaged'
+  said 'error: 1 of 3 bursts failed'
+  [ "$(cd bursts/out && echo *)" = 'a.png c.jpg first-x2.png second.day-x2.png' ] || fail "bursts: $(ls bursts/out)"
+done
+ok "$tool" fuse bursts/first/10.png bursts/first/2.png -o one.png
+same one.png bursts/out/first-x2.png
+ok "$tool" fuse bursts/second.day/a.JPG bursts/second.day/b.png -o one.png
+same one.png bursts/out/second.day-x2.png
+
 # A signal to the parent stops the children, and leaves what is done.
 mkfifo wait.y4m
 rm -rf out

@@ -53,6 +53,11 @@ done <<'END'
 2|--name: "x.png" is no name for many files|upscale small.png --output-dir d --name x.png
 2|--output-dir: "./small.png" is the same file as IN|upscale small.png --output-dir .
 2|--output-dir: two files would be "d/small.png"|upscale small.png x/small.png --output-dir d
+2|--output is required, or --output-dir with --bursts|fuse small.png small.png
+2|--bursts excludes --json|fuse --bursts x --output-dir d --json j
+2|excludes --bursts|fuse small.png small.png --bursts . --output-dir d
+1|nowhere: cannot read this folder|fuse --bursts nowhere --output-dir d
+1|.: no subfolder holds two pictures or more|fuse --bursts . --output-dir d
 2|SHELL: "csh" is not known|completion csh
 2|-o: "a.kernel" is the same file as --kernel|upscale small.png -o a.kernel --kernel a.kernel --output-format png
 1|missing.png: cannot open: No such file|upscale missing.png -o a.png

@@ -22,8 +22,8 @@ namespace {
 
 class Batch {
  public:
-  Batch(const std::vector<std::string>& names, int atOnce)
-      : names_(names), atOnce_(static_cast<std::size_t>(atOnce)) {}
+  Batch(const std::vector<std::string>& names, int atOnce, const char* unit)
+      : names_(names), atOnce_(static_cast<std::size_t>(atOnce)), unit_(unit) {}
 
   std::optional<std::size_t> run() {
     while (next_ < names_.size() || !children_.empty()) {
@@ -127,22 +127,23 @@ class Batch {
       status().error(names_[child.job] + ": the process was ended by signal " +
                      std::to_string(WTERMSIG(result)));
     }
-    status().progress(ended_, static_cast<long>(names_.size()), "file");
+    status().progress(ended_, static_cast<long>(names_.size()), unit_);
   }
 
   void finish() const {
-    const std::string all = std::to_string(names_.size());
+    const std::string all = std::to_string(names_.size()) + " " + unit_ + "s";
     if (interrupt::pending() != 0) {
       throw Interrupted{interrupt::pending(), "stopped; " + std::to_string(ended_ - failed_) +
-                                                  " of " + all + " files are done"};
+                                                  " of " + all + " are done"};
     }
     if (!fault_.empty()) throw Failure(fault_);
-    if (failed_ > 0) throw Failure(std::to_string(failed_) + " of " + all + " files failed");
-    status().note("all " + all + " files are done");
+    if (failed_ > 0) throw Failure(std::to_string(failed_) + " of " + all + " failed");
+    status().note("all " + all + " are done");
   }
 
   const std::vector<std::string>& names_;
   std::size_t atOnce_;
+  const char* unit_;
   std::size_t next_ = 0;
   std::vector<Child> children_;
   long ended_ = 0;
@@ -153,8 +154,9 @@ class Batch {
 
 }  // namespace
 
-std::optional<std::size_t> splitIntoJobs(const std::vector<std::string>& names, int atOnce) {
-  return Batch(names, atOnce).run();
+std::optional<std::size_t> splitIntoJobs(const std::vector<std::string>& names, int atOnce,
+                                         const char* unit) {
+  return Batch(names, atOnce, unit).run();
 }
 
 }  // namespace velmora::tool

@@ -9,6 +9,14 @@
 #include "terminal.h"
 
 namespace velmora::tool {
+namespace {
+
+bool onTerminal() {
+  static const bool terminal = isatty(STDERR_FILENO) != 0;
+  return terminal;
+}
+
+}  // namespace
 
 Status& status() {
   static Status instance;
@@ -32,14 +40,32 @@ void Status::error(std::string_view text) noexcept {
   line("error: ", text);
 }
 
-void Status::progress(long done, std::optional<long> total, const char* unit) {
-  if (quiet()) return;
-  static const bool terminal = isatty(STDERR_FILENO) != 0;
-  const auto now = Clock::now();
-  const auto pause = terminal ? std::chrono::milliseconds(200) : std::chrono::milliseconds(5000);
-  if (now - lastProgress_.value_or(start_) < pause) return;
+// Says yes once in a while.
+bool Status::progressDue(Clock::time_point now) {
+  if (quiet()) return false;
+  const auto pause =
+      onTerminal() ? std::chrono::milliseconds(200) : std::chrono::milliseconds(5000);
+  if (now - lastProgress_.value_or(start_) < pause) return false;
   lastProgress_ = now;
+  return true;
+}
 
+void Status::showProgress(const std::string& text) {
+  if (!onTerminal()) {
+    line("", text);
+    return;
+  }
+  terminal::writeControl("\rvelmora-sr: " + text + "\033[K");
+  progressShown_ = true;
+}
+
+void Status::progress(const char* step, double share) {
+  if (progressDue(Clock::now())) showProgress(format("%s, %.0f %%", step, 100 * share));
+}
+
+void Status::progress(long done, std::optional<long> total, const char* unit) {
+  const auto now = Clock::now();
+  if (!progressDue(now)) return;
   const double seconds = std::chrono::duration<double>(now - start_).count();
   const double rate = static_cast<double>(done) / seconds;
   std::string text = std::string(unit) + " " + std::to_string(done);
@@ -49,12 +75,7 @@ void Status::progress(long done, std::optional<long> total, const char* unit) {
     const long left = std::lround(static_cast<double>(*total - done) / rate);
     text += format(", %ld:%02ld left", left / 60, left % 60);
   }
-  if (terminal) {
-    terminal::writeControl("\rvelmora-sr: " + text + "\033[K");
-    progressShown_ = true;
-  } else {
-    line("", text);
-  }
+  showProgress(text);
 }
 
 void Status::passOn(std::string_view lines) noexcept {

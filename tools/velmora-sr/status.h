@@ -40,6 +40,8 @@ class Status {
   /// terminal one line is rewritten, elsewhere a line appears every few seconds; short jobs show
   /// nothing.
   void progress(long done, std::optional<long> total, const char* unit = "frame");
+  /// Progress of one long step, `share` of it done, 0 to 1; shown as above.
+  void progress(const char* step, double share);
   /// Lines of another process of the tool, as they are.
   void passOn(std::string_view lines) noexcept;
   /// Clears the progress line.
@@ -48,6 +50,8 @@ class Status {
  private:
   using Clock = std::chrono::steady_clock;
   void line(std::string_view kind, std::string_view text) noexcept;
+  bool progressDue(Clock::time_point now);
+  void showProgress(const std::string& text);
 
   Level level_ = Level::normal;
   bool progressShown_ = false;

@@ -7,12 +7,16 @@
 
 #include "arguments.h"
 #include "burst_options.h"
+#include "output_folder.h"
 
 namespace velmora::tool {
 
 /// Adds the options that tell where frames come from and what becomes of them.
 void addInputOptions(CLI::App& command, FrameOptions& options);
 void addOutputOptions(CLI::App& command, FrameOptions& options);
+/// Adds --output-dir, in the place of -o, --name and --jobs, with their descriptions.
+void addFolderOptions(CLI::App& command, OutputFolder& folder, const char* help,
+                      const char* nameHelp, const char* jobsHelp);
 void addGeometryOptions(CLI::App& command, FrameOptions& options);
 void addTuningOptions(CLI::App& command, FrameOptions& options);
 /// Those of the burst stage, but for the noise, which goes by several names.

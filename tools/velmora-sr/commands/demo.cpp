@@ -39,7 +39,9 @@ constexpr const char* kHelp =
     "part that both frames of 'fuse --method camera' show: bicubic.png and enlarged.png, the first "
     "frame enlarged by plain bicubic interpolation and by upscale, fused.png, two frames together, "
     "and mask.png, the weight of the first frame in de-ghosting. comparison.png has details side "
-    "by side; index.html is a page with the comparison that needs no other file. Tells PSNR and "
+    "by side; index.html is a page with a slider between bicubic.png and four.png, the comparison "
+    "and the weights; it "
+    "needs no other file. Tells PSNR and "
     "SSIM against the truth.";
 
 constexpr Size kFrame = {640, 480};
@@ -303,8 +305,26 @@ void run(const std::string& folder) {
       "moved from the second frame, and is compared with the scene of that one. All are compared "
       "over the part that both frames of --method camera show, " +
       text(results.fusion.region.size()) + " pixels of the frame.";
+  const auto saved = [&](const std::string& name, const char* caption) {
+    return PagePicture{caption, readFile((base / name).string(), kLargestPng)};
+  };
+  const Region region = results.fusion.region;
+  Page page;
+  page.introduction = introduction;
+  page.slider = {saved("bicubic.png", "Before: one frame, bicubic"),
+                 saved("four.png", "After: four frames"),
+                 results.bicubic.size(),
+                 results.four.picture.size(),
+                 2 * region.left,
+                 2 * region.top};
+  page.rows.assign(rows.begin(), rows.end());
+  page.remark = remark;
+  page.comparison = saved("comparison.png", "Details side by side; the ball moves");
+  page.weights = {saved("weights-2.png", "How much the second frame counted: white most"),
+                  saved("weights-3.png", "The third frame"),
+                  saved("weights-4.png", "The fourth frame")};
   OutputFile file((base / "index.html").string());
-  file.write(page(introduction, rows, remark, readFile(comparison, kLargestPng)));
+  file.write(html(page));
   file.commit();
 
   status().note(introduction);

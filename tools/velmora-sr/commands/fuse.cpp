@@ -36,7 +36,9 @@ constexpr const char* kHelp =
     "follows. Where something moved, de-ghosting takes it from the second frame. Frames that "
     "cannot "
     "be registered, or are smaller than 400x400, are no error: FIRST is enlarged alone, and the "
-    "status line says why. Otherwise it says how sure the registration is.";
+    "status line says why. Otherwise it says how sure the registration is.\n"
+    "--bursts takes every subfolder of DIR that holds two pictures or more (PNG, JPEG, TIFF, WebP, "
+    "by their names) as a burst, and goes on after one that fails.";
 
 bool measureNoise(const FuseOptions& options) {
   return options.ghost == "auto" ||
@@ -57,9 +59,6 @@ void checkMethod(const FuseOptions& options) {
   if (!method.empty() && method != "burst" && method != "camera") {
     throw UsageError("--method: \"" + method + "\" is no method; give burst or camera");
   }
-  if (options.inputs.size() < 2) {
-    throw UsageError("give two frames or more; upscale, also with --denoise, enlarges one");
-  }
   if (!options.camera()) {
     refuseOptionsOf("camera", "burst",
                     {{"--ghost", !options.ghost.empty()},
@@ -67,10 +66,6 @@ void checkMethod(const FuseOptions& options) {
                      {"--config", !options.frames.tuning.configuration.empty()},
                      {"--kernel", !options.frames.tuning.kernels.empty()}});
     return;
-  }
-  if (options.inputs.size() > 2) {
-    throw UsageError("--method camera takes two frames, not " +
-                     std::to_string(options.inputs.size()));
   }
   refuseOptionsOf("burst", "camera",
                   {{"--reference", !options.reference.empty()},
@@ -80,16 +75,13 @@ void checkMethod(const FuseOptions& options) {
 }
 
 void check(const FuseOptions& options) {
+  if (options.bursts.empty() && options.frames.output.empty()) {
+    throw UsageError("--output is required, or --output-dir with --bursts");
+  }
   checkMethod(options);
   options.frames.check();
   options.burst.check("--noise");
-  if (!options.reference.empty() && options.reference != "best") {
-    parseNumber("--reference", options.reference, 1, static_cast<int>(options.inputs.size()));
-  }
   if (!options.ghost.empty() && options.ghost != "auto") parseThresholds("--ghost", options.ghost);
-  if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1) {
-    throw UsageError("only one of the frames can come from standard input");
-  }
   if (!options.mask.empty() && formatByExtension(options.mask) != FileFormat::png) {
     throw UsageError("--mask: \"" + options.mask + "\" should end in .png");
   }
@@ -208,15 +200,40 @@ void fusePairOfCamera(const FuseOptions& options) {
 }
 
 void run(const FuseOptions& options) {
+  if (options.bursts.empty()) checkInputs(options);
   check(options);
+  if (options.bursts.empty()) {
+    fuseOne(options);
+  } else {
+    fuseFolders(options);
+  }
+}
+
+}  // namespace
+
+void checkInputs(const FuseOptions& options) {
+  const std::size_t count = options.inputs.size();
+  if (count < 2) {
+    throw UsageError("give two frames or more; upscale, also with --denoise, enlarges one");
+  }
+  if (options.camera() && count > 2) {
+    throw UsageError("--method camera takes two frames, not " + std::to_string(count));
+  }
+  if (!options.reference.empty() && options.reference != "best") {
+    parseNumber("--reference", options.reference, 1, static_cast<int>(count));
+  }
+  if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1) {
+    throw UsageError("only one of the frames can come from standard input");
+  }
+}
+
+void fuseOne(const FuseOptions& options) {
   if (options.camera()) {
     fusePairOfCamera(options);
   } else {
     fuseWithBurst(options);
   }
 }
-
-}  // namespace
 
 FuseFrame readFuseFrame(const FuseOptions& options, const std::string& path,
                         const FuseFrame* first) {
@@ -244,11 +261,23 @@ void addFuse(CLI::App& app) {
   CLI::App* command =
       app.add_subcommand("fuse", "Make one larger picture of several frames of a scene");
   command->footer(kHelp);
-  command
-      ->add_option("FRAMES", options->inputs,
-                   "FIRST [MORE...]: frames of one scene, - for standard input")
-      ->required();
+  auto* frames = command->add_option("FRAMES", options->inputs,
+                                     "FIRST [MORE...]: frames of one scene, - for standard input");
   addOutputOptions(*command, options->frames);
+  addFolderOptions(*command, options->folder,
+                   "--bursts: folder for the pictures, made if missing. A burst that fails does "
+                   "not stop the others",
+                   "Name of each picture in that folder, with %s for the name of the subfolder "
+                   "(%s.png)",
+                   "How many bursts are fused at a time, each by a process (1)");
+  auto* bursts = command
+                     ->add_option("--bursts", options->bursts,
+                                  "Make a picture of every subfolder of DIR, of the pictures in it "
+                                  "in the order of their names")
+                     ->type_name("DIR")
+                     ->excludes(frames)
+                     ->needs(command->get_option("--output-dir"));
+  command->get_option("--output-dir")->needs(bursts);
   addGeometryOptions(*command, options->frames);
   command
       ->add_option("--method", options->method,
@@ -290,6 +319,8 @@ void addFuse(CLI::App& app) {
   addInputOptions(*command, options->frames);
   addTuningOptions(*command, options->frames);
   command->get_option("--config")->excludes(ghost);
+  // Many bursts would write the same files.
+  bursts->excludes(command->get_option("--mask"))->excludes(command->get_option("--json"));
   command->callback([options] { run(*options); });
 }
 

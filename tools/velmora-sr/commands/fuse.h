@@ -8,12 +8,15 @@
 
 #include "arguments.h"
 #include "burst_options.h"
+#include "output_folder.h"
 #include "verdict.h"
 
 namespace velmora::tool {
 
 struct FuseOptions {
   std::vector<std::string> inputs;
+  std::string bursts;
+  OutputFolder folder;
   std::string method;
   std::string reference;
   std::string ghost;
@@ -50,6 +53,15 @@ std::string numbered(const std::string& path, std::size_t number);
 
 /// Writes what --json asks for.
 void writeFusionJson(const FuseOptions& options, const Fusion& fusion);
+
+/// Throws UsageError where what is asked for does not go with the number of frames.
+void checkInputs(const FuseOptions& options);
+
+/// Makes one picture of the inputs.
+void fuseOne(const FuseOptions& options);
+
+/// --bursts: a picture of each subfolder.
+void fuseFolders(const FuseOptions& options);
 
 /// --method burst.
 void fuseWithBurst(const FuseOptions& options);

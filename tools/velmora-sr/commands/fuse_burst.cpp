@@ -95,7 +95,8 @@ void fuseWithBurst(const FuseOptions& options) {
 
   const Region region = options.frames.regionIn(in.size);
   const Size size = options.frames.outputSize(region);
-  const BurstSettings settings = options.burst.settings(in, region, size);
+  BurstSettings settings = options.burst.settings(in, region, size);
+  settings.showProgress = true;
   BurstResult result = fuseBurst(all.frames, reference, settings, !masks.empty());
 
   result.picture.alpha = enlargedAlpha(all.frames[reference].picture, region, size, Tuning());

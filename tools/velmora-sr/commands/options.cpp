@@ -32,6 +32,15 @@ void addOutputOptions(CLI::App& command, FrameOptions& options) {
       ->type_name("N");
 }
 
+void addFolderOptions(CLI::App& command, OutputFolder& folder, const char* help,
+                      const char* nameHelp, const char* jobsHelp) {
+  auto* output = command.get_option("--output")->required(false);
+  auto* path =
+      command.add_option("--output-dir", folder.path, help)->type_name("DIR")->excludes(output);
+  command.add_option("--name", folder.pattern, nameHelp)->type_name("NAME")->needs(path);
+  command.add_option("--jobs", folder.jobs, jobsHelp)->type_name("N")->needs(path);
+}
+
 void addGeometryOptions(CLI::App& command, FrameOptions& options) {
   auto* scale =
       command.add_option("--scale", options.scale, "Output size as a multiple of the region's (2)")

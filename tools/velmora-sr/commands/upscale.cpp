@@ -4,18 +4,16 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
-#include <system_error>
 #include <vector>
 
-#include "batch.h"
 #include "clip_end.h"
 #include "commands/commands.h"
 #include "engine/burst_engine.h"
 #include "engine/enlarger.h"
 #include "errors.h"
 #include "interrupt.h"
+#include "output_folder.h"
 #include "output_target.h"
 #include "size_limits.h"
 #include "status.h"
@@ -41,13 +39,9 @@ constexpr const char* kHelp =
     "the "
     "camera's pixels blurred is restored.";
 
-constexpr int kMostJobs = 64;
-
 struct Options {
   std::vector<std::string> inputs;
-  std::string folder;
-  std::string pattern;
-  std::string jobs;
+  OutputFolder folder;
   BurstOptions burst;  // its noise is what --denoise says
   FrameOptions frames;
 
@@ -62,7 +56,7 @@ struct Options {
     } else if (!burst.sharpened.empty() || !burst.effort.empty()) {
       throw UsageError("--sharpened and --effort go with --denoise auto or SIGMA");
     }
-    if (folder.empty()) {
+    if (!folder.given()) {
       if (inputs.size() > 1) {
         throw UsageError('"' + inputs[1] +
                          "\" is one argument more than upscale takes; for many files "
@@ -73,12 +67,7 @@ struct Options {
       }
       return;
     }
-    if (!pattern.empty() &&
-        (pattern.find("%s") == std::string::npos || pattern.find('/') != std::string::npos)) {
-      throw UsageError("--name: \"" + pattern +
-                       "\" is no name for many files; give one with %s for that of the input, "
-                       "for example %s_2x.png");
-    }
+    folder.check();
     for (const std::string& file : inputs) {
       if (file == "-") throw UsageError("--output-dir takes files, not standard input");
     }
@@ -120,18 +109,6 @@ class Upscaler {
   std::optional<BurstEngine> burst_;
   std::optional<double> noise_;
 };
-
-// The name of the output in the folder for many files.
-std::string outputName(const Options& options, const std::string& input) {
-  const std::filesystem::path path(input);
-  std::string name = options.pattern.empty() ? path.filename().string() : options.pattern;
-  const std::string stem = path.stem().string();
-  if (!options.pattern.empty()) {
-    for (std::size_t at = 0; (at = name.find("%s", at)) != std::string::npos; at += stem.size())
-      name.replace(at, 2, stem);
-  }
-  return (std::filesystem::path(options.folder) / name).string();
-}
 
 bool holdsMore(FrameReader& reader) {
   Picture ignored;
@@ -187,6 +164,7 @@ void enlargeOne(const Options& options) {
   const Size size = frames.outputSize(region);
   std::optional<BurstSettings> burst;
   if (options.denoise()) burst = options.burst.settings(in, region, size);
+  if (burst) burst->showProgress = isPictureFormat(format);
   if (size.width < region.size().width || size.height < region.size().height) {
     status().warn(text(region.size()) + " becomes " + text(size) +
                   ", which is smaller: fine detail will alias, since nothing is filtered away");
@@ -214,38 +192,27 @@ void enlargeOne(const Options& options) {
 
 // Every file in a process of its own, which comes back from here to enlarge that one.
 void enlargeMany(Options options) {
-  const int jobs = options.jobs.empty() ? 1 : parseNumber("--jobs", options.jobs, 1, kMostJobs);
   options.frames.check();
-  std::vector<NamedFile> outputs;
+  std::vector<std::string> outputs;
   std::vector<NamedFile> inputs;
-  std::set<std::string> names;
   for (const std::string& file : options.inputs) {
-    outputs.push_back({"--output-dir", outputName(options, file)});
-    // The folder, by which files are told apart, may not be there yet.
-    if (!names.insert(outputs.back().path).second) {
-      throw UsageError("--output-dir: two files would be \"" + outputs.back().path +
-                       "\"; give each input a name of its own");
-    }
+    const std::filesystem::path path(file);
+    outputs.push_back(options.folder.file(path.stem().string(), path.filename().string()));
     inputs.push_back({"IN", file});
   }
-  requireSeparateFiles(outputs, inputs);
-  std::error_code error;
-  std::filesystem::create_directories(options.folder, error);
-  if (error) throw Failure(options.folder + ": cannot make this folder: " + error.message());
-
-  const auto job = splitIntoJobs(options.inputs, jobs);
+  const auto job = options.folder.split(options.inputs, outputs, inputs, "file");
   if (!job) return;
-  options.frames.output = outputs[*job].path;
+  options.frames.output = outputs[*job];
   options.inputs = {options.inputs[*job]};
   enlargeOne(options);
 }
 
 void run(const Options& options) {
   options.check();
-  if (options.folder.empty()) {
-    enlargeOne(options);
-  } else {
+  if (options.folder.given()) {
     enlargeMany(options);
+  } else {
+    enlargeOne(options);
   }
 }
 
@@ -258,26 +225,12 @@ void addUpscale(CLI::App& app) {
   command->footer(kHelp);
   command->add_option("IN", options->inputs, "Picture or clip, - for standard input")->required();
   addOutputOptions(*command, options->frames);
-  auto* output = command->get_option("--output")->required(false);
-  auto* folder =
-      command
-          ->add_option(
-              "--output-dir", options->folder,
-              "Folder for the outputs of many files IN, made if missing. A file that fails "
-              "does not stop the others")
-          ->type_name("DIR")
-          ->excludes(output);
-  command
-      ->add_option("--name", options->pattern,
+  addFolderOptions(*command, options->folder,
+                   "Folder for the outputs of many files IN, made if missing. A file that fails "
+                   "does not stop the others",
                    "Name of each output in that folder, with %s for the name of its input without "
-                   "extension: %s_2x.png (the name of the input)")
-      ->type_name("NAME")
-      ->needs(folder);
-  command
-      ->add_option("--jobs", options->jobs,
-                   "How many files are enlarged at a time, each by a process (1)")
-      ->type_name("N")
-      ->needs(folder);
+                   "extension: %s_2x.png (the name of the input)",
+                   "How many files are enlarged at a time, each by a process (1)");
   addGeometryOptions(*command, options->frames);
   command
       ->add_option("--denoise", options->burst.noise,

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
+
+#include "picture.h"
 
 namespace velmora::tool {
 
@@ -16,10 +19,34 @@ struct PageRow {
   std::string name, psnr, ssim;
 };
 
-/// An HTML document that needs no other file. `png` is a whole PNG file, shown below the table;
-/// `introduction` and `remark` are plain text without markup, above and below.
-std::string page(const std::string& introduction, std::span<const PageRow> rows,
-                 const std::string& remark, std::span<const uint8_t> png);
+/// A picture with what it shows; `png` is a whole PNG file.
+struct PagePicture {
+  std::string caption;
+  std::vector<uint8_t> png;
+};
+
+/// Two pictures of one thing, one above the other, with a bar to drag between them.
+struct PageSlider {
+  PagePicture before;
+  PagePicture after;
+  Size beforeSize;
+  Size afterSize;
+  int left = 0;  ///< where in `after` the first column and row of `before` lie
+  int top = 0;
+};
+
+/// Texts are plain, without markup.
+struct Page {
+  std::string introduction;
+  PageSlider slider;
+  std::vector<PageRow> rows;
+  std::string remark;
+  PagePicture comparison;
+  std::vector<PagePicture> weights;
+};
+
+/// An HTML document that needs no other file, and nothing of the network.
+std::string html(const Page& page);
 
 }  // namespace velmora::tool
 

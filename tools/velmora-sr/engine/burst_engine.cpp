@@ -1,10 +1,12 @@
 #include "engine/burst_engine.h"
 
 #include <algorithm>
+#include <new>
 
 #include "errors.h"
 #include "interrupt.h"
 #include "size_limits.h"
+#include "status.h"
 #include "timings.h"
 
 namespace velmora::tool {
@@ -12,15 +14,21 @@ namespace {
 
 constexpr int kLargestScale = 4;
 
-int32_t stopOnSignal(void* /*user*/, double /*share*/) {
-  return interrupt::pending();
-}
-
 bool withinScales(int from, int to) {
   return to >= from && int64_t{to} <= int64_t{kLargestScale} * from;
 }
 
 }  // namespace
+
+// Called by the library: nothing may be thrown through it. Without memory there is no line.
+int32_t BurstEngine::onProgress(void* engine, double share) {
+  const auto* self = static_cast<const BurstEngine*>(engine);
+  try {
+    if (self->settings_.showProgress) status().progress(self->step_, share);
+  } catch (const std::bad_alloc&) {
+  }
+  return interrupt::pending();
+}
 
 std::string BurstEngine::fault(const BurstSettings& settings) {
   const Size shown = settings.region.size();
@@ -52,7 +60,8 @@ BurstEngine::BurstEngine(const BurstSettings& settings) : settings_(settings) {
   params.effort = settings.fast ? VELMORA_SR_BURST_FAST : VELMORA_SR_BURST_NORMAL;
   params.noise = static_cast<float>(settings.noise.value_or(-1));
   params.sharpened = static_cast<float>(settings.sharpened.value_or(-1));
-  params.progress = stopOnSignal;
+  params.progress = onProgress;
+  params.progressUser = this;
   require(VELMORA_SR_BurstCreate(&params, &handle_), "start");
 }
 
@@ -72,6 +81,7 @@ void BurstEngine::require(int32_t result, const char* job) const {
 
 int32_t BurstEngine::add(const Picture& frame) {
   const timings::Step step("prepare frames");
+  step_ = "preparing frames";
   Velmora_SR_BurstFrame planes = {};
   planes.y = frame.y.row(0);
   planes.u = frame.u.row(0);
@@ -92,6 +102,7 @@ void BurstEngine::drop(int32_t number) {
 
 void BurstEngine::render(int32_t reference, Picture& picture) {
   const timings::Step step("fuse frames");
+  step_ = "making the picture";
   const Picture& shown = *frames_.at(reference);
   picture.reset(settings_.output);
   picture.range = shown.range;

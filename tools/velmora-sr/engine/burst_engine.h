@@ -19,6 +19,7 @@ struct BurstSettings {
   bool fast = false;
   std::optional<double> noise;      ///< of luma in grey levels; measured when not given
   std::optional<double> sharpened;  ///< what the camera did; the library's choice when not given
+  bool showProgress = false;        ///< of each step, on the status line
 };
 
 /// One handle of the burst stage. Up to eight frames are held at a time; any of them can be the
@@ -50,11 +51,13 @@ class BurstEngine {
   [[nodiscard]] Plane weights(int32_t number) const;
 
  private:
+  static int32_t onProgress(void* engine, double share);
   /// Throws for a result of the library that is no success.
   void require(int32_t result, const char* job) const;
 
   BurstSettings settings_;
   std::map<int32_t, const Picture*> frames_;
+  const char* step_ = "";  // that is under way, for the status line
   Velmora_SR_Burst* handle_ = nullptr;
 };
 
