@@ -91,18 +91,18 @@ TEST_F(WeightsTest, WhatMovesOrChangesItsColourDoesNotCount) {
     const char* what;
     double luma, u, v;
   };
-  for (const auto& [what, luma, u, v] : {Case{"a lighter disc", 40, 0, 0},
-                                         {"a disc of another colour", 0, 20, -14},
-                                         {"a slightly lighter disc", 9, 0, 0}}) {
+  for (const Case& c : {Case{"a lighter disc", 40, 0, 0},
+                        {"a disc of another colour", 0, 20, -14},
+                        {"a slightly lighter disc", 9, 0, 0}}) {
     const Scene disc = [=](int32_t plane, double x, double y) {
       const bool in = (x - 150) * (x - 150) + (y - 100) * (y - 100) < 30 * 30;
-      return waves(plane, x, y) + (in ? (plane == 0 ? luma : plane == 1 ? u : v) : 0);
+      return waves(plane, x, y) + (in ? (plane == 0 ? c.luma : plane == 1 ? c.u : c.v) : 0);
     };
     const DrawnFrame reference(kSize, waves, {}, 2, 1);
     const DrawnFrame frame(kSize, disc, {}, 2, 2);
     const Weights weights = weigh(reference, frame, {}, {{2, 1, 1}});
-    EXPECT_LT(mean(weights, {66, 41, 84, 59}), 2) << what;
-    EXPECT_GT(mean(weights, {2, 2, 50, 104}), 253) << what;
+    EXPECT_LT(mean(weights, {66, 41, 84, 59}), 2) << c.what;
+    EXPECT_GT(mean(weights, {2, 2, 50, 104}), 253) << c.what;
   }
 }
 
