@@ -18,9 +18,6 @@
 namespace velmora::burst {
 namespace {
 
-/// Nanoseconds a sample, for the progress function only.
-constexpr double kPyramidCost = 2;
-
 // Blocks of the host are aligned like malloc's.
 static_assert(alignof(Velmora_SR_Burst) <= alignof(std::max_align_t));
 
@@ -107,7 +104,7 @@ int32_t add(Velmora_SR_Burst& burst, const Velmora_SR_BurstFrame* record, int32_
   slot.frame = frame;
   {
     CallWorkers workers(workersOf(burst));
-    const double weight = kPyramidCost * burst.settings.frame.width * burst.settings.frame.height;
+    const double weight = pyramidWork(burst.settings.frame);
     workers.begin(weight);
     workers.expect(weight);
     slot.pyramid = buildPyramid(burst.memory, workers, frame.planes[0]);

@@ -19,15 +19,6 @@ constexpr double kLeastWeight = 0.2;
 /// A noise that was given is luma's; chroma's is about half of it in what cameras deliver.
 constexpr double kChromaOfLuma = 0.5;
 
-// What stages take, nanoseconds a sample of a frame or, for the reconstruction, of the picture: for
-// the progress function only.
-constexpr double kRegistrationCost = 8;
-constexpr double kNoiseCost = 1;
-constexpr double kTranslationsCost = 10;
-constexpr double kWeightsCost = 8;
-constexpr double kReconstructionCost = 60;
-constexpr double kReconstructionCostOfFrame = 15;
-
 /// Adds the time until its end to a stage's.
 class StageTimer {
  public:
@@ -102,7 +93,7 @@ class PictureMaker {
       candidate.slot = &slot;
       candidate.pair = &burst.pairs[static_cast<std::size_t>(reference)][i];
     }
-    estimateCosts();
+    estimateWork();
   }
 
   void make(const TargetFrame& target) {
@@ -125,25 +116,34 @@ class PictureMaker {
     return facts_.milliseconds[static_cast<std::size_t>(stage)];
   }
 
-  void estimateCosts() {
-    const double frame = samples(burst_.settings.frame);
-    double total = 0;
+  // What the call will take if every frame goes in, for the progress function.
+  void estimateWork() {
+    const Size frame = burst_.settings.frame;
+    double work = reconstructionWork(count_ + 1, reconstructionSettings());
     for (const Candidate& candidate : candidates()) {
-      if (!candidate.pair->registered) total += kRegistrationCost * frame;
-      total += (kNoiseCost + kTranslationsCost + kWeightsCost) * frame;
+      if (!candidate.pair->registered) work += registrationWork(frame);
+      work += translationsWork(frame) + weightsWork(frame);
     }
-    reconstructionCost_ = (kReconstructionCost + kReconstructionCostOfFrame * (count_ + 1)) *
-                          samples(burst_.settings.output);
-    workers_.begin(total + reconstructionCost_);
+    workers_.begin(work);
   }
-  void expect(double cost) { workers_.expect(firstPass_ ? cost : 0); }
+  void expect(double work) { workers_.expect(firstPass_ ? work : 0); }
+
+  /// With the noise as far as it is known.
+  [[nodiscard]] ReconstructionSettings reconstructionSettings() const {
+    const Settings& settings = burst_.settings;
+    return {.region = settings.region,
+            .output = settings.output,
+            .noise = facts_.noise,
+            .sharpened = settings.sharpened,
+            .fast = settings.fast};
+  }
 
   void registerAll() {
     const StageTimer timer(milliseconds(VELMORA_SR_BURST_STAGE_REGISTRATION));
     for (Candidate& candidate : candidates()) {
       Pair& pair = *candidate.pair;
       if (!pair.registered) {
-        expect(kRegistrationCost * samples(burst_.settings.frame));
+        expect(registrationWork(burst_.settings.frame));
         // No start from motions found earlier: what is found must not depend on them.
         pair.registration = registerFrame(burst_.memory, workers_, reference_.pyramid,
                                           candidate.slot->pyramid, nullptr);
@@ -164,7 +164,7 @@ class PictureMaker {
     const StageTimer timer(milliseconds(VELMORA_SR_BURST_STAGE_WEIGHTS));
     for (Candidate& candidate : candidates()) {
       if (!candidate.contributes() || candidate.pair->noiseKnown) continue;
-      expect(kNoiseCost * samples(burst_.settings.frame));
+      expect(0);
       // The homography alone: the quietest places need no more, and local translations are looked
       // for where they surpass the noise.
       Motion motion;
@@ -204,7 +204,7 @@ class PictureMaker {
       if (!candidate.contributes()) continue;
       Pair& pair = *candidate.pair;
       if (!pair.fieldKnown || pair.fieldSigma != sigma) {
-        expect(kTranslationsCost * samples(burst_.settings.frame));
+        expect(translationsWork(burst_.settings.frame));
         pair.fieldKnown = false;
         pair.field = findTranslations(burst_.memory, workers_, reference_.pyramid,
                                       candidate.slot->pyramid, pair.registration, sigma);
@@ -235,7 +235,7 @@ class PictureMaker {
     const bool serves = last.reference == reference_.id && !last.weights.half.empty() &&
                         equal(last.noise, facts_.noise);
     if (!serves) {
-      expect(kWeightsCost * samples(burst_.settings.frame));
+      expect(weightsWork(burst_.settings.frame));
       candidate.fresh = weighPair(burst_.memory, workers_,
                                   candidate.matched(reference_, candidate.motion), facts_.noise);
     }
@@ -264,17 +264,11 @@ class PictureMaker {
       frames[i + 1] = {&order[i]->slot->frame, &order[i]->motion, found.gain, found.bias,
                        order[i]->weights};
     }
-    const Settings& settings = burst_.settings;
-    workers_.expect(reconstructionCost_);
-    const ReconstructionTimes times =
-        reconstruct(burst_.memory, workers_, std::span(frames).first(others + 1),
-                    {.region = settings.region,
-                     .output = settings.output,
-                     .noise = facts_.noise,
-                     .sharpened = settings.sharpened,
-                     .fast = settings.fast},
-                    target);
     facts_.framesUsed = static_cast<int32_t>(others) + 1;
+    const ReconstructionSettings settings = reconstructionSettings();
+    workers_.expect(reconstructionWork(facts_.framesUsed, settings));
+    const ReconstructionTimes times =
+        reconstruct(burst_.memory, workers_, std::span(frames).first(others + 1), settings, target);
     milliseconds(VELMORA_SR_BURST_STAGE_NOISE) = times.noise;
     milliseconds(VELMORA_SR_BURST_STAGE_RECONSTRUCTION) = times.reconstruction;
   }
@@ -320,7 +314,6 @@ class PictureMaker {
   std::array<Candidate, kSlots - 1> candidates_;
   int32_t count_ = 0;
   PictureFacts facts_;
-  double reconstructionCost_ = 0;
   bool firstPass_ = true;
 };
 

@@ -10,7 +10,6 @@
 namespace velmora::burst {
 namespace {
 
-constexpr double kWeightsCost = 8;   // nanoseconds a luma sample, for the progress of the call
 constexpr int32_t kTileWidth = 128;  // of the half-size plane
 constexpr int32_t kTileHeight = 64;
 // The statistics reach two samples around a sample, smallest and mean one each.
@@ -213,24 +212,23 @@ Weights weighPair(Memory& memory, Workers& workers, const MatchedPair& pair,
   const WeightBounds v = boundsFor(noise.sigma[2]);
   const Buffer<int64_t> totals(memory,
                                static_cast<std::size_t>(across) * static_cast<std::size_t>(down));
-  workers.run(across * down, kWeightsCost * size.width * size.height,
-              [&](int32_t i, int32_t worker) {
-                const TileScratch& own = scratch[static_cast<std::size_t>(worker)];
-                const Rect tile = tileAt(i);
-                weighTile(planes[0], luma, lumaOf(tile), own);
-                halve(own, lumaOf(tile), tile, half);
-                weighTile(planes[1], u, tile, own);
-                keepSmaller(own, tile, half);
-                weighTile(planes[2], v, tile, own);
-                keepSmaller(own, tile, half);
-                int64_t total = 0;
-                for (int32_t y = tile.top; y < tile.bottom; ++y) {
-                  if (limits.any()) limits.apply(y, tile.left, tile.right, half.row(y));
-                  for (int32_t x = tile.left; x < tile.right; ++x)
-                    total += half.row(y)[x];
-                }
-                totals[static_cast<std::size_t>(i)] = total;
-              });
+  workers.run(across * down, weightsWork(size), [&](int32_t i, int32_t worker) {
+    const TileScratch& own = scratch[static_cast<std::size_t>(worker)];
+    const Rect tile = tileAt(i);
+    weighTile(planes[0], luma, lumaOf(tile), own);
+    halve(own, lumaOf(tile), tile, half);
+    weighTile(planes[1], u, tile, own);
+    keepSmaller(own, tile, half);
+    weighTile(planes[2], v, tile, own);
+    keepSmaller(own, tile, half);
+    int64_t total = 0;
+    for (int32_t y = tile.top; y < tile.bottom; ++y) {
+      if (limits.any()) limits.apply(y, tile.left, tile.right, half.row(y));
+      for (int32_t x = tile.left; x < tile.right; ++x)
+        total += half.row(y)[x];
+    }
+    totals[static_cast<std::size_t>(i)] = total;
+  });
   int64_t total = 0;
   for (const int64_t t : totals.span())
     total += t;

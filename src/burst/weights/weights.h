@@ -13,6 +13,11 @@ struct Weights {
   double mean = 0;  ///< over the whole frame, 0 .. 1
 };
 
+/// The sum of the weights that weighPair() hands to Workers::run; see Workers::expect.
+inline double weightsWork(Size frame) {
+  return 8.0 * frame.width * frame.height;
+}
+
 /// Throws std::bad_alloc and Cancelled.
 Weights weighPair(Memory& memory, Workers& workers, const MatchedPair& pair,
                   const NoiseLevels& noise);
