@@ -284,25 +284,37 @@ TEST(Reconstruction, FailsBeforeAnythingIsWritten) {
 
 // Where samples of the picture coincide with those of the frames, white noise stays white and goes
 // down with the root of their number.
-TEST(NoiseTables, TellWhatIsLeftOfWhiteNoise) {
-  OneWorker worker;
-  const SumTables tables = sumTables(memory());
-  const Buffer<uint16_t> steps = stepTable(memory(), tables, 1);
-  const BoxSums box(memory(), 1, 1);
-  PlaneJob job;
-  job.geometry = {gridAxis(0, 300, 300, 1, false), gridAxis(0, 280, 280, 1, false), false};
-  job.source = {300, 280};
-  job.tables = &tables;
-  job.box = &box;
-  job.steps = &steps;
-  job.iterations = {0, 1};
-  job.frames = 4;
-  const FrameGrids grids = frameGrids(memory(), worker, job.geometry, moved(0, 0), job.source);
-  for (JobFrame& frame : job.frame)
-    frame.grids = &grids;
-  NoiseTables found;
-  const NoiseTask task = {&job, &found};
-  measureNoise(memory(), worker, {&task, 1}, 0);
+class NoiseTablesTest : public testing::Test {
+ protected:
+  // Frames at the size of the picture, the second one lying by `second`.
+  NoiseTables tables(int32_t frames, const Motion& second, int32_t sharpened) {
+    const SumTables sums = sumTables(memory());
+    const Buffer<uint16_t> steps = stepTable(memory(), sums, 1);
+    const BoxSums box(memory(), 1, 1);
+    PlaneJob job;
+    job.geometry = {gridAxis(0, 300, 300, 1, false), gridAxis(0, 280, 280, 1, false), false};
+    job.source = {300, 280};
+    job.tables = &sums;
+    job.box = &box;
+    job.steps = &steps;
+    job.iterations = {0, 1};
+    job.frames = frames;
+    job.sharpened = sharpened;
+    const FrameGrids still = frameGrids(memory(), worker_, job.geometry, moved(0, 0), job.source);
+    const FrameGrids other = frameGrids(memory(), worker_, job.geometry, second, job.source);
+    for (JobFrame& frame : job.frame)
+      frame.grids = &still;
+    job.frame[1].grids = &other;
+    NoiseTables found;
+    const NoiseTask task = {&job, &found};
+    measureNoise(memory(), worker_, {&task, 1}, 0);
+    return found;
+  }
+  OneWorker worker_;
+};
+
+TEST_F(NoiseTablesTest, TellWhatIsLeftOfWhiteNoise) {
+  const NoiseTables found = tables(4, moved(0, 0), 0);
   for (std::size_t n = 1; n <= 4; ++n) {
     const CoefficientNoise noise = scaled(found[n - 1], 3 * std::sqrt(n));
     for (const float value : noise.of8)
@@ -311,6 +323,31 @@ TEST(NoiseTables, TellWhatIsLeftOfWhiteNoise) {
       EXPECT_NEAR(value, 3, 0.6);
     EXPECT_NEAR(std::accumulate(noise.of16.begin(), noise.of16.end(), 0.0) / 256, 3, 0.03);
   }
+}
+
+// Noise is measured on frames as they are: sharpening gives it another colour, not more of it.
+TEST_F(NoiseTablesTest, AreOfTheSameNoiseHoweverFramesWereSharpened) {
+  for (const double a : {-0.5, 0.3, 1.0}) {
+    const auto of8 = tables(1, moved(0, 0), static_cast<int32_t>(1024 * a))[0].of8;
+    double power = 0;
+    for (const float value : of8)
+      power += double{value} * double{value} / 64;
+    EXPECT_NEAR(power, 1, 0.02) << a;
+  }
+}
+
+// Two frames that lie half a sample apart in one part and on the same samples in another: stripes
+// of two samples are damped in the first alone, and the table has to do for the second.
+TEST_F(NoiseTablesTest, DoForThePartsThatAreNoisiest) {
+  constexpr std::size_t kStripes = 7;  // of8: the highest frequency along rows
+  const double same = tables(2, moved(0, 0), 0)[1].of8[kStripes];
+  const double apart = tables(2, moved(0.5, 0), 0)[1].of8[kStripes];
+  Motion wider;
+  wider.homography.h = {1 + 1.0 / 280, 0, -0.5, 0, 1, 0, 0, 0, 1};
+  wider.prepare();
+  const double mixed = tables(2, wider, 0)[1].of8[kStripes];
+  EXPECT_LT(apart, 0.85 * same);
+  EXPECT_GT(mixed, 0.88 * same);
 }
 
 // Without restoration, which has tests of its own: one frame, and the chroma of several.
