@@ -88,7 +88,7 @@ class PairAligner {
         middle_(std::min(2, reference.top)),
         bottom_(reference.bottom()) {}
 
-  PairRegistration run(const Homography* hint);
+  PairRegistration run();
 
  private:
   LevelAligner& at(int32_t level) {
@@ -101,7 +101,7 @@ class PairAligner {
 
   void alignCoarsely(Alignment& alignment, double weight);
   void alignFinely(Alignment& alignment, double weight);
-  Alignment bestStart(const Homography* hint, double weight);
+  Alignment bestStart(double weight);
   [[nodiscard]] double overlap(const Homography& homography) const;
   Judgement judge(const Alignment& alignment);
 
@@ -123,7 +123,7 @@ void PairAligner::alignCoarsely(Alignment& alignment, double weight) {
 }
 
 // The alignment to go on from at the middle level.
-Alignment PairAligner::bestStart(const Homography* hint, double weight) {
+Alignment PairAligner::bestStart(double weight) {
   Alignment best;
   alignCoarsely(best, weight);
   Judgement judgement = judge(best);
@@ -133,11 +133,6 @@ Alignment PairAligner::bestStart(const Homography* hint, double weight) {
     best = candidate;
     judgement = other;
   };
-  if (hint != nullptr) {
-    Alignment hinted = {*hint, 1, 0};
-    at(coarse()).align(hinted, Model::affine, 8, true, 0);
-    offer(hinted);
-  }
   if (!judgement.good()) {
     for (const Homography& motion : searchCoarsely(memory_, workers_, reference_, frame_)) {
       Alignment found = {motion, 1, 0};
@@ -178,11 +173,11 @@ void PairAligner::alignFinely(Alignment& alignment, double weight) {
     at(level).align(alignment, Model::homography, 5, false, share * weight);
 }
 
-PairRegistration PairAligner::run(const Homography* hint) {
+PairRegistration PairAligner::run() {
   const double work = registrationWork(frame_.luma.size);
   LevelAligner& half = at(std::min(1, top_));
   const double before = half.residual({});
-  Alignment alignment = bestStart(hint, kCoarseShare * work);
+  Alignment alignment = bestStart(kCoarseShare * work);
   alignFinely(alignment, work);
   double after = half.residual(alignment);
   if (after > kSuspicious && after > kHardlyBetter * before) {
@@ -232,9 +227,9 @@ PairRegistration PairAligner::run(const Homography* hint) {
 }  // namespace
 
 PairRegistration registerFrame(Memory& memory, Workers& workers, const Pyramid& reference,
-                               const Pyramid& frame, const Homography* hint) {
+                               const Pyramid& frame) {
   MeteredWorkers metered(workers, registrationWork(frame.luma.size));
-  const PairRegistration result = PairAligner(memory, metered, reference, frame).run(hint);
+  const PairRegistration result = PairAligner(memory, metered, reference, frame).run();
   metered.finish();
   return result;
 }

@@ -18,10 +18,10 @@ struct PairRegistration {
   double residualAfter = 0;
 };
 
-/// Registers `frame` onto `reference`. `hint` may name a homography to start from as well.
-/// Throws std::bad_alloc and Cancelled.
+/// Registers `frame` onto `reference`, from these two alone: what is found never depends on what
+/// was found before. Throws std::bad_alloc and Cancelled.
 PairRegistration registerFrame(Memory& memory, Workers& workers, const Pyramid& reference,
-                               const Pyramid& frame, const Homography* hint);
+                               const Pyramid& frame);
 
 /// What registerFrame() asks Workers for in all, in nanoseconds of one thread, about.
 inline double registrationWork(Size frame) {

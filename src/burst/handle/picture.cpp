@@ -144,9 +144,8 @@ class PictureMaker {
       Pair& pair = *candidate.pair;
       if (!pair.registered) {
         expect(registrationWork(burst_.settings.frame));
-        // No start from motions found earlier: what is found must not depend on them.
-        pair.registration = registerFrame(burst_.memory, workers_, reference_.pyramid,
-                                          candidate.slot->pyramid, nullptr);
+        pair.registration =
+            registerFrame(burst_.memory, workers_, reference_.pyramid, candidate.slot->pyramid);
         pair.registered = true;
       }
       candidate.use = pair.registration.use;
