@@ -188,7 +188,8 @@ void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> t
     WindowSpectrum spectrum;
     for (int32_t round = 0; round < std::max(1, rounds); ++round) {
       const PlaneJob job = noiseJob(*part.task->job, part.frames, part.noise->plane(), round);
-      const TileSums::Result result = scratch[static_cast<std::size_t>(worker)].run(job, window);
+      const TileSums::Result result =
+          scratch[static_cast<std::size_t>(worker)].run(job, planTile(job, window));
       spectrum.add(result.samples);
     }
     (*part.task->tables)[static_cast<std::size_t>(part.frames - 1)] =

@@ -261,8 +261,8 @@ void TileSums::correct(const PlaneJob& job, const TilePlan& plan, int32_t iterat
   }
 }
 
-TileSums::Result TileSums::run(const PlaneJob& job, const Rect& wanted) {
-  const TilePlan plan = planTile(job, wanted);
+TileSums::Result TileSums::run(const PlaneJob& job, const TilePlan& plan) {
+  const Rect& wanted = plan.sums[job.iterations.count];
   area_ = plan.sums[0];
   pitch_ = tilePitch(area_.width());
   chooseFrames(job, plan);

@@ -17,8 +17,8 @@ class TileSums {
 
   /// For tiles of up to these sizes. Throws std::bad_alloc.
   TileSums(Memory& memory, const TileSizes& largest);
-  /// Works on the wanted part of the job's grid.
-  Result run(const PlaneJob& job, const Rect& wanted);
+  /// Works on the part of the job's grid that was planned for.
+  Result run(const PlaneJob& job, const TilePlan& plan);
 
  private:
   void chooseFrames(const PlaneJob& job, const TilePlan& plan);
