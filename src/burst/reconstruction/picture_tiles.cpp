@@ -38,12 +38,10 @@ std::vector<Tile> tilesOf(std::span<const PictureTask> tasks, Size tile) {
 }
 
 // Large tiles, since what lies around a tile is worked out with it; but so many that threads end
-// at about the same time, and not so large that many frames take much memory.
+// at about the same time. Still larger ones win nothing: caches hold less of them.
 Size defaultTile(std::span<const PictureTask> tasks, int32_t workers) {
   Size tile = {1024, 512};
-  const PlaneJob& luma = *tasks[0].job;
-  if (luma.frames > 4) tile = {512, 512};
-  const Size grid = luma.geometry.size();
+  const Size grid = tasks[0].job->geometry.size();
   const auto tilesIn = [&](Size size) {
     return int64_t{(grid.width + size.width - 1) / size.width} *
            ((grid.height + size.height - 1) / size.height);
