@@ -70,7 +70,7 @@ TileSums::TileSums(Memory& memory, const TileSizes& largest)
       weights_(memory, largest.row * largest.frames),
       weightColumns_(memory, largest.row),
       weightTaps_(memory, 2 * largest.row),
-      blended_(memory, largest.row),
+      blended_(memory, largest.row + kSpareWeights),
       gridSize_(largest.grid),
       windowSize_(largest.window),
       rowSize_(largest.row) {
