@@ -1,6 +1,7 @@
 #include "burst/resampling/positions.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "burst/resampling/functions.h"
 
@@ -39,10 +40,35 @@ void PositionGrid::limitSlopes(Node* row) const {
   }
 }
 
+bool PositionGrid::level() const {
+  const Node* const first = nodesOf(0);
+  for (int32_t j = 0; j < rows_; ++j) {
+    const Node* const row = nodesOf(j);
+    for (int32_t i = 0; i < nodesPerRow_; ++i) {
+      if (row[i].x != first[i].x || row[i].y != row[0].y) return false;
+    }
+  }
+  return true;
+}
+
+void PositionGrid::keepColumns(Memory& memory) {
+  const Buffer<int32_t> y(memory, static_cast<std::size_t>(size_.width));
+  Buffer<int32_t> x(memory, y.size());
+  row(0, 0, size_.width, x.data(), y.data());
+  columns_ = std::move(x);
+}
+
 void PositionGrid::row(int32_t y, int32_t left, int32_t right, int32_t* x, int32_t* yOut) const {
   const Node* const upper = nodesOf(y / kNodeSpacing);
   const Node* const lower = upper + nodesPerRow_;
-  resamplingFunctions().positions({&upper->x, &lower->x, y % kNodeSpacing}, left, right, x, yOut);
+  const NodeRow nodes = {&upper->x, &lower->x, y % kNodeSpacing};
+  if (columns_.data() == nullptr) {
+    resamplingFunctions().positions(nodes, left, right, x, yOut);
+  } else if (left < right) {
+    resamplingFunctions().positions(nodes, left, left + 1, x, yOut);
+    std::copy(columns_.data() + left, columns_.data() + right, x);
+    std::fill_n(yOut, right - left, yOut[0]);
+  }
 }
 
 Rect PositionGrid::bounds(const Rect& part) const {

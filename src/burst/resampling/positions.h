@@ -39,6 +39,7 @@ class PositionGrid {
         limitSlopes(row);
       }
     });
+    if (level()) keepColumns(memory);
   }
 
   /// The positions of samples [left, right) of a row, six fraction bits, rounded to nearest.
@@ -70,6 +71,9 @@ class PositionGrid {
     return whole - (rounded < whole ? 1 : 0);
   }
   void limitSlopes(Node* row) const;
+  // Whether columns and rows of this grid lie along those of the other.
+  [[nodiscard]] bool level() const;
+  void keepColumns(Memory& memory);
   [[nodiscard]] Node* nodesOf(int32_t row) const {
     return nodes_.data() + std::ptrdiff_t{row} * nodesPerRow_;
   }
@@ -78,6 +82,7 @@ class PositionGrid {
   int32_t nodesPerRow_ = 0;
   int32_t rows_ = 0;
   Buffer<Node> nodes_;
+  Buffer<int32_t> columns_;  ///< x of every row of a level grid; none for others
 };
 
 }  // namespace velmora::burst
