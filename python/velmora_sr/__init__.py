@@ -11,10 +11,9 @@ Frames and pictures are arrays of uint8, H rows of W samples, 16 to 65535 each:
 
 A picture has the form of its reference frame. YUV and grey frames go to the library where they lie,
 whatever their strides, unless they are transposed, mirrored left to right or repeat samples; `planes`
-makes views of a raw NV12, NV21 or I420 block. YUV and grey results equal the tool's byte for byte. RGB
-passes through full-range BT.601 (JFIF) 4:2:0: chroma is the mean of 2 x 2 pixels, and is interpolated
-linearly between their centres on the way back. The tool rounds that conversion differently, so its RGB
-pictures are alike but not equal.
+makes views of a raw NV12, NV21 or I420 block. RGB passes through full-range BT.601 (JFIF) 4:2:0: chroma
+is the mean of 2 x 2 pixels, and is interpolated linearly between their centres on the way back. Results
+equal those of `velmora-sr` byte for byte; of RGB, those of the tool on x86, where libyuv rounds alike.
 
 Calls release the interpreter's lock while the library works. They may be made from any number of
 threads; those on one `Burst` wait for each other.
