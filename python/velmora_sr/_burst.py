@@ -14,6 +14,7 @@ import numpy.typing as npt
 
 from . import _library, _pictures
 from ._pictures import Form, Frame, Picture, Samples, Size, Yuv
+from ._values import integer, number
 
 _EFFORTS = {"normal": 0, "fast": 1}
 
@@ -61,24 +62,8 @@ class Report:
     frames: Tuple[FrameReport, ...]  #: of the frames held, in the order in which they were added
 
 
-def _number(name: str, value: Any, low: float, high: float) -> float:
-    try:
-        number = float(value)
-    except (TypeError, ValueError):
-        raise TypeError(f"{name} is a number, not {value!r}") from None
-    if not low <= number <= high:
-        raise ValueError(f"{name} is {low:g} to {high:g}, not {value!r}")
-    return number
-
-
-def _integer(name: str, value: Any, low: int, high: int) -> int:
-    if isinstance(value, bool) or not isinstance(value, (int, np.integer)):
-        raise TypeError(f"{name} is an integer, not {value!r}")
-    return int(_number(name, value, low, high))
-
-
 def _frame_number(value: Any) -> int:
-    return _integer("the number of a frame", value, -2 ** 31, 2 ** 31 - 1)
+    return integer("the number of a frame", value, -2 ** 31, 2 ** 31 - 1)
 
 
 def _text(message: Optional[bytes]) -> str:
@@ -112,20 +97,20 @@ class Burst:
     def __init__(self, width: int, height: int, scale: float = 2, noise: Optional[float] = None,
                  sharpened: Optional[float] = None, effort: str = "normal", threads: int = 0) -> None:
         params = _library.Params(size=ctypes.sizeof(_library.Params))
-        params.width = _integer("width", width, *_library.SIDES)
-        params.height = _integer("height", height, *_library.SIDES)
-        factor = _number("scale", scale, 1, _library.LARGEST_SCALE)
+        params.width = integer("width", width, *_library.SIDES)
+        params.height = integer("height", height, *_library.SIDES)
+        factor = number("scale", scale, 1, _library.LARGEST_SCALE)
         params.outputWidth = math.floor(params.width * factor + 0.5)
         params.outputHeight = math.floor(params.height * factor + 0.5)
         if max(params.outputWidth, params.outputHeight) > _library.SIDES[1]:
             raise ValueError(f"a picture of {params.outputWidth}x{params.outputHeight} is too large: "
                              f"neither side has more than {_library.SIDES[1]} samples")
-        params.noise = -1 if noise is None else _number("noise", noise, 0, _library.MOST_NOISE)
-        params.sharpened = -1 if sharpened is None else _number("sharpened", sharpened, -0.6, 1)
+        params.noise = -1 if noise is None else number("noise", noise, 0, _library.MOST_NOISE)
+        params.sharpened = -1 if sharpened is None else number("sharpened", sharpened, -0.6, 1)
         if effort not in _EFFORTS:
             raise ValueError(f"effort is normal or fast, not {effort!r}")
         params.effort = _EFFORTS[effort]
-        params.threads = _integer("threads", threads, 0, _library.MOST_THREADS)
+        params.threads = integer("threads", threads, 0, _library.MOST_THREADS)
 
         self._size: Size = (params.width, params.height)
         self._output: Size = (params.outputWidth, params.outputHeight)

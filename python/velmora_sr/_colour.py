@@ -4,21 +4,20 @@ The weights of JFIF (ITU-T T.871, clause 7) are rounded to 1/256 on the way to Y
 """
 from __future__ import annotations
 
-from typing import Tuple
+from typing import Any, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
 Samples = npt.NDArray[np.uint8]
-_Words = npt.NDArray[np.uint16]
 
 # Rows that are converted at a time, an even number: what they need in between stays small.
 _STRIP = 64
 
 
-def _mean(a: _Words, b: _Words) -> _Words:
+def _mean(a: npt.NDArray[Any], b: npt.NDArray[Any]) -> npt.NDArray[Any]:
     """Rounded up, as byte averages of vector units are."""
-    mean: _Words = (a + b + 1) >> 1
+    mean: npt.NDArray[Any] = (a + b + 1) >> 1
     return mean
 
 
