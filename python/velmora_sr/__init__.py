@@ -22,9 +22,10 @@ from ._burst import Burst, FrameReport, Report, Use
 from ._calls import Registration, fuse, register, upscale
 from ._library import Error
 from ._pictures import Frame, Picture, planes
+from ._values import Region
 
 __version__ = "1.2.6"
 __all__ = [
-    "Burst", "Error", "Frame", "FrameReport", "Picture", "Registration", "Report", "Use", "fuse",
+    "Burst", "Error", "Frame", "FrameReport", "Picture", "Region", "Registration", "Report", "Use", "fuse",
     "planes", "register", "upscale",
 ]

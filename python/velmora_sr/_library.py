@@ -36,6 +36,10 @@ class Error(RuntimeError):
         self.code = code
 
 
+# Velmora_SR_BurstProgress; what is handed to it is a Python object.
+Progress = ctypes.CFUNCTYPE(ctypes.c_int32, ctypes.py_object, ctypes.c_double)
+
+
 class Params(ctypes.Structure):
     _fields_ = [
         ("size", ctypes.c_uint32),
@@ -46,8 +50,8 @@ class Params(ctypes.Structure):
         ("sharpened", ctypes.c_float),
         ("allocator", ctypes.c_void_p),
         ("executor", ctypes.c_void_p),
-        ("progress", ctypes.c_void_p),
-        ("progressUser", ctypes.c_void_p),
+        ("progress", Progress),
+        ("progressUser", ctypes.py_object),
     ]
 
 

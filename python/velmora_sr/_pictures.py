@@ -8,12 +8,12 @@ import numpy as np
 
 from . import _colour
 from ._library import Planes
+from ._values import Size
 
 Samples = _colour.Samples
 Yuv = Tuple[Samples, Samples, Samples]
 Frame = Union[Samples, Yuv]
 Picture = Union[Samples, Yuv]
-Size = Tuple[int, int]  # width, height
 
 
 class Form(enum.Enum):

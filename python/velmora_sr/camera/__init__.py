@@ -22,15 +22,14 @@ latter.
 """
 from __future__ import annotations
 
-import math
 import os
 from typing import Optional, Sequence, Tuple, Union
 
 from .. import _pictures
-from .._pictures import Form, Frame, Picture, Size
-from .._values import integer, number
+from .._pictures import Form, Frame, Picture
+from .._values import Region, Size, integer, number, region_in, scaled, sides
 from . import _ghosts, _pair, _records, _single
-from ._report import Region, Registration, Report, Residual
+from ._report import Registration, Report, Residual
 from ._session import Tuning
 
 __all__ = ["Region", "Registration", "Report", "Residual", "enlarge", "fuse", "ghost_thresholds", "register"]
@@ -62,36 +61,17 @@ def _form_of(frame: Frame) -> Tuple[Form, Size]:
     return form, size
 
 
-def _region_in(region: Optional[Sequence[int]], size: Size) -> Region:
-    if region is None:
-        return Region(0, 0, size[0] - 1, size[1] - 1)
-    if len(region) != 4:
-        raise ValueError(f"a region is (left, top, right, bottom), not {region!r}")
-    left, top, right, bottom = (integer("a bound of the region", bound, 0, _LARGEST_SIDE) for bound in region)
-    if not (left <= right < size[0] and top <= bottom < size[1]):
-        raise ValueError(f"the region {tuple(region)} is empty or reaches outside the frame of %dx%d" % size)
-    return Region(left, top, right, bottom)
-
-
 class _OutputSize:
     """The picture's size for a region, of the arguments `scale` and `size`."""
 
     def __init__(self, scale: float, size: Optional[Sequence[int]]) -> None:
-        self._size: Optional[Size] = None
-        if size is not None:
-            width, height = size
-            self._size = integer("width", width, 1, _LARGEST_SIDE), integer("height", height, 1, _LARGEST_SIDE)
-            return
+        self._size = None if size is None else sides(size, _LARGEST_SIDE)
         self._scale = number("scale", scale, 0, _LARGEST_SCALE)
         if self._scale == 0:
             raise ValueError("scale is above 0")
 
     def __call__(self, region: Region) -> Size:
-        size = self._size
-        if size is None:
-            sides = region.right - region.left + 1, region.bottom - region.top + 1
-            width, height = (max(math.floor(side * self._scale + 0.5), 1) for side in sides)
-            size = width, height
+        size = self._size or scaled(region.size, self._scale)
         if max(size) > _LARGEST_SIDE or size[0] * size[1] > _single.MOST_PIXELS:
             raise ValueError("a picture of %dx%d is too large: " % size + f"it has {_LARGEST_SIDE} samples a side "
                              f"and {_single.MOST_PIXELS} in all at most")
@@ -119,7 +99,7 @@ def enlarge(frame: Frame, scale: float = 2, size: Optional[Sequence[int]] = None
     Raises TypeError or ValueError for what is refused, MemoryError, Error with the library's text.
     """
     form, frame_size = _form_of(frame)
-    shown = _region_in(region, frame_size)
+    shown = region_in(frame_size, region)
     enlarger = _single.Enlarger(frame_size, shown, _OutputSize(scale, size)(shown), form is not Form.GREY)
     yuv = _pictures.to_yuv(frame, form, frame_size)
     return _pictures.from_yuv(enlarger.run(yuv, Tuning(kernels=_read(kernels, "kernels")))[0], form)
@@ -150,7 +130,7 @@ def fuse(first: Frame, second: Frame, scale: float = 2, size: Optional[Sequence[
     if ghost is not None and configuration is not None:
         raise ValueError("ghost and configuration both set thresholds: give one")
     form, frame_size, one, two = _pair_of(first, second)
-    shown, output = _region_in(region, frame_size), _OutputSize(scale, size)
+    shown, output = region_in(frame_size, region), _OutputSize(scale, size)
     output(shown)
     if configuration is not None:
         xml = _read(configuration, "configuration")

@@ -6,7 +6,8 @@ from typing import Optional, Tuple
 
 import numpy as np
 
-from .._pictures import Samples, Size, Yuv, planes
+from .._pictures import Samples, Yuv, planes
+from .._values import Size
 
 
 def even_above(value: int) -> int:

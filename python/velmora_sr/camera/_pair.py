@@ -8,10 +8,11 @@ from typing import Callable, Optional, Tuple
 import numpy as np
 
 from .._library import Error
-from .._pictures import Samples, Size, Yuv, chroma_shape, planes
+from .._pictures import Samples, Yuv, chroma_shape, planes
+from .._values import Region, Size
 from . import _records
 from ._frames import block_bytes, block_of, even_above, packed
-from ._report import Region, Registration, Report, Residual, milliseconds_of, reason_of, registration_of
+from ._report import Registration, Report, Residual, milliseconds_of, reason_of, registration_of
 from ._session import Session, Tuning, session
 from ._single import LEAST_SPAN, Enlarger
 

@@ -3,26 +3,18 @@ from __future__ import annotations
 
 import ctypes
 from dataclasses import dataclass
-from typing import Dict, NamedTuple, Optional, Tuple
+from typing import Dict, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
 from .._pictures import Samples
+from .._values import Region
 from . import _records
 from ._records import ReportRecord
 
 _STAGES = ("", "call", "reduction", "integral", "detector", "descriptor", "trees", "search", "RANSAC",
            "refinement", "area", "maps", "deghosting", "interpolation")
-
-
-class Region(NamedTuple):
-    """A rectangle of a frame in pixels, all four bounds inclusive."""
-
-    left: int
-    top: int
-    right: int
-    bottom: int
 
 
 @dataclass(frozen=True)

@@ -9,10 +9,10 @@ from dataclasses import dataclass
 from typing import Iterator, Optional
 
 from .._library import Error
-from .._pictures import Samples, Size
+from .._pictures import Samples
+from .._values import Region, Size
 from . import _records, _report
 from ._records import InputFrames, ReportRecord
-from ._report import Region
 
 # The library keeps tables, thresholds and threads for the whole process: a handle holds this lock from its
 # creation to its end. A fork waits for it, since the child of a fork in mid-call could not go on.

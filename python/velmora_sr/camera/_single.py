@@ -7,11 +7,11 @@ from typing import Optional, Tuple
 
 import numpy as np
 
-from .._pictures import Samples, Size, Yuv, chroma_shape, empty_yuv, planes
+from .._pictures import Samples, Yuv, chroma_shape, empty_yuv, planes
+from .._values import Region, Size
 from . import _records
 from ._frames import block_bytes, block_of, even_above
 from ._records import ReportRecord
-from ._report import Region
 from ._session import Session, Tuning, session
 
 LEAST_SPAN = 99  # from the first column or row of a region to the last
