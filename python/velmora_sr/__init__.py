@@ -3,6 +3,8 @@
     big = velmora_sr.upscale(photo, 2)
     big, report = velmora_sr.fuse([first, second, third], 2)
 
+`velmora_sr.camera` has the calls for the cameras of phones, on one frame or two.
+
 Frames and pictures are arrays of uint8, H rows of W samples, 16 to 65535 each:
 
     grey  (H, W): full-range luma
@@ -16,7 +18,14 @@ is the mean of 2 x 2 pixels, and is interpolated linearly between their centres 
 equal those of `velmora-sr` byte for byte; of RGB, those of the tool on x86, where libyuv rounds alike.
 
 Calls release the interpreter's lock while the library works. They may be made from any number of
-threads; those on one `Burst` wait for each other.
+threads; those on one `Burst` wait for each other. Ctrl-C stops them within about a tenth of a second.
+
+Geometry: sample (0, 0) is the centre of the top-left pixel, the first and last samples of the picture
+lie on the first and last of the region, and a chroma sample lies in the middle of its four luma samples.
+
+Sources: registration by Gauss-Newton, Lucas and Kanade (1981), with the weights of Geman and McClure
+(1985); noise from second differences, Immerkaer (1996); back projection, Irani and Peleg (1991);
+restoration, Dabov et al. (2007). docs/burst.md has the formulas, burst.h what the library promises.
 """
 from ._burst import Burst, FrameReport, Report, Use
 from ._calls import Registration, fuse, register, upscale

@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import math
+import numbers
 from typing import Any, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
@@ -23,7 +24,7 @@ class Region(NamedTuple):
 
 
 def number(name: str, value: Any, low: float, high: float) -> float:
-    if not isinstance(value, (int, float, np.integer, np.floating)):
+    if not isinstance(value, numbers.Real):
         raise TypeError(f"{name} is a number, not {value!r}")
     result = float(value)
     if not low <= result <= high:

@@ -1,7 +1,7 @@
 """The Python package, against the tool and against what can be worked out. Run as a program, it exits with
 77 where NumPy or pytest is missing."""
-import gc
 import os
+import re
 import signal
 import sys
 import threading
@@ -194,6 +194,20 @@ def test_ctrl_c_stops_a_call_without_progress():
             burst.render(number)
         assert "_progress.py" in str(caught.traceback[-1].path)  # in the midst, not after the call
         timer.join()
+
+
+def test_the_examples_of_the_readme(tmp_path, monkeypatch, capsys):
+    monkeypatch.chdir(tmp_path)
+    os.mkdir("burst")
+    world = np.kron(np.random.default_rng(8).integers(0, 256, (50, 60)), np.ones((12, 12))).astype(np.uint8)
+    for number in range(3):
+        luma = world[number:480 + number, 2 * number:640 + 2 * number]
+        raw("nv12", luma, *np.full((2, 240, 320), 128, np.uint8)).tofile(f"burst/{number}.nv12")
+    variables = {}
+    for code in re.findall("```python\n(.*?)```", (SOURCES / "python" / "README.md").read_text(), re.S):
+        exec(code, variables)
+    assert variables["y"].shape == (960, 1280) and variables["report"].frames_used == 3
+    assert capsys.readouterr().out.count("% replaced") == 4 and variables["told"].fused
 
 
 def test_version_is_that_of_the_header():

@@ -150,6 +150,10 @@ def fuse(first: Frame, second: Frame, scale: float = 2, size: Optional[Sequence[
 def register(first: Frame, second: Frame, stereo: bool = False) -> Registration:
     """Finds the motion of the second frame against the first, as `fuse` does before it fuses.
 
+    Key points by box-filtered Hessians (SURF: Bay et al., 2008), matched in kd-trees with a ratio test (Lowe,
+    2004); a homography by RANSAC (Fischler and Bolles, 1981), refined by Levenberg-Marquardt over its inliers.
+    docs/registration.md tells how accurate that is.
+
     Frames that cannot be registered are no error: `registered` is False. Below 400 samples a side key points
     match by chance only. Raises what `enlarge` raises.
     """

@@ -19,14 +19,14 @@ _MEDIAN_OF_NORMAL = 0.6745
 _GAIN = 6
 _QUIET_BIAS = 0.88
 
-# Measured on photos: higher thresholds gain little and let ghosts through.
+# Measured on photos, see docs/quality.md: higher thresholds gain little and let ghosts through.
 _EDGES = 19
 _PER_NOISE = 0.9
 _HIGH_TO_LOW = 2.5
 
 
 def _noise_of_plane(plane: Samples) -> float:
-    """Standard deviation in grey levels, from blocks without much detail."""
+    """Standard deviation in grey levels, from blocks without much detail, by the filter of Immerkaer (1996)."""
     height, width = plane.shape
     side = _BLOCK + 2  # with the neighbours that the filter reads
     if min(width, height) < side:
