@@ -13,7 +13,7 @@ Frames and pictures are arrays of uint8, H rows of W samples, 16 to 65535 each:
 
 A picture has the form of its reference frame. YUV and grey frames go to the library where they lie,
 whatever their strides, unless they are transposed, mirrored left to right or repeat samples; `planes`
-makes views of a raw NV12, NV21 or I420 block. RGB passes through full-range BT.601 (JFIF) 4:2:0: chroma
+makes views of a raw NV12, NV21 or I420 block, `block` makes such a block of a picture. RGB passes through full-range BT.601 (JFIF) 4:2:0: chroma
 is the mean of 2 x 2 pixels, and is interpolated linearly between their centres on the way back. Results
 equal those of `velmora-sr` byte for byte; of RGB, those of the tool on x86, where libyuv rounds alike.
 
@@ -30,11 +30,11 @@ restoration, Dabov et al. (2007). docs/burst.md has the formulas, burst.h what t
 from ._burst import Burst, FrameReport, Report, Use
 from ._calls import Registration, fuse, register, upscale
 from ._library import Error
-from ._pictures import Frame, Picture, planes
+from ._pictures import Frame, Picture, block, planes
 from ._values import Region
 
 __version__ = "1.2.6"
 __all__ = [
-    "Burst", "Error", "Frame", "FrameReport", "Picture", "Region", "Registration", "Report", "Use", "fuse",
-    "planes", "register", "upscale",
+    "Burst", "Error", "Frame", "FrameReport", "Picture", "Region", "Registration", "Report", "Use", "block",
+    "fuse", "planes", "register", "upscale",
 ]

@@ -2,14 +2,14 @@
 from __future__ import annotations
 
 from dataclasses import dataclass
-from typing import Optional, Sequence, Tuple
+from typing import Optional, Sequence, Tuple, cast
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _library, _pictures
 from ._burst import Burst, FrameReport, Report, Use
-from ._pictures import Frame, Picture
+from ._pictures import AnyFrame, Frame
 from ._progress import Told
 
 
@@ -33,10 +33,10 @@ class _Shares:
         self._told(self._begin + share * self._length)
 
 
-def fuse(frames: Sequence[Frame], scale: float = 2, reference: int = 0, noise: Optional[float] = None,
+def fuse(frames: Sequence[AnyFrame], scale: float = 2, reference: int = 0, noise: Optional[float] = None,
          sharpened: Optional[float] = None, effort: str = "normal",
          threads: int = 0, region: Optional[Sequence[int]] = None, size: Optional[Sequence[int]] = None,
-         progress: Optional[Told] = None) -> Tuple[Picture, Report]:
+         progress: Optional[Told] = None) -> Tuple[AnyFrame, Report]:
     """One picture, `scale` times as large, of one to eight frames of a scene, and the report on it.
 
     frames     grey, RGB or YUV, all of one size; they must not change during the call
@@ -69,12 +69,12 @@ def fuse(frames: Sequence[Frame], scale: float = 2, reference: int = 0, noise: O
             if shares is not None:
                 shares.next()
         picture = burst.render(numbers[reference])
-        return picture, burst.report()
+        return cast(AnyFrame, picture), burst.report()
 
 
-def upscale(image: Frame, scale: float = 2, noise: Optional[float] = None, sharpened: Optional[float] = None,
+def upscale(image: AnyFrame, scale: float = 2, noise: Optional[float] = None, sharpened: Optional[float] = None,
             effort: str = "normal", threads: int = 0, region: Optional[Sequence[int]] = None,
-            size: Optional[Sequence[int]] = None, progress: Optional[Told] = None) -> Picture:
+            size: Optional[Sequence[int]] = None, progress: Optional[Told] = None) -> AnyFrame:
     """One frame, `scale` times as large, cleaned of its noise; arguments as in `fuse`."""
     return fuse([image], scale, 0, noise, sharpened, effort, threads, region, size, progress)[0]
 

@@ -2,7 +2,8 @@
 from __future__ import annotations
 
 import enum
-from typing import Any, Tuple, Union
+import math
+from typing import Any, Tuple, TypeVar, Union
 
 import numpy as np
 
@@ -14,6 +15,7 @@ Samples = _colour.Samples
 Yuv = Tuple[Samples, Samples, Samples]
 Frame = Union[Samples, Yuv]
 Picture = Union[Samples, Yuv]
+AnyFrame = TypeVar("AnyFrame", bound=Frame)  # a picture has the form of its frame
 
 
 class Form(enum.Enum):
@@ -51,6 +53,17 @@ def planes(block: Any, width: int, height: int, layout: str = "nv12") -> Yuv:
     pairs = samples[luma:].reshape(*half, 2)
     first, second = pairs[..., 0], pairs[..., 1]
     return (y, first, second) if layout == "nv12" else (y, second, first)
+
+
+def block(picture: Picture, layout: str = "nv12") -> Samples:
+    """A raw frame of a YUV picture, as `planes` takes it apart: one dimension, for files and other programs."""
+    form, size = form_of(picture)
+    if form is not Form.YUV:
+        raise TypeError(f"a raw frame is made of planes (y, u, v), not of a {form.value} picture")
+    samples = np.empty(size[0] * size[1] + 2 * math.prod(chroma_shape(size)), np.uint8)
+    for target, plane in zip(planes(samples, *size, layout), picture):
+        target[:] = plane
+    return samples
 
 
 def _require_samples(array: Any, name: str) -> None:

@@ -1,6 +1,8 @@
 """The Python package, against the tool and against what can be worked out. Run as a program, it exits with
 77 where NumPy or pytest is missing."""
 import os
+import pathlib
+import pickle
 import re
 import signal
 import sys
@@ -37,7 +39,7 @@ def test_same_bytes_as_the_tool(tmp_path, layout, scale, shape, options, given, 
     assert all(np.shares_memory(plane, block) for frame, block in zip(frames, blocks) for plane in frame)
     picture, report = velmora_sr.fuse(frames, scale, **options)
     assert report.frames_used == count and picture[0].shape == shape
-    assert raw(layout, *picture).tobytes() == expected
+    assert velmora_sr.block(picture, layout).tobytes() == expected
     if count == 1:
         assert same(velmora_sr.upscale(frames[0], scale, **options), picture)
 
@@ -86,7 +88,8 @@ def test_window():
             burst.add(A)
         with pytest.raises(velmora_sr.Error, match="holds 8 frames") as caught:
             burst.add(A)
-        assert caught.value.code == -4
+        copy = pickle.loads(pickle.dumps(caught.value))
+        assert copy.code == caught.value.code == -4 and str(copy) == str(caught.value)
     with pytest.raises(ValueError, match="closed"):
         burst.add(A)
 
@@ -113,6 +116,7 @@ def test_window():
     (ValueError, "left, top", lambda: velmora_sr.upscale(A, 2, region=(0, 0, 9))),
     (ValueError, "grows 1 to 4", lambda: velmora_sr.upscale(A, size=(150, 242))),
     (TypeError, "scale is a number, not '2'", lambda: velmora_sr.upscale(A, "2")),
+    (TypeError, "not of a grey picture", lambda: velmora_sr.block(A)),
     (ValueError, "no nv12 frame of 8x8", lambda: velmora_sr.planes(bytes(95), 8, 8)),
 ])
 def test_what_is_refused(error, text, call):
@@ -206,7 +210,8 @@ def test_the_examples_of_the_readme(tmp_path, monkeypatch, capsys):
     variables = {}
     for code in re.findall("```python\n(.*?)```", (SOURCES / "python" / "README.md").read_text(), re.S):
         exec(code, variables)
-    assert variables["y"].shape == (960, 1280) and variables["report"].frames_used == 3
+    expected, report = velmora_sr.fuse(variables["frames"])
+    assert raw("nv12", *expected).tobytes() == pathlib.Path("big.nv12").read_bytes() and report.frames_used == 3
     assert capsys.readouterr().out.count("% replaced") == 4 and variables["told"].fused
 
 

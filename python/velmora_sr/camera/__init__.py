@@ -23,10 +23,10 @@ latter.
 from __future__ import annotations
 
 import os
-from typing import Optional, Sequence, Tuple, Union
+from typing import Optional, Sequence, Tuple, Union, cast
 
 from .. import _pictures
-from .._pictures import Form, Frame, Picture
+from .._pictures import AnyFrame, Form, Frame
 from .._values import Region, Size, integer, number, region_in, scaled, sides
 from . import _ghosts, _pair, _records, _single
 from ._report import Registration, Report, Residual
@@ -86,8 +86,8 @@ def _pair_of(first: Frame, second: Frame) -> Tuple[Form, Size, _pictures.Yuv, _p
     return form, size, _pictures.to_yuv(first, form, size), _pictures.to_yuv(second, second_form, size)
 
 
-def enlarge(frame: Frame, scale: float = 2, size: Optional[Sequence[int]] = None,
-            region: Optional[Sequence[int]] = None, kernels: Optional[Source] = None) -> Picture:
+def enlarge(frame: AnyFrame, scale: float = 2, size: Optional[Sequence[int]] = None,
+            region: Optional[Sequence[int]] = None, kernels: Optional[Source] = None) -> AnyFrame:
     """One frame, or a region of it, on the grid of a larger picture, in the frame's form.
 
     frame    grey, RGB or YUV; it must not change during the call
@@ -102,13 +102,14 @@ def enlarge(frame: Frame, scale: float = 2, size: Optional[Sequence[int]] = None
     shown = region_in(frame_size, region)
     enlarger = _single.Enlarger(frame_size, shown, _OutputSize(scale, size)(shown), form is not Form.GREY)
     yuv = _pictures.to_yuv(frame, form, frame_size)
-    return _pictures.from_yuv(enlarger.run(yuv, Tuning(kernels=_read(kernels, "kernels")))[0], form)
+    picture, _ = enlarger.run(yuv, Tuning(kernels=_read(kernels, "kernels")))
+    return cast(AnyFrame, _pictures.from_yuv(picture, form))
 
 
-def fuse(first: Frame, second: Frame, scale: float = 2, size: Optional[Sequence[int]] = None,
+def fuse(first: AnyFrame, second: Frame, scale: float = 2, size: Optional[Sequence[int]] = None,
          region: Optional[Sequence[int]] = None, stereo: bool = False,
          ghost: Optional[Tuple[int, int]] = None, configuration: Optional[Source] = None,
-         kernels: Optional[Source] = None, weights: bool = False) -> Tuple[Picture, Report]:
+         kernels: Optional[Source] = None, weights: bool = False) -> Tuple[AnyFrame, Report]:
     """One picture of two frames, in the form of the first, and the report on it.
 
     first          grey, RGB or YUV; the picture shows the part of it that the second shows, too
@@ -144,7 +145,7 @@ def fuse(first: Frame, second: Frame, scale: float = 2, size: Optional[Sequence[
     scene = _records.SCENE_LEFT_RIGHT if stereo else _records.SCENE_LEFT_LEFT
     request = _pair.Request(scene, shown, output, Tuning(xml, _read(kernels, "kernels")), weights)
     picture, report = _pair.fuse_pair(one, two, request, form is not Form.GREY)
-    return _pictures.from_yuv(picture, form), report
+    return cast(AnyFrame, _pictures.from_yuv(picture, form)), report
 
 
 def register(first: Frame, second: Frame, stereo: bool = False) -> Registration:
