@@ -12,10 +12,11 @@ Frames and pictures are arrays of uint8, H rows of W samples, 16 to 65535 each:
     YUV   a tuple (y, u, v) of (H, W) and twice ((H + 1) // 2, (W + 1) // 2)
 
 A picture has the form of its reference frame. YUV and grey frames go to the library where they lie,
-whatever their strides, unless they are transposed, mirrored left to right or repeat samples; `planes`
-makes views of a raw NV12, NV21 or I420 block, `block` makes such a block of a picture. RGB passes through full-range BT.601 (JFIF) 4:2:0: chroma
-is the mean of 2 x 2 pixels, and is interpolated linearly between their centres on the way back. Results
-equal those of `velmora-sr` byte for byte; of RGB, those of the tool on x86, where libyuv rounds alike.
+whatever their strides, unless they are transposed, mirrored left to right or repeat samples. `planes`
+makes views of a raw NV12, NV21 or I420 block, `block` makes such a block of a picture. RGB passes
+through full-range BT.601 (JFIF) 4:2:0: chroma is the mean of 2 x 2 pixels, and is interpolated linearly
+between their centres on the way back. Results equal those of `velmora-sr` byte for byte; of RGB, those
+of the tool on x86, since libyuv rounds otherwise elsewhere.
 
 Calls release the interpreter's lock while the library works. They may be made from any number of
 threads; those on one `Burst` wait for each other. Ctrl-C stops them within about a tenth of a second.

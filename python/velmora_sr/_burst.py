@@ -170,8 +170,8 @@ class Burst:
         with self._lock:
             if self._called:
                 raise RuntimeError("a progress function must not call the burst's methods")
-            self._called = True
             try:
+                self._called = True
                 yield
             finally:
                 self._called = False

@@ -12,7 +12,7 @@ import numpy.typing as npt
 Samples = npt.NDArray[np.uint8]
 
 # Rows that are converted at a time, an even number: what they need in between stays small.
-_STRIP = 64
+_STRIP = 32
 
 
 def _mean(a: npt.NDArray[Any], b: npt.NDArray[Any]) -> npt.NDArray[Any]:
@@ -45,14 +45,18 @@ def _neighbours(first: int, count: int, available: int) -> Tuple[npt.NDArray[np.
     return near, np.clip(near + np.where(pixels % 2, 1, -1), 0, available - 1)
 
 
-def _doubled(plane: Samples, top: int, rows: int, columns: int) -> npt.NDArray[np.int32]:
+def _doubled(plane: Samples, top: int, rows: int, columns: int) -> npt.NDArray[np.int16]:
     """Rows of a chroma plane at the luma samples, less 128: the nearest four count 9, 3, 3 and 1 sixteenths."""
     near, far = _neighbours(top, rows, plane.shape[0])
-    tall = 3 * plane[near].astype(np.uint16) + plane[far]
+    tall = 3 * plane[near].astype(np.int16) + plane[far]
     near, far = _neighbours(0, columns, plane.shape[1])
     far[-1] = near[-1]  # the last column keeps to its own sample where the width is odd, too
-    doubled: npt.NDArray[np.int32] = ((3 * tall[:, near] + tall[:, far] + 8) >> 4).astype(np.int32) - 128
+    doubled: npt.NDArray[np.int16] = ((3 * tall[:, near] + tall[:, far] + 8) >> 4) - 128
     return doubled
+
+
+# 64 times each luma, and a half of what the final shift takes.
+_LUMA = (((np.arange(256) * (0x0101 * 16320)) >> 16) + 32).astype(np.int16)
 
 
 def to_rgb(y: Samples, u: Samples, v: Samples) -> Samples:
@@ -60,12 +64,11 @@ def to_rgb(y: Samples, u: Samples, v: Samples) -> Samples:
     height, width = y.shape
     rgb = np.empty((height, width, 3), np.uint8)
     for top in range(0, height, _STRIP):
-        luma = y[top:top + _STRIP].astype(np.int32)
-        luma = ((luma * (0x0101 * 16320)) >> 16) + 32  # 64 y, and a half of the final shift
+        luma = _LUMA[y[top:top + _STRIP]]
         blue = _doubled(u, top, luma.shape[0], width)
         red = _doubled(v, top, luma.shape[0], width)
         out = rgb[top:top + luma.shape[0]]
-        # 1.402, 0.344, 0.714 and 1.772 with 6 fraction bits.
+        # 1.402, 0.344, 0.714 and 1.772 with 6 fraction bits; all sums are -14432 to 30703.
         out[..., 0] = np.clip((luma + 90 * red) >> 6, 0, 255)
         out[..., 1] = np.clip((luma - 22 * blue - 46 * red) >> 6, 0, 255)
         out[..., 2] = np.clip((luma + 113 * blue) >> 6, 0, 255)

@@ -116,7 +116,8 @@ def test_report(tmp_path):
 def test_tuning(tmp_path):
     kernels, xml = tmp_path / "kernels", SOURCES / "examples" / "zelk-noisy.xml"
     subprocess.run([TOOL, "-q", "kernels", "--phases", "20", "-o", kernels], check=True)
-    expected = tool("fuse", tmp_path, "nv12", (FIRST, SECOND), "--method", "camera", "--config", xml, "--kernel", kernels)
+    expected = tool("fuse", tmp_path, "nv12", (FIRST, SECOND), "--method", "camera", "--config", xml, "--kernel",
+                    kernels)
     for files in ((xml, kernels), (str(xml), kernels.read_bytes())):
         picture, report = camera.fuse(FIRST, SECOND, configuration=files[0], kernels=files[1])
         assert raw("nv12", *picture).tobytes() == expected

@@ -26,9 +26,9 @@ def site(tmp_path_factory):
         pytest.skip("pip or wheel is missing")
     folder = tmp_path_factory.mktemp("pip")
     shutil.copytree(SOURCES / "python", folder / "source", ignore=shutil.ignore_patterns("build", "*.egg-info"))
-    subprocess.run([sys.executable, "-m", "pip", "install", "--quiet", "--no-index", "--no-build-isolation", "--no-deps",
-                    "--disable-pip-version-check", "--target", folder / "site", folder / "source"], check=True,
-                   env={**os.environ, "CC": "false", "CXX": "false"})
+    subprocess.run([sys.executable, "-m", "pip", "install", "--quiet", "--disable-pip-version-check", "--no-index",
+                    "--no-build-isolation", "--no-deps", "--target", folder / "site", folder / "source"],
+                   check=True, env={**os.environ, "CC": "false", "CXX": "false"})
     return folder / "site"
 
 

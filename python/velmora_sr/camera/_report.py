@@ -41,7 +41,7 @@ class Registration:
     matches: npt.NDArray[np.int32]  #: (n, 2): indices of key points of the first and the second frame
     inliers: npt.NDArray[np.bool_]  #: (n,): the matches that agree with the homography
     homography: Optional[npt.NDArray[np.float32]]  #: (3, 3): pixels (x, y, 1) of the first to the second;
-    #: None where too few frames' points matched, else also one that was rejected
+    #: None where too few points matched; there, too, where it was rejected
     rectangle: Optional[Region]  #: of the first frame, which the second covers; None unless registered
     residual: Optional[Residual]  #: None without a rectangle
     milliseconds: Dict[str, float]  #: elapsed times by stage
