@@ -1,5 +1,7 @@
 """The camera path in Python, against `velmora-sr upscale` and `velmora-sr fuse --method camera`."""
 import ctypes
+import itertools
+import math
 import os
 import subprocess
 import threading
@@ -9,7 +11,7 @@ from support import SOURCES, TOOL, blurred, np, pytest, raw, run, same, tool
 
 import velmora_sr
 from velmora_sr import camera
-from velmora_sr.camera import _frames, _records, _session
+from velmora_sr.camera import _frames, _ghosts, _records, _session
 
 
 def view(width, height, left, top):
@@ -68,6 +70,7 @@ def test_fuse_makes_the_bytes_of_the_tool(tmp_path, layout, size, given, options
     for own in ([block(layout, frame, writable=False) for frame in frames], frames):
         picture, report = camera.fuse(*own, **options)
         assert raw(layout, *picture).tobytes() == expected
+        assert same(own[0], view(*size, 0, 0))  # which the library changes, but in a copy
     assert report.fused == (size[0] > 399 and "1,1,60,60" not in given) == (report.reason == "")
 
 
@@ -76,7 +79,11 @@ def test_frames_are_read_where_they_lie():
         frame = block(layout, SMALL)
         assert _frames.block_of(frame, (200, 150))[1:] == (layout, frame[0].ctypes.data)
     y, u, v = block("nv12", SMALL)
-    for frame in (SMALL, block("i420", SMALL), (y, u, u), (y[:, ::-1], u, v), (y, *block("nv12", SMALL)[1:])):
+    padded = np.zeros(200 * 150 + 75 * 216, np.uint8)
+    pairs = padded[200 * 150:].reshape(75, 108, 2)[:, :100]
+    padded[:200 * 150], pairs[..., 0], pairs[..., 1] = y.ravel(), u, v
+    with_gaps = padded[:200 * 150].reshape(150, 200), pairs[..., 0], pairs[..., 1]
+    for frame in (SMALL, with_gaps, block("i420", SMALL), (y, u, u), (y[:, ::-1], u, v), (y, *block("nv12", SMALL)[1:])):
         assert _frames.layout_in_memory(frame) is None
         assert same(velmora_sr.planes(_frames.block_of(frame, (200, 150))[0], 200, 150), frame)
 
@@ -113,13 +120,45 @@ def test_report(tmp_path):
     assert (picture == 90).all() and (report.weights == 255).all()
 
 
+def test_a_motion_that_makes_it_worse_is_not_taken(tmp_path):
+    stripes = np.tile(127 + 100 * np.sin(np.arange(480) / 4), (420, 1)).astype(np.uint8)
+    frames = [(stripes.copy(), *frame[1:]) for frame in (FIRST, SECOND)]
+    for own, frame in zip(frames, (FIRST, SECOND)):  # key points are in this part alone
+        own[0][60:260, 60:320] = frame[0][60:260, 60:320]
+    expected = tool("fuse", tmp_path, "nv12", frames, "--method", "camera")
+    picture, report = camera.fuse(*frames)
+    assert report.registration.stage == "residual" and "differ more than without" in report.reason
+    assert raw("nv12", *picture).tobytes() == expected
+
+
+@pytest.mark.parametrize("height, width, sigma", [(420, 480, 3), (700, 810, 9), (30, 200, 5), (17, 99, 5)])
+def test_noise_by_a_plain_loop(height, width, sigma):
+    plane = np.random.default_rng(9).normal(np.linspace(-40, 270, width), sigma, (height, width))
+    plane = np.clip(np.rint(plane), 0, 255).astype(np.uint8)
+    step = 16 * max(1, math.ceil(math.sqrt((width // 16) * (height // 16) / 2048)))
+    noises = []
+    for y, x in itertools.product(range(1, height - 16, step), range(1, width - 16, step)):
+        part = plane[y - 1:y + 17, x - 1:x + 17].astype(int)
+        if part[1:-1, 1:-1].min() < 4 or part[1:-1, 1:-1].max() > 251:
+            continue
+        values = sorted(abs(sum(weight * part[j + 1 + b, i + 1 + a] for (b, a), weight in zip(
+            itertools.product((-1, 0, 1), repeat=2), (1, -2, 1, -2, 4, -2, 1, -2, 1))))
+            for j in range(16) for i in range(16))
+        median = values[128]
+        fine = median - 0.5 + (128 - values.index(median)) / values.count(median)
+        noises.append(max(fine, 0) / (0.6745 * 6))
+    expected = sorted(noises)[int(0.1 * len(noises))] / 0.88 if noises else 0
+    assert _ghosts.noise_of((plane, plane[:1], plane[:1]), True) == pytest.approx(expected)
+    assert not noises or 0.5 * sigma < expected < 1.5 * sigma
+
+
 def test_tuning(tmp_path):
     kernels, xml = tmp_path / "kernels", SOURCES / "examples" / "zelk-noisy.xml"
     subprocess.run([TOOL, "-q", "kernels", "--phases", "20", "-o", kernels], check=True)
     expected = tool("fuse", tmp_path, "nv12", (FIRST, SECOND), "--method", "camera", "--config", xml, "--kernel",
-                    kernels)
+                    kernels, "--size", "701x503")
     for files in ((xml, kernels), (str(xml), kernels.read_bytes())):
-        picture, report = camera.fuse(FIRST, SECOND, configuration=files[0], kernels=files[1])
+        picture, report = camera.fuse(FIRST, SECOND, size=(701, 503), configuration=files[0], kernels=files[1])
         assert raw("nv12", *picture).tobytes() == expected
     assert f"<LowThr>{report.ghost[0]}</LowThr>" in xml.read_text() and report.ghost != (1, 5)
     assert not same(camera.enlarge(SMALL, kernels=kernels), camera.enlarge(SMALL))
