@@ -4,29 +4,18 @@
 #include <utility>
 
 #include "failure.h"
+#include "mapped_frame.h"
 
 namespace velmora::gst {
 namespace {
 
-// Frames and pictures are described alike; components are reached one by one, whatever shares a
-// plane.
+// Frames and pictures are described alike.
 template <typename Planes>
 Planes planesOf(const GstVideoFrame& frame) {
-  const auto data = [&](guint component) {
-    return static_cast<uint8_t*>(frame.data[GST_VIDEO_FRAME_COMP_PLANE(&frame, component)]) +
-           GST_VIDEO_FRAME_COMP_POFFSET(&frame, component);
-  };
-  Planes planes = {};
-  planes.y = data(GST_VIDEO_COMP_Y);
-  planes.u = data(GST_VIDEO_COMP_U);
-  planes.v = data(GST_VIDEO_COMP_V);
-  planes.yStride = GST_VIDEO_FRAME_COMP_STRIDE(&frame, GST_VIDEO_COMP_Y);
-  planes.uStride = GST_VIDEO_FRAME_COMP_STRIDE(&frame, GST_VIDEO_COMP_U);
-  planes.vStride = GST_VIDEO_FRAME_COMP_STRIDE(&frame, GST_VIDEO_COMP_V);
-  planes.yStep = GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, GST_VIDEO_COMP_Y);
-  planes.uStep = GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, GST_VIDEO_COMP_U);
-  planes.vStep = GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, GST_VIDEO_COMP_V);
-  return planes;
+  const Component y = componentOf(frame, GST_VIDEO_COMP_Y);
+  const Component u = componentOf(frame, GST_VIDEO_COMP_U);
+  const Component v = componentOf(frame, GST_VIDEO_COMP_V);
+  return {y.data, u.data, v.data, y.stride, u.stride, v.stride, y.step, u.step, v.step};
 }
 
 void require(int32_t result, const Velmora_SR_Burst* burst) {

@@ -1,12 +1,12 @@
 #include "camera_enlarger.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <mutex>
 #include <string>
 
 #include "failure.h"
+#include "mapped_frame.h"
 #include "velmora_sr/report.h"
 #include "velmora_sr/velmora_sr.h"
 
@@ -26,63 +26,52 @@ void release(void* block, const char*, int32_t) {
   std::free(block);
 }
 
-int32_t formatOf(const GstVideoFrame& frame) {
-  switch (GST_VIDEO_FRAME_FORMAT(&frame)) {
-    case GST_VIDEO_FORMAT_NV12:
-      return VELMORA_SR_FORMAT_NV12;
-    case GST_VIDEO_FORMAT_NV21:
-      return VELMORA_SR_FORMAT_NV21;
-    default:
-      return VELMORA_SR_FORMAT_PLANAR;
-  }
-}
-
-struct Plane {
-  uint8_t* data;
-  int stride;
-  int rowBytes;
-  int rows;
-};
-
-// The first component of a plane in these formats is the one of the plane's number.
-Plane planeOf(const GstVideoFrame& frame, guint plane) {
-  return {static_cast<uint8_t*>(frame.data[plane]), GST_VIDEO_FRAME_PLANE_STRIDE(&frame, plane),
-          GST_VIDEO_FRAME_COMP_WIDTH(&frame, plane) * GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, plane),
-          GST_VIDEO_FRAME_COMP_HEIGHT(&frame, plane)};
+bool isNv21(const GstVideoFrame& frame) {
+  return GST_VIDEO_FRAME_FORMAT(&frame) == GST_VIDEO_FORMAT_NV21;
 }
 
 std::size_t packedBytes(const GstVideoFrame& frame) {
   return std::size_t(frame.info.width) * std::size_t(frame.info.height) * 3 / 2;
 }
 
-// Where the samples of a frame without padding begin; null for others.
-uint8_t* packed(const GstVideoFrame& frame) {
-  auto* const begin = static_cast<uint8_t*>(frame.data[0]);
-  const uint8_t* next = begin;
-  for (guint i = 0; i < GST_VIDEO_FRAME_N_PLANES(&frame); ++i) {
-    const Plane plane = planeOf(frame, i);
-    if (plane.data != next || plane.stride != plane.rowBytes) return nullptr;
-    next += std::ptrdiff_t{plane.rowBytes} * plane.rows;
-  }
-  return begin;
+// Luma without padding, then pairs of chroma.
+bool isPacked(const GstVideoFrame& frame) {
+  const Component y = componentOf(frame, GST_VIDEO_COMP_Y);
+  const Component first = componentOf(frame, isNv21(frame) ? GST_VIDEO_COMP_V : GST_VIDEO_COMP_U);
+  return first.step == 2 && y.stride == y.width && first.stride == y.width &&
+         first.data == y.data + y.stride * y.height;
 }
 
-// Calls row(samples of the frame, samples of its packed copy, how many) for all rows.
-template <typename Row>
-void forRows(const GstVideoFrame& frame, uint8_t* copy, const Row& row) {
-  for (guint i = 0; i < GST_VIDEO_FRAME_N_PLANES(&frame); ++i) {
-    const Plane plane = planeOf(frame, i);
-    for (int y = 0; y < plane.rows; ++y, copy += plane.rowBytes) {
-      row(plane.data + std::ptrdiff_t{plane.stride} * y, copy, plane.rowBytes);
-    }
-  }
-}
-
-// The frame's samples without padding, where they are or in `copy`, which gets the size for them.
+// Where the library finds the frame or puts the picture: where that is, or `copy`, which gets the
+// size for it.
 uint8_t* packedIn(const GstVideoFrame& frame, std::vector<uint8_t>& copy) {
-  if (uint8_t* samples = packed(frame)) return samples;
+  if (isPacked(frame)) return componentOf(frame, GST_VIDEO_COMP_Y).data;
   copy.resize(packedBytes(frame));
   return copy.data();
+}
+
+// Calls move(sample of the frame, sample of its packed copy) for all samples of a component: each
+// row of the copy has the frame's width.
+template <typename Move>
+void forSamples(const GstVideoFrame& frame, guint component, uint8_t* copy, int step,
+                const Move& move) {
+  const Component all = componentOf(frame, component);
+  for (int y = 0; y < all.height; ++y, copy += frame.info.width) {
+    uint8_t* row = all.data + all.stride * y;
+    for (int x = 0; x < all.width; ++x)
+      move(row[std::ptrdiff_t{x} * all.step], copy[std::ptrdiff_t{x} * step]);
+  }
+}
+
+// And for those of all components. Pairs of chroma are in the order of the frame, planes become
+// NV12: the library's own layout for planes does not treat the last rows as this one does.
+template <typename Move>
+void forAllSamples(const GstVideoFrame& frame, uint8_t* copy, const Move& move) {
+  uint8_t* pairs = copy + std::ptrdiff_t{frame.info.width} * frame.info.height;
+  const int u = isNv21(frame) ? 1 : 0;
+  forSamples(frame, GST_VIDEO_COMP_Y, copy, 1, move);
+  forSamples(frame, GST_VIDEO_COMP_U, pairs + u, 2, move);
+  forSamples(frame, GST_VIDEO_COMP_V, pairs + 1 - u, 2, move);
 }
 
 }  // namespace
@@ -111,14 +100,12 @@ void CameraEnlarger::enlarge(const GstVideoFrame& frame, const GstVideoFrame& pi
   Velmora_SR_InputFrames input = {};
   input.width = frame.info.width;
   input.height = frame.info.height;
-  input.format = formatOf(frame);
+  input.format = isNv21(frame) ? VELMORA_SR_FORMAT_NV21 : VELMORA_SR_FORMAT_NV12;
   input.leftData = packedIn(frame, frameCopy_);
   input.vrDepthEndW = frame.info.width - 1;
   input.vrDepthEndH = frame.info.height - 1;
-  if (input.leftData == frameCopy_.data()) {
-    forRows(frame, frameCopy_.data(), [](const uint8_t* samples, uint8_t* copy, int count) {
-      std::copy_n(samples, count, copy);
-    });
+  if (!isPacked(frame)) {
+    forAllSamples(frame, input.leftData, [](uint8_t sample, uint8_t& copy) { copy = sample; });
   }
   Velmora_SR_OutputFrame output = {};
   output.width = picture.info.width;
@@ -133,10 +120,8 @@ void CameraEnlarger::enlarge(const GstVideoFrame& frame, const GstVideoFrame& pi
     VELMORA_SR_GetReport(handle, &report);
   }
   if (report.written == 0) throw Failure(std::string("the camera path: ") + report.reason);
-  if (output.data == pictureCopy_.data()) {
-    forRows(picture, pictureCopy_.data(), [](uint8_t* samples, const uint8_t* copy, int count) {
-      std::copy_n(copy, count, samples);
-    });
+  if (!isPacked(picture)) {
+    forAllSamples(picture, output.data, [](uint8_t& sample, uint8_t copy) { sample = copy; });
   }
 }
 

@@ -12,7 +12,7 @@ namespace velmora::gst {
 /// The library keeps one handle, tables and threads for the whole process: all elements share them,
 /// and make their pictures one after the other.
 ///
-/// A frame or picture without padding is read or written where it is, any other by a copy.
+/// NV12 and NV21 without padding are read and written where they are, others by way of a copy.
 class CameraEnlarger final : public Enlarger {
  public:
   CameraEnlarger();

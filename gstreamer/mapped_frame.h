@@ -4,6 +4,9 @@
 
 #include <gst/video/video.h>
 
+#include <cstddef>
+#include <cstdint>
+
 #include "failure.h"
 
 namespace velmora::gst {
@@ -26,6 +29,25 @@ class MappedFrame {
  private:
   GstVideoFrame frame_ = {};
 };
+
+/// The samples of Y, U or V, whatever shares a plane: (x, y) lies at data[y * stride + x * step].
+struct Component {
+  uint8_t* data;
+  std::ptrdiff_t stride;
+  int step;
+  int width;
+  int height;
+};
+
+inline Component componentOf(const GstVideoFrame& frame, guint component) {
+  auto* const plane =
+      static_cast<uint8_t*>(frame.data[GST_VIDEO_FRAME_COMP_PLANE(&frame, component)]);
+  return {plane + GST_VIDEO_FRAME_COMP_POFFSET(&frame, component),
+          GST_VIDEO_FRAME_COMP_STRIDE(&frame, component),
+          GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, component),
+          GST_VIDEO_FRAME_COMP_WIDTH(&frame, component),
+          GST_VIDEO_FRAME_COMP_HEIGHT(&frame, component)};
+}
 
 }  // namespace velmora::gst
 
