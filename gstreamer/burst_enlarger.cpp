@@ -1,5 +1,6 @@
 #include "burst_enlarger.h"
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -21,6 +22,7 @@ Planes planesOf(const GstVideoFrame& frame) {
 void require(int32_t result, const Velmora_SR_Burst* burst) {
   if (result == VELMORA_SR_BURST_OK) return;
   if (result == VELMORA_SR_BURST_CANCELLED) throw Cancelled();
+  if (result == VELMORA_SR_BURST_NO_MEMORY) throw std::bad_alloc();
   throw Failure(std::string("the burst stage: ") + VELMORA_SR_BurstMessage(burst));
 }
 

@@ -36,7 +36,7 @@ Settings Element::settings() const {
 void Element::start() {
   cancelled_ = false;
   lateness_.reset();
-  gap_ = false;
+  gap_ = true;
   pushed_ = skipped_ = 0;
 }
 
@@ -68,9 +68,8 @@ bool Element::setSizes(const GstVideoInfo& frame, const GstVideoInfo& picture) {
 
 void Element::apply(const Settings& settings) {
   window_.use(nullptr, settings.before(), settings.behind());  // frees memory for the next one
-  if (const std::string fault = sizeFault(settings.method, frameInfo_, pictureInfo_);
-      !fault.empty()) {
-    throw Failure(fault);
+  if (const std::string reason = fault(settings, frameInfo_, pictureInfo_); !reason.empty()) {
+    throw Failure(reason);
   }
   window_.use(makeEnlarger(settings, frameInfo_, pictureInfo_, cancelled_), settings.before(),
               settings.behind());

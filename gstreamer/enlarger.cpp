@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kSmallestCameraSide = 100;
 constexpr int kLargestCameraSide = 32767;
+constexpr double kLeastSharpened = -0.6;
 
 std::string text(const GstVideoInfo& info) {
   return std::to_string(info.width) + "x" + std::to_string(info.height);
@@ -30,7 +31,8 @@ std::string cameraFault(const GstVideoInfo& info) {
 
 }  // namespace
 
-std::string sizeFault(Method method, const GstVideoInfo& frame, const GstVideoInfo& picture) {
+std::string fault(const Settings& settings, const GstVideoInfo& frame,
+                  const GstVideoInfo& picture) {
   const auto within = [](int from, int to) {
     return from >= VELMORA_SR_BURST_SMALLEST_SIDE && to <= VELMORA_SR_BURST_LARGEST_SIDE &&
            to >= from && int64_t{to} <= int64_t{kLargestScale} * from;
@@ -39,9 +41,12 @@ std::string sizeFault(Method method, const GstVideoInfo& frame, const GstVideoIn
     return "frames of 16x16 and more are enlarged 1 to 4 times, not " + text(frame) + " to " +
            text(picture);
   }
-  if (method == Method::burst) return "";
-  const std::string fault = cameraFault(frame);
-  return fault.empty() ? cameraFault(picture) : fault;
+  if (settings.method == Method::burst) {
+    const bool known = settings.sharpened <= -1 || settings.sharpened >= kLeastSharpened;
+    return known ? "" : "sharpened goes from -0.6 to 1; -1 leaves it to the library";
+  }
+  const std::string ofFrame = cameraFault(frame);
+  return ofFrame.empty() ? cameraFault(picture) : ofFrame;
 }
 
 std::unique_ptr<Enlarger> makeEnlarger(const Settings& settings, const GstVideoInfo& frame,

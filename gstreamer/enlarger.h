@@ -13,7 +13,7 @@
 namespace velmora::gst {
 
 /// Makes pictures of one size of frames of one size. Used by one thread at a time. Everything but
-/// release() throws Failure, or Cancelled.
+/// release() throws Failure, Cancelled or std::bad_alloc.
 class Enlarger {
  public:
   Enlarger() = default;
@@ -34,10 +34,11 @@ class Enlarger {
 };
 
 /// Why pictures of this size cannot be made of such frames; empty when they can.
-std::string sizeFault(Method method, const GstVideoInfo& frame, const GstVideoInfo& picture);
+std::string fault(const Settings& settings, const GstVideoInfo& frame, const GstVideoInfo& picture);
 
+/// For settings and sizes without a fault().
 /// @param stop  ends calls early, with Cancelled, when it becomes true
-/// Throws Failure.
+/// Throws Failure, or std::bad_alloc.
 std::unique_ptr<Enlarger> makeEnlarger(const Settings& settings, const GstVideoInfo& frame,
                                        const GstVideoInfo& picture, const std::atomic<bool>& stop);
 

@@ -224,7 +224,9 @@ bool endsWindow(GstBaseTransform* base, GstEvent* event) {
     case GST_EVENT_SEGMENT: {
       const GstSegment* segment = nullptr;
       gst_event_parse_segment(event, &segment);
-      return !gst_segment_is_equal(segment, &base->segment);
+      GstSegment begun = base->segment;  // all but how far it has gone
+      begun.position = segment->position;
+      return !gst_segment_is_equal(segment, &begun);
     }
     case GST_EVENT_CAPS: {
       GstCaps* caps = nullptr;
