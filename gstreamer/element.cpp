@@ -1,5 +1,6 @@
 #include "element.h"
 
+#include <exception>
 #include <memory>
 #include <new>
 #include <string>
@@ -91,10 +92,10 @@ GstFlowReturn Element::guarded(const Work& work) {
     return work();
   } catch (const Cancelled&) {
     return GST_FLOW_FLUSHING;
-  } catch (const Failure& failure) {
-    GST_ELEMENT_ERROR(&base_, STREAM, FAILED, ("%s", failure.what()), (nullptr));
   } catch (const std::bad_alloc&) {
     GST_ELEMENT_ERROR(&base_, RESOURCE, NO_SPACE_LEFT, ("out of memory"), (nullptr));
+  } catch (const std::exception& failure) {
+    GST_ELEMENT_ERROR(&base_, STREAM, FAILED, ("%s", failure.what()), (nullptr));
   }
   window_.clear();
   return GST_FLOW_ERROR;

@@ -264,6 +264,34 @@ TEST(Element, SaysWhatItCannotDo) {
   }
 }
 
+TEST(Element, RefusesBuffersThatAreNoFrames) {
+  auto frames = drawnFrames(1, 64, 48);
+  Pipeline pipeline("");
+  pipeline.caps("NV12", 64, 48);
+  EXPECT_EQ(pipeline.push(Buffer(gst_buffer_new_allocate(nullptr, 64 * 48, nullptr))),
+            GST_FLOW_ERROR);
+  EXPECT_EQ(pipeline.message(GST_MESSAGE_ERROR), "a buffer is not the frame that its caps tell of");
+  EXPECT_EQ(pipeline.push(frames[0], 0), GST_FLOW_OK);
+  pipeline.end();
+  EXPECT_TRUE(pipeline.pullPicture() == burstOf(frames, 0, 0, 0, 128, 96));
+}
+
+// A source whose pool has no more buffers than are held would wait for ever.
+TEST(Element, AsksForOneBufferMoreThanItHolds) {
+  Pipeline pipeline("window=6");
+  pipeline.caps("NV12", 64, 48);
+  GstCaps* caps = gst_pad_get_current_caps(pipeline.harness()->srcpad);
+  GstQuery* query = gst_query_new_allocation(caps, TRUE);
+  ASSERT_TRUE(gst_pad_peer_query(pipeline.harness()->srcpad, query));
+  ASSERT_GT(gst_query_get_n_allocation_pools(query), 0u);
+  guint least = 0;
+  gst_query_parse_nth_allocation_pool(query, 0, nullptr, nullptr, &least, nullptr);
+  EXPECT_EQ(least, 7u);
+  EXPECT_TRUE(gst_query_find_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr));
+  gst_query_unref(query);
+  gst_caps_unref(caps);
+}
+
 TEST(Element, FinishesTheWindowWhereCapsChange) {
   auto few = drawnFrames(3, 64, 48);
   auto more = drawnFrames(2, 80, 40, 3);

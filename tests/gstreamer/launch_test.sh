@@ -33,6 +33,12 @@ upscale|method=camera-single|video/x-raw
 END
 done
 
+# Elements of one process share the camera path.
+branch=(! queue ! velmorasr method=camera-single ! filesink)
+launch "${source[@]}" ! tee name=t t. "${branch[@]}" location=one t. "${branch[@]}" location=two
+same wanted.i420 one "first of two elements"
+same wanted.i420 two "second of two elements"
+
 # A live source, whose frames come in time: one picture of each, and what is alive at the end is told.
 for properties in window=4 method=camera-single; do
   GST_TRACERS=leaks GST_DEBUG=GST_TRACER:7 GST_DEBUG_NO_COLOR=1 GST_DEBUG_FILE=traced launch \
