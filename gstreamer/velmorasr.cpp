@@ -2,8 +2,6 @@
 
 #include <gst/video/gstvideofilter.h>
 
-#include <new>
-
 #include "element.h"
 #include "output_size.h"
 

@@ -292,6 +292,55 @@ TEST(Element, AsksForOneBufferMoreThanItHolds) {
   gst_caps_unref(caps);
 }
 
+// What follows offers buffers whose rows are further apart.
+GstPadProbeReturn offerPool(GstPad*, GstPadProbeInfo* info, gpointer pool) {
+  GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+  if (GST_QUERY_TYPE(query) != GST_QUERY_ALLOCATION) return GST_PAD_PROBE_OK;
+  GstCaps* caps = nullptr;
+  gst_query_parse_allocation(query, &caps, nullptr);
+  GstVideoInfo sizes;
+  gst_video_info_from_caps(&sizes, caps);
+  GstVideoAlignment spaced;
+  gst_video_alignment_reset(&spaced);
+  spaced.padding_left = spaced.padding_right = spaced.padding_bottom = 32;
+  GstStructure* config = gst_buffer_pool_get_config(GST_BUFFER_POOL(pool));
+  gst_buffer_pool_config_add_option(config, GST_BUFFER_POOL_OPTION_VIDEO_META);
+  gst_buffer_pool_config_add_option(config, GST_BUFFER_POOL_OPTION_VIDEO_ALIGNMENT);
+  gst_buffer_pool_config_set_video_alignment(config, &spaced);
+  gst_video_info_align(&sizes, &spaced);
+  const auto size = static_cast<guint>(sizes.size);
+  gst_buffer_pool_config_set_params(config, caps, size, 0, 0);
+  EXPECT_TRUE(gst_buffer_pool_set_config(GST_BUFFER_POOL(pool), config));
+  gst_query_add_allocation_pool(query, GST_BUFFER_POOL(pool), size, 0, 0);
+  gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
+  return GST_PAD_PROBE_HANDLED;
+}
+
+TEST(Element, WritesIntoTheBuffersOfWhatFollows) {
+  GstBufferPool* pool = gst_video_buffer_pool_new();
+  for (const char* properties : {"", "method=camera-single"}) {
+    auto frames = drawnFrames(1, 104, 100);
+    Picture made(0, 0);
+    {
+      Pipeline pipeline(properties);
+      gst_pad_add_probe(pipeline.harness()->sinkpad, GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, offerPool,
+                        pool, nullptr);
+      pipeline.caps("I420", 104, 100);
+      pipeline.push(frames[0], 0);
+      pipeline.end();
+      const Buffer buffer = pipeline.pull();
+      ASSERT_NE(buffer, nullptr);
+      EXPECT_EQ(buffer->pool, pool);
+      EXPECT_GT(gst_buffer_get_video_meta(buffer.get())->stride[0], 2 * 104);
+      made = pictureOf(buffer.get(), pipeline.outputInfo());
+    }
+    EXPECT_TRUE(made == (*properties == 0 ? burstOf(frames, 0, 0, 0, 208, 200)
+                                          : enlargedByCamera(frames[0], 208, 200)))
+        << properties;
+  }
+  gst_object_unref(pool);
+}
+
 TEST(Element, FinishesTheWindowWhereCapsChange) {
   auto few = drawnFrames(3, 64, 48);
   auto more = drawnFrames(2, 80, 40, 3);
