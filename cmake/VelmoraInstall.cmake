@@ -12,12 +12,8 @@ install(TARGETS velmora_sr EXPORT velmora_srTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/velmora_sr DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 
-# What a program that links the archive needs beside it, where the C compiler does the linking: the
-# libraries that the C++ compiler adds by itself.
-set(cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
-list(REMOVE_ITEM cxx_runtime ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
-list(REMOVE_DUPLICATES cxx_runtime)
-list(TRANSFORM cxx_runtime PREPEND "-l" OUTPUT_VARIABLE pc_private)
+# What a program has to link beside the archive.
+list(TRANSFORM velmora_cxx_runtime PREPEND "-l" OUTPUT_VARIABLE pc_private)
 list(APPEND pc_private -pthread)
 if(ANDROID)
   list(APPEND pc_private -llog)
