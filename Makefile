@@ -15,7 +15,7 @@ deps: ## install the Debian packages that are missing (apt)
 build: ## build library, tool and tests (preset release)
 	@scripts/check build
 
-demo: ## build, fuse noisy frames of a drawn scene, compare: demo/index.html
+demo: ## build, fuse noisy frames of a photo, compare: demo/index.html
 	@scripts/check demo "$(DEMO_DIR)"
 
 test: ## for every change: formatting, lint, all tests, those of input and memory under sanitizers
@@ -42,7 +42,7 @@ bench: ## build and run the benchmarks
 bench-peers: ## run the same jobs by other libraries and print the ratios
 	@scripts/check bench-peers
 
-lint: ## shellcheck and clang-tidy
+lint: ## shellcheck, clang-tidy, mypy
 	@scripts/check lint tidy
 
 format: ## rewrite the sources with clang-format
