@@ -125,7 +125,8 @@ case $1 in
   # same bytes, and meets no name of the inside.
   static)
     "$CMAKE" -S "$SOURCE_DIR" -B "$work/build" -DBUILD_SHARED_LIBS=OFF \
-      -DVELMORA_BUILD_TOOL=OFF -DVELMORA_BUILD_TESTS=OFF >"$work/log" || { cat "$work/log"; fail "configure"; }
+      -DVELMORA_BUILD_TOOL=OFF -DVELMORA_BUILD_GSTREAMER=OFF -DVELMORA_BUILD_TESTS=OFF >"$work/log" ||
+      { cat "$work/log"; fail "configure"; }
     "$CMAKE" --build "$work/build" >"$work/log" || { cat "$work/log"; fail "build"; }
     "$CMAKE" --install "$work/build" --prefix "$work/installed" >"$work/log"
     [[ $(cd "$work/installed/$LIBDIR" && echo lib*) == libvelmora_sr.a ]] || fail "not the archive alone"
