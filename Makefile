@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test test-long test-arm asan tsan bench bench-peers lint format coverage install uninstall clean
+.PHONY: help deps build demo test test-long test-arm asan tsan deb bench bench-peers lint format coverage install uninstall clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -21,7 +21,7 @@ demo: ## build, fuse noisy frames of a photo, compare: demo/index.html
 test: ## for every change: formatting, lint, all tests, those of input and memory under sanitizers
 	@scripts/check all
 
-test-long: ## the rest: all under the sanitizers, built by Clang, ARM under emulation (an hour)
+test-long: ## the rest: all under the sanitizers, built by Clang, ARM under emulation, packages (an hour)
 	@scripts/check long
 
 asan: ## unit and tool tests under the address and undefined-behaviour sanitizers
@@ -32,6 +32,9 @@ tsan: ## unit tests under the thread sanitizer
 
 test-arm: ## unit tests of the ARM builds (32-bit with and without NEON, 64-bit) under emulation
 	@scripts/check arm
+
+deb: ## build the Debian packages into build/deb, examine and try them
+	@scripts/check deb
 
 bench: ## build and run the benchmarks
 	@scripts/check bench
