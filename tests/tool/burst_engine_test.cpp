@@ -43,12 +43,12 @@ TEST(BurstEngine, MoreFramesComeCloserToTheScene) {
   EXPECT_EQ(four.size(), kSize);
   EXPECT_GT(psnr(four.y, clean.y, 8), psnr(one.y, clean.y, 8) + 1);
   EXPECT_EQ(engine.report().framesUsed, 4);
-  EXPECT_EQ(engine.frameReport(first).use, VELMORA_SR_BURST_REFERENCE);
-  EXPECT_EQ(engine.frameReport(last).use, VELMORA_SR_BURST_USED);
+  EXPECT_EQ(engine.verdict(first).use, FrameVerdict::Use::reference);
+  EXPECT_EQ(engine.verdict(last).use, FrameVerdict::Use::used);
   EXPECT_EQ(engine.weights(first).samples, Plane(kSize, 255).samples);
 
   engine.drop(second);
-  EXPECT_THROW(static_cast<void>(engine.frameReport(second)), Failure);
+  EXPECT_THROW(static_cast<void>(engine.verdict(second)), Failure);
   engine.render(first, one);
   EXPECT_EQ(engine.report().framesUsed, 3);
 }

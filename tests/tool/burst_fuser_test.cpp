@@ -65,6 +65,7 @@ TEST(Verdict, IsTextAndJson) {
   EXPECT_EQ(verdictText(frames[0]), "reference, 60 % of the picture");
   EXPECT_NO_THROW(requireAllUsed({frames.data(), 1}));
   frames[1].file = "c.jpg";
+  frames[1].number = 2;
   frames[1].reason = "no motion";
   frames[1].gain = std::numeric_limits<double>::infinity();
   EXPECT_EQ(verdictText(frames[1]), "left out: no motion");

@@ -52,6 +52,13 @@ class FrameReader {
     ahead_.reset();
     return true;
   }
+  /// Passes the next frame over; false at the end. Throws InputBroken for damaged data.
+  bool skip() {
+    const timings::Step step("read");
+    if (!ahead_) return skipFrame();
+    ahead_.reset();
+    return true;
+  }
   /// Reads the first frame now, for next() to deliver: a file that lacks what its header promises
   /// is found out before anybody makes room for its size.
   void readAhead() {
@@ -64,6 +71,10 @@ class FrameReader {
 
  private:
   virtual bool readFrame(Picture& picture) = 0;
+  virtual bool skipFrame() {
+    Picture ignored;
+    return readFrame(ignored);
+  }
 
   std::optional<Picture> ahead_;
 };

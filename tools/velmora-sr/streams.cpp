@@ -155,6 +155,25 @@ std::size_t ByteSource::read(std::span<uint8_t> bytes) {
   return done;
 }
 
+uint64_t ByteSource::skip(uint64_t count) {
+  uint64_t done = std::min<uint64_t>(count, ahead_.size() - aheadBegin_);
+  aheadBegin_ += static_cast<std::size_t>(done);
+  const off_t at = length_ ? lseek(descriptor_, 0, SEEK_CUR) : -1;
+  if (at >= 0) {
+    const uint64_t left = *length_ - std::min(*length_, static_cast<uint64_t>(at));
+    const uint64_t step = std::min(count - done, left);
+    if (lseek(descriptor_, static_cast<off_t>(step), SEEK_CUR) >= 0) return done + step;
+  }
+  std::vector<uint8_t> ignored(std::size_t{1} << 16);
+  while (done < count) {
+    const uint64_t step = std::min<uint64_t>(count - done, ignored.size());
+    const std::size_t got = read(std::span(ignored).first(static_cast<std::size_t>(step)));
+    if (got == 0) break;
+    done += got;
+  }
+  return done;
+}
+
 std::vector<uint8_t> ByteSource::readAll(std::size_t limit) {
   const auto tooLarge = [&] {
     return Failure(name_ + ": is larger than " + std::to_string(limit) + " bytes");

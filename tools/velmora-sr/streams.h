@@ -52,6 +52,8 @@ class ByteSource {
 
   /// Fills `bytes`; returns how many there were (fewer at the end only).
   std::size_t read(std::span<uint8_t> bytes);
+  /// Passes over up to `count` bytes; returns how many there were (fewer at the end only).
+  uint64_t skip(uint64_t count);
   /// Everything that is left; throws Failure above `limit` bytes.
   std::vector<uint8_t> readAll(std::size_t limit);
   /// The text up to the next line feed, which is taken and left out. Nothing at the end; throws

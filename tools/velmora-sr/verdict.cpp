@@ -37,8 +37,8 @@ std::string homographyJson(const FrameVerdict& frame) {
   return result + "]";
 }
 
-std::string frameJson(std::size_t index, const FrameVerdict& frame) {
-  std::string result = "{\"number\":" + std::to_string(index + 1);
+std::string frameJson(const FrameVerdict& frame) {
+  std::string result = "{\"number\":" + std::to_string(frame.number);
   result += ",\"file\":" + jsonString(frame.file);
   result += std::string(",\"use\":\"") + name(frame.use) + '"';
   result += ",\"reason\":" + (frame.reason.empty() ? "null" : jsonString(frame.reason));
@@ -93,23 +93,23 @@ std::string fusionJson(const Fusion& fusion) {
   const Region& r = fusion.region;
   std::string result = "{\"method\":" + jsonString(fusion.method);
   result += ",\"output\":" + jsonString(fusion.output);
-  result += ",\"reference\":" + std::to_string(reference - fusion.frames.begin() + 1);
+  result += ",\"reference\":" + std::to_string(reference->number);
   result += format(
       ",\"region\":{\"left\":%d,\"top\":%d,\"right\":%d,\"bottom\":%d},\"width\":%d,\"height\":%d",
       r.left, r.top, r.right, r.bottom, fusion.size.width, fusion.size.height);
   result += ",\"noise\":" + number(fusion.noise) + ",\"frames\":[";
   for (std::size_t i = 0; i < fusion.frames.size(); ++i) {
     if (i != 0) result += ",";
-    result += frameJson(i, fusion.frames[i]);
+    result += frameJson(fusion.frames[i]);
   }
   return result + "]}\n";
 }
 
 void requireAllUsed(std::span<const FrameVerdict> frames) {
-  for (std::size_t i = 0; i < frames.size(); ++i) {
-    if (frames[i].use != FrameVerdict::Use::leftOut) continue;
-    throw Failure("--strict: frame " + std::to_string(i + 1) + ", " + frames[i].file +
-                  ", was not used: " + frames[i].reason);
+  for (const FrameVerdict& frame : frames) {
+    if (frame.use != FrameVerdict::Use::leftOut) continue;
+    throw Failure("--strict: frame " + std::to_string(frame.number) + ", " + frame.file +
+                  ", was not used: " + frame.reason);
   }
 }
 

@@ -15,6 +15,7 @@ struct FrameVerdict {
   enum class Use { reference, used, leftOut };
 
   std::string file;
+  long number = 1;  ///< of those given, or in the clip
   Use use = Use::leftOut;
   std::string reason;  ///< of a frame that was left out
 

@@ -20,7 +20,8 @@ void addFolderOptions(CLI::App& command, OutputFolder& folder, const char* help,
 void addGeometryOptions(CLI::App& command, FrameOptions& options);
 void addTuningOptions(CLI::App& command, FrameOptions& options);
 /// Those of the burst stage, but for the noise, which goes by several names.
-void addBurstOptions(CLI::App& command, BurstOptions& options);
+void addBurstOptions(CLI::App& command, BurstOptions& options,
+                     const std::string& defaultEffort = "normal");
 
 // Each registers one subcommand. Its work runs as the subcommand's callback, by exceptions of
 // errors.h when it cannot be done.

@@ -131,22 +131,6 @@ std::string scales(Region region, Size size) {
                 along(region.size().height, size.height));
 }
 
-// What the two frames of the camera's calls came to.
-std::array<FrameVerdict, 2> verdictsOf(const FusionResult& result, const std::string& first,
-                                       const std::string& second) {
-  std::array<FrameVerdict, 2> frames;
-  frames[0].file = first;
-  frames[0].use = FrameVerdict::Use::reference;
-  frames[1].file = second;
-  frames[1].reason = result.failure;
-  if (!result.failure.empty()) return frames;
-  frames[1].use = FrameVerdict::Use::used;
-  frames[1].motion = result.largestMotion;
-  frames[1].residualBefore = result.residual.before;
-  frames[1].residualAfter = result.residual.after;
-  return frames;
-}
-
 // --method camera.
 void fusePairOfCamera(const FuseOptions& options) {
   const auto start = std::chrono::steady_clock::now();
@@ -194,7 +178,10 @@ void fusePairOfCamera(const FuseOptions& options) {
            (options.frames.size.empty() ? "" : scales(result.region, out.size)) +
            tool::format(", %.2f s", time.count()) + lossesOf(out);
   });
-  const auto frames = verdictsOf(result, first.reader->name(), second.reader->name());
+  std::array<FrameVerdict, 2> frames = verdictsOf(result);
+  frames[0].file = first.reader->name();
+  frames[1].file = second.reader->name();
+  frames[1].number = 2;
   writeFusionJson(options, {"camera", options.frames.output, result.region, out.size, {}, frames});
   if (options.strict) requireAllUsed(frames);
 }

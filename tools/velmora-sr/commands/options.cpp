@@ -55,7 +55,7 @@ void addGeometryOptions(CLI::App& command, FrameOptions& options) {
       ->type_name("X0,Y0,X1,Y1");
 }
 
-void addBurstOptions(CLI::App& command, BurstOptions& options) {
+void addBurstOptions(CLI::App& command, BurstOptions& options, const std::string& defaultEffort) {
   command
       .add_option("--sharpened", options.sharpened,
                   "By how much the camera sharpened the frames, -0.6 (blurred) to 1; auto goes by "
@@ -63,8 +63,9 @@ void addBurstOptions(CLI::App& command, BurstOptions& options) {
                   "(auto)")
       ->type_name("auto|AMOUNT");
   command
-      .add_option("--effort", options.effort,
-                  "normal, or fast: about half the time, a little less quality (normal)")
+      .add_option(
+          "--effort", options.effort,
+          "normal, or fast: about half the time, a little less quality (" + defaultEffort + ")")
       ->type_name("EFFORT");
 }
 

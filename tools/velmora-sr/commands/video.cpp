@@ -2,21 +2,18 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <map>
+#include <limits>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "clip_end.h"
 #include "commands/commands.h"
 #include "engine/burst_window.h"
-#include "engine/enlarger.h"
-#include "engine/noise.h"
-#include "engine/pair_fuser.h"
-#include "engine/registration.h"
+#include "engine/camera_clip.h"
 #include "errors.h"
 #include "frame_pump.h"
 #include "interrupt.h"
+#include "output_file.h"
 #include "size_limits.h"
 #include "status.h"
 
@@ -34,25 +31,50 @@ constexpr const char* kHelp =
     "what neighbours share, and a frame whose neighbour does not show all of it, or cannot be "
     "registered, is enlarged alone. So are single frames and frames smaller than 400x400. The last "
     "status line tells how many frames were fused.\n"
+    "With --frames the frames asked for are those of a run over the whole clip, byte for byte: "
+    "parts "
+    "of a clip can be made on several machines.\n"
     "A Y4M keeps its range and its header. A signal to stop (Ctrl-C), or input that breaks off, "
     "leaves a clip of the frames done so far.";
 
 constexpr int kDefaultInset = 16;
 constexpr int kDefaultWindow = 3;
 
+// Frames of a clip, counted from 1.
+struct FrameRange {
+  long first = 1;
+  long last = std::numeric_limits<long>::max();
+};
+
 struct Options {
   std::string input;
   std::string method;
   std::string window;
-  std::string effort;
+  std::string range;
+  std::string json;
   std::string inset;
   std::string ghost;
+  BurstOptions burst;
   FrameOptions frames;
 
   [[nodiscard]] bool camera() const { return method == "camera"; }
   [[nodiscard]] int windowFrames() const {
     return window.empty() ? kDefaultWindow
                           : parseNumber("--window", window, 1, BurstWindow::kMostFrames);
+  }
+  [[nodiscard]] FrameRange frameRange() const {
+    FrameRange asked;
+    if (range.empty()) return asked;
+    constexpr int kMost = std::numeric_limits<int>::max();
+    const std::size_t dash = range.find('-');
+    asked.first = parseNumber("--frames", range.substr(0, dash), 1, kMost);
+    if (dash == std::string::npos) {
+      asked.last = asked.first;
+    } else if (dash + 1 < range.size()) {
+      asked.last =
+          parseNumber("--frames", range.substr(dash + 1), static_cast<int>(asked.first), kMost);
+    }
+    return asked;
   }
   [[nodiscard]] bool measureNoise() const {
     return ghost == "auto" || (ghost.empty() && frames.tuning.configuration.empty());
@@ -64,9 +86,8 @@ struct Options {
     }
     refuseOptionsOfOtherMethod();
     static_cast<void>(windowFrames());
-    if (!effort.empty() && effort != "normal" && effort != "fast") {
-      throw UsageError("--effort: \"" + effort + "\" is no effort; give normal or fast");
-    }
+    static_cast<void>(frameRange());
+    burst.check("--noise");
     if (!inset.empty()) parseNumber("--inset", inset, 0, kMaxSide);
     if (!ghost.empty() && ghost != "auto") parseThresholds("--ghost", ghost);
   }
@@ -79,7 +100,9 @@ struct Options {
       const std::string& value;
       bool ofCamera;
     } all[] = {{"--window", window, false},
-               {"--effort", effort, false},
+               {"--noise", burst.noise, false},
+               {"--sharpened", burst.sharpened, false},
+               {"--effort", burst.effort, false},
                {"--inset", inset, true},
                {"--ghost", ghost, true},
                {"--config", frames.tuning.configuration, true},
@@ -92,10 +115,6 @@ struct Options {
     }
   }
 };
-
-bool canRegister(Size size) {
-  return size.width >= kSmallestSide && size.height >= kSmallestSide;
-}
 
 // The library fuses regions with even bounds only.
 Region withEvenBounds(Region region) {
@@ -122,189 +141,79 @@ Region fixedRegion(const Options& options, Size frame) {
   return region;
 }
 
-// What became of the frames. The reasons are a handful of texts, so this stays small.
-class Tally {
+// Frames of a clip up to a last one, or to where it breaks off: that is told when the frames before
+// are written.
+class ClipFrames final : public ClipSource {
  public:
-  void fused(long frame, const FusionResult& result) {
-    ++fused_;
-    replaced_ += result.replacedShare;
-    if (!result.doubt.empty()) count(doubts_, frame, result.doubt);
-  }
-  void alone(long frame, const std::string& reason) {
-    ++alone_;
-    count(reasons_, frame, reason);
-  }
-  [[nodiscard]] std::string summary() const {
-    std::string text = std::to_string(fused_) + " of " + std::to_string(fused_ + alone_) +
-                       (fused_ + alone_ == 1 ? " frame fused" : " frames fused");
-    if (fused_ > 0) {
-      text += format(", de-ghosting replaced %.1f %%", 100 * replaced_ / double(fused_));
-    }
-    for (const auto& [reason, found] : reasons_)
-      text += "; enlarged alone: " + framesOf(found) + " (" + reason + ")";
-    for (const auto& [doubt, found] : doubts_)
-      text += "; doubtful: " + framesOf(found) + " (" + doubt + ")";
-    return text;
-  }
-
- private:
-  struct Reason {
-    long first;
-    long count;
-  };
-  using Reasons = std::map<std::string, Reason>;
-  static void count(Reasons& reasons, long frame, const std::string& reason) {
-    ++reasons.try_emplace(reason, Reason{frame, 0}).first->second.count;
-  }
-  static std::string framesOf(const Reason& found) {
-    return "frame " + std::to_string(found.first) +
-           (found.count > 1 ? " and " + std::to_string(found.count - 1) + " more" : "");
-  }
-
-  long fused_ = 0;
-  long alone_ = 0;
-  double replaced_ = 0;
-  Reasons reasons_;
-  Reasons doubts_;
-};
-
-// Makes one frame of the output at a time, all of one geometry.
-class ClipFuser {
- public:
-  ClipFuser(const Options& options, Size frame, Region region, Size output)
-      : options_(options), frame_(frame), output_(output) {
-    request_.region = region;
-    request_.outputSize = [output](Region) { return output; };
-    request_.tuning = readTuning(options.frames.tuning);
-    request_.keepRegion = true;
-    if (!options.ghost.empty() && options.ghost != "auto") {
-      request_.ghost = parseThresholds("--ghost", options.ghost);
-    }
-    if (!canRegister(frame)) alone_.emplace(frame, region, output, request_.tuning);
-  }
-
-  /// Pictures come in the order of the clip.
-  void fuse(long number, const Picture& picture, const Picture& neighbour, Picture& result) {
-    if (alone_) {
-      alone_->enlarge(picture, result);
-      tally_.alone(number, "frames under " + text(Size{kSmallestSide, kSmallestSide}) +
-                               " are too small to fuse, these are " + text(frame_));
-      return;
-    }
-    if (options_.measureNoise()) {
-      // The neighbour is the next picture, but for the last one.
-      const double noise = neighbourNoise_ ? *neighbourNoise_ : noiseOf(picture);
-      neighbourNoise_ = noiseOf(neighbour);
-      request_.ghost = thresholdsFor(std::max(noise, *neighbourNoise_));
-    }
-    FusionResult fusion = fusePair(picture, neighbour, request_);
-    if (fusion.failure.empty()) {
-      tally_.fused(number, fusion);
-    } else {
-      tally_.alone(number, fusion.failure);
-    }
-    result = std::move(fusion.picture);
-  }
-
-  void enlargeSingle(const Picture& picture, Picture& result) {
-    if (!alone_) alone_.emplace(frame_, request_.region, output_, request_.tuning);
-    alone_->enlarge(picture, result);
-    tally_.alone(1, "the clip has no other");
-  }
-
-  [[nodiscard]] const Tally& tally() const { return tally_; }
-
- private:
-  const Options& options_;
-  Size frame_;
-  Size output_;
-  FusionRequest request_;
-  std::optional<Enlarger> alone_;
-  std::optional<double> neighbourNoise_;
-  Tally tally_;
-};
-
-// The frames of a clip, up to where it ends or breaks off: that is told when the frames before are
-// written.
-class ClipFrames {
- public:
-  explicit ClipFrames(FramePump& pump) : pump_(pump) {}
-  bool next(Picture& picture) {
+  /// What the pump delivers is the first of `range`.
+  ClipFrames(FramePump& pump, FrameRange range)
+      : pump_(pump), number_(range.first - 1), last_(range.last) {}
+  bool next(Picture& picture) override {
+    if (number_ == last_) return false;
     try {
-      return pump_.next(picture);
+      if (!pump_.next(picture)) return false;
     } catch (const InputBroken&) {
       broken_ = std::current_exception();
       return false;
     }
+    ++number_;
+    return true;
   }
+  [[nodiscard]] long number() const override { return number_; }
   void requireWhole() const {
     if (broken_) std::rethrow_exception(broken_);
   }
 
  private:
   FramePump& pump_;
+  long number_;
+  long last_;
   std::exception_ptr broken_;
 };
 
-// Takes the frames that are made to where they go.
-class Made {
- public:
-  Made(FramePump& pump, std::optional<long> total) : pump_(pump), total_(total) {}
-  void put(Picture& result) {
-    pump_.put(result);
-    status().progress(++count_, total_);
-    interrupt::check();
-  }
-  [[nodiscard]] long count() const { return count_; }
-
- private:
-  FramePump& pump_;
-  std::optional<long> total_;
-  long count_ = 0;
+struct Job {
+  FrameReader& reader;
+  FrameWriter& writer;
+  ClipMaker& maker;
+  FrameRange range;
+  OutputFile* json;  // a line for each frame, if not null
+  Fusion fusion;     // what all lines have in common
 };
 
-void makeAll(ClipFrames& frames, Made& made, BurstWindow& window) {
-  Picture frame;
+void makeAll(const Job& job, ClipFrames& frames, FramePump& pump, long passOver) {
+  std::optional<long> total = job.reader.info().frames;
+  if (total) total = std::min(*total, job.range.last) - job.range.first + 1;
+  for (long i = 0; i < passOver; ++i)
+    if (!job.maker.skip(frames)) return;
   Picture result;
-  for (bool more = true;;) {
-    while (more && window.wantsFrame()) {
-      more = frames.next(frame);
-      if (more) window.add(frame);
+  const long wanted = job.range.last - job.range.first;  // and one more, which might be too many
+  for (long made = 0; made <= wanted && job.maker.make(frames, result);) {
+    pump.put(result);
+    if (job.json != nullptr) {
+      Fusion fusion = job.fusion;
+      fusion.noise = job.maker.noise();
+      fusion.frames = job.maker.verdicts();
+      job.json->write(fusionJson(fusion));
     }
-    if (!window.render(result)) return;
-    made.put(result);
-  }
-}
-
-// Fuses frame by frame; three frames of the input are in hand at any time.
-void makeAll(ClipFrames& frames, Made& made, ClipFuser& fuser) {
-  Picture previous;
-  Picture current;
-  Picture next;
-  Picture result;
-  frames.next(current);
-  for (bool more = true; more;) {
-    more = frames.next(next);
-    if (more || made.count() > 0) {
-      fuser.fuse(made.count() + 1, current, more ? next : previous, result);
-    } else {
-      fuser.enlargeSingle(current, result);
-    }
-    made.put(result);
-    std::swap(previous, current);
-    std::swap(current, next);
+    status().progress(++made, total);
+    interrupt::check();
   }
 }
 
 // Frames that are made when a signal or broken input ends the work are still written.
-template <typename Maker>
-void pumpAll(FrameReader& reader, FrameWriter& writer, Maker& maker, long& written) {
-  FramePump pump(reader, writer, written);
+void pumpAll(const Job& job, long& written) {
+  FrameRange read = job.range;
+  read.first = std::max(1L, read.first - job.maker.before());
+  if (read.last != FrameRange().last) read.last += job.maker.behind();
+  for (long number = 1; number < read.first; ++number) {
+    if (!job.reader.skip()) break;
+    interrupt::check();
+  }
+  FramePump pump(job.reader, job.writer, written);
   std::exception_ptr ended;
   try {
-    ClipFrames frames(pump);
-    Made made(pump, reader.info().frames);
-    makeAll(frames, made, maker);
+    ClipFrames frames(pump, read);
+    makeAll(job, frames, pump, job.range.first - read.first);
     frames.requireWhole();
   } catch (const Interrupted&) {
     ended = std::current_exception();
@@ -313,27 +222,37 @@ void pumpAll(FrameReader& reader, FrameWriter& writer, Maker& maker, long& writt
   }
   pump.finish();
   if (ended) std::rethrow_exception(ended);
+  if (written == 0) {
+    throw Failure(job.reader.name() + ": holds no frame " + std::to_string(job.range.first));
+  }
 }
 
-// `summary` tells what the maker made; `shown` how large, and of which part.
-template <typename Maker, typename Summary>
-void makeClip(FrameReader& reader, const OutputRequest& request, const StreamInfo& out,
-              Maker& maker, const Summary& summary, const std::string& shown) {
-  const auto writer = openOutput(request, out);
-  const auto start = std::chrono::steady_clock::now();
-  long done = 0;
-  const std::exception_ptr cut =
-      writeClip(*writer, done, [&] { pumpAll(reader, *writer, maker, done); });
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  status().done([&] {
-    return reader.name() + ": " + summary() + "; " + shown +
-           tool::format(", %.2f s", time.count()) + lossesOf(out);
-  });
-  if (cut) std::rethrow_exception(cut);
+std::unique_ptr<ClipMaker> makerOf(const Options& options, const StreamInfo& in, Region region,
+                                   Size output, const std::string& clip) {
+  if (options.camera()) {
+    CameraClipSettings settings;
+    settings.frame = in.size;
+    settings.region = region;
+    settings.output = output;
+    settings.tuning = readTuning(options.frames.tuning);
+    settings.measureNoise = options.measureNoise();
+    if (!options.ghost.empty() && options.ghost != "auto") {
+      settings.ghost = parseThresholds("--ghost", options.ghost);
+    }
+    return std::make_unique<CameraClip>(settings, clip);
+  }
+  BurstOptions burst = options.burst;
+  if (burst.effort.empty()) burst.effort = "fast";
+  try {
+    return std::make_unique<BurstWindow>(burst.settings(in, region, output), options.windowFrames(),
+                                         clip);
+  } catch (const UsageError& error) {
+    throw UsageError(std::string(error.what()) + "; --method camera takes other sizes, too");
+  }
 }
 
 void run(const Options& options) {
-  options.frames.requireSeparate({}, {{"IN", options.input}});
+  options.frames.requireSeparate({{"--json", options.json}}, {{"IN", options.input}});
   options.check();
   const OutputRequest request = options.frames.outputRequest();
   const auto reader = openInput(options.frames.input(options.input));
@@ -346,27 +265,26 @@ void run(const Options& options) {
   const Region region =
       options.camera() ? fixedRegion(options, in.size) : options.frames.regionIn(in.size);
   const StreamInfo out = outputInfo(in, options.frames.outputSize(region), format);
-  const std::string sizes = text(region.size()) + ") to " + text(out.size);
-  const std::string shown =
-      tool::format("%d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) + sizes;
-  if (options.camera()) {
-    ClipFuser fuser(options, in.size, region, out.size);
-    makeClip(
-        *reader, request, out, fuser, [&] { return fuser.tally().summary(); }, shown);
-    return;
-  }
-  BurstSettings settings;
-  settings.frame = in.size;
-  settings.region = region;
-  settings.output = out.size;
-  settings.fast = options.effort != "normal";
-  if (const std::string fault = BurstEngine::fault(settings); !fault.empty()) {
-    throw UsageError("the burst stage cannot do this: " + fault +
-                     "; --method camera takes other sizes, too");
-  }
-  BurstWindow window(settings, options.windowFrames());
-  makeClip(
-      *reader, request, out, window, [&] { return window.summary(); }, shown);
+  const auto maker = makerOf(options, in, region, out.size, reader->name());
+
+  const auto writer = openOutput(request, out);
+  std::optional<OutputFile> json;
+  if (!options.json.empty()) json.emplace(options.json);
+  const Fusion fusion = {
+      options.camera() ? "camera" : "burst", options.frames.output, region, out.size, {}, {}};
+  const Job job = {*reader, *writer, *maker, options.frameRange(), json ? &*json : nullptr, fusion};
+  const auto start = std::chrono::steady_clock::now();
+  long done = 0;
+  const std::exception_ptr cut = writeClip(*writer, done, [&] { pumpAll(job, done); });
+  if (json) json->commit();
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  status().done([&] {
+    return reader->name() + ": " + maker->summary() +
+           tool::format("; %d,%d,%d,%d (", region.left, region.top, region.right, region.bottom) +
+           text(region.size()) + ") to " + text(out.size) + tool::format(", %.2f s", time.count()) +
+           lossesOf(out);
+  });
+  if (cut) std::rethrow_exception(cut);
 }
 
 }  // namespace
@@ -389,9 +307,21 @@ void addVideo(CLI::App& app) {
                    "behind where N is even (3)")
       ->type_name("N");
   command
-      ->add_option("--effort", options->effort,
-                   "fast, or normal: twice the time, a little more quality (fast)")
-      ->type_name("EFFORT");
+      ->add_option("--frames", options->range,
+                   "Make these frames alone, counted from 1, and as in a run over the whole clip: "
+                   "101-200, 201- to the end, or one (all)")
+      ->type_name("FIRST-LAST");
+  command
+      ->add_option("--json", options->json,
+                   "Also write what became of the frames as JSON, a line for each frame made; - "
+                   "for standard output")
+      ->type_name("FILE");
+  command
+      ->add_option("--noise", options->burst.noise,
+                   "Standard deviation of the luma's noise in grey levels, measured for each frame "
+                   "if auto (auto)")
+      ->type_name("auto|SIGMA");
+  addBurstOptions(*command, options->burst, "fast");
   auto* inset =
       command
           ->add_option("--inset", options->inset,

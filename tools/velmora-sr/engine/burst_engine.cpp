@@ -1,6 +1,7 @@
 #include "engine/burst_engine.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 #include "errors.h"
@@ -122,11 +123,27 @@ void BurstEngine::render(int32_t reference, Picture& picture) {
   std::fill(picture.v.samples.begin(), picture.v.samples.end(), uint8_t{128});
 }
 
-Velmora_SR_BurstFrameReport BurstEngine::frameReport(int32_t number) const {
+FrameVerdict BurstEngine::verdict(int32_t number) const {
   Velmora_SR_BurstFrameReport report = {};
   report.size = sizeof report;
   require(VELMORA_SR_BurstFrameReport(handle_, number, &report), "report");
-  return report;
+  FrameVerdict verdict;
+  if (report.use == VELMORA_SR_BURST_REFERENCE) verdict.use = FrameVerdict::Use::reference;
+  if (report.use == VELMORA_SR_BURST_USED) verdict.use = FrameVerdict::Use::used;
+  if (verdict.use == FrameVerdict::Use::leftOut) verdict.reason = report.reason;
+  verdict.share = report.share;
+  verdict.weight = report.meanWeight;
+  // Where no motion was found there is nothing to tell.
+  if (report.use == VELMORA_SR_BURST_NO_MOTION) return verdict;
+  verdict.homography.emplace();
+  std::copy(std::begin(report.homography), std::end(report.homography),
+            verdict.homography->begin());
+  verdict.motion = largestMotion(*verdict.homography, settings_.frame);
+  verdict.residualBefore = report.residualBefore;
+  verdict.residualAfter = report.residualAfter;
+  verdict.gain = report.gain;
+  verdict.bias = report.bias;
+  return verdict;
 }
 
 Velmora_SR_BurstReport BurstEngine::report() const {

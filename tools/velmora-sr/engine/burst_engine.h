@@ -9,6 +9,7 @@
 
 #include "picture.h"
 #include "velmora_sr/burst.h"
+#include "verdict.h"
 
 namespace velmora::tool {
 
@@ -45,7 +46,8 @@ class BurstEngine {
 
   // Of the last picture.
 
-  [[nodiscard]] Velmora_SR_BurstFrameReport frameReport(int32_t number) const;
+  /// Without a file and a number.
+  [[nodiscard]] FrameVerdict verdict(int32_t number) const;
   [[nodiscard]] Velmora_SR_BurstReport report() const;
   /// How much a frame counted at each of the reference's samples: 255 as much as the reference.
   [[nodiscard]] Plane weights(int32_t number) const;

@@ -2,35 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 namespace velmora::tool {
 namespace {
 
 bool goesIn(const BurstFrame& frame) {
   return frame.leftOut.empty();
-}
-
-FrameVerdict verdictOf(const BurstFrame& frame, const Velmora_SR_BurstFrameReport& report,
-                       Size size) {
-  FrameVerdict verdict;
-  verdict.file = frame.file;
-  if (report.use == VELMORA_SR_BURST_REFERENCE) verdict.use = FrameVerdict::Use::reference;
-  if (report.use == VELMORA_SR_BURST_USED) verdict.use = FrameVerdict::Use::used;
-  if (verdict.use == FrameVerdict::Use::leftOut) verdict.reason = report.reason;
-  verdict.share = report.share;
-  verdict.weight = report.meanWeight;
-  // Where no motion was found there is nothing to tell.
-  if (report.use == VELMORA_SR_BURST_NO_MOTION) return verdict;
-  verdict.homography.emplace();
-  std::copy(std::begin(report.homography), std::end(report.homography),
-            verdict.homography->begin());
-  verdict.motion = largestMotion(*verdict.homography, size);
-  verdict.residualBefore = report.residualBefore;
-  verdict.residualAfter = report.residualAfter;
-  verdict.gain = report.gain;
-  verdict.bias = report.bias;
-  return verdict;
 }
 
 }  // namespace
@@ -70,16 +47,14 @@ BurstResult fuseBurst(const std::vector<BurstFrame>& frames, std::size_t referen
   result.used = report.framesUsed;
   for (std::size_t i = 0; i < frames.size(); ++i) {
     if (goesIn(frames[i])) {
-      const auto frameReport = engine.frameReport(numbers[i]);
-      result.verdicts.push_back(verdictOf(frames[i], frameReport, settings.frame));
+      result.verdicts.push_back(engine.verdict(numbers[i]));
       if (wantWeights) result.weights.push_back(engine.weights(numbers[i]));
     } else {
-      FrameVerdict verdict;
-      verdict.file = frames[i].file;
-      verdict.reason = frames[i].leftOut;
-      result.verdicts.push_back(verdict);
+      result.verdicts.emplace_back().reason = frames[i].leftOut;
       if (wantWeights) result.weights.emplace_back(settings.frame);
     }
+    result.verdicts.back().file = frames[i].file;
+    result.verdicts.back().number = static_cast<long>(i) + 1;
   }
   return result;
 }

@@ -4,54 +4,62 @@
 
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "engine/burst_engine.h"
+#include "engine/clip_maker.h"
 
 namespace velmora::tool {
 
-/// Takes the frames of a clip in their order and makes a picture around each of them, of one
-/// geometry, from the frames of a window around it: as many before as behind, one more behind where
-/// their number is even, fewer at the ends of the clip. Frames that show something else, as behind
-/// a cut, are left out by the burst stage. No more frames than the window has are held.
-class BurstWindow {
+/// Makes each frame of a clip from a window around it: as many frames before as behind, one more
+/// behind where their number is even, fewer at the ends of the clip. Frames that show something
+/// else, as behind a cut, are left out by the burst stage. No more frames than the window has are
+/// held.
+class BurstWindow final : public ClipMaker {
  public:
   static constexpr int kMostFrames = 7;
 
-  BurstWindow(const BurstSettings& settings, int frames);
+  /// `clip` is the file that verdicts name.
+  BurstWindow(const BurstSettings& settings, int frames, std::string clip);
 
-  /// Whether the next picture is better made when a further frame has been added.
-  [[nodiscard]] bool wantsFrame() const { return next_ + behind_ >= held_.size(); }
-
-  /// Takes over a frame, and leaves memory for another.
-  void add(Picture& frame);
-
-  /// Makes the picture around the next frame; false when there is none.
-  bool render(Picture& result);
+  [[nodiscard]] long before() const override { return before_; }
+  [[nodiscard]] long behind() const override { return behind_; }
+  bool skip(ClipSource& frames) override;
+  bool make(ClipSource& frames, Picture& result) override;
+  [[nodiscard]] const std::vector<FrameVerdict>& verdicts() const override { return verdicts_; }
+  /// Of luma in the last picture, in grey levels.
+  [[nodiscard]] std::optional<double> noise() const override { return engine_.report().noise; }
 
   /// "12 frames, each from 2.7 of 3 on average, 1 cut seen (before frame 7)"
-  [[nodiscard]] std::string summary() const;
+  [[nodiscard]] std::string summary() const override;
 
  private:
   struct Held {
     Picture picture;
-    int32_t number;
+    int32_t id;
+    long number;
   };
 
+  bool fill(ClipSource& frames);
+  void advance();
   void look();
-  [[nodiscard]] bool leftOut(std::size_t index) const;
 
   BurstEngine engine_;
-  std::size_t before_;
-  std::size_t behind_;
+  std::string clip_;
+  long before_;
+  long behind_;
   std::deque<Held> held_;  // frames stay where they are while others come and go at the ends
   std::size_t next_ = 0;   // index of the frame that is made next
+  bool ended_ = false;
   Picture spare_;
+  std::vector<FrameVerdict> verdicts_;
 
   long pictures_ = 0;
   long used_ = 0;  // frames of all pictures
   long cuts_ = 0;
-  long firstCut_ = 0;            // counted from 1: the frame behind it
+  long firstCut_ = 0;            // the frame behind it
   bool nextWasLeftOut_ = false;  // of the last picture
 };
 

@@ -197,4 +197,16 @@ FusionResult fusePair(const Picture& first, const Picture& second, const FusionR
   return alone;
 }
 
+std::array<FrameVerdict, 2> verdictsOf(const FusionResult& result) {
+  std::array<FrameVerdict, 2> frames;
+  frames[0].use = FrameVerdict::Use::reference;
+  frames[1].reason = result.failure;
+  if (!result.failure.empty()) return frames;
+  frames[1].use = FrameVerdict::Use::used;
+  frames[1].motion = result.largestMotion;
+  frames[1].residualBefore = result.residual.before;
+  frames[1].residualAfter = result.residual.after;
+  return frames;
+}
+
 }  // namespace velmora::tool

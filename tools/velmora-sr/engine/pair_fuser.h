@@ -2,6 +2,7 @@
 #ifndef VELMORA_TOOL_ENGINE_PAIR_FUSER_H
 #define VELMORA_TOOL_ENGINE_PAIR_FUSER_H
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -12,6 +13,7 @@
 #include "engine/tuning.h"
 #include "picture.h"
 #include "velmora_sr/velmora_sr.h"
+#include "verdict.h"
 
 namespace velmora::tool {
 
@@ -51,6 +53,9 @@ struct FusionResult {
 /// from the first frame alone, as Enlarger does it. Both frames have one size. Throws Failure when
 /// the library could not do it, and what `outputSize` throws.
 FusionResult fusePair(const Picture& first, const Picture& second, const FusionRequest& request);
+
+/// What the two frames came to, without files and numbers.
+std::array<FrameVerdict, 2> verdictsOf(const FusionResult& result);
 
 }  // namespace velmora::tool
 

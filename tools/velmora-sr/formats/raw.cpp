@@ -31,12 +31,19 @@ class RawReader final : public FrameReader {
 
  private:
   bool readFrame(Picture& picture) override {
-    const std::size_t got = readFrameBytes(*source_, layout_.frameBytes(), frame_);
+    if (!isFrame(readFrameBytes(*source_, layout_.frameBytes(), frame_))) return false;
+    unpackRaw(layout_, frame_.data(), picture);
+    return true;
+  }
+
+  bool skipFrame() override { return isFrame(source_->skip(layout_.frameBytes())); }
+
+  // Whether so many bytes are one; false at the end.
+  bool isFrame(uint64_t got) {
     if (got == 0 && any_) return false;
     if (got != layout_.frameBytes()) {
       throw InputBroken(wrongLength(std::to_string(got) + " bytes in its last frame"));
     }
-    unpackRaw(layout_, frame_.data(), picture);
     any_ = true;
     return true;
   }

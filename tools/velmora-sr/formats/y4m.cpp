@@ -70,6 +70,25 @@ class Y4mReader final : public FrameReader {
 
  private:
   bool readFrame(Picture& picture) override {
+    if (!readHeader()) return false;
+    const std::size_t wanted = frameBytes(layout_, info_.grey);
+    requireWhole(readFrameBytes(*source_, wanted, frame_));
+    // Chroma without colour stands behind luma.
+    if (info_.grey) frame_.resize(layout_.frameBytes(), 128);
+    unpackRaw(layout_, frame_.data(), picture);
+    frame_.resize(wanted);
+    picture.range = info_.range;
+    picture.grey = info_.grey;
+    return true;
+  }
+
+  bool skipFrame() override {
+    if (!readHeader()) return false;
+    requireWhole(source_->skip(frameBytes(layout_, info_.grey)));
+    return true;
+  }
+
+  bool readHeader() {
     const auto line = source_->readLine(kMaxHeader);
     if (!line) {
       if (count_ == 0) throw Failure(source_->name() + ": holds no frame");
@@ -79,20 +98,16 @@ class Y4mReader final : public FrameReader {
       throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) +
                         " does not begin with \"FRAME\"");
     }
-    const std::size_t wanted = frameBytes(layout_, info_.grey);
-    const std::size_t got = readFrameBytes(*source_, wanted, frame_);
-    if (got != wanted) {
-      throw InputBroken(source_->name() + ": frame " + std::to_string(count_ + 1) + " ends after " +
-                        std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
-    }
-    // Chroma without colour stands behind luma.
-    if (info_.grey) frame_.resize(layout_.frameBytes(), 128);
-    unpackRaw(layout_, frame_.data(), picture);
-    frame_.resize(wanted);
-    picture.range = info_.range;
-    picture.grey = info_.grey;
-    ++count_;
     return true;
+  }
+
+  // Counts a frame of which so many bytes were there.
+  void requireWhole(uint64_t got) {
+    ++count_;
+    const std::size_t wanted = frameBytes(layout_, info_.grey);
+    if (got == wanted) return;
+    throw InputBroken(source_->name() + ": frame " + std::to_string(count_) + " ends after " +
+                      std::to_string(got) + " of " + std::to_string(wanted) + " bytes");
   }
 
   std::unique_ptr<ByteSource> source_;
