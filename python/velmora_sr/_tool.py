@@ -10,11 +10,11 @@ import socket
 import subprocess
 import time
 import uuid
-from typing import Any, Callable, Sequence
+from typing import Any, Callable, Dict, Iterable, Iterator, Sequence
 
 from ._library import _candidates as libraries
 
-Record = "dict[str, Any]"
+Record = Dict[str, Any]
 
 _NAME = "velmora-sr"
 
@@ -71,72 +71,92 @@ def describe(path: str) -> list[object]:
     return [os.path.basename(path), about.st_size, about.st_mtime_ns]
 
 
-def record_of(output: str) -> Record | None:
-    """How a file was made, if that is known."""
-    try:
-        with open(output + ".json", encoding="utf-8") as file:
-            record = json.load(file)
-    except (FileNotFoundError, ValueError):
-        return None
-    return record if isinstance(record, dict) else None
-
-
 def make(command: str, inputs: Sequence[str], arguments: Sequence[str], output: str, run_id: str) -> Record:
-    """Has the tool make a file. See `produce`."""
-    def work(path: str) -> dict[str, Any]:
-        report = json.loads(run(command, *arguments, "-o", path, "--json", "-", "--", *inputs))
-        report.pop("output", None)  # where it was made, not where it is
-        return report
+    """Has the tool make a file from others. See `produce`."""
+    def work(path: str) -> Iterator[str]:
+        for line in run(command, *arguments, "-o", path, "--json", "-", "--", *inputs).splitlines():
+            report = json.loads(line)
+            del report["output"]  # where it was made, not where it is
+            yield json.dumps(report) + "\n"
 
-    return produce(work, {"command": command, "arguments": list(arguments),
-                          "inputs": [describe(path) for path in inputs]}, output, run_id)
+    return produce(work, origin(command, inputs, arguments), output, run_id)
 
 
-def produce(work: Callable[[str], dict[str, Any]], origin: dict[str, Any], output: str,
-            run_id: str) -> Record:
+def origin(command: str, inputs: Sequence[str], arguments: Sequence[str]) -> Record:
+    """How a file is made, as records have it."""
+    return {"command": command, "arguments": list(arguments), "inputs": [_describe(path) for path in inputs]}
+
+
+def _describe(path: str) -> list[object]:
+    """By what a file is known again: its name, size and time of change."""
+    about = os.stat(path)
+    return [os.path.basename(path), about.st_size, about.st_mtime_ns]
+
+
+def produce(work: Callable[[str], Iterable[str]], origin: Record, output: str, run_id: str) -> Record:
     """Calls `work` with the path of a file to make, and moves that file to `output`.
 
-    The report that `work` returns goes into the record, beside the output: how it was made (`origin`), by
-    which run, where and how long. The record is there before the output is. An output that is there
-    already is left alone: with a record of the same origin it is the one that is asked for, else the job is
+    The record beside the output is there first: a line of its `origin`, the run, the machine and the time it
+    took, which is returned, and then the lines that `work` gives, one for each picture. An output that is
+    there already is left alone: if it has the same origin it is the one that is asked for, else the job is
     refused.
     """
-    if os.path.lexists(output):
-        record = record_of(output)
-        if record is None:
-            raise Refused(f"{output}: exists already, and nothing tells how it was made")
-        if any(record.get(key) != value for key, value in origin.items()):
-            raise Refused(f"{output}: exists already, made of other inputs or with other options")
-        return record
     folder, name = os.path.split(output)
     # Of this output alone: a try that comes after one whose worker was killed removes what is left of it.
     scratch = os.path.join(folder, f".{name}.making")
     shutil.rmtree(scratch, ignore_errors=True)
+    if os.path.lexists(output):
+        return known(output, origin)
     os.makedirs(scratch, exist_ok=True)
     try:
         made = os.path.join(scratch, uuid.uuid4().hex + os.path.splitext(name)[1])
         start = time.monotonic()
-        report = work(made)
+        report = list(work(made))
         record = {**origin, "run": run_id, "host": socket.gethostname(),
-                  "seconds": round(time.monotonic() - start, 3), "report": report}
-        with open(made + ".json", "w", encoding="utf-8") as file:
-            json.dump(record, file)
-            file.write("\n")
+                  "seconds": round(time.monotonic() - start, 3)}
+        with open(_record_path(made), "w", encoding="utf-8") as file:
+            file.write(json.dumps(record) + "\n")
+            file.writelines(report)
             file.flush()
             os.fsync(file.fileno())
-        if not os.path.lexists(output):
-            os.replace(made + ".json", output + ".json")
-        _place(made, output)
+        if os.path.lexists(output):
+            return known(output, origin)
+        os.replace(_record_path(made), _record_path(output))
+        return record if _place(made, output) else known(output, origin)
     finally:
         shutil.rmtree(scratch, ignore_errors=True)
+
+
+def known(output: str, origin: Record) -> Record:
+    """The record of an output that is there. Refuses one that is of another origin."""
+    try:
+        with open(_record_path(output), encoding="utf-8") as file:
+            record = json.loads(file.readline())
+        same = all(record[key] == value for key, value in origin.items())
+    except (FileNotFoundError, ValueError, KeyError, TypeError) as error:
+        raise Refused(f"{output}: exists already, and nothing tells how it was made") from error
+    if not same:
+        raise Refused(f"{output}: exists already, made of other inputs or with other options")
     return record
 
 
-def _place(made: str, output: str) -> None:
-    """Gives a finished file its name, which it takes from no other file."""
+def report_of(output: str) -> Iterator[str]:
+    """What the tool has told of each picture, a line of JSON for each."""
+    with open(_record_path(output), encoding="utf-8") as file:
+        file.readline()
+        yield from file
+
+
+def _record_path(output: str) -> str:
+    return output + ".jsonl"
+
+
+def _place(made: str, output: str) -> bool:
+    """Gives a finished file its name, unless another has it."""
     try:
         os.link(made, output)
-    except FileExistsError as error:
-        raise Refused(f"{output}: exists already, another process has made it meanwhile") from error
+    except FileExistsError:
+        return False
     except OSError:  # a file system without links
         os.rename(made, output)
+    return True
