@@ -15,7 +15,7 @@ deps: ## install the Debian packages that are missing (apt)
 build: ## build library, tool and tests (preset release)
 	@scripts/check build
 
-demo: ## build, fuse noisy frames of a drawn scene, compare: demo/index.html
+demo: ## build, fuse noisy frames of a photo, compare: demo/index.html
 	@scripts/check demo "$(DEMO_DIR)"
 
 test: ## for every change: formatting, lint, all tests, those of input and memory under sanitizers

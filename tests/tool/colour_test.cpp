@@ -100,7 +100,7 @@ TEST(Colour, RangesConvertBothWays) {
 TEST(Colour, ChromaIsTheMeanOfItsBlock) {
   Plane plane({4, 2});
   plane.samples = {10, 20, 100, 101, 30, 40, 102, 103};
-  const Plane half = resizedChroma(plane, {2, 1});
+  const Plane half = reduced(plane, {2, 1});
   EXPECT_NEAR(half.samples[0], 25, 1);
   EXPECT_NEAR(half.samples[1], 102, 1);
 }

@@ -66,6 +66,20 @@ fuse, four frames|fuse, two frames|0.3|0.005
 fuse, two frames|fuse --method camera, two|0.5|0.01
 moving ball, fuse, four|moving ball, bicubic|0.3|0
 END
+# A photo is a scene, too: its middle, reduced until it just covers the truth.
+ok "$tool" upscale a/b/truth.png --size 2640x1980 -o photo.png
+ok "$tool" demo photo --photo photo.png
+cp messages told
+higher "$(quality 'fuse, four frames' 1)" "$(quality 'bicubic, one frame' 1)" 2 'PSNR of a photo'
+for folder in a/b photo; do
+  "$tool" upscale $folder/truth.png --region 200,200,1063,743 --scale 1 -o - --output-format nv12 2>messages >$folder.nv12
+done
+python3 -c 'import sys
+a, b = (open(name, "rb").read()[:864 * 544] for name in sys.argv[1:])
+mse = sum((x - y) ** 2 for x, y in zip(a, b)) / len(a)
+sys.exit(not 0 < mse < 100 and f"mean square difference: {mse}")' a/b.nv12 photo.nv12 || fail 'the middle of the photo is another'
+refused 1 'is 640x480, the demo wants 1280x960 and more' demo d --photo a/b/frame.png
+[ ! -e d ] || fail 'a refused demo has made its folder'
 # The same on every run, and silence when asked for.
 "$tool" --quiet demo c >data 2>messages || fail "quiet demo"
 if [ -s data ] || [ -s messages ]; then fail "--quiet says something"; fi

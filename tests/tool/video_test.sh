@@ -207,5 +207,5 @@ refused 2 '--window goes with --method burst, not with camera' video clip.y4m -o
 refused 2 '--ghost goes with --method camera, not with burst' video clip.y4m -o a.y4m --ghost 3,4
 refused 2 'it enlarges 1 to 4 times, not 460x448 to 400x896' video clip.y4m -o a.y4m --size 400x896
 refused 2 '--region excludes --inset' video --method camera clip.y4m -o a.y4m --inset 4 --region 0,0,400,400
-[ ! -e a.y4m ] && [ ! -e a.json ] || fail "a.y4m was left behind"
+if [ -e a.y4m ] || [ -e a.json ]; then fail "a.y4m or a.json was left behind"; fi
 finish

@@ -100,7 +100,7 @@ void convertRange(Picture& picture, Range wanted) {
   picture.range = wanted;
 }
 
-Plane resizedChroma(const Plane& plane, Size wanted) {
+Plane reduced(const Plane& plane, Size wanted) {
   if (plane.size == wanted) return plane;
   Plane result(wanted);
   libyuv::ScalePlane(plane.samples.data(), plane.size.width, plane.size.width, plane.size.height,

@@ -21,8 +21,8 @@ void toRgb(const Picture& picture, int firstRow, int rows, std::span<uint8_t> rg
 /// Rescales samples between full and limited range; nothing to do when the range is already right.
 void convertRange(Picture& picture, Range wanted);
 
-/// Reduces a chroma plane to `wanted`, of half its height and its width or half of it (area mean).
-Plane resizedChroma(const Plane& plane, Size wanted);
+/// Reduces a plane by the mean of areas; `wanted` is no larger than the plane on either axis.
+Plane reduced(const Plane& plane, Size wanted);
 
 enum class ChromaOrder { uv, vu };
 

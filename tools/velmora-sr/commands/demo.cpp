@@ -1,4 +1,4 @@
-// velmora-sr demo: noisy frames of a drawn scene, fused and compared with the truth.
+// velmora-sr demo: noisy frames of a scene, fused and compared with the truth.
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -13,12 +13,14 @@
 #include "demo/camera.h"
 #include "demo/comparison.h"
 #include "demo/page.h"
+#include "demo/photo.h"
 #include "demo/quality.h"
 #include "demo/reference.h"
 #include "demo/scene.h"
 #include "engine/burst_fuser.h"
 #include "engine/enlarger.h"
 #include "engine/pair_fuser.h"
+#include "engine/sharpness.h"
 #include "errors.h"
 #include "formats/png.h"
 #include "interrupt.h"
@@ -31,7 +33,8 @@ namespace velmora::tool {
 namespace {
 
 constexpr const char* kHelp =
-    "Draws a scene with a ball that moves, takes four noisy frames of half the size with a camera "
+    "Draws a scene, or takes a photo (--photo), lets a ball move before it, takes four noisy "
+    "frames of half the size with a camera "
     "that shakes, and makes pictures of one, two and four of them as 'velmora-sr upscale --denoise "
     "auto' and 'velmora-sr fuse' do. Writes into DIR (made if missing): truth.png, the scene; "
     "frame.png, second.png, third.png and fourth.png, the frames; one.png, two.png and four.png, "
@@ -44,6 +47,7 @@ constexpr const char* kHelp =
     "needs no other file. Tells PSNR and "
     "SSIM against the truth.";
 
+constexpr Size kTruth = {1280, 960};
 constexpr Size kFrame = {640, 480};
 constexpr double kNoise = 8;
 // Half a pixel and 0.06 degrees: frames of this size are registered at a quarter of it, which finds
@@ -113,9 +117,7 @@ struct Frames {
   std::vector<BurstFrame> taken;
 };
 
-Frames takeFrames() {
-  const Canvas scene = sceneTruth();
-  interrupt::check();
+Frames takeFrames(const Canvas& scene) {
   Frames frames;
   for (std::size_t i = 0; i < kShakes.size(); ++i) {
     const Picture truth = withBall(scene, kBalls[i]);
@@ -223,7 +225,40 @@ PageRow row(const char* name, const Quality& quality) {
   return {name, format("%.2f", quality.psnr), format("%.4f", quality.ssim)};
 }
 
-Canvas comparisonOf(const Results& results, const Measured& measured) {
+constexpr Size kDetailSize = {168, 132};
+
+bool nearBall(Detail detail) {
+  return std::any_of(kBalls.begin(), kBalls.end(), [&](Point ball) {
+    const float x = ball.x - static_cast<float>(detail.left);
+    const float y = ball.y - static_cast<float>(detail.top);
+    return x > -kBallRadius && x < kBallRadius + static_cast<float>(kDetailSize.width) &&
+           y > -kBallRadius && y < kBallRadius + static_cast<float>(kDetailSize.height);
+  });
+}
+
+// Parts of the scene to look at, in pixels of the truth: the ball in both frames, then those with
+// most detail, one of each third of the width.
+std::array<Detail, 4> detailsOf(const Plane& truth) {
+  std::array<Detail, 4> details = {Detail{646, 280}};
+  const int columns = truth.size.width / kDetailSize.width;
+  const int rows = truth.size.height / kDetailSize.height;
+  std::array<double, 4> best = {};
+  for (int row = 0; row < rows; ++row) {
+    for (int column = 0; column < columns; ++column) {
+      const Detail detail = {column * kDetailSize.width, row * kDetailSize.height};
+      if (nearBall(detail)) continue;
+      const auto third = static_cast<std::size_t>(1 + 3 * column / columns);
+      const double sharpness = sharpnessOf(cut(truth, detail.left, detail.top, kDetailSize));
+      if (sharpness <= best[third]) continue;
+      best[third] = sharpness;
+      details[third] = detail;
+    }
+  }
+  return details;
+}
+
+Canvas comparisonOf(const Results& results, const Measured& measured,
+                    std::array<Detail, 4> details) {
   const FusionResult& fusion = results.fusion;
   const auto shown = [&](const BurstResult& result) {
     return cut(result.picture, 2 * fusion.region.left, 2 * fusion.region.top,
@@ -239,23 +274,34 @@ Canvas comparisonOf(const Results& results, const Measured& measured) {
       Panel{"Burst of four", brief(measured.four), &four},
       Panel{"Truth", "of the first frame", &results.truth},
   };
-  // In pixels of the truth: the ball in both frames, edges, leaves, the map.
-  std::array details = {Detail{646, 280}, Detail{380, 470}, Detail{1000, 60}, Detail{40, 770}};
   for (Detail& detail : details) {
     detail.left = std::max(detail.left - 2 * fusion.region.left, 0);
     detail.top = std::max(detail.top - 2 * fusion.region.top, 0);
   }
-  return sideBySide(panels, details, {168, 132}, 2);
+  return sideBySide(panels, details, kDetailSize, 2);
 }
 
-void run(const std::string& folder) {
+struct Options {
+  std::string folder;
+  std::string photo;
+};
+
+// The drawn scene keeps the parts that show what it has: edges, leaves, the map.
+std::array<Detail, 4> detailsOf(const Options& options, const Plane& truth) {
+  if (!options.photo.empty()) return detailsOf(truth);
+  return {Detail{646, 280}, Detail{380, 470}, Detail{1000, 60}, Detail{40, 770}};
+}
+
+void run(const Options& options) {
+  const std::string& folder = options.folder;
   requireFree(folder);
   const std::filesystem::path base(folder);
   for (const char* name : {"truth.png", "frame.png", "second.png", "bicubic.png", "enlarged.png",
                            "fused.png", "mask.png", "comparison.png", "index.html"})
     requireReplaceable((base / name).string());
   requireAcceptable(kSceneSize, (base / "truth.png").string());
-  const Frames frames = takeFrames();
+  const Frames frames =
+      takeFrames(options.photo.empty() ? sceneTruth() : photoScene(options.photo, kTruth));
   const Results results = enlarge(frames);
   const Measured measured = measure(results);
   makeFolder(folder);
@@ -277,7 +323,7 @@ void run(const std::string& folder) {
     savePicture(base / ("weights-" + std::to_string(i + 1) + ".png"), weights);
   }
   const std::string comparison = (base / "comparison.png").string();
-  const Canvas canvas = comparisonOf(results, measured);
+  const Canvas canvas = comparisonOf(results, measured, detailsOf(options, frames.truth.y));
   writeRgbPng(comparison, canvas.size(), canvas.rgb());
 
   const std::array rows = {
@@ -338,12 +384,16 @@ void run(const std::string& folder) {
 }  // namespace
 
 void addDemo(CLI::App& app) {
-  auto folder = std::make_shared<std::string>();
+  auto options = std::make_shared<Options>();
   CLI::App* command =
-      app.add_subcommand("demo", "Show what the library does, on a scene that the tool draws");
+      app.add_subcommand("demo", "Show what the library does, on a photo or a scene that it draws");
   command->footer(kHelp);
-  command->add_option("DIR", *folder, "Folder for the pictures")->required();
-  command->callback([folder] { run(*folder); });
+  command->add_option("DIR", options->folder, "Folder for the pictures")->required();
+  command
+      ->add_option("--photo", options->photo,
+                   "The scene: the middle of this picture of 1280x960 pixels and more (drawn)")
+      ->type_name("FILE");
+  command->callback([options] { run(*options); });
 }
 
 }  // namespace velmora::tool

@@ -184,7 +184,7 @@ class JpegReader final : public FrameReader {
     const Size blocks = {columns == 1 ? 2 * chroma.width : plane.size.width,
                          rows == 1 ? 2 * chroma.height : plane.size.height};
     const Size half = {blocks.width * columns / 2, blocks.height * rows / 2};
-    return cropped(resizedChroma(extended(plane, blocks), half), chroma);
+    return cropped(reduced(extended(plane, blocks), half), chroma);
   }
 
   // For what the planes cannot give: RGB inside, or unusual subsampling.
