@@ -26,7 +26,7 @@ class Row(NamedTuple):
     noise: Optional[float] = None  #: standard deviation of luma in grey levels
     motion: Optional[float] = None  #: the largest of the frames, in pixels of the input
     residual: Optional[float] = None  #: the largest of the frames used, along the motion, in grey levels
-    seconds: Optional[float] = None  #: wall time of the tool, for all pictures of its output
+    seconds: Optional[float] = None  #: wall time of the job that made the file it is in
     host: Optional[str] = None  #: the machine that made it
 
 

@@ -73,8 +73,12 @@ def describe(path: str) -> list[object]:
 
 def make(command: str, inputs: Sequence[str], arguments: Sequence[str], output: str, run_id: str) -> Record:
     """Has the tool make a file from others. See `produce`."""
+    # A worker runs a job for each of its threads. The camera's calls have a pool of their own.
+    fixed = any(argument.startswith("--threads=") for argument in arguments) or "--method=camera" in arguments
+    threads = [] if fixed else ["--threads=1"]
+
     def work(path: str) -> Iterator[str]:
-        for line in run(command, *arguments, "-o", path, "--json", "-", "--", *inputs).splitlines():
+        for line in run(command, *arguments, *threads, "-o", path, "--json", "-", "--", *inputs).splitlines():
             report = json.loads(line)
             del report["output"]  # where it was made, not where it is
             yield json.dumps(report) + "\n"
@@ -83,8 +87,9 @@ def make(command: str, inputs: Sequence[str], arguments: Sequence[str], output: 
 
 
 def origin(command: str, inputs: Sequence[str], arguments: Sequence[str]) -> Record:
-    """How a file is made, as records have it."""
-    return {"command": command, "arguments": list(arguments), "inputs": [_describe(path) for path in inputs]}
+    """What the bytes of a file come from, as records have it."""
+    chosen = [argument for argument in arguments if not argument.startswith("--threads=")]
+    return {"command": command, "arguments": chosen, "inputs": [_describe(path) for path in inputs]}
 
 
 def _describe(path: str) -> list[object]:

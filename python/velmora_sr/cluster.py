@@ -76,6 +76,7 @@ def map_bursts(client: Client, inputs: Union[Path, Iterable[Burst]], outputs: Un
         stands for an option that takes no value, a tuple for values with commas between them; files are
         given as pathlib.Path or with their whole path. A list of such sets makes a picture of each burst
         with each set, in a subfolder of `outputs` that is called by the set ("scale=1.5,effort=fast").
+        A burst is made by one thread unless {"threads": N} is given.
     table: a .csv or .parquet file for the rows, see `write_table`.
     retries: how often a burst is tried again when a signal has ended its tool or its storage has failed. A
         burst whose worker is lost is tried as often as the scheduler allows

@@ -50,9 +50,10 @@ class Cluster:
         script = folder / "tool"
         script.write_text(f"""#!/bin/sh
 echo "$*" >>{self.log}
-if [ -e {self._trap} ] && echo "$*" | grep -qFf {self._trap}; then
-  mv {self._trap} {self._trap}.sprung && echo "$$ $PPID" >{self.trapped}.new
-  mv {self.trapped}.new {self.trapped} && exec sleep 600
+if [ -e {self._trap} ] && echo "$*" | grep -qFf {self._trap} && mv {self._trap} {self._trap}.sprung; then
+  echo "$$ $PPID" >{self.trapped}.new
+  mv {self.trapped}.new {self.trapped}
+  exec sleep 600
 fi
 exec {TOOL} "$@"
 """)
@@ -86,7 +87,7 @@ exec {TOOL} "$@"
         """The processes of the tool that is trapped, and of its worker, while `result` is not there yet."""
         wait_for(lambda: self.trapped.exists() or result.done())
         if not self.trapped.exists():
-            pytest.fail(f"nothing was trapped: {result.result()}")
+            pytest.fail(f"nothing was trapped: {result.result(timeout=60)}")
         return map(int, self.trapped.read_text().split())
 
     def kill_trapped(self, result):
@@ -171,7 +172,7 @@ def test_bursts_survive_a_lost_worker_and_are_made_once(workers, background, bur
     result = background(cluster.map_bursts, workers.client, bursts, tmp_path / "out", {"scale": 1.5},
                         table=tmp_path / "table.csv", progress=lambda *state: seen.append(state[:2]))
     trapped = workers.kill_trapped(result)
-    rows = result.result()
+    rows = result.result(timeout=60)
     wait_for(lambda: is_gone(trapped))  # it would go on beside the next try
     tool("fuse", "--bursts", bursts, "--scale", 1.5, "--output-dir", tmp_path / "plain")
     assert pictures(tmp_path / "out") == pictures(tmp_path / "plain")
@@ -229,7 +230,7 @@ def test_clip_has_the_bytes_of_one_run(workers, background, clip, tmp_path, opti
     workers.trap("--frames=")
     result = background(cluster.video, workers.client, clip, out, options, part_frames=part_frames)
     workers.kill_trapped(result)
-    rows = result.result()
+    rows = result.result(timeout=60)
     tool("video", clip, "-o", tmp_path / f"plain{suffix}", *(f"--{key}={value}" for key, value in options.items()))
     assert out.read_bytes() == (tmp_path / f"plain{suffix}").read_bytes()
     assert workers.calls("--frames=") == -(-11 // part_frames) + 1
@@ -248,7 +249,7 @@ def test_clip_with_missing_parts_is_not_written_until_the_next_run(workers, back
     process, _ = workers.wait_for_trapped(result)
     os.kill(process, signal.SIGKILL)
     with pytest.raises(cluster.Incomplete, match="4 of 11 frames are missing: .*ended by SIGKILL") as caught:
-        result.result()
+        result.result(timeout=60)
     assert [row.status for row in caught.value.rows] == ["made"] * 4 + ["failed"] * 4 + ["made"] * 3
     assert not out.exists()
     rows = cluster.video(workers.client, clip, out, part_frames=4)
