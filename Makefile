@@ -39,7 +39,7 @@ bench: ## build and run the benchmarks
 bench-peers: ## run the same jobs by other libraries and print the ratios
 	@scripts/check bench-peers
 
-lint: ## shellcheck and clang-tidy
+lint: ## shellcheck, clang-tidy, mypy
 	@scripts/check lint tidy
 
 format: ## rewrite the sources with clang-format

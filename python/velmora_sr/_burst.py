@@ -2,18 +2,20 @@
 from __future__ import annotations
 
 import ctypes
+import contextlib
 import enum
-import math
 import threading
 import weakref
 from dataclasses import dataclass
-from typing import Any, Dict, Optional, Tuple
+from typing import Any, Dict, Iterator, List, Optional, Sequence, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _library, _pictures
-from ._pictures import Form, Frame, Picture, Samples, Size, Yuv
+from ._pictures import Form, Frame, Picture, Samples, Yuv
+from ._progress import Told, Watch
+from ._values import Region, Size, integer, number, region_in, scaled, sides
 
 _EFFORTS = {"normal": 0, "fast": 1}
 
@@ -61,28 +63,25 @@ class Report:
     frames: Tuple[FrameReport, ...]  #: of the frames held, in the order in which they were added
 
 
-def _number(name: str, value: Any, low: float, high: float) -> float:
-    try:
-        number = float(value)
-    except (TypeError, ValueError):
-        raise TypeError(f"{name} is a number, not {value!r}") from None
-    if not low <= number <= high:
-        raise ValueError(f"{name} is {low:g} to {high:g}, not {value!r}")
-    return number
-
-
-def _integer(name: str, value: Any, low: int, high: int) -> int:
-    if isinstance(value, bool) or not isinstance(value, (int, np.integer)):
-        raise TypeError(f"{name} is an integer, not {value!r}")
-    return int(_number(name, value, low, high))
-
-
 def _frame_number(value: Any) -> int:
-    return _integer("the number of a frame", value, -2 ** 31, 2 ** 31 - 1)
+    return integer("the number of a frame", value, -2 ** 31, 2 ** 31 - 1)
 
 
 def _text(message: Optional[bytes]) -> str:
     return (message or b"").decode("utf-8", "replace")
+
+
+def _output_size(shown: Region, scale: float, size: Optional[Sequence[int]]) -> Size:
+    """Of the picture; the library takes 1 to 4 times the region."""
+    largest, most = _library.SIDES[1], _library.LARGEST_SCALE
+    output = scaled(shown.size, scale) if size is None else sides(size, largest)
+    if max(output) > largest:
+        raise ValueError("a picture of %dx%d is too large: " % output
+                         + f"neither side has more than {largest} samples")
+    if any(not side <= wanted <= most * side for side, wanted in zip(shown.size, output)):
+        raise ValueError("%dx%d samples cannot become %dx%d: " % (*shown.size, *output)
+                         + f"each side grows 1 to {most} times")
+    return output
 
 
 def _destroy(library: ctypes.CDLL, handle: ctypes.c_void_p) -> None:
@@ -99,38 +98,51 @@ class Burst:
 
     width, height  of the frames, 16 to 65535 each
     scale          1 to 4; the picture has round(scale * side) samples, halves rounded up
+    size           (width, height) of the picture in its place, 1 to 4 times the region on each axis
+    region         (left, top, right, bottom) in pixels, ends inclusive, at least 16 by 16: what the picture
+                   shows of its reference frame; None: all of it
     noise          standard deviation of luma's noise in grey levels, 0 to 64; None: measured
     sharpened      by how much the camera sharpened its frames, -0.6 to 1; None: 0.15, which suits
                    frames of unknown origin; 0.3 for most cameras' JPEG files
     effort         "normal", or "fast": about half the time, 0.1 to 0.4 dB less
     threads        most threads at work in a call, 1 to 64; 0: one per processor
+    progress       called on the thread of the call with its share done, 0 to 1, some dozen times a second;
+                   an exception that it raises, as Ctrl-C does, stops `add` or `render` and comes out of it.
+                   It must not call the burst's methods
 
     What was found about pairs of frames is kept for the next picture. Methods may be called from any
     thread; they wait for each other. After `close` or the `with` block they raise ValueError.
     """
 
     def __init__(self, width: int, height: int, scale: float = 2, noise: Optional[float] = None,
-                 sharpened: Optional[float] = None, effort: str = "normal", threads: int = 0) -> None:
+                 sharpened: Optional[float] = None, effort: str = "normal", threads: int = 0,
+                 region: Optional[Sequence[int]] = None, size: Optional[Sequence[int]] = None,
+                 progress: Optional[Told] = None) -> None:
         params = _library.Params(size=ctypes.sizeof(_library.Params))
-        params.width = _integer("width", width, *_library.SIDES)
-        params.height = _integer("height", height, *_library.SIDES)
-        factor = _number("scale", scale, 1, _library.LARGEST_SCALE)
-        params.outputWidth = math.floor(params.width * factor + 0.5)
-        params.outputHeight = math.floor(params.height * factor + 0.5)
-        if max(params.outputWidth, params.outputHeight) > _library.SIDES[1]:
-            raise ValueError(f"a picture of {params.outputWidth}x{params.outputHeight} is too large: "
-                             f"neither side has more than {_library.SIDES[1]} samples")
-        params.noise = -1 if noise is None else _number("noise", noise, 0, _library.MOST_NOISE)
-        params.sharpened = -1 if sharpened is None else _number("sharpened", sharpened, -0.6, 1)
+        params.width = integer("width", width, *_library.SIDES)
+        params.height = integer("height", height, *_library.SIDES)
+        self._size: Size = (params.width, params.height)
+        shown = region_in(self._size, region)
+        if min(shown.size) < _library.SIDES[0]:
+            raise ValueError("the region has %dx%d samples, " % shown.size + "the least is 16x16")
+        params.left, params.top = shown[:2]
+        params.regionWidth, params.regionHeight = shown.size
+        self._output = _output_size(shown, number("scale", scale, 1, _library.LARGEST_SCALE), size)
+        params.outputWidth, params.outputHeight = self._output
+        params.noise = -1 if noise is None else number("noise", noise, 0, _library.MOST_NOISE)
+        params.sharpened = -1 if sharpened is None else number("sharpened", sharpened, -0.6, 1)
         if effort not in _EFFORTS:
             raise ValueError(f"effort is normal or fast, not {effort!r}")
         params.effort = _EFFORTS[effort]
-        params.threads = _integer("threads", threads, 0, _library.MOST_THREADS)
+        params.threads = integer("threads", threads, 0, _library.MOST_THREADS)
 
-        self._size: Size = (params.width, params.height)
-        self._output: Size = (params.outputWidth, params.outputHeight)
+        self._watch = Watch(progress)
+        params.progress, params.progressUser = Watch.step, self._watch.user
+
         self._frames: Dict[int, Tuple[Form, Yuv]] = {}  # the library reads them until they are dropped
-        self._lock = threading.Lock()
+        self._taken: List[Yuv] = []  # frames that it may read while they have no number here
+        self._lock = threading.RLock()
+        self._called = False
         self._library = _library.load()
         self._handle = ctypes.c_void_p()
         code = self._library.VELMORA_SR_BurstCreate(ctypes.byref(params), ctypes.byref(self._handle))
@@ -147,15 +159,31 @@ class Burst:
 
     def close(self) -> None:
         """Releases the library's memory and lets the frames go; may be called again."""
-        with self._lock:
+        with self._exclusive():
             self._finalizer()
             self._frames.clear()
+            self._taken.clear()
+
+    @contextlib.contextmanager
+    def _exclusive(self) -> Iterator[None]:
+        """The handle for one thread, and for one method of that thread."""
+        with self._lock:
+            if self._called:
+                raise RuntimeError("a progress function must not call the burst's methods")
+            try:
+                self._called = True
+                yield
+            finally:
+                self._called = False
 
     def _call(self, function: str, *arguments: Any) -> None:
-        """Calls the library with the lock held."""
+        """Calls the library, within `_exclusive`."""
         if not self._finalizer.alive:
             raise ValueError("the burst is closed")
         code = getattr(self._library, "VELMORA_SR_" + function)(self._handle, *arguments)
+        failure, self._watch.failure = self._watch.failure, None
+        if failure is not None:
+            raise failure
         if code != 0:
             _library.refuse(code, _text(self._library.VELMORA_SR_BurstMessage(self._handle)))
 
@@ -168,22 +196,28 @@ class Burst:
         if size != self._size:
             raise ValueError("the frame has %dx%d samples, the burst is for %dx%d" % (*size, *self._size))
         yuv = _pictures.to_yuv(frame, form, size)
-        number = ctypes.c_int32()
-        with self._lock:
-            self._call("BurstAdd", ctypes.byref(_pictures.record_of(yuv)), ctypes.byref(number))
-            self._frames[number.value] = form, yuv
-        return number.value
+        taken = ctypes.c_int32()
+        with self._exclusive():
+            self._taken.append(yuv)
+            try:
+                self._call("BurstAdd", ctypes.byref(_pictures.record_of(yuv)), ctypes.byref(taken))
+                self._frames[taken.value] = form, yuv
+            except Exception:
+                self._taken.pop()
+                raise
+            self._taken.pop()
+        return taken.value
 
     def drop(self, frame: int) -> None:
         """Lets a frame go, with what was found about it."""
-        with self._lock:
+        with self._exclusive():
             self._call("BurstDrop", _frame_number(frame))
             del self._frames[frame]
 
     def render(self, reference: int) -> Picture:
         """The picture around the frame with this number, from all frames held, in that frame's form."""
         yuv = _pictures.empty_yuv(self._output)
-        with self._lock:
+        with self._exclusive():
             self._call("BurstRender", _frame_number(reference), ctypes.byref(_pictures.record_of(yuv)))
             form = self._frames[reference][0]
         return _pictures.from_yuv(yuv, form)
@@ -191,14 +225,14 @@ class Burst:
     def weights(self, frame: int) -> Samples:
         """How much a frame counted in the last picture: (height, width) of uint8, 255: as the reference."""
         weights = np.empty((self._size[1], self._size[0]), np.uint8)
-        with self._lock:
+        with self._exclusive():
             self._call("BurstWeights", _frame_number(frame), weights.ctypes.data, weights.strides[0])
         return weights
 
     def report(self) -> Report:
         """What the last picture took, and what it made of each frame that is held."""
         record = _library.ReportRecord(size=ctypes.sizeof(_library.ReportRecord))
-        with self._lock:
+        with self._exclusive():
             self._call("BurstReport", ctypes.byref(record))
             frames = tuple(self._frame_report(number) for number in self._frames)
         return Report(record.framesUsed, record.noise, record.noiseU, record.noiseV,

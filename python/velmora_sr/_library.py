@@ -7,7 +7,7 @@ import functools
 import os
 import pathlib
 import subprocess
-from typing import Iterator, NoReturn
+from typing import Iterator, NoReturn, Tuple, Type
 
 _NAMES = ("libvelmora_sr.so.1", "libvelmora_sr.so")
 
@@ -25,7 +25,8 @@ STAGES = ("pyramids", "registration", "translations", "weights", "noise", "recon
 
 
 class Error(RuntimeError):
-    """The library has refused or given up a call. `code` is its result, a negative number of burst.h.
+    """The library has refused or given up a call. `code` is its result, a negative number of burst.h; the calls
+    of the camera path return 0, too, where a stage has failed.
 
     Wrong arguments are a ValueError, memory that ran out a MemoryError, and the number of a frame that is
     not held a LookupError, each with the library's text.
@@ -34,6 +35,13 @@ class Error(RuntimeError):
     def __init__(self, text: str, code: int) -> None:
         super().__init__(text)
         self.code = code
+
+    def __reduce__(self) -> Tuple[Type[Error], Tuple[str, int]]:
+        return Error, (str(self), self.code)  # with its code to other processes
+
+
+# Velmora_SR_BurstProgress; what is handed to it is a Python object.
+Progress = ctypes.CFUNCTYPE(ctypes.c_int32, ctypes.py_object, ctypes.c_double)
 
 
 class Params(ctypes.Structure):
@@ -46,8 +54,8 @@ class Params(ctypes.Structure):
         ("sharpened", ctypes.c_float),
         ("allocator", ctypes.c_void_p),
         ("executor", ctypes.c_void_p),
-        ("progress", ctypes.c_void_p),
-        ("progressUser", ctypes.c_void_p),
+        ("progress", Progress),
+        ("progressUser", ctypes.py_object),
     ]
 
 

@@ -1,19 +1,21 @@
-"""Frames and pictures: which form an array has, where its planes lie, conversion from and to RGB."""
+"""Frames and pictures: which form an array has, and where its planes lie."""
 from __future__ import annotations
 
 import enum
-from typing import Any, Tuple, Union
+import math
+from typing import Any, Tuple, TypeVar, Union
 
 import numpy as np
-import numpy.typing as npt
 
+from . import _colour
 from ._library import Planes
+from ._values import Size
 
-Samples = npt.NDArray[np.uint8]
+Samples = _colour.Samples
 Yuv = Tuple[Samples, Samples, Samples]
 Frame = Union[Samples, Yuv]
 Picture = Union[Samples, Yuv]
-Size = Tuple[int, int]  # width, height
+AnyFrame = TypeVar("AnyFrame", bound=Frame)  # a picture has the form of its frame
 
 
 class Form(enum.Enum):
@@ -51,6 +53,17 @@ def planes(block: Any, width: int, height: int, layout: str = "nv12") -> Yuv:
     pairs = samples[luma:].reshape(*half, 2)
     first, second = pairs[..., 0], pairs[..., 1]
     return (y, first, second) if layout == "nv12" else (y, second, first)
+
+
+def block(picture: Picture, layout: str = "nv12") -> Samples:
+    """A raw frame of a YUV picture, as `planes` takes it apart: one dimension, for files and other programs."""
+    form, size = form_of(picture)
+    if form is not Form.YUV:
+        raise TypeError(f"a raw frame is made of planes (y, u, v), not of a {form.value} picture")
+    samples = np.empty(size[0] * size[1] + 2 * math.prod(chroma_shape(size)), np.uint8)
+    for target, plane in zip(planes(samples, *size, layout), picture):
+        target[:] = plane
+    return samples
 
 
 def _require_samples(array: Any, name: str) -> None:
@@ -97,7 +110,9 @@ def to_yuv(frame: Frame, form: Form, size: Size) -> Yuv:
         y, u, v = (_readable(plane) for plane in frame)
         return y, u, v
     if form is Form.RGB:
-        return _from_rgb(frame)
+        yuv = empty_yuv(size)
+        _colour.from_rgb(frame, *yuv)
+        return yuv
     neutral = np.full(chroma_shape(size), 128, np.uint8)
     return _readable(frame), neutral, neutral
 
@@ -110,65 +125,10 @@ def empty_yuv(size: Size) -> Yuv:
 def from_yuv(yuv: Yuv, form: Form) -> Picture:
     if form is Form.GREY:
         return yuv[0]
-    return _to_rgb(yuv) if form is Form.RGB else yuv
+    return _colour.to_rgb(*yuv) if form is Form.RGB else yuv
 
 
 def record_of(yuv: Yuv) -> Planes:
     y, u, v = yuv
     return Planes(y.ctypes.data, u.ctypes.data, v.ctypes.data, y.strides[0], u.strides[0], v.strides[0],
                   y.strides[1], u.strides[1], v.strides[1])
-
-
-# Rows that are converted at a time, an even number: what they need in between stays small.
-_STRIP = 128
-
-
-def _from_rgb(rgb: Samples) -> Yuv:
-    """Full-range BT.601 with 16 fraction bits; chroma from sums of 2 x 2 pixels, the last ones repeated."""
-    height, width = rgb.shape[:2]
-    y, u, v = empty_yuv((width, height))
-    for top in range(0, height, _STRIP):
-        strip = rgb[top:top + _STRIP].astype(np.int32)
-        rows = strip.shape[0]
-        r, g, b = np.moveaxis(strip, 2, 0)
-        y[top:top + rows] = (19595 * r + 38470 * g + 7471 * b + (1 << 15)) >> 16
-        strip = np.pad(strip, ((0, rows % 2), (0, width % 2), (0, 0)), mode="edge")
-        fours = strip[0::2, 0::2] + strip[1::2, 0::2] + strip[0::2, 1::2] + strip[1::2, 1::2]
-        r, g, b = np.moveaxis(fours, 2, 0)  # up to 1020; the sums below stay under 2^27
-        half = slice(top // 2, top // 2 + fours.shape[0])
-        middle = (128 << 18) + (1 << 17)
-        u[half] = np.minimum((-11059 * r - 21709 * g + 32768 * b + middle) >> 18, 255)
-        v[half] = np.minimum((32768 * r - 27439 * g - 5329 * b + middle) >> 18, 255)
-    return y, u, v
-
-
-def _neighbours(first: int, count: int, available: int) -> Tuple[npt.NDArray[np.intp], npt.NDArray[np.intp]]:
-    """For `count` pixels from the one numbered `first`: the nearest chroma sample and the next nearest."""
-    pixels = np.arange(first, first + count)
-    near = pixels // 2
-    return near, np.clip(near + np.where(pixels % 2, 1, -1), 0, available - 1)
-
-
-def _doubled(plane: Samples, top: int, rows: int, columns: int) -> npt.NDArray[np.int32]:
-    """Rows of a chroma plane at the luma samples, times 16, less 128: -2048 .. 2032."""
-    near, far = _neighbours(top, rows, plane.shape[0])
-    tall = 3 * plane[near].astype(np.int32) + plane[far]
-    near, far = _neighbours(0, columns, plane.shape[1])
-    doubled: npt.NDArray[np.int32] = 3 * tall[:, near] + tall[:, far] - (128 << 4)
-    return doubled
-
-
-def _to_rgb(yuv: Yuv) -> Samples:
-    y, u, v = yuv
-    height, width = y.shape
-    rgb = np.empty((height, width, 3), np.uint8)
-    for top in range(0, height, _STRIP):
-        luma = (y[top:top + _STRIP].astype(np.int32) << 20) + (1 << 19)  # below 2^29
-        blue = _doubled(u, top, luma.shape[0], width)
-        red = _doubled(v, top, luma.shape[0], width)
-        out = rgb[top:top + luma.shape[0]]
-        # Products below 2^28: 1.402, 0.344136, 0.714136 and 1.772 with 16 fraction bits.
-        out[..., 0] = np.clip((luma + 91881 * red) >> 20, 0, 255)
-        out[..., 1] = np.clip((luma - 22554 * blue - 46802 * red) >> 20, 0, 255)
-        out[..., 2] = np.clip((luma + 116130 * blue) >> 20, 0, 255)
-    return rgb

@@ -2,32 +2,16 @@
 77 where NumPy or pytest is missing."""
 import os
 import pathlib
-import subprocess
+import pickle
+import re
+import signal
 import sys
 import threading
 from concurrent.futures import ThreadPoolExecutor
 
-try:
-    import numpy as np
-    import pytest
-except ImportError as error:
-    print(error)
-    sys.exit(77)
+from support import SOURCES, np, pytest, raw, run, same, scene, tool
 
 import velmora_sr
-
-SOURCES = pathlib.Path(__file__).parents[2]
-TOOL = os.environ["VELMORA_SR_TOOL"]
-
-
-def scene(seed, height, width):
-    """A smooth texture of full contrast."""
-    samples = np.random.default_rng(seed).integers(0, 256, (height, width)).astype(float)
-    for _ in range(2):
-        for axis in (0, 1):
-            samples = (np.roll(samples, -1, axis) + 2 * samples + np.roll(samples, 1, axis)) / 4
-    return np.clip((samples - 128) * 2.5 + 128, 0, 255).astype(np.uint8)
-
 
 WORLD = scene(1, 160, 200)
 COLOURS = scene(2, 80, 100), scene(3, 80, 100)
@@ -37,37 +21,25 @@ U, V = (plane[5:66, 5:81] for plane in COLOURS)
 FRAMES = (A, U, V), (B, *(plane[6:67, 4:80] for plane in COLOURS))
 
 
-def raw(layout, y, u, v):
-    pair = (v, u) if layout == "nv21" else (u, v)
-    return np.concatenate([y.ravel(), (np.concatenate if layout == "i420" else np.dstack)(pair).ravel()])
-
-
-def same(first, second):
-    return all(np.array_equal(a, b) for a, b in zip(first, second, strict=True))
-
-
-@pytest.mark.parametrize("layout, scale, shape, options", [
-    ("nv12", 2, (242, 302), {}),
-    ("nv21", 1.5, (182, 227), {"noise": 4.0, "effort": "fast"}),
-    ("i420", 1, (121, 151), {"noise": 4.0, "sharpened": 0.3, "threads": 3}),
+@pytest.mark.parametrize("layout, scale, shape, options, given", [
+    ("nv12", 2, (242, 302), {}, ()),
+    ("nv21", 1.5, (182, 227), {"noise": 4.0, "effort": "fast"}, ("--effort", "fast")),
+    ("i420", 1, (121, 151), {"noise": 4.0, "sharpened": 0.3, "threads": 3}, ("--sharpened", 0.3)),
+    ("nv12", 3, (60, 48), {"region": (7, 20, 22, 39)}, ("--region", "7,20,22,39")),
+    ("nv12", 2, (121, 300), {"size": (300, 121)}, ("--size", "300x121")),
 ])
 @pytest.mark.parametrize("count", [1, 2])
-def test_same_bytes_as_the_tool(tmp_path, layout, scale, shape, options, count):
+def test_same_bytes_as_the_tool(tmp_path, layout, scale, shape, options, given, count):
+    noise = "--denoise" if count == 1 else "--noise"
+    given += () if "size" in options else ("--scale", scale)
+    expected = tool("upscale" if count == 1 else "fuse", tmp_path, layout, FRAMES[:count], *given,
+                    noise, options.get("noise", "auto"))
     blocks = [raw(layout, *frame) for frame in FRAMES[:count]]
-    command = [TOOL, "--force", "--quiet", "upscale" if count == 1 else "fuse", "--input-size", "151x121",
-               "--input-format", layout, "--scale", str(scale), "-o", str(tmp_path / f"out.{layout}")]
-    for number, block in enumerate(blocks):
-        block.tofile(tmp_path / f"{number}.{layout}")
-        command.append(str(tmp_path / f"{number}.{layout}"))
-    noise = str(options.get("noise", "auto"))
-    command += ["--denoise" if count == 1 else "--noise", noise, "--effort", options.get("effort", "normal"),
-                "--sharpened", str(options.get("sharpened", "auto"))]
-    subprocess.run(command, check=True)
     frames = [velmora_sr.planes(block, 151, 121, layout) for block in blocks]
     assert all(np.shares_memory(plane, block) for frame, block in zip(frames, blocks) for plane in frame)
     picture, report = velmora_sr.fuse(frames, scale, **options)
     assert report.frames_used == count and picture[0].shape == shape
-    assert raw(layout, *picture).tobytes() == (tmp_path / f"out.{layout}").read_bytes()
+    assert velmora_sr.block(picture, layout).tobytes() == expected
     if count == 1:
         assert same(velmora_sr.upscale(frames[0], scale, **options), picture)
 
@@ -75,7 +47,9 @@ def test_same_bytes_as_the_tool(tmp_path, layout, scale, shape, options, count):
 def test_forms_and_strides_of_the_same_frame_give_the_same_picture():
     neutral = np.full((61, 76), 128, np.uint8)
     luma = velmora_sr.upscale(A, 2)
-    for frame in (A.copy(), np.flipud(np.flipud(A).copy()), np.asfortranarray(A), np.dstack([A, B])[..., 0]):
+    stored = bytes(A.tobytes())  # cannot be written
+    for frame in (A.copy(), np.flipud(np.flipud(A).copy()), np.fliplr(np.fliplr(A).copy()), np.asfortranarray(A),
+                  np.dstack([A, B])[..., 0], np.frombuffer(stored, np.uint8).reshape(A.shape)):
         assert np.array_equal(velmora_sr.upscale(frame, 2), luma)
     grey = np.full((121, 151), 128)
     assert same(velmora_sr.upscale((A, neutral, neutral), 2), (luma, grey, grey))
@@ -114,7 +88,8 @@ def test_window():
             burst.add(A)
         with pytest.raises(velmora_sr.Error, match="holds 8 frames") as caught:
             burst.add(A)
-        assert caught.value.code == -4
+        copy = pickle.loads(pickle.dumps(caught.value))
+        assert copy.code == caught.value.code == -4 and str(copy) == str(caught.value)
     with pytest.raises(ValueError, match="closed"):
         burst.add(A)
 
@@ -136,6 +111,12 @@ def test_window():
     (TypeError, "threads is an integer", lambda: velmora_sr.upscale(A, 2, threads=1.5)),
     (ValueError, "1 to 8 frames, not 9", lambda: velmora_sr.fuse([A] * 9, 2)),
     (IndexError, "no frame 2", lambda: velmora_sr.fuse([A, B], 2, reference=2)),
+    (ValueError, "15x16 samples, the least is 16x16", lambda: velmora_sr.upscale(A, 2, region=(0, 0, 14, 15))),
+    (ValueError, "outside the frame of 151x121", lambda: velmora_sr.upscale(A, 2, region=(0, 0, 151, 120))),
+    (ValueError, "left, top", lambda: velmora_sr.upscale(A, 2, region=(0, 0, 9))),
+    (ValueError, "grows 1 to 4", lambda: velmora_sr.upscale(A, size=(150, 242))),
+    (TypeError, "scale is a number, not '2'", lambda: velmora_sr.upscale(A, "2")),
+    (TypeError, "not of a grey picture", lambda: velmora_sr.block(A)),
     (ValueError, "no nv12 frame of 8x8", lambda: velmora_sr.planes(bytes(95), 8, 8)),
 ])
 def test_what_is_refused(error, text, call):
@@ -167,10 +148,77 @@ def test_threads_share_handles_and_the_interpreter():
     assert released
 
 
+def test_a_burst_keeps_the_frames_it_holds():
+    frame = A.copy()
+    free = sys.getrefcount(frame)
+    burst = velmora_sr.Burst(151, 121)
+    numbers = [burst.add(frame), burst.add(frame)]
+    held = sys.getrefcount(frame)
+    burst.drop(numbers[0])
+    assert free < sys.getrefcount(frame) < held
+    burst.close()
+    assert sys.getrefcount(frame) == free
+
+
+def test_progress():
+    shares = []
+    picture, _ = velmora_sr.fuse(FRAMES, 2, progress=shares.append)
+    assert same(picture, velmora_sr.fuse(FRAMES, 2)[0])
+    assert shares == sorted(shares) and shares[0] >= 0 and shares[-1] == 1 and len(set(shares)) > 3
+
+
+def test_exceptions_of_progress_stop_the_call():
+    stop = None
+
+    def told(share):
+        if stop is not None:
+            stop(share)
+
+    def fail(share):
+        raise KeyError("enough")
+
+    with velmora_sr.Burst(151, 121, 4, progress=told) as burst:
+        expected = burst.render(burst.add(A))
+        for stop, error, text in ((fail, KeyError, "enough"), (lambda _: burst.report(), RuntimeError, "must not"),
+                                  (lambda _: os.kill(os.getpid(), signal.SIGINT), KeyboardInterrupt, "")):
+            for call in (lambda: burst.add(B), lambda: burst.render(1)):
+                with pytest.raises(error, match=text):
+                    call()
+        stop = None
+        assert np.array_equal(burst.render(1), expected) and len(burst.report().frames) == 1
+
+
+def test_ctrl_c_stops_a_call_without_progress():
+    big = np.tile(scene(4, 500, 500), (4, 4))
+    timer = threading.Timer(0.1, lambda: os.kill(os.getpid(), signal.SIGINT))
+    with velmora_sr.Burst(2000, 2000, 4, threads=1) as burst:
+        number = burst.add(big)
+        timer.start()
+        with pytest.raises(KeyboardInterrupt) as caught:
+            burst.render(number)
+        assert "_progress.py" in str(caught.traceback[-1].path)  # in the midst, not after the call
+        timer.join()
+
+
+def test_the_examples_of_the_readme(tmp_path, monkeypatch, capsys):
+    monkeypatch.chdir(tmp_path)
+    os.mkdir("burst")
+    world = np.kron(np.random.default_rng(8).integers(0, 256, (50, 60)), np.ones((12, 12))).astype(np.uint8)
+    for number in range(3):
+        luma = world[number:480 + number, 2 * number:640 + 2 * number]
+        raw("nv12", luma, *np.full((2, 240, 320), 128, np.uint8)).tofile(f"burst/{number}.nv12")
+    variables = {}
+    for code in re.findall("```python\n(.*?)```", (SOURCES / "python" / "README.md").read_text(), re.S):
+        exec(code, variables)
+    expected, report = velmora_sr.fuse(variables["frames"])
+    assert raw("nv12", *expected).tobytes() == pathlib.Path("big.nv12").read_bytes() and report.frames_used == 3
+    assert capsys.readouterr().out.count("% replaced") == 4 and variables["told"].fused
+
+
 def test_version_is_that_of_the_header():
     header = (SOURCES / "include/velmora_sr/version.h").read_text()
     assert f'VELMORA_SR_VERSION_STRING "{velmora_sr.__version__}"' in header
 
 
 if __name__ == "__main__":
-    sys.exit(pytest.main(["-q", "-p", "no:cacheprovider", __file__]))
+    run(__file__)

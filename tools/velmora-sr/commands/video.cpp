@@ -32,8 +32,7 @@ constexpr const char* kHelp =
     "registered, is enlarged alone. So are single frames and frames smaller than 400x400. The last "
     "status line tells how many frames were fused.\n"
     "With --frames the frames asked for are those of a run over the whole clip, byte for byte: "
-    "parts "
-    "of a clip can be made on several machines.\n"
+    "several machines can share it.\n"
     "A Y4M keeps its range and its header. A signal to stop (Ctrl-C), or input that breaks off, "
     "leaves a clip of the frames done so far.";
 
@@ -187,7 +186,7 @@ void makeAll(const Job& job, ClipFrames& frames, FramePump& pump, long passOver)
   for (long i = 0; i < passOver; ++i)
     if (!job.maker.skip(frames)) return;
   Picture result;
-  const long wanted = job.range.last - job.range.first;  // and one more, which might be too many
+  const long wanted = job.range.last - job.range.first;  // and one more, which might not fit
   for (long made = 0; made <= wanted && job.maker.make(frames, result);) {
     pump.put(result);
     if (job.json != nullptr) {
@@ -327,16 +326,16 @@ void addVideo(CLI::App& app) {
       command
           ->add_option("--inset", options->inset,
                        "--method camera: pixels left out at each edge, so that neighbours of a "
-                       "moving camera show "
-                       "the rest, too; bounds are made even (16; 0 for frames under 400x400)")
+                       "moving camera show the rest, too; bounds are made even (16; 0 for frames "
+                       "under 400x400)")
           ->type_name("N");
   command->get_option("--region")->excludes(inset);
   auto* ghost =
       command
           ->add_option("--ghost", options->ghost,
                        "--method camera, de-ghosting: frames that differ by less than LOW are "
-                       "fused as they are, "
-                       "from HIGH on the neighbour takes over; auto sets both above the noise of "
+                       "fused as they are, from HIGH on the neighbour takes over; auto sets both "
+                       "above the noise of "
                        "each pair of frames (auto)")
           ->type_name("auto|LOW,HIGH");
   addInputOptions(*command, options->frames);
