@@ -83,6 +83,7 @@ def run(client: Client, jobs: Iterable[Job], total: int, retries: int, progress:
 
 def _rows(job: Job, status: str, result: Any) -> Sequence[Row]:
     if status == "finished":
+        rows: Sequence[Row]
         rows, fault = result
         if fault is None:
             return rows

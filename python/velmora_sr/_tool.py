@@ -136,7 +136,7 @@ def known(output: str, origin: Record) -> Record:
     """The record of an output that is there. Refuses one that is of another origin."""
     try:
         with open(_record_path(output), encoding="utf-8") as file:
-            record = json.loads(file.readline())
+            record: Record = json.loads(file.readline())
         same = all(record[key] == value for key, value in origin.items())
     except (FileNotFoundError, ValueError, KeyError, TypeError) as error:
         raise Refused(f"{output}: exists already, and nothing tells how it was made") from error

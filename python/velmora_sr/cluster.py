@@ -88,7 +88,7 @@ def map_bursts(client: Client, inputs: Union[Path, Iterable[Burst]], outputs: Un
     makes no sense before any work is done, and RuntimeError when workers have tools of several versions.
     """
     one_set = options is None or isinstance(options, Mapping)
-    sets: Sequence[Options] = [options or {}] if one_set else list(options)
+    sets = [options or {}] if options is None or isinstance(options, Mapping) else list(options)
     bursts = [_absolute(burst)
               for burst in (bursts_in(inputs) if isinstance(inputs, (str, os.PathLike)) else inputs)]
     run_id = _jobs.new_id()
@@ -139,7 +139,7 @@ def video(client: Client, clip: Path, out: Path, options: Optional[Options] = No
     clip, out = os.path.abspath(clip), os.path.abspath(out)
     run_id = _jobs.new_id()
     _check(client, table)
-    plan = _jobs.ask(client, retries, _plan, clip, out, arguments)
+    plan: _Plan = _jobs.ask(client, retries, _plan, clip, out, arguments)
     rows = plan.rows
     if not rows:
         jobs = _part_jobs(plan, clip, out, arguments, part_frames, run_id)
@@ -315,6 +315,6 @@ def _join(plan: _Plan, clip: str, out: str, arguments: Sequence[str], parts: Seq
 
 
 def _remove_parts(out: str) -> None:
-    folder, name = map(glob.escape, os.path.split(out))
-    for parts in glob.glob(os.path.join(folder, f".{name}.*.parts")):
+    folder, name = os.path.split(out)
+    for parts in glob.glob(os.path.join(glob.escape(folder), f".{glob.escape(name)}.*.parts")):
         shutil.rmtree(parts, ignore_errors=True)

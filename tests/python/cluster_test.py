@@ -1,5 +1,5 @@
 """Bursts and clips on a cluster, against plain runs of the tool. Run as a program, it exits with 77 where
-distributed, NumPy or pytest is missing."""
+distributed is missing."""
 import csv
 import os
 import pathlib
@@ -10,9 +10,9 @@ import sys
 import time
 from concurrent.futures import ThreadPoolExecutor
 
+from support import TOOL, pytest, run, scene
+
 try:
-    import numpy as np
-    import pytest
     from distributed import Client
 except ImportError as error:
     print(error)
@@ -20,7 +20,6 @@ except ImportError as error:
 
 from velmora_sr import cluster
 
-TOOL = os.environ["VELMORA_SR_TOOL"]
 WIDTH, HEIGHT = 64, 48
 
 
@@ -30,13 +29,9 @@ def tool(*arguments):
 
 def frames(count, seed):
     """Views of a smooth scene, each a pixel on from the one before, as I420."""
-    scene = np.random.default_rng(seed).integers(0, 256, (HEIGHT + 2, WIDTH + 2 * count)).astype(float)
-    for _ in range(3):
-        for axis in (0, 1):
-            scene = (np.roll(scene, -1, axis) + 2 * scene + np.roll(scene, 1, axis)) / 4
-    scene = np.clip((scene - 128) * 3 + 128, 0, 255).astype(np.uint8)
+    samples = scene(seed, HEIGHT + 2, WIDTH + 2 * count)
     grey = bytes([128]) * (WIDTH * HEIGHT // 2)
-    return [scene[1:-1, at:at + WIDTH].tobytes() + grey for at in range(count)]
+    return [samples[1:-1, at:at + WIDTH].tobytes() + grey for at in range(count)]
 
 
 class Cluster:
@@ -298,4 +293,4 @@ def test_parquet_has_the_rows_and_their_types(tmp_path, engine):
 
 
 if __name__ == "__main__":
-    sys.exit(pytest.main(["-q", "-p", "no:cacheprovider", __file__]))
+    run(__file__)
