@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
 """Bursts and a clip on a cluster of processes of this machine: run.py [FOLDER [PROCESSES]]
 
-The tool draws a scene; views of it become eight bursts of three frames and a clip of 24. The pictures, the
-clip and the tables of what became of the frames are left in FOLDER (cluster-demo). Called again with the same
+The tool draws a scene; views of it become eight bursts of three frames and a clip of 16. The pictures, the
+clip and the tables of what became of the frames are left in FOLDER (demo/cluster). Called again with the same
 folder it keeps what is there. On a real cluster only the client differs: Client("scheduler:8786").
 """
 import os
 import pathlib
 import subprocess
 import sys
+from typing import List
 
 from distributed import Client, LocalCluster
 
@@ -29,13 +30,13 @@ def draw_inputs(folder: pathlib.Path) -> None:
     tool("demo", folder / "demo")
     for number in range(8):
         burst = folder / "bursts" / f"burst-{number}"
-        burst.mkdir(parents=True)
+        burst.mkdir(parents=True, exist_ok=True)
         for name in ("frame", "second", "third"):
             tool("upscale", folder / "demo" / f"{name}.png", "--scale", 1, "-o", burst / f"{name}.png",
                  "--region", region(50 * number, 40 * number % 300))
     with open(folder / "clip.y4m", "wb") as clip:
         clip.write(f"YUV4MPEG2 W{WIDTH} H{HEIGHT} F25:1\n".encode())
-        for number in range(24):
+        for number in range(16):
             view = folder / "view.i420"
             tool("upscale", folder / "demo/truth.png", "--scale", 1, "-o", view,
                  "--region", region(200 + 3 * number, 300 + 2 * number))
@@ -43,7 +44,7 @@ def draw_inputs(folder: pathlib.Path) -> None:
             view.unlink()
 
 
-def summary(what: str, rows: list) -> str:
+def summary(what: str, rows: List[cluster.Row]) -> str:
     states = [row.status for row in rows]
     used = sum(row.used or 0 for row in rows) / max(1, len(rows))
     return (f"{what}: {states.count('made')} pictures made, {states.count('kept')} kept, "
@@ -51,16 +52,17 @@ def summary(what: str, rows: list) -> str:
 
 
 def main() -> None:
-    folder = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "cluster-demo").absolute()
+    folder = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "demo/cluster").absolute()
     processes = int(sys.argv[2]) if len(sys.argv) > 2 else os.cpu_count()
     if not (folder / "clip.y4m").exists():
+        folder.mkdir(parents=True, exist_ok=True)
         draw_inputs(folder)
     with LocalCluster(n_workers=processes, threads_per_worker=1, dashboard_address=None) as local, \
             Client(local) as client:
         rows = cluster.map_bursts(client, folder / "bursts", folder / "pictures", {"scale": 2},
                                   table=folder / "bursts.csv", progress=cluster.show_progress())
         print(summary("bursts", rows))
-        rows = cluster.video(client, folder / "clip.y4m", folder / "big.y4m", {"window": 5}, part_frames=6,
+        rows = cluster.video(client, folder / "clip.y4m", folder / "big.y4m", {"window": 5}, part_frames=4,
                              table=folder / "clip.csv", progress=cluster.show_progress())
         print(summary("clip", rows))
     print(f"in {folder}: pictures/, big.y4m, bursts.csv, clip.csv")

@@ -10,7 +10,7 @@ import sys
 import time
 from concurrent.futures import ThreadPoolExecutor
 
-from support import TOOL, pytest, run, scene
+from support import SOURCES, TOOL, pytest, run, scene
 
 try:
     from distributed import Client
@@ -280,6 +280,19 @@ def test_nonsense_is_refused_before_any_work(workers, bursts, clip, tmp_path):
             call()
     assert not out.exists() and workers.calls("fuse") + workers.calls("video") == 0
     assert (tmp_path / "there.y4m").read_text() == "of somebody else"
+
+
+def test_example_makes_what_the_tool_makes(tmp_path):
+    example = subprocess.run([sys.executable, SOURCES / "examples/cluster/run.py", tmp_path, "2"], check=True,
+                             stdout=subprocess.PIPE, encoding="utf-8")
+    assert "bursts: 8 pictures made, 0 kept, 0 failed; 3.0 frames" in example.stdout, example.stdout
+    assert "clip: 16 pictures made, 0 kept, 0 failed; 4." in example.stdout
+    tool("fuse", "--bursts", tmp_path / "bursts", "--output-dir", tmp_path / "plain")
+    tool("video", tmp_path / "clip.y4m", "--window", 5, "-o", tmp_path / "plain.y4m")
+    assert pictures(tmp_path / "plain") == pictures(tmp_path / "pictures")
+    assert (tmp_path / "plain.y4m").read_bytes() == (tmp_path / "big.y4m").read_bytes()
+    for table, rows in ("bursts.csv", 8), ("clip.csv", 16):
+        assert len((tmp_path / table).read_text().splitlines()) == rows + 1
 
 
 @pytest.mark.parametrize("engine", ["pyarrow", "fastparquet"])
