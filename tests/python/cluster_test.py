@@ -53,7 +53,8 @@ fi
 exec {TOOL} "$@"
 """)
         script.chmod(0o755)
-        self._environment = {**os.environ, "VELMORA_SR_TOOL": str(script)}
+        self._environment = {**os.environ, "VELMORA_SR_TOOL": str(script),
+                             "DASK_DISTRIBUTED__SCHEDULER__ALLOWED_FAILURES": "1"}
         self._file = folder / "scheduler.json"
         self._workers = []
         self._scheduler = self._start("scheduler", "--port", "0")
@@ -88,9 +89,13 @@ exec {TOOL} "$@"
     def kill_trapped(self, result):
         """Kills the worker whose tool is trapped; returns the process of that tool."""
         process, worker = self.wait_for_trapped(result)
-        assert worker in [own.pid for own in self._workers]
-        os.kill(worker, signal.SIGKILL)
+        self.kill(worker)
         return process
+
+    def kill(self, worker):
+        own, = (own for own in self._workers if own.pid == worker)
+        own.kill()
+        own.wait()
 
     def calls(self, text):
         return sum(text in line for line in self.log.read_text().splitlines())
@@ -195,6 +200,24 @@ def test_bursts_survive_a_lost_worker_and_are_made_once(workers, background, bur
     other = cluster.map_bursts(workers.client, bursts, tmp_path / "out", {"scale": 2})
     assert {row.status for row in other} == {"failed"} and "with other options" in other[0].error
     assert all(path.stat().st_mtime_ns == time for path, time in before.items() if path.name != "b1.png")
+
+
+def test_burst_that_loses_every_worker_does_not_end_the_run(workers, background, bursts, tmp_path):
+    workers.trap("b2/")
+    result = background(cluster.map_bursts, workers.client, bursts, tmp_path / "out", {"scale": 1})
+    _, first = workers.wait_for_trapped(result)
+    workers.trapped.unlink()
+    workers.trap("b2/")
+    workers.kill(first)
+    workers.kill_trapped(result)
+    workers.refresh()
+    rows = result.result(timeout=60)
+    assert (rows[2].status, rows[2].error) == ("failed", "every worker that tried it was lost")
+    # What waited on the same workers may have been given up with it.
+    assert all(row.status == "made" or row.error == rows[2].error for row in rows)
+    again = cluster.map_bursts(workers.client, bursts, tmp_path / "out", {"scale": 1})
+    assert [row.status for row in again] == ["kept" if row.status == "made" else "made" for row in rows]
+    assert not list(tmp_path.rglob("*.making"))
 
 
 def test_failed_bursts_are_rows_and_sets_of_options_have_folders(workers, bursts, tmp_path):
