@@ -40,7 +40,7 @@ def rows_of(rows: Iterable[Row], record: Mapping[str, Any], run_id: str,
     """`rows` filled in with what the tool reports of their pictures; `record` is that of their output."""
     status = "made" if record["run"] == run_id else "kept"
     return [_filled(row, picture)._replace(status=status, seconds=record["seconds"], host=record["host"])
-            for row, picture in zip(rows, pictures)]
+            for picture, row in zip(pictures, rows)]
 
 
 def _filled(row: Row, picture: Mapping[str, Any]) -> Row:

@@ -83,10 +83,10 @@ def make(command: str, inputs: Sequence[str], arguments: Sequence[str], output: 
             del report["output"]  # where it was made, not where it is
             yield json.dumps(report) + "\n"
 
-    return produce(work, origin(command, inputs, arguments), output, run_id)
+    return produce(work, origin_of(command, inputs, arguments), output, run_id)
 
 
-def origin(command: str, inputs: Sequence[str], arguments: Sequence[str]) -> Record:
+def origin_of(command: str, inputs: Sequence[str], arguments: Sequence[str]) -> Record:
     """What the bytes of a file come from, as records have it."""
     chosen = [argument for argument in arguments if not argument.startswith("--threads=")]
     return {"command": command, "arguments": chosen, "inputs": [_describe(path) for path in inputs]}

@@ -22,6 +22,7 @@ from __future__ import annotations
 
 import glob
 import hashlib
+import itertools
 import json
 import os
 import shutil
@@ -80,15 +81,17 @@ def map_bursts(client: Client, inputs: Union[Path, Iterable[Burst]], outputs: Un
     table: a .csv or .parquet file for the rows, see `write_table`.
     retries: how often a burst is tried again when a signal has ended its tool or its storage has failed. A
         burst whose worker is lost is tried as often as the scheduler allows
-        (distributed.scheduler.allowed-failures).
+        (distributed.scheduler.allowed-failures); for those that wait there it counts as a try.
     progress: called with the number of pictures done, that of all, and the rows that have come; see
         `show_progress`.
 
     A burst that fails is a row with status "failed" and does not stop the others. Raises ValueError for what
     makes no sense before any work is done, and RuntimeError when workers have tools of several versions.
     """
-    one_set = options is None or isinstance(options, Mapping)
-    sets = [options or {}] if options is None or isinstance(options, Mapping) else list(options)
+    if options is None or isinstance(options, Mapping):
+        sets, one_set = [options or {}], True
+    else:
+        sets, one_set = list(options), False
     bursts = [_absolute(burst)
               for burst in (bursts_in(inputs) if isinstance(inputs, (str, os.PathLike)) else inputs)]
     run_id = _jobs.new_id()
@@ -225,9 +228,9 @@ def _check(client: Client, table: Optional[Path]) -> None:
 class _Plan(NamedTuple):
     """What a worker finds out about a clip."""
 
-    rows: List[Row]  # of the clip that an earlier run has finished
-    frames: int
-    folder: str  # for the parts
+    rows: List[Row]  # if an earlier run has finished it
+    frames: int  # else, as the folder for the parts
+    folder: str
 
 
 def _part_jobs(plan: _Plan, clip: str, out: str, arguments: Sequence[str], part_frames: int,
@@ -262,14 +265,12 @@ def _fuse(row: Row, burst: Union[str, List[str]], arguments: Sequence[str], run_
 def _plan(clip: str, out: str, arguments: Sequence[str]) -> _Plan:
     if not stat.S_ISREG(os.stat(clip).st_mode):
         raise _tool.Refused(f"{clip}: is no file, so how many frames it has is not known")
-    origin = _tool.origin("video", [clip], arguments)
-    rows: List[Row] = []
+    origin = _tool.origin_of("video", [clip], arguments)
     if os.path.lexists(out):
         record = _tool.known(out, origin)
-        pictures = list(_pictures(out))
-        blank = [Row(str(number + 1), _label(arguments), out, "failed") for number in range(len(pictures))]
-        rows = rows_of(blank, record, "", pictures)
         _remove_parts(out)
+        blank = (Row(str(number), _label(arguments), out, "failed") for number in itertools.count(1))
+        return _Plan(rows_of(blank, record, "", _pictures(out)), 0, "")
     raw = [argument for argument in arguments if argument.startswith(("--input-size=", "--input-format="))]
     frames = json.loads(_tool.run("info", "--json", *raw, "--", clip)).get("frames", 0)
     if frames < 1:
@@ -277,7 +278,7 @@ def _plan(clip: str, out: str, arguments: Sequence[str]) -> _Plan:
     # Parts of other origin or by another tool lie elsewhere.
     digest = hashlib.sha256(json.dumps([origin, _tool.version()]).encode()).hexdigest()[:16]
     folder, name = os.path.split(out)
-    return _Plan(rows, frames, os.path.join(folder, f".{name}.{digest}.parts"))
+    return _Plan([], frames, os.path.join(folder, f".{name}.{digest}.parts"))
 
 
 def _part(rows: List[Row], clip: str, part: str, arguments: Sequence[str], run_id: str) -> List[Row]:
@@ -310,7 +311,7 @@ def _join(plan: _Plan, clip: str, out: str, arguments: Sequence[str], parts: Seq
             whole.flush()
             os.fsync(whole.fileno())
 
-    _tool.produce(work, _tool.origin("video", [clip], arguments), out, run_id)
+    _tool.produce(work, _tool.origin_of("video", [clip], arguments), out, run_id)
     _remove_parts(out)
 
 
