@@ -1,5 +1,5 @@
 # What `cmake --install` lays down: the library, its headers, the files by which CMake and pkg-config
-# find it, the tool with its manual page, and the examples.
+# find it, the tool with its manual page, and the examples. The GStreamer plugin installs itself.
 include(CMakePackageConfigHelpers)
 
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_sr)
@@ -69,3 +69,11 @@ if(TARGET velmora-sr)
     configure_file(\"${PROJECT_SOURCE_DIR}/docs/man/velmora-sr.1.in\" \"${generated_dir}/velmora-sr.1\" @ONLY)")
   install(FILES ${generated_dir}/velmora-sr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
+
+# What an install lays down has to be built before.
+add_custom_target(installed)
+foreach(part velmora_sr velmora-sr gstvelmorasr)
+  if(TARGET ${part})
+    add_dependencies(installed ${part})
+  endif()
+endforeach()

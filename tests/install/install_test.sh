@@ -106,6 +106,13 @@ case $1 in
     ! "$CMAKE" -S "$work" -B "$work/next" -DCMAKE_PREFIX_PATH="$moved" >"$work/log" 2>&1 ||
       fail "another major version was accepted"
     ;;
+  # The plugin lies where GStreamer looks below a prefix, and finds the library of its own tree.
+  gstreamer)
+    cp -a "$prefix" "$work/elsewhere"
+    plugins=$work/elsewhere/$LIBDIR/gstreamer-1.0
+    GST_PLUGIN_PATH=$plugins GST_REGISTRY=$work/registry gst-inspect-1.0 velmorasr |
+      grep -F "$plugins/libgstvelmorasr.so" || fail "no element velmorasr in $plugins"
+    ;;
   pkg_config)
     export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
     [[ $(pkg-config --modversion velmora_sr) == "$VERSION" ]] || fail "version of velmora_sr.pc"
