@@ -18,7 +18,7 @@ except ImportError as error:
     print(error)
     sys.exit(77)
 
-from velmora_sr import cluster
+from velmora_sr import _tool, cluster
 
 WIDTH, HEIGHT = 64, 48
 
@@ -72,7 +72,7 @@ exec {TOOL} "$@"
         while len(self._workers) < 2:
             self._workers.append(self._start("worker", "--no-nanny", "--nthreads", "1", "--local-directory",
                                              str(self.folder)))
-        self.client.wait_for_workers(2, timeout=60)
+        self.client.wait_for_workers(2, timeout=120)
         for file in (self.log, self.trapped, self._trap):
             file.unlink(missing_ok=True)
 
@@ -83,7 +83,7 @@ exec {TOOL} "$@"
         """The processes of the tool that is trapped, and of its worker, while `result` is not there yet."""
         wait_for(lambda: self.trapped.exists() or result.done())
         if not self.trapped.exists():
-            pytest.fail(f"nothing was trapped: {result.result(timeout=60)}")
+            pytest.fail(f"nothing was trapped: {result.result(timeout=120)}")
         return map(int, self.trapped.read_text().split())
 
     def kill_trapped(self, result):
@@ -104,11 +104,11 @@ exec {TOOL} "$@"
         self.client.close()
         for process in (*self._workers, self._scheduler):
             process.terminate()
-            process.wait(60)
+            process.wait(120)
 
 
 def wait_for(condition):
-    end = time.monotonic() + 60
+    end = time.monotonic() + 120
     while not condition():
         assert time.monotonic() < end
         time.sleep(0.02)
@@ -172,7 +172,7 @@ def test_bursts_survive_a_lost_worker_and_are_made_once(workers, background, bur
     result = background(cluster.map_bursts, workers.client, bursts, tmp_path / "out", {"scale": 1.5},
                         table=tmp_path / "table.csv", progress=lambda *state: seen.append(state[:2]))
     trapped = workers.kill_trapped(result)
-    rows = result.result(timeout=60)
+    rows = result.result(timeout=120)
     wait_for(lambda: is_gone(trapped))  # it would go on beside the next try
     tool("fuse", "--bursts", bursts, "--scale", 1.5, "--output-dir", tmp_path / "plain")
     assert pictures(tmp_path / "out") == pictures(tmp_path / "plain")
@@ -211,7 +211,7 @@ def test_burst_that_loses_every_worker_does_not_end_the_run(workers, background,
     workers.kill(first)
     workers.kill_trapped(result)
     workers.refresh()
-    rows = result.result(timeout=60)
+    rows = result.result(timeout=120)
     assert (rows[2].status, rows[2].error) == ("failed", "every worker that tried it was lost")
     # What waited on the same workers may have been given up with it.
     assert all(row.status == "made" or row.error == rows[2].error for row in rows)
@@ -248,7 +248,7 @@ def test_clip_has_the_bytes_of_one_run(workers, background, clip, tmp_path, opti
     workers.trap("--frames=")
     result = background(cluster.video, workers.client, clip, out, options, part_frames=part_frames)
     workers.kill_trapped(result)
-    rows = result.result(timeout=60)
+    rows = result.result(timeout=120)
     tool("video", clip, "-o", tmp_path / f"plain{suffix}", *(f"--{key}={value}" for key, value in options.items()))
     assert out.read_bytes() == (tmp_path / f"plain{suffix}").read_bytes()
     assert workers.calls("--frames=") == -(-11 // part_frames) + 1
@@ -267,7 +267,7 @@ def test_clip_with_missing_parts_is_not_written_until_the_next_run(workers, back
     process, _ = workers.wait_for_trapped(result)
     os.kill(process, signal.SIGKILL)
     with pytest.raises(cluster.Incomplete, match="4 of 11 frames are missing: .*ended by SIGKILL") as caught:
-        result.result(timeout=60)
+        result.result(timeout=120)
     assert [row.status for row in caught.value.rows] == ["made"] * 4 + ["failed"] * 4 + ["made"] * 3
     assert not out.exists()
     rows = cluster.video(workers.client, clip, out, part_frames=4)
@@ -303,6 +303,33 @@ def test_nonsense_is_refused_before_any_work(workers, bursts, clip, tmp_path):
             call()
     assert not out.exists() and workers.calls("fuse") + workers.calls("video") == 0
     assert (tmp_path / "there.y4m").read_text() == "of somebody else"
+
+
+def test_tool_is_named_or_on_the_path_or_beside_the_library(tmp_path, monkeypatch):
+    for folder in ("lib/machine", "bin", "path"):
+        (tmp_path / folder).mkdir(parents=True)
+    (tmp_path / "lib/machine/libvelmora_sr.so.1").touch()
+    for program in tmp_path / "bin/velmora-sr", tmp_path / "path/velmora-sr":
+        program.touch(0o755)
+    monkeypatch.setenv("VELMORA_SR_LIBRARY", str(tmp_path / "lib/machine"))
+    monkeypatch.setenv("PATH", str(tmp_path / "path"))
+    monkeypatch.setenv("VELMORA_SR_TOOL", "/named")
+    assert _tool.find() == "/named"
+    monkeypatch.delenv("VELMORA_SR_TOOL")
+    for place in "path", "bin":
+        assert _tool.find() == str(tmp_path / place / "velmora-sr")
+        (tmp_path / place / "velmora-sr").unlink()
+    with pytest.raises(FileNotFoundError, match="VELMORA_SR_TOOL may name it"):
+        _tool.find()
+
+
+def test_workers_with_other_tools_are_refused(bursts, tmp_path):
+    class Mixed:
+        def run(self, function):
+            return {"tcp://a": "velmora-sr 1.2.6", "tcp://b": "velmora-sr 1.2.5"}
+
+    with pytest.raises(RuntimeError, match="several versions: .*tcp://b.*1.2.5"):
+        cluster.map_bursts(Mixed(), bursts, tmp_path / "out")
 
 
 def test_example_makes_what_the_tool_makes(tmp_path):
