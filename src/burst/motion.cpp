@@ -58,19 +58,8 @@ Point LocalField::at(Point p) const {
   return {blend(0), blend(1)};
 }
 
-Point Motion::toFrame(Point reference) const {
-  Point p = homography(reference);
-  if (field != nullptr) {
-    const Point shift = field->at(reference);
-    p.x += shift.x;
-    p.y += shift.y;
-  }
-  return p;
-}
-
-Point Motion::toReference(Point frame) const {
-  Point p = inverse_(frame);
-  if (field == nullptr || field->empty()) return p;
+Point Motion::approach(Point reference, Point frame) const {
+  Point p = reference;
   for (int step = 0; step < 2; ++step) {
     const Point shift = field->at(p);
     p = inverse_({frame.x - shift.x, frame.y - shift.y});

@@ -50,14 +50,28 @@ struct Motion {
   Homography homography;
   const LocalField* field = nullptr;  ///< null: none
 
-  [[nodiscard]] Point toFrame(Point reference) const;
+  [[nodiscard]] Point toFrame(Point reference) const {
+    Point p = homography(reference);
+    if (field != nullptr) {
+      const Point shift = field->at(reference);
+      p.x += shift.x;
+      p.y += shift.y;
+    }
+    return p;
+  }
   /// The inverse; with a field, two steps of fixed-point iteration.
-  [[nodiscard]] Point toReference(Point frame) const;
+  [[nodiscard]] Point toReference(Point frame) const {
+    const Point p = inverse_(frame);
+    return field == nullptr || field->empty() ? p : approach(p, frame);
+  }
 
   /// For toReference(); call it when the homography is set.
   void prepare() { inverse_ = homography.inverse(); }
 
  private:
+  // The steps, from where the homography alone leads.
+  [[nodiscard]] Point approach(Point reference, Point frame) const;
+
   Homography inverse_;
 };
 

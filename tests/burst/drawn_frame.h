@@ -14,13 +14,22 @@
 namespace velmora::test {
 
 /// Grey level of plane 0, 1 or 2 at a position in luma samples.
-using Scene = std::function<double(int32_t plane, double x, double y)>;
+using Scene = std::function<double(int32_t plane, burst::Point at)>;
 
 /// Smooth waves of several lengths and directions, no place like another.
-inline double waves(int32_t plane, double x, double y) {
+inline double waves(int32_t plane, burst::Point at) {
+  const auto [x, y] = at;
   if (plane != 0) return 128 + 25 * std::sin(0.05 * x + plane) * std::cos(0.04 * y - plane);
   return 120 + 34 * std::sin(0.31 * x + 0.12 * y) + 27 * std::sin(0.17 * y - 0.07 * x + 1) +
          18 * std::sin(0.023 * x * std::sin(0.011 * y) + 0.5 * y);
+}
+
+/// A frame that lies elsewhere, turned by a small angle about its first sample.
+inline burst::Motion moved(double dx, double dy, double turn = 0) {
+  burst::Motion motion;
+  motion.homography.h = {1, -turn, dx, turn, 1, dy, 0, 0, 1};
+  motion.prepare();
+  return motion;
 }
 
 /// A planar frame: luma, U and V. `motion` maps the scene's luma positions onto the frame's.
@@ -41,7 +50,7 @@ struct DrawnFrame {
           double noise = -6;
           for (int i = 0; i < 12; ++i)
             noise += random.unit();
-          const double level = scene(p, from.x, from.y) + noise * (p == 0 ? sigma : sigma / 2);
+          const double level = scene(p, from) + noise * (p == 0 ? sigma : sigma / 2);
           samples.push_back(static_cast<uint8_t>(std::clamp(level + 0.5, 0.0, 255.0)));
         }
       }

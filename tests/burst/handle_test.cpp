@@ -88,19 +88,18 @@ struct Picture {
 
 /// Four frames of a scene, moved and noisy, one of something else, and one of another colour.
 const DrawnFrame& frame(std::size_t i) {
-  const auto moved = [](double x, double y) {
-    return burst::Homography{{1, 0, x, 0, 1, y, 0, 0, 1}};
+  const auto other = [](int32_t, burst::Point at) {
+    return 128 + 90 * std::sin(0.9 * at.x * std::sin(0.05 * at.y)) * std::cos(0.7 * at.y);
   };
-  const auto other = [](int32_t, double x, double y) {
-    return 128 + 90 * std::sin(0.9 * x * std::sin(0.05 * y)) * std::cos(0.7 * y);
+  const auto coloured = [](int32_t plane, burst::Point at) {
+    return waves(plane, at) + (plane == 0 ? 0 : 70);
   };
-  const auto coloured = [](int32_t plane, double x, double y) {
-    return waves(plane, x, y) + (plane == 0 ? 0 : 70);
-  };
-  static const DrawnFrame frames[] = {
-      {kSize, waves, moved(0, 0), 3, 1},      {kSize, waves, moved(1.3, -0.6), 3, 2},
-      {kSize, waves, moved(-0.4, 1.7), 3, 3}, {kSize, waves, moved(0.7, 0.8), 3, 4},
-      {kSize, other, moved(0, 0), 3, 5},      {kSize, coloured, moved(0.5, 0.5), 3, 6}};
+  static const DrawnFrame frames[] = {{kSize, waves, moved(0, 0).homography, 3, 1},
+                                      {kSize, waves, moved(1.3, -0.6).homography, 3, 2},
+                                      {kSize, waves, moved(-0.4, 1.7).homography, 3, 3},
+                                      {kSize, waves, moved(0.7, 0.8).homography, 3, 4},
+                                      {kSize, other, moved(0, 0).homography, 3, 5},
+                                      {kSize, coloured, moved(0.5, 0.5).homography, 3, 6}};
   return frames[i];
 }
 

@@ -7,13 +7,16 @@
 #include <memory>
 #include <span>
 
+#include "burst/drawn_frame.h"
 #include "burst/reconstruction/noise_tables.h"
-#include "burst/seen_scene.h"
+#include "burst/workers_for_tests.h"
 #include "support/digest.h"
 #include "support/random.h"
 
 namespace velmora::test {
 namespace {
+
+using namespace burst;  // NOLINT(google-build-using-namespace)
 
 /// Frames of a scene with their motions, and the picture that they make.
 struct Burst {
@@ -23,7 +26,7 @@ struct Burst {
   }
   void add(const Scene& scene, const Motion& motion) {
     motions.push_back(std::make_unique<Motion>(motion));
-    frames.push_back(std::make_unique<DrawnFrame>(scene, size, motion));
+    frames.push_back(std::make_unique<DrawnFrame>(size, scene, motion.homography));
     contributions.push_back({&frames.back()->frame, motions.back().get(), 1, 0, nullptr});
   }
   std::vector<uint8_t> render(Workers& workers, Memory& from = memory()) {
@@ -52,7 +55,7 @@ struct Burst {
   std::vector<uint8_t> picture;
 };
 
-double texture(std::size_t plane, Point p) {
+double texture(int32_t plane, Point p) {
   const double shift = static_cast<double>(plane);
   return 120 + 50 * std::sin(0.31 * p.x + 0.1 * p.y + shift) * std::cos(0.27 * p.y - shift) +
          30 * std::sin(0.9 * p.x - 1.1 * p.y);
@@ -69,7 +72,7 @@ Burst texturedBurst(int32_t frames, Size size, Size output) {
   Burst burst(size, output);
   Random random(5);
   for (int32_t k = 0; k < frames; ++k) {
-    const Scene noisy = [&](std::size_t plane, Point p) {
+    const Scene noisy = [&](int32_t plane, Point p) {
       return texture(plane, p) + static_cast<double>(random.range(-6, 6));
     };
     burst.add(noisy, k == 0 ? moved(0, 0) : moved(0.4 * k - 1.1, 0.7 - 0.3 * k, 0.004 * k));
@@ -107,7 +110,7 @@ TEST(Reconstruction, ShowsLumaAndChromaWhereTheyAre) {
     for (const double sign : {-1.0, 1.0}) {
       Burst burst({96, 80}, {c.width, c.height});
       for (int32_t k = 0; k < c.frames; ++k)
-        burst.add([&](std::size_t, Point p) { return ramp(sign, p); }, moved(0.37 * k, -0.61 * k));
+        burst.add([&](int32_t, Point p) { return ramp(sign, p); }, moved(0.37 * k, -0.61 * k));
       pictures[sign > 0 ? 1 : 0] = burst.render();
     }
     const double stepX = 95.0 / (c.width - 1);
@@ -137,13 +140,11 @@ TEST(Reconstruction, ShowsLumaAndChromaWhereTheyAre) {
 TEST(Reconstruction, RestoresDetailBeyondASingleFrame) {
   const double fx = 3.5;
   const double fy = 2.2;
-  const auto detail = [=](std::size_t plane, Point p) {
+  const auto detail = [=](int32_t plane, Point p) {
     return plane == 0 ? 128 + 60 * std::sin(fx * p.x) * std::cos(fy * p.y) : 128;
   };
   const double pixel = std::sin(fx / 2) / (fx / 2) * std::sin(fy / 2) / (fy / 2);
-  const Scene seen = [=](std::size_t plane, Point p) {
-    return 128 + pixel * (detail(plane, p) - 128);
-  };
+  const Scene seen = [=](int32_t plane, Point p) { return 128 + pixel * (detail(plane, p) - 128); };
   Burst burst({60, 50}, {119, 99});
   double errors[2] = {};
   for (int32_t k = 0; k < 4; ++k) {
@@ -229,12 +230,12 @@ TEST(Reconstruction, CountsFramesByTheirWeights) {
   for (std::size_t y = 0; y < 96; ++y)
     EXPECT_EQ(left[y * 128 + 125], none[y * 128 + 125]);
   // What has no weight is not seen.
-  std::ranges::fill(burst.frames[1]->bytes[0], uint8_t{255});
+  std::ranges::fill(burst.frames[1]->values[0], uint8_t{255});
   EXPECT_EQ(firstDifference(renderWith([](int32_t) { return 0; }), none), -1);
 }
 
 TEST(Reconstruction, LooksTheSameWhenAFrameComesTwiceOrDarker) {
-  const Scene smooth = [](std::size_t plane, Point p) {
+  const Scene smooth = [](int32_t plane, Point p) {
     return 120 + 60 * std::sin(0.2 * p.x + static_cast<double>(plane)) * std::cos(0.17 * p.y);
   };
   Burst burst({64, 48}, {128, 96});
@@ -242,12 +243,10 @@ TEST(Reconstruction, LooksTheSameWhenAFrameComesTwiceOrDarker) {
   const auto once = burst.render();
   burst.add(smooth, moved(0, 0));
   const auto twice = burst.render();
-  burst.frames[1] = std::make_unique<DrawnFrame>(
-      [&](std::size_t plane, Point p) {
-        const double level = smooth(plane, p);
-        return plane == 0 ? (level - 8) / 1.25 : 128 + (level - 128) / 1.25;
-      },
-      burst.size);
+  burst.frames[1] = std::make_unique<DrawnFrame>(burst.size, [&](int32_t plane, Point p) {
+    const double level = smooth(plane, p);
+    return plane == 0 ? (level - 8) / 1.25 : 128 + (level - 128) / 1.25;
+  });
   burst.contributions[1] = {&burst.frames[1]->frame, burst.motions[1].get(), 1.25, 8, nullptr};
   const auto darker = burst.render();
   for (std::size_t i = 0; i < once.size(); ++i) {
@@ -287,13 +286,15 @@ TEST(Reconstruction, FailsBeforeAnythingIsWritten) {
 class NoiseTablesTest : public testing::Test {
  protected:
   // Frames at the size of the picture, the second one lying by `second`.
-  NoiseTables tables(int32_t frames, const Motion& second, int32_t sharpened) {
+  NoiseTables tables(int32_t frames, const Motion& second, int32_t sharpened,
+                     Size size = {300, 280}) {
     const SumTables sums = sumTables(memory());
     const Buffer<uint16_t> steps = stepTable(memory(), sums, 1);
     const BoxSums box(memory(), 1, 1);
     PlaneJob job;
-    job.geometry = {gridAxis(0, 300, 300, 1, false), gridAxis(0, 280, 280, 1, false), false};
-    job.source = {300, 280};
+    job.geometry = {gridAxis(0, size.width, size.width, 1, false),
+                    gridAxis(0, size.height, size.height, 1, false), false};
+    job.source = size;
     job.tables = &sums;
     job.box = &box;
     job.steps = &steps;
@@ -348,6 +349,10 @@ TEST_F(NoiseTablesTest, DoForThePartsThatAreNoisiest) {
   const double mixed = tables(2, wider, 0)[1].of8[kStripes];
   EXPECT_LT(apart, 0.85 * same);
   EXPECT_GT(mixed, 0.9 * same);
+  // Half a sample apart in the middle, on the same samples half way to the sides.
+  wider.homography.h = {1 + 1.0 / 600, 0, -0.5, 0, 1, 0, 0, 0, 1};
+  wider.prepare();
+  EXPECT_GT(tables(2, wider, 0, {1200, 520})[1].of8[kStripes], 0.88 * same);
 }
 
 // Without restoration, which has tests of its own: one frame, and the chroma of several.

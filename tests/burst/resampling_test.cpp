@@ -7,10 +7,12 @@
 
 #include "burst/reconstruction/box_sums.h"
 #include "burst/resampling/taps.h"
-#include "burst/seen_scene.h"
+#include "burst/workers_for_tests.h"
 
 namespace velmora::test {
 namespace {
+
+using namespace burst;  // NOLINT(google-build-using-namespace)
 
 TEST(Windows, AddUpToOneAndAreMirrored) {
   for (const auto make : {lanczosWindows, catmullRomWindows}) {

@@ -3,26 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <numbers>
 #include <vector>
 
 #include "burst/restoration/basis.h"
 #include "burst/restoration/frame_noise.h"
+#include "burst/workers_for_tests.h"
 #include "support/digest.h"
-#include "support/random.h"
 
 namespace velmora::burst {
 namespace {
 
+using test::memory;
 using test::Random;
 using Values = std::vector<double>;
-
-Memory& memory() {
-  static Memory instance({[](void*, std::size_t size) { return std::malloc(size); },
-                          [](void*, void* block) { std::free(block); }, nullptr});
-  return instance;
-}
 
 double basis(int size, int k, int i) {
   return std::sqrt((k == 0 ? 1.0 : 2.0) / size) *

@@ -49,8 +49,8 @@ class WeightsTest : public testing::Test {
 TEST_F(WeightsTest, NoiseIsMeasuredWhateverTheMotionAndTheGain) {
   for (const double sigma : {3.0, 8.0, 15.0}) {
     for (const double gain : {1.0, 1.25}) {
-      const Scene darker = [gain](int32_t plane, double x, double y) {
-        return plane == 0 ? waves(plane, x, y) / gain : waves(plane, x, y);
+      const Scene darker = [gain](int32_t plane, Point at) {
+        return plane == 0 ? waves(plane, at) / gain : waves(plane, at);
       };
       const DrawnFrame reference(kSize, waves, {}, sigma, 1);
       const DrawnFrame frame(kSize, darker, kTurned, sigma, 2);
@@ -65,7 +65,7 @@ TEST_F(WeightsTest, NoiseIsMeasuredWhateverTheMotionAndTheGain) {
 }
 
 TEST_F(WeightsTest, APlaneWithoutUsableBlocksHasNoNoise) {
-  const Scene white = [](int32_t plane, double, double) { return plane == 1 ? 128.0 : 255.0; };
+  const Scene white = [](int32_t plane, Point) { return plane == 1 ? 128.0 : 255.0; };
   const DrawnFrame frame(kSize, white);
   const NoiseLevels noise = noiseBetween(frame, frame, {});
   EXPECT_LT(noise.sigma[0], 0);
@@ -94,9 +94,9 @@ TEST_F(WeightsTest, WhatMovesOrChangesItsColourDoesNotCount) {
   for (const Case& c : {Case{"a lighter disc", 40, 0, 0},
                         {"a disc of another colour", 0, 20, -14},
                         {"a slightly lighter disc", 9, 0, 0}}) {
-    const Scene disc = [=](int32_t plane, double x, double y) {
-      const bool in = (x - 150) * (x - 150) + (y - 100) * (y - 100) < 30 * 30;
-      return waves(plane, x, y) + (in ? (plane == 0 ? c.luma : plane == 1 ? c.u : c.v) : 0);
+    const Scene disc = [=](int32_t plane, Point at) {
+      const bool in = (at.x - 150) * (at.x - 150) + (at.y - 100) * (at.y - 100) < 30 * 30;
+      return waves(plane, at) + (in ? (plane == 0 ? c.luma : plane == 1 ? c.u : c.v) : 0);
     };
     const DrawnFrame reference(kSize, waves, {}, 2, 1);
     const DrawnFrame frame(kSize, disc, {}, 2, 2);
@@ -116,7 +116,7 @@ TEST_F(WeightsTest, BetweenTilesThatMovedApartNothingCounts) {
   for (std::size_t i = 0; i < 12; ++i)
     std::fill(&field.shifts[2 * (18 * i + 10)], &field.shifts[2 * (18 * i + 17)] + 2, 1.0f);
   motion_.field = &field;
-  const Scene flat = [](int32_t, double, double) { return 100.0; };
+  const Scene flat = [](int32_t, Point) { return 100.0; };
   const DrawnFrame reference(kSize, flat);
   const Weights weights = weigh(reference, reference, {}, {{2, 1, 1}});
   EXPECT_EQ(mean(weights, {4, 4, 78, 100}), 255);
@@ -127,8 +127,8 @@ TEST_F(WeightsTest, BetweenTilesThatMovedApartNothingCounts) {
 TEST_F(WeightsTest, AreTheSameWithEverySetAndAnyThreads) {
   // Integer noise: the C library's sines may differ in their last bit.
   Random random(5);
-  const Scene integers = [&random](int32_t, double x, double y) {
-    return 100 + std::fmod(13 * std::floor(x / 3) + 7 * std::floor(y / 4), 60) +
+  const Scene integers = [&random](int32_t, Point at) {
+    return 100 + std::fmod(13 * std::floor(at.x / 3) + 7 * std::floor(at.y / 4), 60) +
            static_cast<double>(random.range(0, 9));
   };
   const DrawnFrame reference(kSize, integers);

@@ -40,6 +40,13 @@ class ShufflingWorkers final : public burst::Workers {
   Random random_{1};
 };
 
+/// malloc and free.
+inline burst::Memory& memory() {
+  static burst::Memory instance({[](void*, std::size_t size) { return std::malloc(size); },
+                                 [](void*, void* block) { std::free(block); }, nullptr});
+  return instance;
+}
+
 /// malloc and free, the n-th request failing.
 struct TestMemory {
   explicit TestMemory(int requestsUntilFailure = -1) : left(requestsUntilFailure) {}

@@ -59,11 +59,11 @@ void blendWeights(decltype(Family::blendWeights) kernel, Trial& t) {
 }
 
 void sampleWeights(decltype(Family::sampleWeights) kernel, Trial& t) {
-  const auto* blended = t.filled<int16_t>(t.count + 2, 0, 255 * 16);
+  const auto* blended = t.filled<int16_t>(2 * t.count + 2 + kSpareWeights, 0, 255 * 16);
   auto* columns = t.buffer<int32_t>(t.count);
   auto* taps = t.buffer<int16_t>(2 * t.count);
   for (int32_t i = 0; i < t.count; ++i) {
-    columns[i] = t.range(0, t.count);
+    columns[i] = i == 0 ? 0 : columns[i - 1] + t.range(0, 1 + t.round);
     taps[2 * i] = static_cast<int16_t>(t.range(0, 16));
     taps[2 * i + 1] = static_cast<int16_t>(16 - taps[2 * i]);
   }
@@ -146,7 +146,7 @@ static_assert(std::size(kWindowEntries) * sizeof(void (*)()) == sizeof(Windows))
 constexpr const Family& (*kFamily)(CpuSet) = reconstructionFunctions;
 const Entry kEntries[] = {
     entry("blendWeights", 1, kFamily, &Family::blendWeights, blendWeights),
-    entry("sampleWeights", 1, kFamily, &Family::sampleWeights, sampleWeights),
+    entry("sampleWeights", 2, kFamily, &Family::sampleWeights, sampleWeights),
     entry("lookUpSums", 1, kFamily, &Family::lookUpSums, lookUpSums),
     entry("shareRow", 8, kFamily, &Family::shareRow, shareRow),
     entry("addProducts", 8, kFamily, &Family::addProducts, addProducts),

@@ -52,12 +52,16 @@ struct ResidualRow {
   const int16_t* inside;    ///< -1 where there is a residual, otherwise 0
 };
 
+/// See sampleWeights: they mean nothing.
+inline constexpr int32_t kSpareWeights = 6;
+
 struct ReconstructionFunctions {
   /// out[i] = upper[i] * (16 - fraction) + lower[i] * fraction for i in [0, count).
   void (*blendWeights)(const uint8_t* upper, const uint8_t* lower, int32_t fraction, int32_t count,
                        int16_t* out);
   /// out[i] = blended[j] * taps[2 i] + blended[j + 1] * taps[2 i + 1], j = columns[i], rounded half
-  /// up by 8 bits. Taps add up to 16.
+  /// up by 8 bits. Taps add up to 16; columns never fall. kSpareWeights behind those that count may
+  /// be read.
   void (*sampleWeights)(const int16_t* blended, const int32_t* columns, const int16_t* taps,
                         int32_t count, uint8_t* out);
   /// out[i] = sums[64 * phase of y[i] + phase of x[i]]; 0 <= sums < 2^15.

@@ -14,6 +14,7 @@ constexpr int32_t kPeriod = 512;
 // Samples that are measured for each table, and the side of the window they are in.
 constexpr int32_t kMeasured = 256 * 256;
 constexpr int32_t kWindow = 256;
+constexpr int32_t kSmallWindow = 128;
 
 // A number without pattern for each sample (a finalizer of 32-bit hashing).
 uint32_t scrambled(uint32_t n) {
@@ -22,15 +23,26 @@ uint32_t scrambled(uint32_t n) {
   return n ^ (n >> 16);
 }
 
-// In the middle of the grid, as many whole blocks of 16, or of 8 where there is no more.
-Rect windowOf(Size grid) {
-  const auto axis = [](int32_t size) {
-    const int32_t side = std::min(kWindow, size < 16 ? 8 : size / 16 * 16);
-    return std::pair(side, (size - side) / 2);
+// One in the middle of the grid, as many whole blocks of 16 as it has, or of 8 where there is no
+// more. Of large grids five smaller ones, since frames lie apart by another fraction of a sample
+// elsewhere: in the middle and half way to each corner.
+std::vector<Rect> windowsOf(Size grid) {
+  const auto around = [&](int32_t x, int32_t y, int32_t most) {
+    const auto axis = [most](int32_t size) {
+      return std::min(most, size < 16 ? 8 : size / 16 * 16);
+    };
+    const int32_t left = x - axis(grid.width) / 2;
+    const int32_t top = y - axis(grid.height) / 2;
+    return Rect{left, top, left + axis(grid.width), top + axis(grid.height)};
   };
-  const auto [width, left] = axis(grid.width);
-  const auto [height, top] = axis(grid.height);
-  return {left, top, left + width, top + height};
+  const int32_t x = grid.width / 2;
+  const int32_t y = grid.height / 2;
+  if (std::min(grid.width, grid.height) < 4 * kSmallWindow) return {around(x, y, kWindow)};
+  std::vector<Rect> windows = {around(x, y, kSmallWindow)};
+  for (const int32_t h : {x / 2, grid.width - x / 2})
+    for (const int32_t v : {y / 2, grid.height - y / 2})
+      windows.push_back(around(h, v, kSmallWindow));
+  return windows;
 }
 
 // The job with noise for frames.
@@ -50,8 +62,8 @@ PlaneJob noiseJob(const PlaneJob& job, int32_t frames, Plane<const int16_t> nois
 // a sample in each.
 class WindowSpectrum {
  public:
-  void add(Plane<const int16_t> samples) {
-    std::size_t i = 0;
+  // The samples of a window whose parts are counted from `i` on; returns the number behind them.
+  std::size_t add(Plane<const int16_t> samples, std::size_t i) {
     for (int32_t top = 0; top < samples.size.height; top += kPart) {
       for (int32_t left = 0; left < samples.size.width; left += kPart) {
         if (i == parts_.size()) parts_.emplace_back();
@@ -62,6 +74,7 @@ class WindowSpectrum {
       }
     }
     of16_.add(samples);
+    return i;
   }
 
   // In units of `unit`. Where no block of 16 fits, coefficients of 8 stand in for those of 16.
@@ -173,7 +186,8 @@ void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> t
   for (const NoiseTask& task : tasks) {
     const PlaneJob& job = *task.job;
     noise.push_back(pseudoNoise(memory, job.sharpened));
-    largest.include(tileSizes(job, planTile(job, windowOf(job.geometry.size()))));
+    for (const Rect& window : windowsOf(job.geometry.size()))
+      largest.include(tileSizes(job, planTile(job, window)));
     // Parts with the most frames first: they take the longest.
     for (int32_t n = job.frames; n > 0; --n)
       parts.push_back({&task, n, &noise.back()});
@@ -183,13 +197,18 @@ void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> t
     scratch.emplace_back(memory, largest);
   workers.run(static_cast<int32_t>(parts.size()), progressWeight, [&](int32_t i, int32_t worker) {
     const Part& part = parts[static_cast<std::size_t>(i)];
-    const Rect window = windowOf(part.task->job->geometry.size());
-    const int32_t rounds = kMeasured / (window.width() * window.height());
+    const std::vector<Rect> windows = windowsOf(part.task->job->geometry.size());
+    const auto count = static_cast<int32_t>(windows.size());
+    const int32_t rounds = kMeasured / (windows[0].width() * windows[0].height() * count);
     WindowSpectrum spectrum;
     for (int32_t round = 0; round < std::max(1, rounds); ++round) {
       const PlaneJob job = noiseJob(*part.task->job, part.frames, part.noise->plane(), round);
-      const TileSums::Result result = scratch[static_cast<std::size_t>(worker)].run(job, window);
-      spectrum.add(result.samples);
+      std::size_t first = 0;
+      for (const Rect& window : windows) {
+        const TileSums::Result result =
+            scratch[static_cast<std::size_t>(worker)].run(job, planTile(job, window));
+        first = spectrum.add(result.samples, first);
+      }
     }
     (*part.task->tables)[static_cast<std::size_t>(part.frames - 1)] =
         spectrum.noise(kNoiseScale * gainOfSharpening(part.task->job->sharpened));

@@ -38,12 +38,10 @@ std::vector<Tile> tilesOf(std::span<const PictureTask> tasks, Size tile) {
 }
 
 // Large tiles, since what lies around a tile is worked out with it; but so many that threads end
-// at about the same time, and not so large that many frames take much memory.
+// at about the same time. Still larger ones win nothing: caches hold less of them.
 Size defaultTile(std::span<const PictureTask> tasks, int32_t workers) {
   Size tile = {1024, 512};
-  const PlaneJob& luma = *tasks[0].job;
-  if (luma.frames > 4) tile = {512, 512};
-  const Size grid = luma.geometry.size();
+  const Size grid = tasks[0].job->geometry.size();
   const auto tilesIn = [&](Size size) {
     return int64_t{(grid.width + size.width - 1) / size.width} *
            ((grid.height + size.height - 1) / size.height);
@@ -97,17 +95,16 @@ void makePicture(Memory& memory, Workers& workers, std::span<const PictureTask> 
                  double progressWeight) {
   if (tile.width == 0) tile = defaultTile(tasks, workers.count());
   const std::vector<Tile> tiles = tilesOf(tasks, tile);
-  // How much scratch a tile needs: the largest of all.
-  std::vector<TileSizes> sizes(tiles.size());
+  const Buffer<TilePlan> plans(memory, tiles.size());
   workers.run(static_cast<int32_t>(tiles.size()), 0, [&](int32_t i, int32_t) {
-    const Tile& t = tiles[static_cast<std::size_t>(i)];
-    const PlaneJob& job = *t.task->job;
-    sizes[static_cast<std::size_t>(i)] =
-        tileSizes(job, planTile(job, restoredFrom(*t.task, t.wanted)));
+    const auto index = static_cast<std::size_t>(i);
+    const Tile& t = tiles[index];
+    plans[index] = planTile(*t.task->job, restoredFrom(*t.task, t.wanted));
   });
+  // How much scratch a tile needs: the largest of all.
   TileSizes largest;
-  for (const TileSizes& size : sizes)
-    largest.include(size);
+  for (std::size_t i = 0; i < tiles.size(); ++i)
+    largest.include(tileSizes(*tiles[i].task->job, plans[i]));
   std::vector<Worker> scratch;
   for (int32_t i = 0; i < workers.count(); ++i) {
     Worker& worker = scratch.emplace_back();
@@ -134,8 +131,9 @@ void makePicture(Memory& memory, Workers& workers, std::span<const PictureTask> 
     const Tile& t = tiles[static_cast<std::size_t>(i)];
     const PlaneJob& job = *t.task->job;
     Worker& worker = scratch[static_cast<std::size_t>(w)];
-    const Rect window = restoredFrom(*t.task, t.wanted);
-    const TileSums::Result sum = worker.sums[0].run(job, window);
+    const TilePlan& plan = plans[static_cast<std::size_t>(i)];
+    const Rect& window = plan.sums[job.iterations.count];
+    const TileSums::Result sum = worker.sums[0].run(job, plan);
     Plane<const int16_t> samples = sum.samples;
     if (t.task->plan) {
       Plane<int16_t> out = worker.restored.plane();

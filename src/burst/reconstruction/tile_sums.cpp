@@ -61,16 +61,16 @@ TileSums::TileSums(Memory& memory, const TileSizes& largest)
       windows_(memory, largest.window * largest.frames),
       residuals_(memory, largest.window * largest.frames),
       means_(memory, largest.window),
+      inside_(memory, largest.window),
       x_(memory, largest.row),
       y_(memory, largest.row),
       sums_(memory, largest.row * largest.frames),
       spreads_(memory, largest.row * largest.frames),
       shares_(memory, largest.row * largest.frames),
-      inside_(memory, largest.row),
       weights_(memory, largest.row * largest.frames),
       weightColumns_(memory, largest.row),
       weightTaps_(memory, 2 * largest.row),
-      blended_(memory, largest.row),
+      blended_(memory, largest.row + kSpareWeights),
       gridSize_(largest.grid),
       windowSize_(largest.window),
       rowSize_(largest.row) {
@@ -207,29 +207,25 @@ void TileSums::residuals(const PlaneJob& job, const TilePlan& plan, int32_t iter
       const int32_t row = std::clamp(y, around.top, around.bottom - 1) - around.top;
       return means_.data() + row * pitch;
     };
-    int32_t ready = around.top;
-    const auto makeMeans = [&](int32_t y) {
+    const auto insideOf = [&](int32_t y) { return inside_.data() + (y - around.top) * pitch; };
+    for (int32_t y = around.top; y < around.bottom; ++y) {
       int16_t* means = meansOf(y);
       const int32_t count = around.width();
       grid.row(y, around.left, around.right, x_.data(), y_.data());
-      functions.limitPositions(limits, count, x_.data(), y_.data(), inside_.data());
+      functions.limitPositions(limits, count, x_.data(), y_.data(), insideOf(y));
       job.box->row(picture, pitch_, x_.data(), y_.data(), count, means + 1);
       means[0] = means[1];
       means[count + 1] = means[count];
-    };
-    for (; ready < around.bottom; ++ready)
-      makeMeans(ready);
+    }
+    const std::ptrdiff_t column = part.left - around.left + 1;
     for (int32_t y = part.top; y < part.bottom; ++y) {
-      grid.row(y, part.left, part.right, x_.data(), y_.data());
-      functions.limitPositions(limits, part.width(), x_.data(), y_.data(), inside_.data());
-      const std::ptrdiff_t column = part.left - around.left + 1;
       const std::size_t at =
           offset + static_cast<std::size_t>((y - window.top) * pitch + (part.left - window.left));
       functions.residualRow(
           {windows_.data() + at,
            {meansOf(y - 1) + column, meansOf(y) + column, meansOf(y + 1) + column},
            job.sharpened,
-           inside_.data()},
+           insideOf(y) + column - 1},
           part.width(), residuals_.data() + at);
     }
   }
@@ -261,8 +257,8 @@ void TileSums::correct(const PlaneJob& job, const TilePlan& plan, int32_t iterat
   }
 }
 
-TileSums::Result TileSums::run(const PlaneJob& job, const Rect& wanted) {
-  const TilePlan plan = planTile(job, wanted);
+TileSums::Result TileSums::run(const PlaneJob& job, const TilePlan& plan) {
+  const Rect& wanted = plan.sums[job.iterations.count];
   area_ = plan.sums[0];
   pitch_ = tilePitch(area_.width());
   chooseFrames(job, plan);

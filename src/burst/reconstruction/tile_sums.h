@@ -17,8 +17,8 @@ class TileSums {
 
   /// For tiles of up to these sizes. Throws std::bad_alloc.
   TileSums(Memory& memory, const TileSizes& largest);
-  /// Works on the wanted part of the job's grid.
-  Result run(const PlaneJob& job, const Rect& wanted);
+  /// Works on the part of the job's grid that was planned for.
+  Result run(const PlaneJob& job, const TilePlan& plan);
 
  private:
   void chooseFrames(const PlaneJob& job, const TilePlan& plan);
@@ -44,9 +44,10 @@ class TileSums {
   Buffer<int16_t> windows_;      ///< [frame] samples of the frame
   Buffer<int16_t> residuals_;    ///< [frame] what they lack or have too much
   Buffer<int16_t> means_;        ///< of the picture over a frame's samples
+  Buffer<int16_t> inside_;       ///< ResidualRow::inside of these
   // Rows, some of them one for each frame.
   Buffer<int32_t> x_, y_;
-  Buffer<int16_t> sums_, spreads_, shares_, inside_;
+  Buffer<int16_t> sums_, spreads_, shares_;
   Buffer<uint8_t> weights_;
   Buffer<int32_t> weightColumns_;
   Buffer<int16_t> weightTaps_, blended_;

@@ -2,8 +2,8 @@
 #ifndef VELMORA_SRC_BURST_RESAMPLING_POSITIONS_H
 #define VELMORA_SRC_BURST_RESAMPLING_POSITIONS_H
 
+#include <algorithm>
 #include <cstdint>
-#include <functional>
 
 #include "burst/memory.h"
 #include "burst/motion.h"
@@ -22,10 +22,25 @@ inline constexpr int32_t kNodeSpacing = 8;
 class PositionGrid {
  public:
   PositionGrid() = default;
-  /// `position` tells where a sample of this grid lies on the other; what lies farther than 64
-  /// samples outside `target` is moved to there, so that positions stay in range.
-  PositionGrid(Memory& memory, Workers& workers, Size size, Size target,
-               const std::function<Point(Point)>& position);
+  /// `position(Point) -> Point` tells where a sample of this grid lies on the other; what lies
+  /// farther than 64 samples outside `target` is moved to there, so that positions stay in range.
+  template <typename Position>
+  PositionGrid(Memory& memory, Workers& workers, Size size, Size target, const Position& position)
+      : PositionGrid(memory, size) {
+    workers.run((rows_ + kRowsPerPart - 1) / kRowsPerPart, 0, [&](int32_t part, int32_t) {
+      const int32_t end = std::min(rows_, (part + 1) * kRowsPerPart);
+      for (int32_t j = part * kRowsPerPart; j < end; ++j) {
+        Node* const row = nodesOf(j);
+        for (int32_t i = 0; i < nodesPerRow_; ++i) {
+          const Point p = position(
+              {static_cast<double>(kNodeSpacing) * i, static_cast<double>(kNodeSpacing) * j});
+          row[i] = {nodeOf(p.x, target.width), nodeOf(p.y, target.height)};
+        }
+        limitSlopes(row);
+      }
+    });
+    if (level()) keepColumns(memory);
+  }
 
   /// The positions of samples [left, right) of a row, six fraction bits, rounded to nearest.
   void row(int32_t y, int32_t left, int32_t right, int32_t* x, int32_t* yOut) const;
@@ -34,15 +49,40 @@ class PositionGrid {
   /// A rectangle (ends exclusive) around the whole parts of the positions of all samples of a part
   /// of the grid.
   [[nodiscard]] Rect bounds(const Rect& part) const;
-  /// The largest distance on the other grid, per axis, between positions of samples that are one
-  /// column or one row apart, the two added up: how far a step of one sample in both can reach.
-  [[nodiscard]] double reach() const { return reach_; }
 
  private:
+  static constexpr int32_t kRowsPerPart = 16;
+  struct Node {
+    int32_t x;
+    int32_t y;
+  };
+
+  PositionGrid(Memory& memory, Size size);
+
+  // A position as it is kept; a result that is no number counts as far outside.
+  static int32_t nodeOf(double position, int32_t size) {
+    constexpr double kOutside = 64;
+    const double last = std::min(size - 1 + kOutside, 131071.0);
+    double p = position;
+    if (!(p > -kOutside)) p = -kOutside;
+    if (p > last) p = last;
+    const double rounded = p * (1 << kNodeBits) + 0.5;  // down, not towards 0
+    const auto whole = static_cast<int32_t>(rounded);
+    return whole - (rounded < whole ? 1 : 0);
+  }
+  void limitSlopes(Node* row) const;
+  // Whether columns and rows of this grid lie along those of the other.
+  [[nodiscard]] bool level() const;
+  void keepColumns(Memory& memory);
+  [[nodiscard]] Node* nodesOf(int32_t row) const {
+    return nodes_.data() + std::ptrdiff_t{row} * nodesPerRow_;
+  }
+
   Size size_ = {};
   int32_t nodesPerRow_ = 0;
-  Buffer<int32_t> nodes_;  ///< x, y of each node
-  double reach_ = 0;
+  int32_t rows_ = 0;
+  Buffer<Node> nodes_;
+  Buffer<int32_t> columns_;  ///< x of every row of a level grid; none for others
 };
 
 }  // namespace velmora::burst

@@ -10,6 +10,7 @@ namespace velmora::burst {
 /// reference: gain * level + bias, rounded half up to five fraction bits.
 struct Levels {
   int16_t of[256];
+  bool plain;  ///< gain 1, bias 0
 };
 /// `gain` and `bias` in grey levels; chroma is matched around 128, with the gain alone.
 Levels matchedLevels(double gain, double bias, bool chroma);

@@ -45,44 +45,65 @@ class Evenness {
   Buffer<float> factors_;
 };
 
-bool clipped(const SourcePlane& plane, const Rect& block) {
+/// The samples of a block; false where some may be clipped.
+bool takeBlock(const SourcePlane& plane, const Rect& block,
+               std::array<uint8_t, kSamples>& samples) {
+  uint8_t* to = samples.data();
   for (int32_t y = block.top; y < block.bottom; ++y) {
-    for (int32_t x = block.left; x < block.right; ++x) {
-      if (plane.at(x, y) < kDarkest || plane.at(x, y) > kLightest) return true;
-    }
+    const uint8_t* from = plane.row(y) + block.left * plane.step;
+    for (int32_t x = 0; x < kBlock; ++x, from += plane.step)
+      *to++ = *from;
   }
-  return false;
+  const auto [darkest, lightest] = std::minmax_element(samples.begin(), samples.end());
+  return *darkest >= kDarkest && *lightest <= kLightest;
+}
+
+/// The value that half of the others are not above, of values from 0 on.
+float middleOf(std::array<float, kSamples>& values) {
+  // Sorted by their whole parts into places, of which only the one in the middle is looked into.
+  constexpr std::size_t kPlaces = 256;
+  constexpr std::size_t kBefore = kSamples / 2;
+  std::array<uint16_t, kPlaces> counts = {};
+  const auto placeOf = [](float value) {
+    return std::min(static_cast<std::size_t>(static_cast<int32_t>(value)), kPlaces - 1);
+  };
+  for (const float value : values)
+    ++counts[placeOf(value)];
+  std::size_t place = 0;
+  std::size_t before = 0;
+  while (before + counts[place] <= kBefore)
+    before += counts[place++];
+  const auto end = std::remove_if(values.begin(), values.end(),
+                                  [&](float value) { return placeOf(value) != place; });
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(kBefore - before);
+  std::nth_element(values.begin(), middle, end);
+  return *middle;
 }
 
 /// The median of the absolute differences of a block from their mean, over what it is for noise of
 /// standard deviation 1.
 float blockNoise(const WarpedPlane& warped, const Evenness& evenness, const Rect& block,
                  const WarpScratch& scratch) {
-  if (clipped(warped.reference(), block)) return kUnusable;
+  std::array<uint8_t, kSamples> samples;
+  if (!takeBlock(warped.reference(), block, samples)) return kUnusable;
+  std::array<int16_t, kSamples> values;
+  warped.all(block, scratch, values.data());
   std::array<float, kSamples> differences;
-  std::array<int16_t, kBlock> row;
-  std::size_t count = 0;
-  bool allInside = true;
-  warped.rows(block, scratch, row.data(), [&](int32_t y, const int16_t* values) {
-    for (int32_t i = 0; i < kBlock; ++i) {
-      const int32_t px = scratch.x[static_cast<std::size_t>(i)];
-      const int32_t py = scratch.y[static_cast<std::size_t>(i)];
-      allInside = allInside && warped.inside(px, py);
-      const int32_t sample = warped.reference().at(block.left + i, y);
-      differences[count++] =
-          static_cast<float>(values[i] - (sample << kFractionBits)) * evenness.factor(px, py);
-    }
-  });
-  if (!allInside) return kUnusable;
   float sum = 0;
-  for (const float d : differences)
-    sum += d;
+  bool allInside = true;
+  for (std::size_t i = 0; i < kSamples; ++i) {
+    const int32_t px = scratch.x[i];
+    const int32_t py = scratch.y[i];
+    allInside &= warped.inside(px, py);
+    const int32_t difference = values[i] - (samples[i] << kFractionBits);
+    differences[i] = static_cast<float>(difference) * evenness.factor(px, py);
+    sum += differences[i];
+  }
+  if (!allInside) return kUnusable;
   const float mean = sum / static_cast<float>(kSamples);
   for (float& d : differences)
-    d = d < mean ? mean - d : d - mean;
-  auto* const middle = differences.data() + kSamples / 2;
-  std::nth_element(differences.data(), middle, differences.data() + kSamples);
-  return *middle / (1 << kFractionBits) / static_cast<float>(kMedianOfNormal);
+    d = std::fabs(d - mean);
+  return middleOf(differences) / (1 << kFractionBits) / static_cast<float>(kMedianOfNormal);
 }
 
 double planeNoise(Memory& memory, Workers& workers, const MatchedPair& pair, int32_t plane,
@@ -109,8 +130,8 @@ double planeNoise(Memory& memory, Workers& workers, const MatchedPair& pair, int
   std::array<WarpScratch, kMostWorkers> scratch;
   for (int32_t w = 0; w < workers.count(); ++w) {
     scratch[static_cast<std::size_t>(w)] = {Buffer<int16_t>(memory, largest),
-                                            Buffer<int32_t>(memory, kBlock),
-                                            Buffer<int32_t>(memory, kBlock)};
+                                            Buffer<int32_t>(memory, kSamples),
+                                            Buffer<int32_t>(memory, kSamples)};
   }
   const Buffer<float> noise(memory,
                             static_cast<std::size_t>(across) * static_cast<std::size_t>(down));

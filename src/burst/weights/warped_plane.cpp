@@ -42,14 +42,26 @@ std::size_t WarpedPlane::windowSize(const Rect& part) const {
   return static_cast<std::size_t>(window.width()) * static_cast<std::size_t>(window.height());
 }
 
-void WarpedPlane::readRow(int32_t y, const Rect& part, const Rect& window,
-                          const WarpScratch& scratch, int16_t* warped) const {
-  positions_.row(y, part.left, part.right, scratch.x.data(), scratch.y.data());
+void WarpedPlane::all(const Rect& part, const WarpScratch& scratch, int16_t* warped) const {
+  const Rect window = windowOf(part);
+  readWindow(window, scratch);
+  int32_t count = 0;
+  for (int32_t y = part.top; y < part.bottom; ++y, count += part.width())
+    positions_.row(y, part.left, part.right, scratch.x.data() + count, scratch.y.data() + count);
+  interpolate(window, count, scratch, warped);
+}
+
+void WarpedPlane::readWindow(const Rect& window, const WarpScratch& scratch) const {
+  readSamples({.bytes = frame_, .levels = &levels_}, window, scratch.window.data(), window.width());
+}
+
+void WarpedPlane::interpolate(const Rect& window, int32_t count, const WarpScratch& scratch,
+                              int16_t* warped) const {
   const std::ptrdiff_t pitch = window.width();
   const int16_t* const origin = scratch.window.data() - window.top * pitch - window.left;
   resamplingFunctions().windowSums(
       {origin, pitch, scratch.x.data(), scratch.y.data(), windows_->taps.data(), windows_->shift},
-      part.width(), warped);
+      count, warped);
 }
 
 }  // namespace velmora::burst

@@ -9,7 +9,8 @@
 
 namespace velmora::burst {
 
-/// Where the scratch of one worker is: one window of the frame, one row of positions.
+/// Where the scratch of one worker is: one window of the frame, one row of positions, or those of a
+/// small part.
 struct WarpScratch {
   Buffer<int16_t> window;
   Buffer<int32_t> x;
@@ -29,17 +30,20 @@ class WarpedPlane {
   /// Samples of the window that a part of the reference needs.
   [[nodiscard]] std::size_t windowSize(const Rect& part) const;
 
-  /// Calls row(y, warped, x, y positions) for the rows of a part, from top to bottom.
+  /// Calls row(y, warped) for the rows of a part, from top to bottom; their positions are in
+  /// scratch.
   template <typename Row>
   void rows(const Rect& part, const WarpScratch& scratch, int16_t* warped, const Row& row) const {
     const Rect window = windowOf(part);
-    readSamples({.bytes = frame_, .levels = &levels_}, window, scratch.window.data(),
-                window.width());
+    readWindow(window, scratch);
     for (int32_t y = part.top; y < part.bottom; ++y) {
-      readRow(y, part, window, scratch, warped);
+      positions_.row(y, part.left, part.right, scratch.x.data(), scratch.y.data());
+      interpolate(window, part.width(), scratch, warped);
       row(y, static_cast<const int16_t*>(warped));
     }
   }
+  /// A whole part, row after row, and its positions: for parts of few columns.
+  void all(const Rect& part, const WarpScratch& scratch, int16_t* warped) const;
   /// The position of the frame's last sample, six fraction bits.
   [[nodiscard]] int32_t lastX() const { return lastX_; }
   [[nodiscard]] int32_t lastY() const { return lastY_; }
@@ -50,8 +54,10 @@ class WarpedPlane {
 
  private:
   [[nodiscard]] Rect windowOf(const Rect& part) const;
-  void readRow(int32_t y, const Rect& part, const Rect& window, const WarpScratch& scratch,
-               int16_t* warped) const;
+  void readWindow(const Rect& window, const WarpScratch& scratch) const;
+  // At the first `count` positions of the scratch.
+  void interpolate(const Rect& window, int32_t count, const WarpScratch& scratch,
+                   int16_t* warped) const;
 
   SourcePlane reference_;
   SourcePlane frame_;

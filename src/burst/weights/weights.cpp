@@ -4,7 +4,7 @@
 #include <array>
 
 #include "burst/weights/field_limits.h"
-#include "burst/weights/row_functions.h"
+#include "burst/weights/functions.h"
 #include "burst/weights/warped_plane.h"
 
 namespace velmora::burst {

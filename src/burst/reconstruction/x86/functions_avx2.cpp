@@ -37,14 +37,25 @@ void blendWeights(const uint8_t* upper, const uint8_t* lower, int32_t fraction, 
   scalar::blendWeights(upper + i, lower + i, fraction, count - i, out + i);
 }
 
+// Pairs of weights of eight samples of the grid, the first of each in the lower half.
+__m256i weightPairs(const int16_t* blended, const int32_t* columns) {
+  const __m256i at = load(columns);
+  if (columns[7] - columns[0] > 6) {
+    return _mm256_i32gather_epi32(reinterpret_cast<const int*>(blended), at, 2);
+  }
+  const __m256i weights = _mm256_broadcastsi128_si256(load128(blended + columns[0]));
+  const __m256i behind = _mm256_sub_epi32(at, _mm256_set1_epi32(columns[0]));
+  const __m256i bytes = _mm256_add_epi32(_mm256_mullo_epi32(behind, _mm256_set1_epi32(0x02020202)),
+                                         _mm256_set1_epi32(0x03020100));
+  return _mm256_shuffle_epi8(weights, bytes);
+}
+
 void sampleWeights(const int16_t* blended, const int32_t* columns, const int16_t* taps,
                    int32_t count, uint8_t* out) {
-  const auto* pairs = reinterpret_cast<const int*>(blended);
   const __m256i half = _mm256_set1_epi32(128);
   int32_t i = 0;
   for (; i + 8 <= count; i += 8) {
-    const __m256i samples = _mm256_i32gather_epi32(pairs, load(columns + i), 2);
-    __m256i sum = _mm256_madd_epi16(samples, load(taps + 2 * i));
+    __m256i sum = _mm256_madd_epi16(weightPairs(blended, columns + i), load(taps + 2 * i));
     sum = _mm256_srli_epi32(_mm256_add_epi32(sum, half), 8);
     const __m128i words =
         _mm_packus_epi32(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1));
@@ -91,67 +102,102 @@ void addPair(Products& sums, __m256i a, __m256i b, __m256i factorA, __m256i fact
       sums.high,
       _mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), _mm256_unpackhi_epi16(factorA, factorB)));
 }
-Products productsAt(const int16_t* const* rows, const int16_t* const* factors, int32_t terms,
-                    int32_t i, __m256i start) {
-  Products sums = {start, start};
-  int32_t k = 0;
-  for (; k + 2 <= terms; k += 2) {
-    addPair(sums, load(rows[k] + i), load(rows[k + 1] + i), load(factors[k] + i),
-            load(factors[k + 1] + i));
+// A row's pointers, kept where stores through others cannot change them.
+template <typename T, int32_t kCount>
+struct Pointers {
+  explicit Pointers(T* const* pointers) {
+    for (int32_t k = 0; k < kCount; ++k)
+      of[k] = pointers[k];
   }
-  if (k < terms) {
+  T* of[kCount];
+};
+template <int32_t kTerms>
+using Rows = Pointers<const int16_t, kTerms>;
+
+template <int32_t kTerms>
+[[gnu::always_inline]] inline Products productsAt(const Rows<kTerms>& rows,
+                                                  const Rows<kTerms>& factors, int32_t i,
+                                                  __m256i start) {
+  Products sums = {start, start};
+  for (int32_t k = 0; k + 2 <= kTerms; k += 2) {
+    addPair(sums, load(rows.of[k] + i), load(rows.of[k + 1] + i), load(factors.of[k] + i),
+            load(factors.of[k + 1] + i));
+  }
+  if constexpr (kTerms % 2 == 1) {
     const __m256i none = _mm256_setzero_si256();
-    addPair(sums, load(rows[k] + i), none, load(factors[k] + i), none);
+    addPair(sums, load(rows.of[kTerms - 1] + i), none, load(factors.of[kTerms - 1] + i), none);
   }
   return sums;
 }
 
-void shareRow(const ShareRow& row, int32_t count) {
+// Columns [0, end), a multiple of 16.
+template <int32_t kFrames>
+void shareRowOf(const ShareRow& row, int32_t end) {
+  constexpr int32_t kOthers = kFrames - 1;
   const __m256i all = _mm256_set1_epi16(1 << 14);
-  int32_t i = 0;
-  for (; i + 16 <= count; i += 16) {
+  const Pointers<int16_t, kFrames> shares(row.shares);
+  const Rows<kFrames> shared(row.shares);
+  for (int32_t i = 0; i < end; i += 16) {
     __m256i sum = _mm256_setzero_si256();
-    for (int32_t k = 0; k < row.others; ++k)
+    for (int32_t k = 0; k < kOthers; ++k)
       sum = _mm256_add_epi16(sum, _mm256_cvtepu8_epi16(load128(row.weights[k] + i)));
     const __m256i reciprocal = lookUp(row.reciprocals, sum);
     __m256i rest = all;
-    for (int32_t k = 0; k < row.others; ++k) {
+    for (int32_t k = 0; k < kOthers; ++k) {
       const __m256i weight =
           _mm256_slli_epi16(_mm256_cvtepu8_epi16(load128(row.weights[k] + i)), 8);
       const __m256i share = _mm256_mulhi_epu16(weight, reciprocal);
-      store(row.shares[k + 1] + i, share);
+      store(shares.of[k + 1] + i, share);
       rest = _mm256_sub_epi16(rest, share);
     }
-    store(row.shares[0] + i, rest);
+    store(shares.of[0] + i, rest);
     const __m256i frames = _mm256_mulhi_epu16(_mm256_add_epi16(sum, _mm256_set1_epi16(255 + 128)),
                                               _mm256_set1_epi16(257));
     store128(row.frames + i,
              _mm_packus_epi16(_mm256_castsi256_si128(frames), _mm256_extracti128_si256(frames, 1)));
     if (row.corrections == nullptr) continue;
     const Products spread =
-        productsAt(row.spreads, row.shares, row.others + 1, i, _mm256_setzero_si256());
+        productsAt<kFrames>(Rows<kFrames>(row.spreads), shared, i, _mm256_setzero_si256());
     const __m256i common =
         _mm256_packus_epi32(_mm256_srli_epi32(spread.low, 14), _mm256_srli_epi32(spread.high, 14));
     const __m256i lowest = _mm256_set1_epi16(static_cast<int16_t>(row.lowestSpread));
     const __m256i step = lookUp(row.steps, _mm256_sub_epi16(common, lowest));
-    for (int32_t k = 0; k <= row.others; ++k)
-      store(row.corrections[k] + i, _mm256_mulhi_epu16(load(row.shares[k] + i), step));
+    for (int32_t k = 0; k < kFrames; ++k)
+      store(row.corrections[k] + i, _mm256_mulhi_epu16(load(shares.of[k] + i), step));
   }
-  scalar::shareRowFrom(row, i, count);
 }
 
-void addProducts(const ProductRow& row, int32_t count, const int16_t* base, int16_t* out) {
+template <int32_t kTerms>
+void addProductsOf(const ProductRow& row, int32_t end, const int16_t* base, int16_t* out) {
   const __m256i half = _mm256_set1_epi32(1 << (row.shift - 1));
   const __m128i shift = _mm_cvtsi32_si128(row.shift);
-  int32_t i = 0;
-  for (; i + 16 <= count; i += 16) {
-    const Products sums = productsAt(row.samples, row.factors, row.terms, i, half);
+  const Rows<kTerms> samples(row.samples);
+  const Rows<kTerms> factors(row.factors);
+  for (int32_t i = 0; i < end; i += 16) {
+    const Products sums = productsAt<kTerms>(samples, factors, i, half);
     __m256i sum =
         _mm256_packs_epi32(_mm256_sra_epi32(sums.low, shift), _mm256_sra_epi32(sums.high, shift));
     if (base != nullptr) sum = _mm256_adds_epi16(sum, load(base + i));
     store(out + i, sum);
   }
-  scalar::addProductsFrom(row, i, count, base, out);
+}
+
+void shareRow(const ShareRow& row, int32_t count) {
+  constexpr void (*kOf[])(const ShareRow&, int32_t) = {shareRowOf<1>, shareRowOf<2>, shareRowOf<3>,
+                                                       shareRowOf<4>, shareRowOf<5>, shareRowOf<6>,
+                                                       shareRowOf<7>, shareRowOf<8>};
+  const int32_t end = count / 16 * 16;
+  kOf[row.others](row, end);
+  scalar::shareRowFrom(row, end, count);
+}
+
+void addProducts(const ProductRow& row, int32_t count, const int16_t* base, int16_t* out) {
+  constexpr void (*kOf[])(const ProductRow&, int32_t, const int16_t*, int16_t*) = {
+      addProductsOf<1>, addProductsOf<2>, addProductsOf<3>, addProductsOf<4>,
+      addProductsOf<5>, addProductsOf<6>, addProductsOf<7>, addProductsOf<8>};
+  const int32_t end = count / 16 * 16;
+  kOf[row.terms - 1](row, end, base, out);
+  scalar::addProductsFrom(row, end, count, base, out);
 }
 
 void limitPositions(const PositionLimits& limits, int32_t count, int32_t* x, int32_t* y,

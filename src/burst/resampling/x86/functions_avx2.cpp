@@ -50,36 +50,42 @@ void prepare(const NodeRow& row, int32_t first, int32_t count, Cells& cells) {
   }
 }
 
-void fill(const Cells& cells, int32_t axis, int32_t count, int32_t* out) {
-  const __m256i steps = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
-  for (int32_t j = 0; j < count; ++j) {
-    const int32_t at = 4 * j + 2 * axis;
-    const __m256i moved =
-        _mm256_add_epi32(_mm256_set1_epi32(cells.fraction[at]),
-                         _mm256_mullo_epi32(_mm256_set1_epi32(cells.slope[at]), steps));
-    store(out + kCell * j,
-          _mm256_add_epi32(_mm256_set1_epi32(cells.whole[at]), _mm256_srai_epi32(moved, 14)));
-  }
+__m256i steps() {
+  return _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+}
+
+__m256i positionsIn(const Cells& cells, int32_t j, int32_t axis) {
+  const int32_t at = 4 * j + 2 * axis;
+  const __m256i moved =
+      _mm256_add_epi32(_mm256_set1_epi32(cells.fraction[at]),
+                       _mm256_mullo_epi32(_mm256_set1_epi32(cells.slope[at]), steps()));
+  return _mm256_add_epi32(_mm256_set1_epi32(cells.whole[at]), _mm256_srai_epi32(moved, 14));
+}
+
+// Samples [from, to) of a cell that does not belong to the row as a whole.
+void fillPart(const Cells& cells, int32_t j, int32_t from, int32_t to, int32_t* x, int32_t* y) {
+  const __m256i wanted = _mm256_and_si256(_mm256_cmpgt_epi32(steps(), _mm256_set1_epi32(from - 1)),
+                                          _mm256_cmpgt_epi32(_mm256_set1_epi32(to), steps()));
+  _mm256_maskstore_epi32(x, wanted, positionsIn(cells, j, 0));
+  _mm256_maskstore_epi32(y, wanted, positionsIn(cells, j, 1));
 }
 
 void positions(const NodeRow& row, int32_t left, int32_t right, int32_t* x, int32_t* y) {
-  const int32_t first = (left + kCell - 1) / kCell;
-  const int32_t last = right / kCell;
-  if (first >= last) {
-    scalar::positions(row, left, right, x, y);
-    return;
-  }
-  scalar::positions(row, left, first * kCell, x, y);
+  const int32_t end = (right + kCell - 1) / kCell;
   Cells cells;
-  for (int32_t i = first; i < last; i += kCells) {
-    const int32_t count = last - i < kCells ? last - i : kCells;
-    const int32_t at = i * kCell - left;
-    prepare(row, i, count, cells);
-    fill(cells, 0, count, x + at);
-    fill(cells, 1, count, y + at);
+  for (int32_t first = left / kCell; first < end; first += kCells) {
+    const int32_t count = end - first < kCells ? end - first : kCells;
+    prepare(row, first, count, cells);
+    for (int32_t j = 0; j < count; ++j) {
+      const int32_t at = (first + j) * kCell;
+      if (at >= left && at + kCell <= right) {
+        store(x + (at - left), positionsIn(cells, j, 0));
+        store(y + (at - left), positionsIn(cells, j, 1));
+      } else {
+        fillPart(cells, j, left - at, right - at, x + (at - left), y + (at - left));
+      }
+    }
   }
-  const int32_t done = last * kCell - left;
-  scalar::positions(row, last * kCell, right, x + done, y + done);
 }
 
 // Four sums of samples times taps whose total is that of a window. Each load takes two rows: eight
@@ -205,8 +211,13 @@ void block(const WindowRow& row, int32_t i, int32_t count, __m256i half, __m128i
 void windowSums(const WindowRow& row, int32_t count, int16_t* out) {
   const __m256i half = _mm256_set1_epi32(1 << (row.shift - 1));
   const __m128i shift = _mm_cvtsi32_si128(row.shift);
-  int32_t i = 0;
-  while (i + 8 <= count) {
+  if (count < 8) {
+    scalar::windowSums(row, count, out);
+    return;
+  }
+  for (int32_t i = 0; i < count;) {
+    // The last eight reach back over what is done already.
+    if (i + 8 > count) i = count - 8;
     const int32_t length = runFrom(row, i, count);
     if (length >= kRun) {
       int32_t j = 0;
@@ -221,10 +232,6 @@ void windowSums(const WindowRow& row, int32_t count, int16_t* out) {
       i += inBlock;
     }
   }
-  WindowRow rest = row;
-  rest.x += i;
-  rest.y += i;
-  scalar::windowSums(rest, count - i, out + i);
 }
 
 }  // namespace

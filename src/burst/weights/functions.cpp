@@ -1,22 +1,18 @@
-#include "burst/weights/row_functions.h"
+// The table of this folder's functions.
+#include "burst/weights/functions.h"
 
-#include "burst/weights/row_loops.h"
+#include "burst/weights/loops.h"
 #include "cpu/cpu_functions.h"
 
 namespace velmora::burst {
-
-// Built where the target can have the set.
-void installWeightsAvx2(WeightFunctions& table);
-void installWeightsAvx512(WeightFunctions& table);
-
 namespace {
 
 using Table = CpuFunctions<WeightFunctions>;
 
 constexpr Table::Variants kVariants = {
 #ifdef VELMORA_HAVE_AVX2
-    .avx2 = installWeightsAvx2,
-    .avx512 = installWeightsAvx512,
+    .avx2 = installAvx2,
+    .avx512 = installAvx512,
 #endif
 };
 

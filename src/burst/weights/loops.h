@@ -1,9 +1,9 @@
 // The functions of the weights: plain loops, which every instruction set compiles for itself. All
 // arithmetic is on integers, or on floats element by element, so that the results are the same.
-#ifndef VELMORA_SRC_BURST_WEIGHTS_ROW_LOOPS_H
-#define VELMORA_SRC_BURST_WEIGHTS_ROW_LOOPS_H
+#ifndef VELMORA_SRC_BURST_WEIGHTS_LOOPS_H
+#define VELMORA_SRC_BURST_WEIGHTS_LOOPS_H
 
-#include "burst/weights/row_functions.h"
+#include "burst/weights/function_sets.h"
 
 namespace velmora::burst {
 namespace {  // each including file gets copies of its own, compiled for its set
@@ -128,4 +128,4 @@ constexpr WeightFunctions kLoops = {
 }  // namespace
 }  // namespace velmora::burst
 
-#endif  // VELMORA_SRC_BURST_WEIGHTS_ROW_LOOPS_H
+#endif  // VELMORA_SRC_BURST_WEIGHTS_LOOPS_H

@@ -1,6 +1,6 @@
 // Functions of the weights with variants for instruction sets.
-#ifndef VELMORA_SRC_BURST_WEIGHTS_ROW_FUNCTIONS_H
-#define VELMORA_SRC_BURST_WEIGHTS_ROW_FUNCTIONS_H
+#ifndef VELMORA_SRC_BURST_WEIGHTS_FUNCTIONS_H
+#define VELMORA_SRC_BURST_WEIGHTS_FUNCTIONS_H
 
 #include <cstdint>
 
@@ -53,4 +53,4 @@ const WeightFunctions& weightFunctions(CpuSet set);
 }  // namespace burst
 }  // namespace velmora
 
-#endif  // VELMORA_SRC_BURST_WEIGHTS_ROW_FUNCTIONS_H
+#endif  // VELMORA_SRC_BURST_WEIGHTS_FUNCTIONS_H
