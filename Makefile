@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo demo-cluster test test-long test-arm asan tsan bench bench-peers lint format coverage install uninstall clean
+.PHONY: help deps build demo demo-cluster test test-long test-arm asan tsan deb bench bench-peers lint format coverage install uninstall clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -24,7 +24,7 @@ demo-cluster: ## bursts and a clip on a cluster of processes of this machine: de
 test: ## for every change: formatting, lint, all tests, those of input and memory under sanitizers
 	@scripts/check all
 
-test-long: ## the rest: all under the sanitizers, built by Clang, ARM under emulation (an hour)
+test-long: ## the rest: all under the sanitizers, built by Clang, ARM under emulation, packages (an hour)
 	@scripts/check long
 
 asan: ## unit and tool tests under the address and undefined-behaviour sanitizers
@@ -35,6 +35,9 @@ tsan: ## unit tests under the thread sanitizer
 
 test-arm: ## unit tests of the ARM builds (32-bit with and without NEON, 64-bit) under emulation
 	@scripts/check arm
+
+deb: ## build the Debian packages into build/deb, examine and try them
+	@scripts/check deb
 
 bench: ## build and run the benchmarks
 	@scripts/check bench

@@ -32,3 +32,8 @@ if(VELMORA_COVERAGE)
   target_compile_options(velmora_flags INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(velmora_flags INTERFACE --coverage)
 endif()
+
+# The libraries that the C++ compiler links by itself and the C compiler does not.
+set(velmora_cxx_runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_ITEM velmora_cxx_runtime ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_DUPLICATES velmora_cxx_runtime)

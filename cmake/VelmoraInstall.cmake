@@ -7,9 +7,19 @@ set(generated_dir ${PROJECT_BINARY_DIR}/install)
 
 install(TARGETS velmora_sr EXPORT velmora_srTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/velmora_sr DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
+
+# What a program has to link beside the archive.
+list(TRANSFORM velmora_cxx_runtime PREPEND "-l" OUTPUT_VARIABLE pc_private)
+list(APPEND pc_private -pthread)
+if(ANDROID)
+  list(APPEND pc_private -llog)
+endif()
+list(JOIN pc_private " " pc_private)
+get_target_property(velmora_sr_type velmora_sr TYPE)
 
 # find_package(velmora_sr 1.2) gives the target velmora_sr::velmora_sr. Records and functions only
 # change with the major version, like the soname.

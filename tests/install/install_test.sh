@@ -121,6 +121,47 @@ case $1 in
       "${flags[@]}" -o "$work/enlarge"
     LD_LIBRARY_PATH=$prefix/$LIBDIR check_enlarge "$work/enlarge"
     ;;
+  # The archive: a C program links what pkg-config or CMake's package names and nothing else, gets the
+  # same bytes, and meets no name of the inside.
+  static)
+    "$CMAKE" -S "$SOURCE_DIR" -B "$work/build" -DBUILD_SHARED_LIBS=OFF \
+      -DVELMORA_BUILD_TOOL=OFF -DVELMORA_BUILD_GSTREAMER=OFF -DVELMORA_BUILD_TESTS=OFF >"$work/log" ||
+      { cat "$work/log"; fail "configure"; }
+    "$CMAKE" --build "$work/build" >"$work/log" || { cat "$work/log"; fail "build"; }
+    "$CMAKE" --install "$work/build" --prefix "$work/installed" >"$work/log"
+    [[ $(cd "$work/installed/$LIBDIR" && echo lib*) == libvelmora_sr.a ]] || fail "not the archive alone"
+    build_burst() { # NAME PREFIX [OPTION OF PKG-CONFIG]
+      read -ra flags <<<"$(PKG_CONFIG_PATH=$2/$LIBDIR/pkgconfig pkg-config --cflags --libs "${@:3}" velmora_sr)"
+      "$CC" -std=c99 "$SOURCE_DIR/examples/burst.c" "${flags[@]}" -o "$work/burst_$1"
+    }
+    build_burst shared "$prefix"
+    build_burst static "$work/installed" --static
+    check_burst "$work/burst_static"
+    seq 100000 120000 >"$work/in.nv12"
+    truncate -s $((4 * 160 * 120 * 3 / 2)) "$work/in.nv12"
+    for kind in shared static; do
+      LD_LIBRARY_PATH=$prefix/$LIBDIR "$work/burst_$kind" "$work/in.nv12" 160 120 "$work/$kind.nv12"
+    done
+    cmp "$work/shared.nv12" "$work/static.nv12" || fail "the archive makes other bytes"
+
+    mkdir "$work/plain_c"
+    cp "$SOURCE_DIR/examples/enlarge.c" "$work/plain_c"
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(plain_c LANGUAGES C)' \
+      'find_package(velmora_sr REQUIRED)' 'add_executable(enlarge enlarge.c)' \
+      'target_link_libraries(enlarge PRIVATE velmora_sr::velmora_sr)' >"$work/plain_c/CMakeLists.txt"
+    "$CMAKE" -S "$work/plain_c" -B "$work/plain_c" -DCMAKE_PREFIX_PATH="$work/installed" >"$work/log" ||
+      { cat "$work/log"; fail "find_package without C++"; }
+    "$CMAKE" --build "$work/plain_c"
+    check_enlarge "$work/plain_c/enlarge"
+
+    # Strong names only: weak ones are copies of the same inline functions that the host has.
+    "$NM" --defined-only --extern-only --demangle "$work/installed/$LIBDIR/libvelmora_sr.a" |
+      sed -n 's/^[0-9a-f]* [A-TX-Z] //p' | LC_ALL=C sort -u >"$work/names"
+    grep -qx VELMORA_SR_BurstCreate "$work/names" || fail "no names in the archive"
+    inside=$(LC_ALL=C comm -23 "$work/names" "$SOURCE_DIR/docs/exported-symbols.txt" |
+      grep -vE '(^|[ (])velmora::|^XMLNodeDataTag::' || true)
+    [[ -z $inside ]] || fail "names that a host may have, too: $inside"
+    ;;
   add_subdirectory)
     "$CMAKE" -S "$SOURCE_DIR/tests/install/subproject" -B "$work/build" \
       -DVELMORA_SOURCE_DIR="$SOURCE_DIR" >"$work/log" || { cat "$work/log"; fail "configure"; }

@@ -51,4 +51,11 @@ if ! diff "$source_dir/docs/exported-symbols.txt" <(printf '%s\n' "${symbols[@]}
   complain "the list (<) and the library (>) differ; if wanted: scripts/update-symbols"
 fi
 
+# The Debian package keeps the list, too, with a name for each size of size_t.
+if ! sed -nE '/arch-bits=32/d; s/^ (\([^)]*\)")?(.*)@VELMORA_SR_.*/\2/p' \
+  "$source_dir"/packaging/debian/libvelmora-sr*.symbols | sed '/^VELMORA_SR_[0-9]*$/d' |
+  diff "$source_dir/docs/exported-symbols.txt" - >&2; then
+  complain "the list (<) and that of the package (>) differ; if wanted: scripts/update-symbols"
+fi
+
 ((failures == 0))
