@@ -1,5 +1,4 @@
-#!/usr/bin/env python3
-"""Bursts and a clip on a cluster of processes of this machine: run.py [FOLDER [PROCESSES]]
+"""Bursts and a clip on a cluster of processes of this machine: python3 run.py [FOLDER [PROCESSES]]
 
 The tool draws a scene; views of it become eight bursts of three frames and a clip of 16. The pictures, the
 clip and the tables of what became of the frames are left in FOLDER (demo/cluster). Called again with the same
