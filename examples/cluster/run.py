@@ -1,6 +1,6 @@
 """Bursts and a clip on a cluster of processes of this machine: python3 run.py [FOLDER [PROCESSES]]
 
-The tool draws a scene; views of it become eight bursts of three frames and a clip of 16. The pictures, the
+The tool takes frames of a scene; views of them become eight bursts of three frames and a clip of 16. The pictures, the
 clip and the tables of what became of the frames are left in FOLDER (demo/cluster). Called again with the same
 folder it keeps what is there. On a real cluster only the client differs: Client("scheduler:8786").
 """
