@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test test-long test-arm asan tsan deb bench bench-peers lint format coverage install uninstall clean
+.PHONY: help deps build demo demo-cluster test test-long test-arm asan tsan deb bench bench-peers lint format coverage install uninstall clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -17,6 +17,9 @@ build: ## build library, tool and tests (preset release)
 
 demo: ## build, fuse noisy frames of a photo, compare: demo/index.html
 	@scripts/check demo "$(DEMO_DIR)"
+
+demo-cluster: ## bursts and a clip on a cluster of processes of this machine: demo/cluster
+	@scripts/check demo-cluster
 
 test: ## for every change: formatting, lint, all tests, those of input and memory under sanitizers
 	@scripts/check all

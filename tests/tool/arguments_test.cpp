@@ -5,6 +5,7 @@
 
 #include <functional>
 
+#include "burst_options.h"
 #include "errors.h"
 
 namespace velmora::tool {
@@ -43,6 +44,15 @@ TEST(Arguments, AreReadExactly) {
   EXPECT_EQ(parseScale("", "64"), 64);
   EXPECT_EQ(parseFormat("", "jpeg", false), FileFormat::jpeg);
   EXPECT_EQ(parseNumber("", "100", 1, 100), 100);
+}
+
+TEST(Arguments, ThreadsReachTheBurstStage) {
+  BurstOptions options;
+  for (const auto& [value, threads] : {std::pair("", 0), std::pair("3", 3)}) {
+    options.threads = value;
+    options.check("");
+    EXPECT_EQ(options.settings({}, {0, 0, 99, 49}, {100, 50}).threads, threads) << value;
+  }
 }
 
 TEST(Arguments, OutputSizeFollowsRegionAndScale) {

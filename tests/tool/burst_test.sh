@@ -80,6 +80,9 @@ for value in 0 1 2; do
     printf '%b' '\xff\xe1\0\x34Exif\0\0MM\0\x2a\0\0\0\x08\0\1\x87\x69\0\4\0\0\0\1\0\0\0\x1a\0\0\0\0\0\1\xa4\x0a\0\3\0\0\0\1\0\x0'"$value"'\0\0\0\0\0\0'
     tail -c +3 none.jpg; } >exif$value.jpg
 done
+ok "$tool" upscale one.png --denoise 0 --threads 3 -o three.i420
+ok "$tool" upscale one.png --denoise 0 --threads 1 -o single.i420
+same three.i420 single.i420 'threads'
 for pair in none.jpg:0.3 exif0.jpg:0.3 exif1.jpg:0 exif2.jpg:0.45 one.png:0.15; do
   ok "$tool" upscale "${pair%:*}" --denoise 0 -o auto.i420
   ok "$tool" upscale "${pair%:*}" --denoise 0 --sharpened "${pair#*:}" -o given.i420

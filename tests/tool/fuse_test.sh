@@ -120,7 +120,7 @@ refused 2 'give two frames or more; upscale' fuse one.png -o a.png
 refused 2 'only one of the frames can come from standard input' fuse - - -o a.png
 refused 2 '--method camera takes two frames, not 3' fuse one.png two.png one.png --method camera -o a.png
 refused 2 '--method: "photo" is no method; give burst or camera' fuse one.png two.png --method photo -o a.png
-for option in '--reference 2' '--noise 3' '--sharpened 0' '--effort fast'; do
+for option in '--reference 2' '--noise 3' '--sharpened 0' '--effort fast' '--threads 2'; do
   # shellcheck disable=SC2086
   refused 2 "${option% *} goes with --method burst, not with camera" fuse one.png two.png --method camera $option -o a.png
 done

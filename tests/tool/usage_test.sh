@@ -42,7 +42,8 @@ done <<'END'
 2|--noise: "65" is no amount; give auto, or a number from 0 to 64|fuse none.png none.png -o a.png --noise 65
 2|--effort: "high" is no effort; give normal or fast|upscale small.png --denoise auto --effort high -o a.png
 2|--denoise: "no" is no amount; give auto, or a number from 0 to 64|upscale small.png --denoise no -o a.png
-2|--sharpened and --effort go with --denoise|upscale small.png --sharpened 0.3 -o a.png
+2|--threads: "65" is no whole number from 1 to 64|fuse none.png none.png -o a.png --threads 65
+2|--sharpened, --effort and --threads go with --denoise|upscale small.png --threads 2 -o a.png
 2|--config and --kernel go with --denoise off|upscale small.png --denoise 3 --kernel k -o a.png
 2|it enlarges 1 to 4 times, not 120x100 to 600x500|upscale small.png --denoise 3 --scale 5 -o a.png
 2|it enlarges 1 to 4 times, not 120x100 to 60x50|fuse small.png small.png --scale 0.5 -o a.png

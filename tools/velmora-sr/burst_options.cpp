@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "arguments.h"
 #include "errors.h"
 #include "status.h"
 
@@ -12,6 +13,7 @@ constexpr const char* kAuto = "auto";
 constexpr double kLargestNoise = 64;
 constexpr double kLeastSharpened = -0.6;
 constexpr double kMostSharpened = 1;
+constexpr int kMostThreads = 64;
 
 // Nothing for "auto" and for an option that was not given.
 std::optional<double> parseAmount(const char* option, const std::string& value, double low,
@@ -25,6 +27,11 @@ std::optional<double> parseAmount(const char* option, const std::string& value, 
   }
   throw UsageError(std::string(option) + ": \"" + value +
                    format("\" is no amount; give auto, or a number from %g to %g", low, high));
+}
+
+// 0, one for each processor, for an option that was not given.
+int parseThreads(const std::string& value) {
+  return value.empty() ? 0 : parseNumber("--threads", value, 1, kMostThreads);
 }
 
 // Cameras sharpen their JPEGs; what other files went through is unknown, and up to the library.
@@ -45,6 +52,7 @@ void BurstOptions::check(const char* noiseOption) const {
   if (!effort.empty() && effort != "normal" && effort != "fast") {
     throw UsageError("--effort: \"" + effort + "\" is no effort; give normal or fast");
   }
+  parseThreads(threads);
 }
 
 BurstSettings BurstOptions::settings(const StreamInfo& in, Region region, Size output) const {
@@ -53,6 +61,7 @@ BurstSettings BurstOptions::settings(const StreamInfo& in, Region region, Size o
   settings.region = region;
   settings.output = output;
   settings.fast = effort == "fast";
+  settings.threads = parseThreads(threads);
   settings.noise = parseAmount("", noise, 0, kLargestNoise);
   settings.sharpened = parseAmount("", sharpened, kLeastSharpened, kMostSharpened);
   if (!settings.sharpened) settings.sharpened = usuallySharpened(in);

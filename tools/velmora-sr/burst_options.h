@@ -14,6 +14,7 @@ struct BurstOptions {
   std::string noise;      ///< "auto" or a standard deviation in grey levels
   std::string sharpened;  ///< "auto" or an amount
   std::string effort;     ///< "normal" or "fast"
+  std::string threads;    ///< a number
 
   /// Throws UsageError for a value that is none; `noiseOption` is what that option is called.
   void check(const char* noiseOption) const;

@@ -71,7 +71,8 @@ void checkMethod(const FuseOptions& options) {
                   {{"--reference", !options.reference.empty()},
                    {"--noise", !options.burst.noise.empty()},
                    {"--sharpened", !options.burst.sharpened.empty()},
-                   {"--effort", !options.burst.effort.empty()}});
+                   {"--effort", !options.burst.effort.empty()},
+                   {"--threads", !options.burst.threads.empty()}});
 }
 
 void check(const FuseOptions& options) {

@@ -67,6 +67,11 @@ void addBurstOptions(CLI::App& command, BurstOptions& options, const std::string
           "--effort", options.effort,
           "normal, or fast: about half the time, a little less quality (" + defaultEffort + ")")
       ->type_name("EFFORT");
+  command
+      .add_option("--threads", options.threads,
+                  "Threads of the burst stage, 1 to 64 (one for each processor); the output is the "
+                  "same with any number")
+      ->type_name("N");
 }
 
 void addTuningOptions(CLI::App& command, FrameOptions& options) {

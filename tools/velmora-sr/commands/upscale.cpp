@@ -53,8 +53,8 @@ struct Options {
       if (!frames.tuning.configuration.empty() || !frames.tuning.kernels.empty()) {
         throw UsageError("--config and --kernel go with --denoise off");
       }
-    } else if (!burst.sharpened.empty() || !burst.effort.empty()) {
-      throw UsageError("--sharpened and --effort go with --denoise auto or SIGMA");
+    } else if (!burst.sharpened.empty() || !burst.effort.empty() || !burst.threads.empty()) {
+      throw UsageError("--sharpened, --effort and --threads go with --denoise auto or SIGMA");
     }
     if (!folder.given()) {
       if (inputs.size() > 1) {

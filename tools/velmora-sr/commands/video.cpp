@@ -102,6 +102,7 @@ struct Options {
                {"--noise", burst.noise, false},
                {"--sharpened", burst.sharpened, false},
                {"--effort", burst.effort, false},
+               {"--threads", burst.threads, false},
                {"--inset", inset, true},
                {"--ghost", ghost, true},
                {"--config", frames.tuning.configuration, true},

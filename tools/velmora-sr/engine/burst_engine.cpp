@@ -59,6 +59,7 @@ BurstEngine::BurstEngine(const BurstSettings& settings) : settings_(settings) {
   params.outputWidth = settings.output.width;
   params.outputHeight = settings.output.height;
   params.effort = settings.fast ? VELMORA_SR_BURST_FAST : VELMORA_SR_BURST_NORMAL;
+  params.threads = settings.threads;
   params.noise = static_cast<float>(settings.noise.value_or(-1));
   params.sharpened = static_cast<float>(settings.sharpened.value_or(-1));
   params.progress = onProgress;

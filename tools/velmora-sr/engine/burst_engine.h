@@ -21,6 +21,7 @@ struct BurstSettings {
   std::optional<double> noise;      ///< of luma in grey levels; measured when not given
   std::optional<double> sharpened;  ///< what the camera did; the library's choice when not given
   bool showProgress = false;        ///< of each step, on the status line
+  int threads = 0;                  ///< that work at a time; 0 for one for each processor
 };
 
 /// One handle of the burst stage. Up to eight frames are held at a time; any of them can be the
