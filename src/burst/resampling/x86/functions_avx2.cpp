@@ -100,7 +100,7 @@ __m128i windowParts(const int16_t* samples, std::ptrdiff_t pitch, const int16_t*
 
 // Where the windows of some positions begin, in samples from the one at column -1 of the line above
 // `line`, and where their taps do.
-constexpr int32_t kBlock = 64;
+constexpr int32_t kBlock = 256;
 struct Block {
   alignas(32) int32_t samples[kBlock];
   alignas(32) int32_t taps[kBlock];
