@@ -19,7 +19,7 @@ void store(void* to, __m256i value) {
 }
 
 // What positions of some cells are made of, four values a cell: those of x and y at places 0 and 2.
-constexpr int32_t kCells = 8;
+constexpr int32_t kCells = 32;
 struct Cells {
   alignas(32) int32_t whole[4 * kCells];
   alignas(32) int32_t fraction[4 * kCells];  // 14 bits
