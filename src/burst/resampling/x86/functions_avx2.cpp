@@ -1,5 +1,5 @@
-// AVX2 functions of resampling, for AVX-512 as well: wider registers made neither faster. Intrinsics
-// and static functions only: see cmake/VelmoraCpu.cmake.
+// AVX2 functions of resampling, for AVX-512 as well: wider registers made neither faster.
+// Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
 #include <immintrin.h>
 
 #include "burst/resampling/function_sets.h"
