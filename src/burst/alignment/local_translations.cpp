@@ -39,6 +39,24 @@ struct PairLevel {
   }
 };
 
+// Gradients of a stretch of a row.
+struct Gradients {
+  int16_t* x;
+  int16_t* y;
+
+  void take(const int16_t* row, const int16_t* above, const int16_t* below, int32_t begin,
+            int32_t end) const {
+    for (int32_t i = begin; i < end; ++i)
+      x[i] = static_cast<int16_t>(row[i + 1] - row[i - 1]);
+    for (int32_t i = begin; i < end; ++i)
+      y[i] = static_cast<int16_t>(below[i] - above[i]);
+  }
+  void clear(int32_t begin, int32_t end) const {
+    std::fill(x + begin, x + end, int16_t{0});
+    std::fill(y + begin, y + end, int16_t{0});
+  }
+};
+
 // Stretches of rows with their gradients, in memory of one worker.
 class Stretch {
  public:
@@ -55,19 +73,20 @@ class Stretch {
   // plane's rim has no gradients.
   void take(const Plane<const int16_t>& plane, int32_t y, int32_t left, int32_t count,
             int32_t at) const {
-    const int16_t* const row = plane.row(y);
-    const int16_t* const above = plane.row(std::max(y - 1, 0));
-    const int16_t* const below = plane.row(std::min(y + 1, plane.size.height - 1));
+    const int16_t* const row = plane.row(y) + left;
+    const int16_t* const above = plane.row(std::max(y - 1, 0)) + left;
+    const int16_t* const below = plane.row(std::min(y + 1, plane.size.height - 1)) + left;
     const bool rim = y == 0 || y == plane.size.height - 1;
-    int32_t to = at;
-    for (int32_t x = left; x < left + count; ++x, ++to) {
-      const bool flat = rim || x == 0 || x == plane.size.width - 1;
-      columns_[to] = static_cast<uint16_t>(x);
-      values_[to] = row[x];
-      gradientsX_[to] = flat ? int16_t{0} : static_cast<int16_t>(row[x + 1] - row[x - 1]);
-      gradientsY_[to] = flat ? int16_t{0} : static_cast<int16_t>(below[x] - above[x]);
-    }
-    for (; to % kPixelGroup != 0; ++to) {
+    const int32_t begin = rim ? count : std::max(1 - left, 0);
+    const int32_t end = std::max(begin, std::min(count, plane.size.width - 1 - left));
+    const Gradients gradients = {gradientsX_ + at, gradientsY_ + at};
+    for (int32_t i = 0; i < count; ++i)
+      columns_[at + i] = static_cast<uint16_t>(left + i);
+    std::copy_n(row, count, values_ + at);
+    gradients.clear(0, begin);
+    gradients.take(row, above, below, begin, end);
+    gradients.clear(end, count);
+    for (int32_t to = at + count; to % kPixelGroup != 0; ++to) {
       columns_[to] = kNoColumn;
       values_[to] = gradientsX_[to] = gradientsY_[to] = 0;
     }

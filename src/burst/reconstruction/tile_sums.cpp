@@ -25,6 +25,11 @@ int32_t weightPosition(const GridAxis& axis, bool chroma, int32_t g, int32_t wei
   return std::clamp(fixed, 0, (weights - 1) * kWeightSteps);
 }
 
+bool contains(Size plane, const Rect& part) {
+  return part.left >= 0 && part.top >= 0 && part.right <= plane.width &&
+         part.bottom <= plane.height;
+}
+
 struct Range {
   int32_t first;
   int32_t last;
@@ -269,6 +274,7 @@ TileSums::Result TileSums::run(const PlaneJob& job, const TilePlan& plan) {
     readSamples(frameOf(job, k).source, window, windows_.data() + offset,
                 tilePitch(window.width()));
     // Outside a frame there are no residuals.
+    if (contains(job.source, window)) continue;
     std::memset(residuals_.data() + offset, 0,
                 static_cast<std::size_t>(tilePitch(window.width())) *
                     static_cast<std::size_t>(window.height()) * sizeof(int16_t));

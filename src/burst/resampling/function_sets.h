@@ -9,7 +9,6 @@ namespace velmora::burst {
 // Each overwrites the entries that its set speeds up; built where the target can have the set.
 void installNeon(ResamplingFunctions& table);
 void installAvx2(ResamplingFunctions& table);
-void installAvx512(ResamplingFunctions& table);
 
 /// What the table's entries mean. Vector variants hand them what fills no vector.
 namespace scalar {

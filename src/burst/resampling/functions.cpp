@@ -20,7 +20,6 @@ constexpr Table::Variants kVariants = {
 #endif
 #ifdef VELMORA_HAVE_AVX2
     .avx2 = installAvx2,
-    .avx512 = installAvx512,
 #endif
 };
 

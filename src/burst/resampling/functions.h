@@ -15,7 +15,7 @@ namespace burst {
 struct WindowRow {
   const int16_t* source;  ///< sample (0, 0) of the grid that positions count on: it and what
                           ///< lies around it may be outside the memory that is read
-  std::ptrdiff_t pitch;   ///< 4 .. 2^18 samples
+  std::ptrdiff_t pitch;   ///< 4 .. 2^17 samples
   const int32_t* x;       ///< [count] positions with six fraction bits; the samples from one
   const int32_t* y;       ///< before to two behind the whole part lie in memory
   const int16_t* taps;    ///< WindowTable::taps
@@ -39,7 +39,8 @@ struct ResamplingFunctions {
   /// out[i] = the 4 x 4 samples around position i times the taps of its phases, summed, rounded
   /// half up by `shift` bits and saturated to 16 bits, for i in [0, count). Samples up to 16 bits,
   /// windows whose taps' magnitudes add up to less than 2^15: sums stay in 32 bits. Taps begin at a
-  /// multiple of 32 bytes. Among 64 neighbours no two lie 8192 rows apart: PositionGrid sees to it.
+  /// multiple of 32 bytes. Of 256 neighbours no two lie 2^31 samples apart: in a row PositionGrid
+  /// sees to it.
   void (*windowSums)(const WindowRow& row, int32_t count, int16_t* out);
 };
 

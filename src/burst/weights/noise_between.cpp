@@ -54,8 +54,13 @@ bool takeBlock(const SourcePlane& plane, const Rect& block,
     for (int32_t x = 0; x < kBlock; ++x, from += plane.step)
       *to++ = *from;
   }
-  const auto [darkest, lightest] = std::minmax_element(samples.begin(), samples.end());
-  return *darkest >= kDarkest && *lightest <= kLightest;
+  uint8_t darkest = UINT8_MAX;
+  uint8_t lightest = 0;
+  for (const uint8_t sample : samples) {
+    darkest = std::min(darkest, sample);
+    lightest = std::max(lightest, sample);
+  }
+  return darkest >= kDarkest && lightest <= kLightest;
 }
 
 /// The value that half of the others are not above, of values from 0 on.

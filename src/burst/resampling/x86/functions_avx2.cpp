@@ -1,4 +1,5 @@
-// AVX2 functions of resampling. Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
+// AVX2 functions of resampling, for AVX-512 as well: wider registers made neither faster.
+// Intrinsics and static functions only: see cmake/VelmoraCpu.cmake.
 #include <immintrin.h>
 
 #include "burst/resampling/function_sets.h"
@@ -19,7 +20,7 @@ void store(void* to, __m256i value) {
 }
 
 // What positions of some cells are made of, four values a cell: those of x and y at places 0 and 2.
-constexpr int32_t kCells = 8;
+constexpr int32_t kCells = 32;
 struct Cells {
   alignas(32) int32_t whole[4 * kCells];
   alignas(32) int32_t fraction[4 * kCells];  // 14 bits
@@ -100,7 +101,7 @@ __m128i windowParts(const int16_t* samples, std::ptrdiff_t pitch, const int16_t*
 
 // Where the windows of some positions begin, in samples from the one at column -1 of the line above
 // `line`, and where their taps do.
-constexpr int32_t kBlock = 64;
+constexpr int32_t kBlock = 256;
 struct Block {
   alignas(32) int32_t samples[kBlock];
   alignas(32) int32_t taps[kBlock];
