@@ -4,11 +4,11 @@
 //
 // Makes clips of 40 frames, 640x400, of each photo (2000x1300 and more), as a hand that sways and
 // shakes would film it, and has each enlarged twice by every way of the tool. Prints, for each
-// noise, the mean over the photos of the energy of the luma's fine detail per sample (the second
-// difference along both axes), and how much that energy changes from one frame to the next, as the
-// root mean square in per cent. A clip whose frames differ in sharpness flickers: its energy jumps
-// although the scene stays. Some change is the scene's own: frames catch another part of it, at
-// other fractions of a sample.
+// noise, the mean over the photos of the energy of the luma's fine detail (the second difference
+// over two samples, along both axes), and how much that energy changes from one frame to the next,
+// as the root mean square in per cent. A clip whose frames differ in sharpness flickers: its energy
+// jumps although the scene stays. Some change is the scene's own: frames catch another part of it,
+// at other fractions of a sample.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -45,19 +45,20 @@ constexpr int kMargin = 110;
 constexpr Size kTruth = {2 * (kFrame.width + kMargin), 2 * (kFrame.height + kMargin)};
 constexpr int kInset = 16;  // of --method camera
 
-// Mean square of [1 -2 1] x [1 -2 1].
+// Mean square of the second difference over two samples, which are one of a frame's, along both
+// axes.
 double detailOf(const Plane& plane) {
   int64_t sum = 0;
   int64_t count = 0;
-  for (int y = 1; y + 1 < plane.size.height; ++y) {
-    const uint8_t* above = plane.row(y - 1);
+  for (int y = 2; y + 2 < plane.size.height; ++y) {
+    const uint8_t* above = plane.row(y - 2);
     const uint8_t* row = plane.row(y);
-    const uint8_t* below = plane.row(y + 1);
-    const auto across = [&](int x) { return above[x] - 2 * row[x] + below[x]; };
-    for (int x = 1; x + 1 < plane.size.width; ++x) {
-      const int64_t second = across(x - 1) - 2 * across(x) + across(x + 1);
-      sum += second * second;
-      ++count;
+    const uint8_t* below = plane.row(y + 2);
+    for (int x = 2; x + 2 < plane.size.width; ++x) {
+      const int64_t across = row[x - 2] - 2 * row[x] + row[x + 2];
+      const int64_t down = above[x] - 2 * row[x] + below[x];
+      sum += across * across + down * down;
+      count += 2;
     }
   }
   return static_cast<double>(sum) / static_cast<double>(count);
