@@ -305,6 +305,21 @@ TEST_F(Pictures, ExifTellsTheSharpening) {
   }
 }
 
+// Progressive, grey, one quantisation table and one code; the scans are empty.
+TEST_F(Pictures, JpegsOfEndlessScansAreRefused) {
+  const auto withScans = [](int count) {
+    std::string jpeg = "\xFF\xD8\xFF\xDB\0\x43\0"s + std::string(64, '\1') +
+                       "\xFF\xC2\0\x0B\x08\0\x10\0\x10\1\1\x11\0\xFF\xC4\0\x14\0\1"s +
+                       std::string(16, '\0');
+    for (int i = 0; i < count; ++i)
+      jpeg += "\xFF\xDA\0\x08\1\1\0\0\0\0"s;
+    return jpeg + "\xFF\xD9";
+  };
+  EXPECT_EQ(read(withScans(400)).size(), (Size{16, 16}));
+  EXPECT_THAT([&] { read(withScans(600)); },
+              testing::ThrowsMessage<Failure>(testing::HasSubstr("more than 500 scans")));
+}
+
 TEST_F(Pictures, ProfilesGoAlong) {
   // Longer than one JPEG segment, with the signature and sizes that libpng looks for.
   Bytes profile = velmora::test::Random(17).bytes(150'000);
