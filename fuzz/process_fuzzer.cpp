@@ -254,8 +254,9 @@ class Call {
       input_.vrDepthEndH = bytes.integer();
       return;
     }
-    input_.vrDepthEndW = size_.width - (size_.width > 0 ? 1 : 0);
-    input_.vrDepthEndH = size_.height - (size_.height > 0 ? 1 : 0);
+    if (!isPossible(size_)) return;
+    input_.vrDepthEndW = size_.width - 1;
+    input_.vrDepthEndH = size_.height - 1;
     if (kind % 4 != 2) return;
     input_.vrDepthStartW = bytes.range(-2, 300);
     input_.vrDepthStartH = bytes.range(-2, 300);
