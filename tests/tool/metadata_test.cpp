@@ -5,6 +5,7 @@
 #include "formats/jpeg.h"
 #include "formats/jpeg_metadata.h"
 #include "formats/png.h"
+#include "formats/tiff_exif.h"
 #include "formats/xmp.h"
 #include "frame_io.h"
 #include "support/scratch_directory.h"
@@ -65,6 +66,17 @@ TEST(Exif, IsThatOfTheUprightLargerPicture) {
   }
   Bytes none = bytesOf("MM\0*\0\0\1\0"s);
   EXPECT_FALSE(updateExif(none, {1, 1}));
+}
+
+// Following every way would take hours.
+TEST(Exif, DirectoriesThatLeadToThemselvesAreFollowedOnce) {
+  std::string block = "MM\0*\0\0\0\x08\x0F\xA0"s;
+  for (int i = 0; i < 4000; ++i)
+    block += (i < 2000 ? "\x87\x69"s : "\xA0\x05"s) + "\0\4\0\0\0\1\0\0\0\x08"s;
+  const Bytes circles = bytesOf(block + "\0\0\0\0"s);
+  EXPECT_TRUE(exifFromTiff(circles).empty());
+  EXPECT_FALSE(hasMakersNote(circles));
+  EXPECT_EQ(exifSharpness(circles), std::nullopt);
 }
 
 TEST(Xmp, NumbersAreThoseOfTheLargerPicture) {
