@@ -132,6 +132,29 @@ TEST_P(TiffAndWebp, DamageAndLargePromisesAreRefused) {
   EXPECT_THAT([&] { read(); }, testing::ThrowsMessage<Failure>(testing::HasSubstr("is damaged")));
 }
 
+// A picture of 64 x 64 in a tile of 9472 x 9472.
+TEST_P(TiffAndWebp, TilesThatTakeMoreThanIsAllowedAreRefused) {
+  if (info_.format != FileFormat::tiff) return;  // WebP has no tiles
+  using namespace std::string_literals;
+  const std::string one = "\1\0\0\0"s;
+  std::string tiff = "II*\0\x08\0\0\0\x0A\0"s;
+  for (const auto& [tag, value] : {std::pair{"\0\1", "\x40\0"s},
+                                   {"\1\1", "\x40\0"s},
+                                   {"\2\1", "\x08\0"s},
+                                   {"\3\1", "\x08\0"s},
+                                   {"\6\1", "\1\0"s},
+                                   {"\x15\1", "\1\0"s},
+                                   {"\x42\1", "\x00\x25"s},
+                                   {"\x43\1", "\x00\x25"s}}) {
+    tiff += std::string(tag, 2) + "\3\0"s + one + value + "\0\0"s;
+  }
+  tiff += "\x44\1\4\0"s + one + "\0\1\0\0\x45\1\4\0"s + one + "\0\0\2\0\0\0\0\0"s;
+  test::writeFile(file(), tiff + std::string(200'000, '\0'));
+  const int64_t allowed = std::exchange(allowedPixels, 64 * 64);
+  EXPECT_THAT([&] { read(); }, testing::ThrowsMessage<Failure>(testing::HasSubstr("byte limit")));
+  allowedPixels = allowed;
+}
+
 INSTANTIATE_TEST_SUITE_P(Formats, TiffAndWebp, ::testing::Values("tiff", "webp"));
 
 }  // namespace
