@@ -1,6 +1,6 @@
 # The front door: every target calls scripts/check or the built tool; nothing is decided here.
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo demo-cluster test test-long test-arm asan tsan deb bench bench-peers lint format coverage install uninstall clean
+.PHONY: help deps build demo demo-cluster test test-long test-arm asan tsan fuzz deb bench bench-peers lint format coverage install uninstall clean
 
 PREFIX ?= /usr/local
 DEMO_DIR ?= demo
@@ -38,6 +38,9 @@ test-arm: ## unit tests of the ARM builds (32-bit with and without NEON, 64-bit)
 
 deb: ## build the Debian packages into build/deb, examine and try them
 	@scripts/check deb
+
+fuzz: ## run the fuzzing harnesses with libFuzzer, a minute each (FUZZ_SECONDS=3600: an hour)
+	@scripts/check fuzz
 
 bench: ## build and run the benchmarks
 	@scripts/check bench

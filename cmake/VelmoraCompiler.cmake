@@ -27,6 +27,11 @@ if(VELMORA_SANITIZE)
     -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(velmora_flags INTERFACE -fsanitize=${VELMORA_SANITIZE})
 endif()
+if(VELMORA_BUILD_FUZZERS)
+  # The counters by which a fuzzing engine sees what an input has reached.
+  target_compile_options(velmora_flags INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(velmora_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(VELMORA_COVERAGE)
   # Atomic counters: the worker threads would lose counts.
   target_compile_options(velmora_flags INTERFACE --coverage -fprofile-update=atomic)

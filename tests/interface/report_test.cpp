@@ -125,6 +125,9 @@ TEST(Report, TellsWhyAndWhereACallFailed) {
   expect(call, -3, kCall, kArguments, "a frame of the scene is missing", 0);
   session.handle()->srScene = 5;
   expect(call, -4, kCall, kArguments, "the scene is not known", 0);
+  EXPECT_EQ(call.run(session, 0), -1);
+  EXPECT_STREQ(reportOf(session.handle()).reason, "a null argument, or no frame");
+  EXPECT_EQ(reportOf(session.handle()).result, -1);
   session.handle()->srScene = 0;
   call.input.format = 4;
   call.output.width = kOutWidth;

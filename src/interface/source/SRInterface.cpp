@@ -140,6 +140,15 @@ void reportRegion(Velmora_SR_OutputFrame& output, const ValidRegion& region) {
   output.vrEndH = region.endH;
 }
 
+/// The end of a call with a null argument or without frames, which the report tells of, too, where
+/// the handle can have one.
+int32_t refusedForArguments(const SR_ParamsPublic* handle) {
+  constexpr int32_t kCode = -1;
+  if (handle == nullptr || handle->state != kCreated) return kCode;
+  callReport.beginCall(*handle, {});
+  return callReport.refused(kCode, "a null argument, or no frame");
+}
+
 /// With two frames and nothing to enlarge the first frame is the result.
 void copyFirstFrame(const Velmora_SR_InputFrames& input, const Velmora_SR_OutputFrame& output) {
   logTagged(Priority::info,
@@ -203,7 +212,7 @@ int32_t VELMORA_SR_Process(SR_ParamsPublic* handle, const Velmora_SR_InputFrames
   logTagged(Priority::info, "VELMORA_SR_Process Start.\n");
   if (input == nullptr || handle == nullptr || output == nullptr || frameCount <= 0) {
     logTagged(Priority::error, "some input paras is NULL!!\n");
-    return -1;
+    return refusedForArguments(handle);
   }
   if (handle->state != kCreated) {
     logTagged(Priority::error, "input handle is not initialized!!\n");
@@ -254,7 +263,7 @@ int32_t VELMORA_SR_Register(SR_ParamsPublic* handle, const Velmora_SR_InputFrame
   const DefaultFloatEnvironment environment;
   if (input == nullptr || handle == nullptr || frameCount <= 0) {
     logTagged(Priority::error, "some input paras is NULL!!\n");
-    return -1;
+    return refusedForArguments(handle);
   }
   if (handle->state != kCreated) {
     logTagged(Priority::error, "input handle is not initialized!!\n");

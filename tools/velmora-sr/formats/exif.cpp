@@ -83,12 +83,10 @@ int exifOrientation(std::span<const uint8_t> block) {
 
 std::optional<int> exifSharpness(std::span<const uint8_t> block) {
   const TiffBlock tiff(block);
-  for (const TiffEntry& entry : tiff.entries(tiff.firstDirectory().value_or(0))) {
-    if (entry.tag != kExifDirectory) continue;
-    for (const TiffEntry& own : tiff.entries(tiff.number(entry).value_or(0))) {
-      const auto value = own.tag == kSharpness ? tiff.number(own) : std::nullopt;
-      if (value && *value <= 2) return static_cast<int>(*value);
-    }
+  const auto directory = tiff.directoryOf(tiff.firstDirectory().value_or(0), kExifDirectory);
+  for (const TiffEntry& entry : tiff.entries(directory.value_or(0))) {
+    const auto value = entry.tag == kSharpness ? tiff.number(entry) : std::nullopt;
+    if (value && *value <= 2) return static_cast<int>(*value);
   }
   return std::nullopt;
 }

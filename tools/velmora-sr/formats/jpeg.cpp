@@ -22,6 +22,10 @@
 namespace velmora::tool {
 namespace {
 
+// Every scan goes over the whole picture and may take ten bytes of the file: a file of many more
+// scans than an encoder makes would keep the tool busy for hours.
+constexpr int kDecoding = TJFLAG_ACCURATEDCT | TJFLAG_LIMITSCANS;
+
 struct Destroy {
   void operator()(void* handle) const { tjDestroy(handle); }
 };
@@ -162,7 +166,7 @@ class JpegReader final : public FrameReader {
     }
     accept(handle,
            tjDecompressToYUVPlanes(handle.get(), bytes_.data(), bytes_.size(), pointers.data(),
-                                   size.width, nullptr, size.height, TJFLAG_ACCURATEDCT));
+                                   size.width, nullptr, size.height, kDecoding));
     picture.y = cropped(planes[0], size);
     const Size chroma = chromaSize(size);
     if (count == 1) {
@@ -191,7 +195,7 @@ class JpegReader final : public FrameReader {
   void readRgb(const Handle& handle, Picture& picture) const {
     std::vector<uint8_t> rgb(std::size_t(stored_.width) * std::size_t(stored_.height) * 3);
     accept(handle, tjDecompress2(handle.get(), bytes_.data(), bytes_.size(), rgb.data(),
-                                 stored_.width, 0, stored_.height, TJPF_RGB, TJFLAG_ACCURATEDCT));
+                                 stored_.width, 0, stored_.height, TJPF_RGB, kDecoding));
     picture = fromRgb(stored_, rgb);
   }
 

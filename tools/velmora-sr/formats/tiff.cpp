@@ -22,8 +22,12 @@ namespace {
 
 constexpr double kInch = 0.0254;
 constexpr double kCentimetre = 0.01;
-// Most that libtiff may take at once: a picture of kMaxPixels with four samples.
-constexpr tmsize_t kLargestBlock = 4 * kMaxPixels;
+// Most that libtiff may take at once: a picture of the size that is allowed with four samples, and
+// the tiles of small pictures, which are larger than what they show.
+tmsize_t largestBlock() {
+  constexpr tmsize_t kTile = 64'000'000;
+  return std::max<tmsize_t>(4 * allowedPixels, kTile);
+}
 
 // A file in memory, as libtiff reads and writes it.
 struct Memory {
@@ -92,7 +96,7 @@ using Handle = std::unique_ptr<TIFF, Close>;
 Handle openMemory(Memory& memory, const char* mode) {
   TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
   if (options == nullptr) throw std::bad_alloc();
-  TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestBlock);
+  TIFFOpenOptionsSetMaxSingleMemAlloc(options, largestBlock());
   TIFFOpenOptionsSetErrorHandlerExtR(options, onError, &memory);
   TIFFOpenOptionsSetWarningHandlerExtR(options, onWarning, &memory);
   TIFF* tiff = TIFFClientOpenExt("x", mode, &memory, onRead, onWrite, onSeek, onClose, onSize,

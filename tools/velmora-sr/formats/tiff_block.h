@@ -66,6 +66,14 @@ class TiffBlock {
     }
     return found;
   }
+  /// The directory that an entry of another one leads to. The first entry with the tag counts: a
+  /// file that repeats it means nothing by that, and following all would take as long as it says.
+  [[nodiscard]] std::optional<uint32_t> directoryOf(std::size_t directory, uint32_t tag) const {
+    for (const TiffEntry& entry : entries(directory)) {
+      if (entry.tag == tag) return number(entry);
+    }
+    return std::nullopt;
+  }
   /// Writes the single number of an entry into `block`, which is what the object reads.
   void set(std::vector<uint8_t>& block, const TiffEntry& entry, uint32_t value) const {
     if (!number(entry)) return;

@@ -53,6 +53,7 @@ class Parser {
 
   std::vector<Node> parse(std::size_t at, int depth) {
     std::vector<Node> nodes;
+    std::vector<uint32_t> followed;  // each tag once: directories may lead to each other
     for (const TiffEntry& entry : tiff_.entries(at)) {
       const bool taken = std::find(kTaken.begin(), kTaken.end(), entry.tag) != kTaken.end();
       if ((depth == 0 && !taken) || entry.tag == kMakersNote) continue;
@@ -60,6 +61,8 @@ class Parser {
       if (leadsOn(entry.tag)) {
         const auto next = tiff_.number(entry);
         if (!next || depth == kDeepest) continue;
+        if (std::find(followed.begin(), followed.end(), entry.tag) != followed.end()) continue;
+        followed.push_back(entry.tag);
         node.type = kTiffLong;
         node.directory = parse(*next, depth + 1);
         if (node.directory.empty()) continue;
@@ -199,12 +202,11 @@ void addExifToTiff(std::vector<uint8_t>& file, std::span<const uint8_t> exif) {
 
 bool hasMakersNote(std::span<const uint8_t> block) {
   const TiffBlock tiff(block);
-  for (const TiffEntry& entry : tiff.entries(tiff.firstDirectory().value_or(0))) {
-    const auto next = entry.tag == kExifDirectory ? tiff.number(entry) : std::nullopt;
-    for (const TiffEntry& inner : next ? tiff.entries(*next) : std::vector<TiffEntry>())
-      if (inner.tag == kMakersNote) return true;
-  }
-  return false;
+  const auto directory = tiff.directoryOf(tiff.firstDirectory().value_or(0), kExifDirectory);
+  if (!directory) return false;
+  const std::vector<TiffEntry> entries = tiff.entries(*directory);
+  return std::any_of(entries.begin(), entries.end(),
+                     [](const TiffEntry& entry) { return entry.tag == kMakersNote; });
 }
 
 }  // namespace velmora::tool

@@ -11,6 +11,8 @@ namespace {
 // <name>1</name>.
 void setNumber(std::string& text, std::string_view name, int value) {
   const std::string number = std::to_string(value);
+  std::string changed;
+  std::size_t done = 0;  // so far `changed` holds the text
   for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at)) {
     const bool begins = at > 0 && (text[at - 1] == '<' || text[at - 1] == ' ' ||
                                    text[at - 1] == '\n' || text[at - 1] == '\t');
@@ -24,8 +26,11 @@ void setNumber(std::string& text, std::string_view name, int value) {
       continue;
     }
     const std::size_t end = std::min(text.find_first_not_of("0123456789", digits), text.size());
-    if (begins && end > digits) text.replace(digits, end - digits, number);
+    if (!begins || end == digits) continue;
+    changed.append(text, done, digits - done).append(number);
+    done = end;
   }
+  if (done > 0) text = changed.append(text, done);
 }
 
 void removeElement(std::string& text, const std::string& name) {
