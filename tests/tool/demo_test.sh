@@ -26,6 +26,7 @@ for picture in $pictures; do
   same embedded.png "a/b/$picture.png"
   sed -i 1d sources
 done
+[ "$(grep -cE '<td>[0-9.]+</td><td>0[0-9.]+</td><td>[0-9]+</td></tr>' a/b/index.html)" = 6 ] || fail 'times are missing'
 grep -Eq 'https?:|src="[^d]|<link|<script|url\(' a/b/index.html && fail "the page asks for other files"
 
 # A browser shows them, and the slider moves the line between the first two.

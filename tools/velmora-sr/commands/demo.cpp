@@ -1,6 +1,7 @@
 // velmora-sr demo: noisy frames of a scene, fused and compared with the truth.
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -139,7 +140,21 @@ struct Results {
   FusionResult fusion;
   // All of the frame.
   BurstResult one, two, four;
+  // Milliseconds that each took.
+  struct {
+    double bicubic, enlarged, fused, one, two, four;
+  } times = {};
 };
+
+// What `make` gives, and how long it took.
+template <typename Make>
+auto timed(double& milliseconds, const Make& make) {
+  const auto start = std::chrono::steady_clock::now();
+  auto result = make();
+  const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+  milliseconds = time.count();
+  return result;
+}
 
 // What 'fuse' makes of the first frames, and 'upscale --denoise auto' of one.
 BurstResult fuseFirst(const Frames& frames, std::size_t count) {
@@ -160,24 +175,29 @@ Results enlarge(const Frames& frames) {
   request.ghost = thresholdsFor(first, second);
   request.wantWeights = true;
   Results results;
-  results.fusion = fusePair(first, second, request);
+  results.fusion = timed(results.times.fused, [&] { return fusePair(first, second, request); });
   if (!results.fusion.failure.empty()) {
     throw Failure("the frames of the demo were not fused: " + results.fusion.failure);
   }
   interrupt::check();
   const Region region = results.fusion.region;
   const Size size = outputSize(region);
-  Enlarger(kFrame, region, size, {}).enlarge(first, results.enlarged);
+  results.enlarged = timed(results.times.enlarged, [&] {
+    Picture picture;
+    Enlarger(kFrame, region, size, {}).enlarge(first, picture);
+    return picture;
+  });
   results.first = cut(first, region.left, region.top, region.size());
-  results.bicubic = bicubicEnlarged(results.first, size);
+  results.bicubic =
+      timed(results.times.bicubic, [&] { return bicubicEnlarged(results.first, size); });
   results.truth = cut(frames.truth, 2 * region.left, 2 * region.top, size);
   results.secondTruth = cut(frames.secondTruth, 2 * region.left, 2 * region.top, size);
   results.mask.reset(region.size());
   results.mask.grey = true;
   results.mask.y = cut(results.fusion.weights, region.left, region.top, region.size());
-  results.one = fuseFirst(frames, 1);
-  results.two = fuseFirst(frames, 2);
-  results.four = fuseFirst(frames, 4);
+  results.one = timed(results.times.one, [&] { return fuseFirst(frames, 1); });
+  results.two = timed(results.times.two, [&] { return fuseFirst(frames, 2); });
+  results.four = timed(results.times.four, [&] { return fuseFirst(frames, 4); });
   interrupt::check();
   return results;
 }
@@ -221,8 +241,9 @@ std::string brief(const Quality& quality) {
   return format("%.2f dB, SSIM %.3f", quality.psnr, quality.ssim);
 }
 
-PageRow row(const char* name, const Quality& quality) {
-  return {name, format("%.2f", quality.psnr), format("%.4f", quality.ssim)};
+PageRow row(const char* name, const Quality& quality, double milliseconds = 0) {
+  return {name, format("%.2f", quality.psnr), format("%.4f", quality.ssim),
+          milliseconds > 0 ? format("%.0f", milliseconds) : ""};
 }
 
 constexpr Size kDetailSize = {168, 132};
@@ -327,12 +348,12 @@ void run(const Options& options) {
   writeRgbPng(comparison, canvas.size(), canvas.rgb());
 
   const std::array rows = {
-      row("bicubic, one frame", measured.bicubic),
-      row("upscale, one frame", measured.enlarged),
-      row("fuse --method camera, two", measured.fused),
-      row("upscale --denoise auto, one", measured.one),
-      row("fuse, two frames", measured.two),
-      row("fuse, four frames", measured.four),
+      row("bicubic, one frame", measured.bicubic, results.times.bicubic),
+      row("upscale, one frame", measured.enlarged, results.times.enlarged),
+      row("fuse --method camera, two", measured.fused, results.times.fused),
+      row("upscale --denoise auto, one", measured.one, results.times.one),
+      row("fuse, two frames", measured.two, results.times.two),
+      row("fuse, four frames", measured.four, results.times.four),
       row("moving ball, bicubic", measured.ballBicubic),
       row("moving ball, camera, two", measured.ballFused),
       row("moving ball, fuse, four", measured.ballFour),
@@ -350,7 +371,8 @@ void run(const Options& options) {
       "elsewhere. The picture shows the ball as the first frame does; --method camera takes what "
       "moved from the second frame, and is compared with the scene of that one. All are compared "
       "over the part that both frames of --method camera show, " +
-      text(results.fusion.region.size()) + " pixels of the frame.";
+      text(results.fusion.region.size()) +
+      " pixels of the frame. Times are those of this run, from frames in memory to the picture.";
   const auto saved = [&](const std::string& name, const char* caption) {
     return PagePicture{caption, readFile((base / name).string(), kLargestPng)};
   };

@@ -89,10 +89,10 @@ std::string base64(std::span<const uint8_t> bytes) {
 std::string html(const Page& page) {
   std::string html = kHead;
   html += sliderOf(page.slider) + "<p>" + page.introduction + "</p>\n" +
-          "<table>\n<tr><th></th><th>PSNR, dB</th><th>SSIM</th></tr>\n";
+          "<table>\n<tr><th></th><th>PSNR, dB</th><th>SSIM</th><th>time, ms</th></tr>\n";
   for (const PageRow& row : page.rows)
-    html +=
-        "<tr><td>" + row.name + "</td><td>" + row.psnr + "</td><td>" + row.ssim + "</td></tr>\n";
+    html += "<tr><td>" + row.name + "</td><td>" + row.psnr + "</td><td>" + row.ssim + "</td><td>" +
+            row.time + "</td></tr>\n";
   html +=
       "</table>\n<p>" + page.remark + "</p>\n" + figure(page.comparison) + "<div class=\"row\">\n";
   for (const PagePicture& picture : page.weights)

@@ -14,9 +14,9 @@ namespace velmora::tool {
 /// Groups of three bytes as four characters, padded with '=' (RFC 4648).
 std::string base64(std::span<const uint8_t> bytes);
 
-/// One row of the table: what was measured, PSNR and SSIM as text.
+/// One row of the table: what was measured, PSNR, SSIM and how long it took as text.
 struct PageRow {
-  std::string name, psnr, ssim;
+  std::string name, psnr, ssim, time;
 };
 
 /// A picture with what it shows; `png` is a whole PNG file.
