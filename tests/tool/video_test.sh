@@ -173,20 +173,24 @@ peak many "$tool" video tiny.y4m -o out.y4m
 frame out.y4m 4 >wanted
 frame out.y4m 297 >repeated
 same wanted repeated 'frames 4 and 297'
-for half in 2 100; do
+# Under sanitizers fewer have to do.
+many_frames=200
+if [ "${4-}" != large ]; then many_frames=40; fi
+half=$((many_frames / 2))
+for count in 4 $many_frames; do
   { echo "$header"
-    for _ in $(seq $((half / 2))); do cat {1,2}.frame; done
-    for _ in $(seq $((half / 2))); do cat {4,5}.frame; done; } >$half.y4m
+    for _ in $(seq $((count / 4))); do cat {1,2}.frame; done
+    for _ in $(seq $((count / 4))); do cat {4,5}.frame; done; } >$count.y4m
 done
 few=0 many=0
-peak few "$tool" --quiet video --method camera 2.y4m -o out.y4m
-peak many "$tool" video --method camera 100.y4m -o out.y4m
-[ "$many" -le $((few + few / 10)) ] || fail "200 frames take $many KiB, 4 take $few"
-said ': 199 of 200 frames fused, '
-said '; enlarged alone: frame 100 ('
-[ "$(frames out.y4m)" = 200 ] || fail "$(frames out.y4m) frames of 200"
+peak few "$tool" --quiet video --method camera 4.y4m -o out.y4m
+peak many "$tool" video --method camera $many_frames.y4m -o out.y4m
+[ "$many" -le $((few + few / 10)) ] || fail "$many_frames frames take $many KiB, 4 take $few"
+said ": $((many_frames - 1)) of $many_frames frames fused, "
+said "; enlarged alone: frame $half ("
+[ "$(frames out.y4m)" = $many_frames ] || fail "$(frames out.y4m) frames of $many_frames"
 frame out.y4m 3 >wanted
-for number in 51 99; do
+for number in $((half / 2 + 1)) $((half - 1)); do
   frame out.y4m $number >repeated
   same wanted repeated "frames 3 and $number"
 done
