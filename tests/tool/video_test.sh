@@ -180,11 +180,11 @@ half=$((many_frames / 2))
 for count in 4 $many_frames; do
   { echo "$header"
     for _ in $(seq $((count / 4))); do cat {1,2}.frame; done
-    for _ in $(seq $((count / 4))); do cat {4,5}.frame; done; } >$count.y4m
+    for _ in $(seq $((count / 4))); do cat {4,5}.frame; done; } >"$count.y4m"
 done
 few=0 many=0
 peak few "$tool" --quiet video --method camera 4.y4m -o out.y4m
-peak many "$tool" video --method camera $many_frames.y4m -o out.y4m
+peak many "$tool" video --method camera "$many_frames.y4m" -o out.y4m
 [ "$many" -le $((few + few / 10)) ] || fail "$many_frames frames take $many KiB, 4 take $few"
 said ": $((many_frames - 1)) of $many_frames frames fused, "
 said "; enlarged alone: frame $half ("
