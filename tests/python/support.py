@@ -1,6 +1,7 @@
 """What the tests of the Python package share. Without NumPy or pytest it ends the program with 77."""
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 
@@ -10,6 +11,9 @@ try:
 except ImportError as error:
     print(error)
     sys.exit(77)
+
+# Python leaves it ignored where it finds it so, as in what a shell runs in the background.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 SOURCES = pathlib.Path(__file__).parents[2]
 TOOL = os.environ["VELMORA_SR_TOOL"]
