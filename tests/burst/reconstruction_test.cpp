@@ -323,6 +323,8 @@ TEST_F(NoiseTablesTest, TellWhatIsLeftOfWhiteNoise) {
     for (const float value : noise.of16)
       EXPECT_NEAR(value, 3, 0.6);
     EXPECT_NEAR(std::accumulate(noise.of16.begin(), noise.of16.end(), 0.0) / 256, 3, 0.03);
+    // Of means of 4 x 4.
+    EXPECT_NEAR(std::accumulate(noise.low.begin(), noise.low.end(), 0.0) / 64, 0.75, 0.03);
   }
 }
 

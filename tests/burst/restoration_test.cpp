@@ -61,8 +61,10 @@ RestorationPlan planOf(int kind, double sigma) {
   plan.frames = 2;
   for (int n = 0; n < 2; ++n) {
     auto& noise = plan.noise[static_cast<std::size_t>(n)];
-    for (std::size_t i = 0; i < 64; ++i)
+    for (std::size_t i = 0; i < 64; ++i) {
       noise.of8[i] = static_cast<float>(sigma / (n + 1) * (1.2 - 0.05 * double(i / 8 + i % 8)));
+      noise.low[i] = noise.of8[i] / 3;
+    }
     for (std::size_t i = 0; i < 256; ++i)
       noise.of16[i] = static_cast<float>(sigma / (n + 1) * (1.2 - 0.025 * double(i / 16 + i % 16)));
   }
@@ -92,7 +94,7 @@ Picture restored(Picture& picture, std::vector<uint8_t>& frames, const Restorati
 
 /// One pass, plainly: every block transformed by itself, in double precision.
 Values passOf(const Values& noise, const Values* pilot, Size size, int block, int stride,
-              const std::vector<uint8_t>& frames, const RestorationPlan& plan) {
+              const std::vector<uint8_t>& frames, const RestorationPlan& plan, bool low = false) {
   const auto index = [&](int x, int y) { return static_cast<std::size_t>(y * size.width + x); };
   const auto transformed = [&](const Values& from, int left, int top) {
     Values rows(static_cast<std::size_t>(block * block)), all = rows;
@@ -122,7 +124,7 @@ Values passOf(const Values& noise, const Values* pilot, Size size, int block, in
           plan.noise[frames[index(left + block / 2, top + block / 2)] - std::size_t{1}];
       double kept = 0;
       for (std::size_t i = 0; i < coefficients.size(); ++i) {
-        const double sigma = block == 8 ? table.of8[i] : table.of16[i];
+        const double sigma = low ? table.low[i] : block == 8 ? table.of8[i] : table.of16[i];
         const double power = guide[i] * guide[i];
         const double gain = i == 0  ? 1
                             : pilot ? power / (power + sigma * sigma)
@@ -147,6 +149,45 @@ Values passOf(const Values& noise, const Values* pilot, Size size, int block, in
   return sums;
 }
 
+/// Cells of 4 x 4 samples, what small blocks have made of them, and what that lacks.
+void addLowBand(const Values& noise, Values& made, Size size, const std::vector<uint8_t>& frames,
+                const RestorationPlan& plan) {
+  const Size count = {size.width / 4, size.height / 4};
+  if (count.width < 8 || count.height < 8) return;
+  const auto index = [&](int x, int y) {
+    return static_cast<std::size_t>(std::clamp(y, 0, count.height - 1) * count.width +
+                                    std::clamp(x, 0, count.width - 1));
+  };
+  const std::size_t cells = static_cast<std::size_t>(count.width * count.height);
+  Values noisy(cells), less(cells), smooth(cells);
+  std::vector<uint8_t> numbers(cells);
+  for (int y = 0; y < 4 * count.height; ++y) {
+    for (int x = 0; x < 4 * count.width; ++x) {
+      const auto i = static_cast<std::size_t>(y * size.width + x);
+      noisy[index(x / 4, y / 4)] += noise[i] / 16;
+      less[index(x / 4, y / 4)] += made[i] / 16;
+      if (x % 4 == 2 && y % 4 == 2) numbers[index(x / 4, y / 4)] = frames[i];
+    }
+  }
+  Values lacking = passOf(noisy, nullptr, count, 8, 1, numbers, plan, true);
+  for (std::size_t i = 0; i < cells; ++i)
+    lacking[i] -= less[i];
+  for (int i = 0; i < 9 * count.width * count.height; ++i) {
+    const int x = i / 9 % count.width, y = i / 9 / count.width, h = i % 3 - 1, v = i / 3 % 3 - 1;
+    smooth[index(x, y)] +=
+        lacking[index(x + h, y + v)] * (2 - std::abs(h)) * (2 - std::abs(v)) / 16;
+  }
+  const Values& added = plan.fast ? lacking : smooth;
+  for (int i = 0; i < size.width * size.height; ++i) {
+    const double x = (i % size.width - 1.5) / 4, y = (i / size.width - 1.5) / 4;
+    const int left = int(std::floor(x)), top = int(std::floor(y));
+    const double h = x - left, v = y - top;
+    made[static_cast<std::size_t>(i)] +=
+        (1 - v) * ((1 - h) * added[index(left, top)] + h * added[index(left + 1, top)]) +
+        v * ((1 - h) * added[index(left, top + 1)] + h * added[index(left + 1, top + 1)]);
+  }
+}
+
 Values plainly(const Picture& picture, const std::vector<uint8_t>& frames,
                const RestorationPlan& plan) {
   const Size size = picture.size;
@@ -161,12 +202,14 @@ Values plainly(const Picture& picture, const std::vector<uint8_t>& frames,
     for (std::size_t i = 0; i < pilot.size(); ++i)
       pilot[i] = (pilot[i] + other[i]) / 2;
   }
-  return large && plan.wiener16 ? passOf(noise, &pilot, size, 16, 2 * stride, frames, plan)
-                                : passOf(noise, &pilot, size, 8, stride, frames, plan);
+  Values made = large && plan.wiener16 ? passOf(noise, &pilot, size, 16, 2 * stride, frames, plan)
+                                       : passOf(noise, &pilot, size, 8, stride, frames, plan);
+  addLowBand(noise, made, size, frames, plan);
+  return made;
 }
 
 TEST(Restoration, IsThatOfPlainTransforms) {
-  constexpr Size kSizes[] = {{8, 8}, {9, 40}, {15, 11}, {16, 17}, {39, 22}};
+  constexpr Size kSizes[] = {{8, 8}, {9, 40}, {16, 17}, {39, 22}, {35, 50}};
   for (const Size size : kSizes) {
     for (int kind = 0; kind < 4; ++kind) {
       const RestorationPlan plan = planOf(kind, 6);
@@ -199,6 +242,7 @@ TEST(Restoration, TakesNoiseAwayAndKeepsThePicture) {
       plan.frames = 1;
       plan.noise[0].of8.fill(static_cast<float>(sigma));
       plan.noise[0].of16.fill(static_cast<float>(sigma));
+      plan.noise[0].low.fill(static_cast<float>(sigma / 4));
       Picture picture = noisy(size, sigma, 5);
       std::vector<uint8_t> frames = framesOf(size);
       Picture out = restored(picture, frames, plan);
@@ -210,6 +254,34 @@ TEST(Restoration, TakesNoiseAwayAndKeepsThePicture) {
       EXPECT_LT(std::sqrt(squares / (size.width * size.height)), kLeft[sigma == 8][kind] * sigma)
           << kind << ", noise " << sigma;
     }
+  }
+}
+
+// Squares of 16 x 16 samples of white noise are off by a sixteenth of it, half a grey level here.
+TEST(Restoration, LeavesNoBlotches) {
+  constexpr int kSquare = 16;
+  constexpr int kAcross = 12;
+  for (int kind = 0; kind < 4; ++kind) {
+    RestorationPlan plan = planOf(kind, 8);
+    plan.frames = 1;
+    plan.noise[0].of8.fill(8);
+    plan.noise[0].of16.fill(8);
+    plan.noise[0].low.fill(2);
+    Picture picture({kSquare * kAcross, kSquare * kAcross});
+    Random random(17);
+    for (int16_t& sample : picture.samples)
+      sample = static_cast<int16_t>(std::lround(32 * (120 + 8 * normal(random))));
+    std::vector<uint8_t> frames = framesOf(picture.size);
+    Picture out = restored(picture, frames, plan);
+    double squares = 0;
+    for (int i = 0; i < kAcross * kAcross; ++i) {
+      double sum = 0;
+      for (int j = 0; j < kSquare * kSquare; ++j) {
+        sum += out.at(i % kAcross * kSquare + j % kSquare, i / kAcross * kSquare + j / kSquare);
+      }
+      squares += std::pow(sum / (32 * kSquare * kSquare) - 120, 2) / (kAcross * kAcross);
+    }
+    EXPECT_LT(std::sqrt(squares), 0.25) << kind;
   }
 }
 
@@ -265,7 +337,7 @@ TEST(Restoration, DoesNotDependOnWindows) {
 
 // Pins results bit by bit, for all sets and machines; what good ones are the tests above say.
 TEST(Restoration, GivesTheSameBitsEverywhere) {
-  constexpr uint32_t kExpected[] = {954752907, 3767952344, 3197682589, 4108736977};
+  constexpr uint32_t kExpected[] = {389302091, 3439681921, 550758083, 1683456063};
   Picture picture({90, 75});
   Random random(13);
   for (int y = 0; y < 75; ++y) {

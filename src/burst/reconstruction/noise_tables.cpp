@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "burst/reconstruction/block_spectrum.h"
+#include "burst/restoration/low_band.h"
 
 namespace velmora::burst {
 namespace {
@@ -74,6 +75,12 @@ class WindowSpectrum {
       }
     }
     of16_.add(samples);
+    cells_.resize(static_cast<std::size_t>(samples.size.width) *
+                  static_cast<std::size_t>(samples.size.height));
+    const Size count = cellsOf(samples.size);
+    const Plane<int16_t> cells = {cells_.data(), count.width, count};
+    meansOfCells({samples}, {0, 0, count.width, count.height}, {cells});
+    low_.add(cells);
     return i;
   }
 
@@ -83,6 +90,8 @@ class WindowSpectrum {
     for (const BlockSpectrum<8>& part : parts_)
       of8.add(part);
     CoefficientNoise noise;
+    for (std::size_t i = 0; i < noise.low.size() && low_.blocks() > 0; ++i)
+      noise.low[i] = static_cast<float>(low_.rootMeanSquare(i % 8, i / 8) / unit);
     for (std::size_t v = 0; v < 8; ++v) {
       for (std::size_t u = 0; u < 8; ++u) {
         const double factor = unevenness(of8, u, v) / unit;
@@ -129,6 +138,8 @@ class WindowSpectrum {
 
   std::vector<BlockSpectrum<8>> parts_;
   BlockSpectrum<16> of16_;
+  BlockSpectrum<8> low_;
+  std::vector<int16_t> cells_;
 };
 
 // What sharpening does to the standard deviation of white noise. What is measured on frames has
@@ -220,6 +231,8 @@ CoefficientNoise scaled(const CoefficientNoise& unit, double sigma) {
   for (float& value : result.of8)
     value = static_cast<float>(value * sigma);
   for (float& value : result.of16)
+    value = static_cast<float>(value * sigma);
+  for (float& value : result.low)
     value = static_cast<float>(value * sigma);
   return result;
 }

@@ -5,16 +5,9 @@
 #include <cstdint>
 
 #include "burst/memory.h"
-#include "burst/restoration/functions.h"
+#include "burst/restoration/pass_tables.h"
 
 namespace velmora::burst {
-
-/// Tables of a block size, [size * size][frames - 1]: thresholds of the first pass, squares of the
-/// second.
-struct PassTables {
-  Buffer<int16_t> thresholds;
-  Buffer<float> squares;
-};
 
 struct PassGeometry {
   int32_t size;    ///< of blocks, 8 or 16
@@ -40,7 +33,7 @@ struct PassJob {
   PlanePart<const uint8_t> frames;  ///< without data: one frame everywhere
   Size plane;
   Rect target;             ///< what to restore, in coordinates of the plane
-  PlanePart<int16_t> out;  ///< takes it
+  PlanePart<int16_t> out;  ///< takes it; may be the pilot, not the noisy samples
   bool average;            ///< or the mean of it and of what is there
 };
 

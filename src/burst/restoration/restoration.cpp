@@ -1,14 +1,9 @@
 #include "burst/restoration/restoration.h"
 
 #include <algorithm>
-#include <tuple>
-
-#include "burst/restoration/basis.h"
 
 namespace velmora::burst {
 namespace {
-
-constexpr float kThreshold = 2.6F;  // in standard deviations of the noise
 
 PassGeometry geometryOf8(const RestorationPlan& plan) {
   const int32_t stride = plan.fast ? 3 : 2;
@@ -19,25 +14,6 @@ PassGeometry geometryOf16(const RestorationPlan& plan) {
 }
 bool uses16(const RestorationPlan& plan) {
   return !plan.fast;
-}
-
-// Thresholds in steps of a coefficient, which is a whole number: rounded down they mean the same.
-// The first coefficient, the block's mean, is always kept.
-template <int32_t N, typename Noise>
-PassTables makeTables(Memory& memory, const RestorationPlan& plan, Noise noise) {
-  constexpr std::size_t kEntries = std::size_t{N} * N;
-  static_assert(kTables == std::tuple_size_v<decltype(plan.noise)>);
-  PassTables tables = {{memory, kEntries * kTables}, {memory, kEntries * kTables}};
-  for (std::size_t i = 0; i < kEntries; ++i) {
-    for (std::size_t n = 0; n < kTables; ++n) {
-      const float levels = std::clamp((plan.noise[n].*noise)[i], 0.0F, 255.0F);
-      const float sigma = levels * float{kCoefficientScale<N>};
-      const float threshold = std::min(kThreshold * sigma, 32766.0F);
-      tables.thresholds[i * kTables + n] = i == 0 ? int16_t{-1} : static_cast<int16_t>(threshold);
-      tables.squares[i * kTables + n] = i == 0 ? 0.0F : sigma * sigma;
-    }
-  }
-  return tables;
 }
 
 Rect grown(const Rect& rect, int32_t by, Size plane) {
@@ -51,32 +27,43 @@ int32_t restorationHalo(const RestorationPlan& plan) {
   // A block that covers a wanted sample, and one that covers a sample of it in the pilot.
   const int32_t pilot = uses16(plan) ? 15 : 7;
   const int32_t second = uses16(plan) && plan.wiener16 ? 15 : 7;
-  return pilot + second;
+  const LowBand::Halo low = LowBand::halo(plan);
+  return std::max(low.window, low.fine + pilot + second);
 }
 
 Restorer::Restorer(Memory& memory, const RestorationPlan& plan, Size largest)
     : plan_(&plan),
-      of8_(makeTables<8>(memory, plan, &CoefficientNoise::of8)),
-      of16_(makeTables<16>(memory, plan, &CoefficientNoise::of16)),
-      pilot_(memory, largest) {
+      of8_(passTables<8>(memory, plan, &CoefficientNoise::of8)),
+      of16_(passTables<16>(memory, plan, &CoefficientNoise::of16)),
+      samples_(memory, largest),
+      low_(memory, plan, largest) {
   const PassGeometry geometries[] = {geometryOf8(plan), geometryOf16(plan)};
   passes_ = PassRunner(memory, geometries, uses16(plan) ? 2 : 1, largest.width);
 }
 
 void Restorer::run(const RestorationWindow& window, Plane<int16_t> out) {
   const Rect& wanted = window.wanted;
-  const int32_t shorter = std::min(window.plane.width, window.plane.height);
-  const PlanePart<const int16_t> noisy = {window.samples, window.left, window.top};
-  const PlanePart<int16_t> target = {out, wanted.left, wanted.top};
-  if (shorter < 8) {  // no block fits
-    for (int32_t y = wanted.top; y < wanted.bottom; ++y)
-      std::copy_n(noisy.at(wanted.left, y), wanted.width(), target.at(wanted.left, y));
+  const bool hasLowBand = LowBand::fits(window.plane);
+  const PlanePart<const int16_t> fine =
+      restoreBlocks(window, hasLowBand ? low_.covers(wanted, window.plane) : wanted);
+  if (hasLowBand) {
+    low_.run(window, fine, out);
     return;
   }
+  for (int32_t y = wanted.top; y < wanted.bottom; ++y)
+    std::copy_n(fine.at(wanted.left, y), wanted.width(), out.row(y - wanted.top));
+}
+
+PlanePart<const int16_t> Restorer::restoreBlocks(const RestorationWindow& window,
+                                                 const Rect& wanted) {
+  const int32_t shorter = std::min(window.plane.width, window.plane.height);
+  const PlanePart<const int16_t> noisy = {window.samples, window.left, window.top};
+  if (shorter < 8) return noisy;  // no block fits
   const bool with16 = uses16(*plan_) && shorter >= 16;
   const bool second16 = with16 && plan_->wiener16;
   const Rect needed = grown(wanted, second16 ? 15 : 7, window.plane);
-  const PlanePart<int16_t> pilot = {pilot_.plane(), needed.left, needed.top};
+  const PlanePart<int16_t> samples = {samples_.plane(), needed.left, needed.top};
+  const PlanePart<const int16_t> pilot = {samples.samples, samples.left, samples.top};
 
   PassJob job = {geometryOf8(*plan_),
                  &of8_,
@@ -86,7 +73,7 @@ void Restorer::run(const RestorationWindow& window, Plane<int16_t> out) {
                  {window.frames, window.left, window.top},
                  window.plane,
                  needed,
-                 pilot,
+                 samples,
                  false};
   passes_.run(job);
   if (with16) {
@@ -97,11 +84,11 @@ void Restorer::run(const RestorationWindow& window, Plane<int16_t> out) {
   }
   job.geometry = second16 ? geometryOf16(*plan_) : geometryOf8(*plan_);
   job.tables = second16 ? &of16_ : &of8_;
-  job.pilot = {pilot.samples, pilot.left, pilot.top};
+  job.pilot = pilot;  // a row of it is read before the same row of the result is written
   job.target = wanted;
-  job.out = target;
   job.average = false;
   passes_.run(job);
+  return pilot;
 }
 
 }  // namespace velmora::burst

@@ -2,41 +2,14 @@
 #ifndef VELMORA_SRC_BURST_RESTORATION_RESTORATION_H
 #define VELMORA_SRC_BURST_RESTORATION_RESTORATION_H
 
-#include <array>
 #include <cstdint>
 
 #include "burst/memory.h"
+#include "burst/restoration/low_band.h"
 #include "burst/restoration/pass.h"
+#include "burst/restoration/plan.h"
 
 namespace velmora::burst {
-
-/// Standard deviation of the noise in each coefficient of orthonormal 8 x 8 and 16 x 16 cosine
-/// transforms, in grey levels; row by row, the lowest vertical frequency first.
-struct CoefficientNoise {
-  std::array<float, 64> of8 = {};
-  std::array<float, 256> of16 = {};
-};
-
-/// How a plane is restored.
-struct RestorationPlan {
-  bool fast = false;      ///< 8 x 8 blocks only, stride 3
-  bool fine = false;      ///< strides 1 and 2 in place of 2 and 4: for one frame before enlargement
-  bool wiener16 = false;  ///< the second pass with 16 x 16 blocks: for strong noise
-  /// [n - 1]: the noise where n frames were added up.
-  std::array<CoefficientNoise, 8> noise;
-  int32_t frames = 1;  ///< entries of `noise` in use
-};
-
-/// A part of a plane that is worked on at a time.
-struct RestorationWindow {
-  Plane<const int16_t> samples;  ///< the window; five fraction bits
-  Plane<const uint8_t> frames;   ///< how many frames were added up at each sample, 1 .. 8; same
-                                 ///< size, or data null: one everywhere
-  int32_t left;                  ///< where the window lies in the plane
-  int32_t top;
-  Size plane;   ///< blocks lie at multiples of their stride in the plane, the last ones at its end
-  Rect wanted;  ///< the part to be restored, in coordinates of the plane
-};
 
 /// How far around `wanted` the window must reach, but for the borders of the plane, so that the
 /// result does not depend on where windows lie.
@@ -52,11 +25,15 @@ class Restorer {
   void run(const RestorationWindow& window, Plane<int16_t> out);
 
  private:
+  /// The wanted samples as the small blocks leave them, valid until the next call.
+  PlanePart<const int16_t> restoreBlocks(const RestorationWindow& window, const Rect& wanted);
+
   const RestorationPlan* plan_;
   PassTables of8_;
   PassTables of16_;
-  PlaneBuffer<int16_t> pilot_;
+  PlaneBuffer<int16_t> samples_;  ///< the pilot, then the result
   PassRunner passes_;
+  LowBand low_;
 };
 
 }  // namespace velmora::burst
