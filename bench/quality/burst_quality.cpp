@@ -2,11 +2,11 @@
 //
 //   burst_quality [--quick] [--pictures FOLDER] [SECTION...]
 //
-// Frames are made of textured photos of Debian packages, in more detail than the result has: each
-// pixel is the mean over its square, seen by a hand-held camera, with noise, exposure, sharpening
-// and JPEG files as the section says. Prints tables in Markdown, means over the photos: PSNR in dB
-// and SSIM against what a camera of the result's size would have seen. --quick prints one line per
-// goal instead, and fails when one was missed.
+// Frames are made of photos of Debian packages, textured ones but for one section, in more detail
+// than the result has: each pixel is the mean over its square, seen by a hand-held camera, with
+// noise, exposure, sharpening and JPEG files as the section says. Prints tables in Markdown, means
+// over the photos: PSNR in dB and SSIM against what a camera of the result's size would have seen.
+// --quick prints one line per goal instead, and fails when one was missed.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -20,12 +20,17 @@ namespace velmora::quality {
 namespace {
 
 using Section = std::pair<const char*, void (*)(const Plan&)>;
-constexpr Section kSections[] = {
-    {"still", measureStill},         {"btv", measureBtv},
-    {"moving", measureMoving},       {"colour", measureColour},
-    {"exposure", measureExposure},   {"jpeg", measureJpeg},
-    {"sharpened", measureSharpened}, {"parallax", measureParallax},
-    {"scales", measureScales},       {"registration", measureRegistration}};
+constexpr Section kSections[] = {{"still", measureStill},
+                                 {"smooth", measureSmooth},
+                                 {"btv", measureBtv},
+                                 {"moving", measureMoving},
+                                 {"colour", measureColour},
+                                 {"exposure", measureExposure},
+                                 {"jpeg", measureJpeg},
+                                 {"sharpened", measureSharpened},
+                                 {"parallax", measureParallax},
+                                 {"scales", measureScales},
+                                 {"registration", measureRegistration}};
 
 int usage() {
   std::fputs("usage: burst_quality [--quick] [--pictures FOLDER] [SECTION...]\nsections:", stderr);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -27,6 +28,23 @@ Master masterOf(const std::string& name, const cv::Mat& bgr) {
 std::string folder(const char* variable, const char* standard) {
   const char* given = std::getenv(variable);
   return given != nullptr ? given : standard;
+}
+
+// Large photos are soft at full size: reduced, they have detail down to the last pixel.
+struct Photo {
+  const char* name;
+  double reduction;
+};
+
+// Those that are installed, or the drawn scene.
+std::vector<Master> mastersOf(std::initializer_list<Photo> photos) {
+  std::vector<Master> masters;
+  for (const Photo& photo : photos) {
+    if (auto master = readMaster(photoPath(photo.name), photo.reduction))
+      masters.push_back(std::move(*master));
+  }
+  if (masters.empty()) masters.push_back(drawnMaster());
+  return masters;
 }
 
 }  // namespace
@@ -60,22 +78,17 @@ std::string photoPath(const std::string& name) {
 }
 
 std::vector<Master> texturedMasters() {
-  // Large photos are soft at full size: reduced, they have detail down to the last pixel.
-  struct Photo {
-    const char* name;
-    double reduction;
-  };
-  constexpr std::array<Photo, 4> kPhotos = {{{"life_by_Aitzol_Berasategi", 1.5},
-                                             {"picosdeeuropa_by_Aitzol_Berasategi", 1.5},
-                                             {"aloeL", 1},
-                                             {"Dragonfly_by_Bolly", 2}}};
-  std::vector<Master> masters;
-  for (const Photo& photo : kPhotos) {
-    if (auto master = readMaster(photoPath(photo.name), photo.reduction))
-      masters.push_back(std::move(*master));
-  }
-  if (masters.empty()) masters.push_back(drawnMaster());
-  return masters;
+  return mastersOf({{"life_by_Aitzol_Berasategi", 1.5},
+                    {"picosdeeuropa_by_Aitzol_Berasategi", 1.5},
+                    {"aloeL", 1},
+                    {"Dragonfly_by_Bolly", 2}});
+}
+
+std::vector<Master> smoothMasters() {
+  return mastersOf({{"Bridge_by_Sander_Klootwijk", 2},
+                    {"free_by_Peter_Nerlich", 2},
+                    {"greentock_by_Peter_Nerlich", 2},
+                    {"seeding_by_Clements_Engelhardt", 2}});
 }
 
 }  // namespace velmora::quality

@@ -29,6 +29,8 @@ Master drawnMaster();
 /// VELMORA_PHOTOS and VELMORA_SAMPLES name other folders than /usr/share/backgrounds and that of
 /// the samples of opencv-doc.
 std::vector<Master> texturedMasters();
+/// Photos of sky, lamps, glass and what is out of focus; likewise.
+std::vector<Master> smoothMasters();
 
 /// The file of a photo by its name; empty where it is not installed.
 std::string photoPath(const std::string& name);

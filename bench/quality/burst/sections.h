@@ -8,6 +8,8 @@ namespace velmora::quality {
 
 /// Nothing moves but the camera: luma of the whole frame, luma without its border, chroma.
 void measureStill(const Plan& plan);
+/// The same on photos with large smooth parts.
+void measureSmooth(const Plan& plan);
 /// The same with BTV-L1 as a peer, on few frames.
 void measureBtv(const Plan& plan);
 /// A textured disc moves, exposures differ.

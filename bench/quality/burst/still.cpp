@@ -79,9 +79,8 @@ void measureNoise(const Take& take, double noise, const Plan& plan, StillTables&
   }
 }
 
-}  // namespace
-
-void measureStill(const Plan& plan) {
+// `scenes`: what the tables call them.
+void measure(const Plan& plan, const std::string& scenes) {
   StillTables tables;
   Table details("what was found");
   for (const Master& master : plan.masters) {
@@ -89,11 +88,23 @@ void measureStill(const Plan& plan) {
     for (const double noise : plan.noise)
       measureNoise(take, noise, plan, tables, details);
   }
-  tables.luma.print("Nothing moves, enlarged by 2: luma");
+  tables.luma.print(scenes + ", enlarged by 2: luma");
   tables.inner.print("Luma without the border");
   tables.chroma.print("Chroma");
   tables.pictures.print("Luma by picture");
   details.print("What the library found");
+}
+
+}  // namespace
+
+void measureStill(const Plan& plan) {
+  measure(plan, "Nothing moves");
+}
+
+void measureSmooth(const Plan& plan) {
+  Plan smooth = plan;
+  smooth.masters = smoothMasters();
+  measure(smooth, "Smooth photos");
 }
 
 void measureBtv(const Plan& plan) {
