@@ -2,6 +2,7 @@
 #ifndef VELMORA_SRC_BURST_PLANE_H
 #define VELMORA_SRC_BURST_PLANE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -22,6 +23,12 @@ struct Rect {
   [[nodiscard]] int32_t width() const { return right - left; }
   [[nodiscard]] int32_t height() const { return bottom - top; }
 };
+
+/// `part` and so many samples more on each side, as far as the plane goes.
+inline Rect grown(const Rect& part, int32_t by, Size plane) {
+  return {std::max(part.left - by, 0), std::max(part.top - by, 0),
+          std::min(part.right + by, plane.width), std::min(part.bottom + by, plane.height)};
+}
 
 /// Samples of the library's own, one after the other in a row.
 template <typename T>

@@ -16,10 +16,7 @@ struct Tile {
 // What restoration of a part needs around it.
 Rect restoredFrom(const PictureTask& task, const Rect& wanted) {
   if (!task.plan) return wanted;
-  const int32_t halo = restorationHalo(*task.plan);
-  const Size grid = task.job->geometry.size();
-  return {std::max(wanted.left - halo, 0), std::max(wanted.top - halo, 0),
-          std::min(wanted.right + halo, grid.width), std::min(wanted.bottom + halo, grid.height)};
+  return grown(wanted, restorationHalo(*task.plan), task.job->geometry.size());
 }
 
 std::vector<Tile> tilesOf(std::span<const PictureTask> tasks, Size tile) {

@@ -124,9 +124,7 @@ void restoreFrame(Memory& memory, Workers& workers, const Rules& rules, bool fas
     Rect part = planTile(job, {0, 0, grid.width, grid.height}).windows[0];
     // What is read beyond the plane mirrors what lies as far inside.
     constexpr int32_t kMirrored = 8;
-    part = {std::max(part.left - kMirrored, 0), std::max(part.top - kMirrored, 0),
-            std::min(part.right + kMirrored, job.source.width),
-            std::min(part.bottom + kMirrored, job.source.height)};
+    part = grown(part, kMirrored, job.source);
     restored[p] = PlaneBuffer<int16_t>(memory, {part.width(), part.height()});
     tasks.push_back({&job.frame[0].source, job.source, part, rules.planes[p].sigma,
                      rules.planes[p].wiener16, &restored[p]});

@@ -60,9 +60,7 @@ void restoreSources(Memory& memory, Workers& workers, std::span<const SourceTask
     const Tile& tile = tiles[static_cast<std::size_t>(i)];
     const SourceTask& task = tasks[tile.task];
     Worker& worker = scratch[static_cast<std::size_t>(w)];
-    const Rect window = {std::max(tile.wanted.left - halo, 0), std::max(tile.wanted.top - halo, 0),
-                         std::min(tile.wanted.right + halo, task.plane.width),
-                         std::min(tile.wanted.bottom + halo, task.plane.height)};
+    const Rect window = grown(tile.wanted, halo, task.plane);
     Plane<int16_t> samples = worker.window.plane();
     readSamples(*task.source, window, samples.data, samples.pitch);
     samples.size = {window.width(), window.height()};

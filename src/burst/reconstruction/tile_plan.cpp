@@ -49,10 +49,6 @@ PositionLimits boxLimits(const PlaneJob& job) {
           last(job.geometry.y.size, job.box->countY())};
 }
 
-Rect grown(const Rect& part, Size plane) {
-  return common({part.left - 1, part.top - 1, part.right + 1, part.bottom + 1}, plane);
-}
-
 TilePlan planTile(const PlaneJob& job, const Rect& wanted) {
   TilePlan plan;
   Rect sums = wanted;
@@ -64,7 +60,7 @@ TilePlan planTile(const PlaneJob& job, const Rect& wanted) {
       Rect& residuals = plan.residuals[i - 1][k];
       residuals = common(windowsAt(frame.grids->toFrame.bounds(sums)), job.source);
       if (isEmpty(residuals)) continue;
-      const Rect means = job.sharpened == 0 ? residuals : grown(residuals, job.source);
+      const Rect means = job.sharpened == 0 ? residuals : grown(residuals, 1, job.source);
       before = around(before, squaresOf(job, frame, means));
     }
     sums = before;

@@ -23,9 +23,6 @@ TilePlan planTile(const PlaneJob& job, const Rect& wanted);
 /// Positions of squares that lie inside the grid.
 PositionLimits boxLimits(const PlaneJob& job);
 
-/// `part`, and one sample more on each side as far as the plane goes.
-Rect grown(const Rect& part, Size plane);
-
 /// How much scratch tiles need; see TileSums.
 struct TileSizes {
   std::size_t grid = 0;    ///< samples of the grid

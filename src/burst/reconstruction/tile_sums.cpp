@@ -201,7 +201,7 @@ void TileSums::residuals(const PlaneJob& job, const TilePlan& plan, int32_t iter
     const int32_t k = activeFrame_[a];
     const Rect& part = plan.residuals[iteration][k];
     if (part.width() <= 0 || part.height() <= 0) continue;
-    const Rect around = job.sharpened == 0 ? part : grown(part, job.source);
+    const Rect around = job.sharpened == 0 ? part : grown(part, 1, job.source);
     const PositionGrid& grid = frameOf(job, k).grids->toGrid;
     const Rect& window = plan.windows[k];
     const std::ptrdiff_t pitch = tilePitch(window.width());

@@ -9,11 +9,6 @@ constexpr int32_t kCell = 4;  // samples along each axis
 constexpr PassGeometry kBlocks = {8, 1};
 constexpr int32_t kBlockReach = 7;  // cells from one of a block to another
 
-Rect grown(const Rect& part, int32_t by, Size plane) {
-  return {std::max(part.left - by, 0), std::max(part.top - by, 0),
-          std::min(part.right + by, plane.width), std::min(part.bottom + by, plane.height)};
-}
-
 // Small blocks of 16 x 16 do better between the lowest frequencies and those of the cells.
 bool smooths(const RestorationPlan& plan) {
   return !plan.fast;

@@ -16,11 +16,6 @@ bool uses16(const RestorationPlan& plan) {
   return !plan.fast;
 }
 
-Rect grown(const Rect& rect, int32_t by, Size plane) {
-  return {std::max(rect.left - by, 0), std::max(rect.top - by, 0),
-          std::min(rect.right + by, plane.width), std::min(rect.bottom + by, plane.height)};
-}
-
 }  // namespace
 
 int32_t restorationHalo(const RestorationPlan& plan) {

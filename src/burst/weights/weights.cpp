@@ -190,16 +190,11 @@ Weights weighPair(Memory& memory, Workers& workers, const MatchedPair& pair,
     return Rect{2 * tile.left, 2 * tile.top, std::min(2 * tile.right, size.width),
                 std::min(2 * tile.bottom, size.height)};
   };
-  const auto surroundings = [](const Rect& tile, Size plane) {
-    return Rect{std::max(tile.left - kHalo, 0), std::max(tile.top - kHalo, 0),
-                std::min(tile.right + kHalo, plane.width),
-                std::min(tile.bottom + kHalo, plane.height)};
-  };
   std::size_t window = 0;
   for (int32_t i = 0; i < across * down; ++i) {
     const Rect tile = tileAt(i);
-    window = std::max({window, planes[0].windowSize(surroundings(lumaOf(tile), size)),
-                       planes[1].windowSize(surroundings(tile, halfSize))});
+    window = std::max({window, planes[0].windowSize(grown(lumaOf(tile), kHalo, size)),
+                       planes[1].windowSize(grown(tile, kHalo, halfSize))});
   }
   std::array<TileScratch, kMostWorkers> scratch;
   for (int32_t w = 0; w < workers.count(); ++w) {
