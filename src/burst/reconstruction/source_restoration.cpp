@@ -16,7 +16,6 @@ RestorationPlan planOf(const SourceTask& task, bool fast) {
   // White noise is the same in all coefficients.
   plan.noise[0].of8.fill(static_cast<float>(task.sigma));
   plan.noise[0].of16.fill(static_cast<float>(task.sigma));
-  plan.noise[0].low.fill(static_cast<float>(task.sigma / 4));  // of means of 16 samples
   return plan;
 }
 

@@ -20,7 +20,8 @@ struct CoefficientNoise {
 /// How a plane is restored.
 struct RestorationPlan {
   bool fast = false;      ///< 8 x 8 blocks only, stride 3
-  bool fine = false;      ///< strides 1 and 2 in place of 2 and 4: for one frame before enlargement
+  bool fine = false;      ///< strides 1 and 2 in place of 2 and 4, no cells: for one frame before
+                          ///< enlargement
   bool wiener16 = false;  ///< the second pass with 16 x 16 blocks: for strong noise
   /// [n - 1]: the noise where n frames were added up.
   std::array<CoefficientNoise, 8> noise;

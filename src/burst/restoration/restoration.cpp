@@ -15,6 +15,11 @@ PassGeometry geometryOf16(const RestorationPlan& plan) {
 bool uses16(const RestorationPlan& plan) {
   return !plan.fast;
 }
+// Before enlargement a block shows as much of the scene as one of cells does behind it, and larger
+// ones lose as much texture as they take noise.
+bool hasLowBand(const RestorationPlan& plan) {
+  return !plan.fine;
+}
 
 }  // namespace
 
@@ -22,6 +27,7 @@ int32_t restorationHalo(const RestorationPlan& plan) {
   // A block that covers a wanted sample, and one that covers a sample of it in the pilot.
   const int32_t pilot = uses16(plan) ? 15 : 7;
   const int32_t second = uses16(plan) && plan.wiener16 ? 15 : 7;
+  if (!hasLowBand(plan)) return pilot + second;
   const LowBand::Halo low = LowBand::halo(plan);
   return std::max(low.window, low.fine + pilot + second);
 }
@@ -30,21 +36,19 @@ Restorer::Restorer(Memory& memory, const RestorationPlan& plan, Size largest)
     : plan_(&plan),
       of8_(passTables<8>(memory, plan, &CoefficientNoise::of8)),
       of16_(passTables<16>(memory, plan, &CoefficientNoise::of16)),
-      samples_(memory, largest),
-      low_(memory, plan, largest) {
+      samples_(memory, largest) {
+  if (hasLowBand(plan)) low_.emplace(memory, plan, largest);
   const PassGeometry geometries[] = {geometryOf8(plan), geometryOf16(plan)};
   passes_ = PassRunner(memory, geometries, uses16(plan) ? 2 : 1, largest.width);
 }
 
 void Restorer::run(const RestorationWindow& window, Plane<int16_t> out) {
   const Rect& wanted = window.wanted;
-  const bool hasLowBand = LowBand::fits(window.plane);
-  const PlanePart<const int16_t> fine =
-      restoreBlocks(window, hasLowBand ? low_.covers(wanted, window.plane) : wanted);
-  if (hasLowBand) {
-    low_.run(window, fine, out);
+  if (low_ && LowBand::fits(window.plane)) {
+    low_->run(window, restoreBlocks(window, low_->covers(wanted, window.plane)), out);
     return;
   }
+  const PlanePart<const int16_t> fine = restoreBlocks(window, wanted);
   for (int32_t y = wanted.top; y < wanted.bottom; ++y)
     std::copy_n(fine.at(wanted.left, y), wanted.width(), out.row(y - wanted.top));
 }

@@ -3,6 +3,7 @@
 #define VELMORA_SRC_BURST_RESTORATION_RESTORATION_H
 
 #include <cstdint>
+#include <optional>
 
 #include "burst/memory.h"
 #include "burst/restoration/low_band.h"
@@ -33,7 +34,7 @@ class Restorer {
   PassTables of16_;
   PlaneBuffer<int16_t> samples_;  ///< the pilot, then the result
   PassRunner passes_;
-  LowBand low_;
+  std::optional<LowBand> low_;
 };
 
 }  // namespace velmora::burst
