@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -379,6 +380,65 @@ TEST(FrameNoise, IsMeasuredInQuietPlaces) {
   const std::vector<uint8_t> white(64 * 64, 255);
   EXPECT_EQ(measureFrameNoise(memory(), {white.data(), 64, 1, {64, 64}}), 0);
   EXPECT_EQ(measureFrameNoise(memory(), {white.data(), 16, 1, {16, 16}}), 0);
+}
+
+// Rounds the coefficients of blocks of 8 x 8 to steps that grow with the frequency, as JPEG does.
+void compress(std::vector<double>& samples, Size size, double step) {
+  using Block = std::array<std::array<double, 8>, 8>;
+  Block waves;
+  for (int i = 0; i < 64; ++i)
+    waves[std::size_t(i / 8)][std::size_t(i % 8)] = basis(8, i / 8, i % 8);
+  const auto turned = [&](const Block& from, bool back) {  // transforms columns into rows
+    Block to = {};
+    for (int i = 0; i < 512; ++i) {
+      const auto k = std::size_t(i % 8), x = std::size_t(i / 8 % 8), j = std::size_t(i / 64);
+      to[x][k] += from[j][x] * (back ? waves[j][k] : waves[k][j]);
+    }
+    return to;
+  };
+  for (int i = 0; i < size.width / 8 * (size.height / 8); ++i) {
+    double* const first =
+        samples.data() + i / (size.width / 8) * 8 * size.width + i % (size.width / 8) * 8;
+    Block block;
+    for (int j = 0; j < 64; ++j)
+      block[std::size_t(j / 8)][std::size_t(j % 8)] = first[j / 8 * size.width + j % 8];
+    block = turned(turned(block, false), false);
+    for (int k = 0; k < 64; ++k) {
+      double& coefficient = block[std::size_t(k / 8)][std::size_t(k % 8)];
+      const double rounding = step * (1 + k % 8 + k / 8);
+      coefficient = rounding * std::round(coefficient / rounding);
+    }
+    block = turned(turned(block, true), true);
+    for (int j = 0; j < 64; ++j)
+      first[j / 8 * size.width + j % 8] = block[std::size_t(j / 8)][std::size_t(j % 8)];
+  }
+}
+
+// Smooth on the left, waves of all lengths on the right.
+TEST(FrameNoise, IsFoundInCompressedFramesAndNotInTheirTexture) {
+  const Size size = {400, 240};
+  std::vector<double> scene;
+  for (int i = 0; i < size.width * size.height; ++i) {
+    const int x = i % size.width, y = i / size.width;
+    double value = 120 + 30 * std::sin(x / 90.0);
+    for (int wave = 1; x > size.width / 4 && wave < 40; ++wave)
+      value += 40.0 / wave * std::sin(0.06 * wave * (x * std::cos(wave) + y * std::sin(wave)));
+    scene.push_back(value);
+  }
+  constexpr double kNoiseAndStep[][2] = {{0, 1}, {0, 4}, {4, 1}, {8, 2}, {15, 2}, {15, 4}};
+  for (const auto& [sigma, step] : kNoiseAndStep) {
+    Random random(19);
+    std::vector<double> values;
+    for (const double value : scene)
+      values.push_back(value + sigma * normal(random));
+    compress(values, size, step);
+    std::vector<uint8_t> samples;
+    for (const double value : values)
+      samples.push_back(static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 255.0))));
+    const double noise = measureFrameNoise(memory(), {samples.data(), size.width, 1, size});
+    EXPECT_GE(noise, 0.9 * sigma) << sigma << ", step " << step;
+    EXPECT_LE(noise, 1.3 * sigma + 1.5) << sigma << ", step " << step;
+  }
 }
 
 }  // namespace
