@@ -146,17 +146,21 @@ void measureExposure(const Plan& plan) {
 }
 
 void measureJpeg(const Plan& plan) {
-  Table table("luma, whole frame");
-  for (const Master& master : plan.masters) {
-    const Take take = takeOf(master, plan.frame, 2, 4);
-    for (const double noise : plan.noise) {
-      for (const int quality : {95, 88, 75}) {
-        compareLuma(take, take.develop(4, {.noise = noise, .jpegQuality = quality}), noise,
-                    {1, 2, 4}, tool::format("JPEG %d: ", quality), {}, table);
+  const auto measure = [&](const std::vector<Master>& masters, const std::string& heading) {
+    Table table("luma, whole frame");
+    for (const Master& master : masters) {
+      const Take take = takeOf(master, plan.frame, 2, 4);
+      for (const double noise : plan.noise) {
+        for (const int quality : {95, 88, 75}) {
+          compareLuma(take, take.develop(4, {.noise = noise, .jpegQuality = quality}), noise,
+                      {1, 2, 4}, tool::format("JPEG %d: ", quality), {}, table);
+        }
       }
     }
-  }
-  table.print("Frames from JPEG files");
+    table.print(heading);
+  };
+  measure(plan.masters, "Frames from JPEG files");
+  measure(smoothMasters(), "Frames from JPEG files, smooth photos");
 }
 
 void measureSharpened(const Plan& plan) {
