@@ -204,6 +204,7 @@ void measureNoise(Memory& memory, Workers& workers, std::span<const NoiseTask> t
       parts.push_back({&task, n, &noise.back()});
   }
   std::vector<TileSums> scratch;
+  scratch.reserve(static_cast<std::size_t>(workers.count()));
   for (int32_t i = 0; i < workers.count(); ++i)
     scratch.emplace_back(memory, largest);
   workers.run(static_cast<int32_t>(parts.size()), progressWeight, [&](int32_t i, int32_t worker) {

@@ -34,7 +34,7 @@ class TileSums {
     return buffer + (y - area_.top) * pitch_;
   }
   /// Sample (0, 0) of a frame whose window lies in a buffer.
-  [[nodiscard]] const int16_t* origin(const int16_t* buffer, const Rect& window) const {
+  static const int16_t* origin(const int16_t* buffer, const Rect& window) {
     return buffer - window.top * tilePitch(window.width()) - window.left;
   }
 

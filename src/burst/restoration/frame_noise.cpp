@@ -82,10 +82,10 @@ double blockNoise(const SourcePlane& plane, int32_t left, int32_t top, int32_t d
 
 // From block to block.
 int32_t stepOf(const SourcePlane& plane) {
-  const double across = plane.size.width / kBlock;
-  const double down = plane.size.height / kBlock;
-  return kBlock *
-         std::max(static_cast<int32_t>(std::ceil(std::sqrt(across * down / kEnoughBlocks))), 1);
+  const int32_t across = plane.size.width / kBlock;
+  const int32_t down = plane.size.height / kBlock;
+  const double blocks = static_cast<double>(across) * down;
+  return kBlock * std::max(static_cast<int32_t>(std::ceil(std::sqrt(blocks / kEnoughBlocks))), 1);
 }
 
 /// Calls block(left, top) for the blocks that count; the filter's taps lie inside the plane.
