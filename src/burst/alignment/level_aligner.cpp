@@ -146,7 +146,9 @@ bool LevelAligner::apply(const std::array<double, kParameters>& p, Alignment& al
   constexpr double kStill = 0.003;
   bool moved = false;
   for (int32_t i = 0; i < 9; ++i) {
-    const Point at = {(size.width - 1) * 0.5 * (i % 3), (size.height - 1) * 0.5 * (i / 3)};
+    const int32_t column = i % 3;
+    const int32_t row = i / 3;
+    const Point at = {(size.width - 1) * 0.5 * column, (size.height - 1) * 0.5 * row};
     const Point was = before(at);
     const Point is = after(at);
     moved |= !(std::fabs(is.x - was.x) < kStill && std::fabs(is.y - was.y) < kStill);

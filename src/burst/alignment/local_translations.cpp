@@ -185,8 +185,8 @@ class TileSearch {
   // Sums of the pair as it is, for all cells of a level.
   void sumCells(const PairLevel& level, const Buffer<CellSums>& cells, double weight);
   [[nodiscard]] CellSums tileSums(const Buffer<CellSums>& cells, int32_t i, int32_t j) const;
-  Moved descend(const PairLevel& level, int32_t i, int32_t j, Point start, int32_t steps,
-                const Stretch& scratch) const;
+  static Moved descend(const PairLevel& level, int32_t i, int32_t j, Point start, int32_t steps,
+                       const Stretch& scratch);
   [[nodiscard]] Point search(int32_t i, int32_t j, const Stretch& scratch) const;
 
   Memory& memory_;
@@ -239,7 +239,7 @@ CellSums TileSearch::tileSums(const Buffer<CellSums>& cells, int32_t i, int32_t 
 }
 
 Moved TileSearch::descend(const PairLevel& level, int32_t i, int32_t j, Point start, int32_t steps,
-                          const Stretch& scratch) const {
+                          const Stretch& scratch) {
   constexpr double kStill = 0.01;
   const int32_t side = 2 * level.cell;
   for (int32_t y = 0; y < side; ++y)

@@ -204,12 +204,11 @@ PairRegistration PairAligner::run() {
   const Judgement judgement = judge(alignment);
   const bool plausible = upright(alignment.homography, frame_.luma.size) &&
                          alignment.gain > 1 / kLargestGain && alignment.gain < kLargestGain;
-  if (!plausible) {
+  const bool little = judgement.overlap < 0.5 && judgement.fit.misfit < kGoodMisfit;
+  if (!plausible || (!little && !judgement.good())) {
     result.use = VELMORA_SR_BURST_NO_MOTION;
-  } else if (judgement.overlap < 0.5 && judgement.fit.misfit < kGoodMisfit) {
+  } else if (little) {
     result.use = VELMORA_SR_BURST_LOW_OVERLAP;
-  } else if (!judgement.good()) {
-    result.use = VELMORA_SR_BURST_NO_MOTION;
   } else if (after > before + kSlack || (after > kSuspicious && after > kHardlyBetter * before &&
                                          meanShift(alignment.homography, frame_.luma.size) > 1)) {
     result.use = VELMORA_SR_BURST_RESIDUAL;

@@ -78,9 +78,9 @@ float middleOf(std::array<float, kSamples>& values) {
   std::size_t before = 0;
   while (before + counts[place] <= kBefore)
     before += counts[place++];
-  const auto end = std::remove_if(values.begin(), values.end(),
-                                  [&](float value) { return placeOf(value) != place; });
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(kBefore - before);
+  auto* const end = std::remove_if(values.begin(), values.end(),
+                                   [&](float value) { return placeOf(value) != place; });
+  auto* const middle = values.begin() + static_cast<std::ptrdiff_t>(kBefore - before);
   std::nth_element(values.begin(), middle, end);
   return *middle;
 }
