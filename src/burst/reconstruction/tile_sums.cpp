@@ -154,7 +154,7 @@ void TileSums::firstSum(const PlaneJob& job, const TilePlan& plan) {
   const int32_t width = area_.width();
   const bool corrected = job.iterations.count > 0 && !job.alone;
   const uint8_t* weights[kMostFrames];
-  int16_t* sums[kMostFrames] = {};
+  int16_t* sums[kMostFrames];
   int16_t* spreads[kMostFrames];
   int16_t* shares[kMostFrames];
   for (int32_t a = 0; a < active_; ++a) {
@@ -181,7 +181,7 @@ void TileSums::firstSum(const PlaneJob& job, const TilePlan& plan) {
     }
     int16_t* out = gridRow(samples_.data(), y);
     if (job.alone) {
-      std::memcpy(out, sums[0], static_cast<std::size_t>(width) * sizeof *out);
+      std::memcpy(out, sums_.data(), static_cast<std::size_t>(width) * sizeof *out);
       continue;
     }
     weightRow(job, y);
